@@ -1,0 +1,55 @@
+// The one seam through which the cores show messages and ask questions.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace qm {
+
+enum class MessageIcon { None, Information, Exclamation, Critical, Question };
+enum class MessageButtons { Ok, OkCancel, YesNo, YesNoCancel };
+enum class MessageAnswer { Ok, Cancel, Yes, No };
+
+/// A message box as the user sees it: the exact title, text and icon.
+struct Message {
+    std::string title;
+    std::string text; ///< line breaks as "\r" where the product breaks a line with character 13
+    MessageIcon icon = MessageIcon::None;
+    MessageButtons buttons = MessageButtons::Ok;
+    bool operator==(const Message&) const = default;
+};
+
+/// Shows messages and returns the user's answer. The GUI shows dialogs, the
+/// command line prints to stderr and answers from its flags, tests record.
+class Prompter {
+public:
+    virtual ~Prompter() = default;
+    virtual MessageAnswer show(const Message& message) = 0;
+    /// The system's alert sound, where there is one.
+    virtual void beep() {}
+};
+
+/// Records every message and answers from a script (Ok, or the first choice,
+/// when the script runs out). For tests and for collecting a run's messages.
+class RecordingPrompter : public Prompter {
+public:
+    MessageAnswer show(const Message& message) override
+    {
+        messages.push_back(message);
+        if (answers.empty())
+            return message.buttons == MessageButtons::YesNo || message.buttons == MessageButtons::YesNoCancel
+                       ? MessageAnswer::Yes
+                       : MessageAnswer::Ok;
+        MessageAnswer a = answers.front();
+        answers.pop_front();
+        return a;
+    }
+    void beep() override { ++beeps; }
+
+    std::vector<Message> messages;
+    std::deque<MessageAnswer> answers;
+    int beeps = 0;
+};
+
+} // namespace qm

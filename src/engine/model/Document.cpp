@@ -1,0 +1,163 @@
+// Queries and the one editing primitive of the document model.
+#include "engine/model/Document.h"
+
+#include <cassert>
+
+namespace qm::engine {
+
+bool Document::isSectionBreak(uint32_t pos) const
+{
+    const Story& main = mainStory();
+    if (pos >= main.size() || main.text[pos] != Ch::PageBreak)
+        return false;
+    for (size_t i = 0; i + 1 < sections.size(); ++i)
+        if (sections[i].end == pos + 1)
+            return true;
+    return false;
+}
+
+bool Document::endsParagraph(size_t story, uint32_t pos) const
+{
+    const Story& s = stories[story];
+    if (pos >= s.size())
+        return false;
+    char16_t c = s.text[pos];
+    if (c == Ch::ParagraphMark || c == Ch::CellEnd)
+        return true;
+    return story == 0 && c == Ch::PageBreak && isSectionBreak(pos);
+}
+
+uint32_t Document::paragraphEnd(size_t story, uint32_t pos) const
+{
+    const Story& s = stories[story];
+    for (uint32_t i = pos; i < s.size(); ++i)
+        if (endsParagraph(story, i))
+            return i;
+    return s.size() == 0 ? 0 : s.size() - 1;
+}
+
+static int32_t inheritedStory(const std::vector<Section>& sections, size_t section,
+                              HeaderFooterIndex index, bool header)
+{
+    const size_t slot = static_cast<size_t>(index) - 1;
+    for (size_t i = section + 1; i-- > 0;) {
+        if (i >= sections.size())
+            continue;
+        int32_t story = header ? sections[i].headers[slot] : sections[i].footers[slot];
+        if (story >= 0)
+            return story;
+    }
+    return -1;
+}
+
+int32_t Document::headerStory(size_t section, HeaderFooterIndex index) const
+{
+    return inheritedStory(sections, section, index, true);
+}
+
+int32_t Document::footerStory(size_t section, HeaderFooterIndex index) const
+{
+    return inheritedStory(sections, section, index, false);
+}
+
+void Document::applyEdits(size_t storyIndex, const std::vector<StoryEdit>& edits)
+{
+    if (edits.empty())
+        return;
+    Story& story = stories[storyIndex];
+    const uint32_t oldSize = story.size();
+
+    // Maps a position of the old text to the new one: shifted by the edits
+    // wholly before it, clamped into an edit it falls inside.
+    auto mapPosition = [&](uint32_t p) {
+        int64_t delta = 0;
+        for (const StoryEdit& e : edits) {
+            if (e.pos + e.length <= p) {
+                delta += static_cast<int64_t>(e.text.size()) - e.length;
+                continue;
+            }
+            if (e.pos < p) {
+                uint32_t into = std::min<uint32_t>(p - e.pos, static_cast<uint32_t>(e.text.size()));
+                return static_cast<uint32_t>(e.pos + delta + into);
+            }
+            break;
+        }
+        return static_cast<uint32_t>(p + delta);
+    };
+
+    std::u16string text;
+    std::vector<CharAttr> attrs;
+    size_t grown = oldSize;
+    for (const StoryEdit& e : edits)
+        grown += e.text.size();
+    text.reserve(grown);
+    attrs.reserve(grown);
+    uint32_t cursor = 0;
+    for (const StoryEdit& e : edits) {
+        assert(e.pos >= cursor && e.pos + e.length <= oldSize && "edits sorted and in range");
+        text.append(story.text, cursor, e.pos - cursor);
+        attrs.insert(attrs.end(), story.attrs.begin() + cursor, story.attrs.begin() + e.pos);
+        text.append(e.text);
+        attrs.insert(attrs.end(), e.text.size(), e.attr);
+        cursor = e.pos + e.length;
+    }
+    text.append(story.text, cursor, std::u16string::npos);
+    attrs.insert(attrs.end(), story.attrs.begin() + cursor, story.attrs.end());
+
+    if (storyIndex == 0) {
+        for (Section& s : sections)
+            s.end = mapPosition(s.end);
+        sections.back().end = static_cast<uint32_t>(text.size());
+    }
+    story.text = std::move(text);
+    story.attrs = std::move(attrs);
+}
+
+std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t from, uint32_t to,
+                              uint8_t depth)
+{
+    std::vector<Table> tables;
+    const Story& s = doc.stories[storyIndex];
+    to = std::min(to, s.size());
+    uint32_t paraStart = from;
+    Table* table = nullptr;
+    TableRow row;
+    uint32_t cellStart = from;
+    bool rowOpen = false;
+    for (uint32_t i = from; i < to; ++i) {
+        if (!doc.endsParagraph(storyIndex, i))
+            continue;
+        const ParaFormat& pf = doc.paraFormatOf(s, i);
+        if (pf.tableDepth < depth) {
+            table = nullptr;
+            rowOpen = false;
+            paraStart = i + 1;
+            continue;
+        }
+        if (!table) {
+            tables.push_back(Table{paraStart, paraStart, depth, {}});
+            table = &tables.back();
+            cellStart = paraStart;
+        }
+        if (!rowOpen) {
+            row = TableRow{cellStart, cellStart, -1, {}};
+            rowOpen = true;
+        }
+        if (pf.tableDepth == depth && s.text[i] == Ch::CellEnd) {
+            if (pf.rowEnd) {
+                row.end = i;
+                row.rowFormat = pf.rowFormat;
+                table->rows.push_back(std::move(row));
+                rowOpen = false;
+                table->end = i + 1;
+            } else {
+                row.cells.push_back(TableCell{cellStart, i});
+            }
+            cellStart = i + 1;
+        }
+        paraStart = i + 1;
+    }
+    return tables;
+}
+
+} // namespace qm::engine

@@ -1,0 +1,200 @@
+// The document model: Word's flat story model with its special characters.
+#pragma once
+
+#include "engine/model/Diagnostic.h"
+#include "engine/model/Formats.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qm::engine {
+
+/// Word's special characters, as they stand in a story's text.
+namespace Ch {
+inline constexpr char16_t Object = 1;        ///< an inline picture or object
+inline constexpr char16_t NoteReference = 2; ///< an automatically numbered note reference
+inline constexpr char16_t CellEnd = 7;       ///< end of a table cell, and end of a table row
+inline constexpr char16_t Anchor = 8;        ///< anchor of a floating drawing object
+inline constexpr char16_t Tab = 9;
+inline constexpr char16_t LineBreak = 11;    ///< manual line break
+inline constexpr char16_t PageBreak = 12;    ///< manual page break, or a section break
+inline constexpr char16_t ParagraphMark = 13;
+inline constexpr char16_t ColumnBreak = 14;
+inline constexpr char16_t NonBreakingHyphen = 30;
+inline constexpr char16_t OptionalHyphen = 31;
+inline constexpr char16_t Space = 32;
+inline constexpr char16_t NoBreakSpace = 160;
+} // namespace Ch
+
+/// Word's story types (its WdStoryType numbers).
+enum class StoryType : uint8_t {
+    Main = 1,
+    Footnotes = 2,
+    Endnotes = 3,
+    Comments = 4,
+    TextFrame = 5,
+    EvenPagesHeader = 6,
+    PrimaryHeader = 7,
+    EvenPagesFooter = 8,
+    PrimaryFooter = 9,
+    FirstPageHeader = 10,
+    FirstPageFooter = 11,
+};
+
+/// Word's header and footer index: 1 primary, 2 first page, 3 even pages.
+enum class HeaderFooterIndex : uint8_t { Primary = 1, FirstPage = 2, EvenPages = 3 };
+
+/// The formatting of one character: indices into the document's tables.
+struct CharAttr {
+    uint32_t charFormat = 0;
+    uint32_t paraFormat = 0; ///< meaningful on the character that ends a paragraph
+    bool operator==(const CharAttr&) const = default;
+};
+
+/// One story: a character stream and, per character, its formatting. Every
+/// paragraph ends in a mark (13; 7 for a table cell's last paragraph; 12 for a
+/// paragraph that ends a section), the story's last paragraph too.
+struct Story {
+    StoryType type = StoryType::Main;
+    std::u16string text;
+    std::vector<CharAttr> attrs; ///< same length as text
+
+    uint32_t size() const { return static_cast<uint32_t>(text.size()); }
+};
+
+struct Section {
+    SectionFormat format;
+    uint32_t end = 0; ///< one past the section's last character in the main story
+    /// Story indices by HeaderFooterIndex - 1; -1 where the section defines
+    /// none of that kind and shows the previous section's.
+    std::array<int32_t, 3> headers{-1, -1, -1};
+    std::array<int32_t, 3> footers{-1, -1, -1};
+};
+
+enum class NoteKind : uint8_t { Footnote, Endnote, Comment };
+
+/// A note: its reference character in the main story carries noteIndex, and
+/// its text is [start, end) of a notes story.
+struct Note {
+    NoteKind kind = NoteKind::Footnote;
+    int32_t story = -1;
+    uint32_t start = 0;
+    uint32_t end = 0;
+};
+
+enum class ObjectKind : uint8_t { Picture, Shape, TextBox, Chart, Embedded };
+
+/// A picture or drawing object standing at a character 1 (inline) or 8 (floating).
+struct InlineObject {
+    ObjectKind kind = ObjectKind::Picture;
+    Twips width = 0;
+    Twips height = 0;
+    bool floating = false;
+    int32_t story = -1; ///< a text box's own story, or -1
+};
+
+/// Statistics the saving program stored in the file (docProps/app.xml, the DOP,
+/// RTF \info). Kept for comparison only: counting never uses them.
+struct StoredStatistics {
+    std::optional<int64_t> pages, words, characters, charactersWithSpaces, lines, paragraphs;
+    std::string application; ///< who saved the file, when it says
+};
+
+/// Document-wide settings the layout needs.
+struct DocumentSettings {
+    Twips defaultTabStop = 720;
+    bool evenAndOddHeaders = false;
+    bool mirrorMargins = false;
+    bool autoHyphenation = false;
+    int32_t compatibilityMode = 0;              ///< Word's compatibility mode (15 for 2013+); 0 unknown
+    std::map<std::string, std::string> compat;  ///< compatibility options by name, as read
+};
+
+/// One edit of a story: replace [pos, pos + length) by text, whose characters
+/// take `attr`.
+struct StoryEdit {
+    uint32_t pos = 0;
+    uint32_t length = 0;
+    std::u16string text;
+    CharAttr attr;
+};
+
+/// A whole document. stories[0] is the main story; sections cover it in order
+/// and the last one ends at its end. Readers build it with DocumentBuilder;
+/// the access layer edits it only through applyEdits.
+class Document {
+public:
+    std::string format; ///< "txt", "rtf", "docx", "odt", "doc"
+    std::vector<CharFormat> charFormats{CharFormat{}};
+    std::vector<ParaFormat> paraFormats{ParaFormat{}};
+    std::vector<TableRowFormat> rowFormats;
+    std::vector<Story> stories{Story{}};
+    std::vector<Section> sections{Section{}};
+    std::vector<Note> notes;
+    std::vector<InlineObject> objects;
+    DocumentSettings settings;
+    StoredStatistics stored;
+    std::vector<Diagnostic> diagnostics;
+
+    Story& mainStory() { return stories.front(); }
+    const Story& mainStory() const { return stories.front(); }
+
+    const CharFormat& charFormatAt(const Story& s, uint32_t pos) const
+    {
+        return charFormats[s.attrs[pos].charFormat];
+    }
+    const ParaFormat& paraFormatOf(const Story& s, uint32_t markPos) const
+    {
+        return paraFormats[s.attrs[markPos].paraFormat];
+    }
+
+    /// True when the character at pos of the main story is a section break
+    /// (a 12 that ends a section other than the last) rather than a page break.
+    bool isSectionBreak(uint32_t pos) const;
+
+    /// True when the character at pos of story ends a paragraph.
+    bool endsParagraph(size_t story, uint32_t pos) const;
+
+    /// The index of the character that ends the paragraph holding pos.
+    uint32_t paragraphEnd(size_t story, uint32_t pos) const;
+
+    /// The story shown as header (or footer) `index` of section `section`:
+    /// its own, else the nearest earlier section's; -1 when none defines one.
+    int32_t headerStory(size_t section, HeaderFooterIndex index) const;
+    int32_t footerStory(size_t section, HeaderFooterIndex index) const;
+
+    /// Applies sorted, non-overlapping edits to one story in a single pass and
+    /// moves section ends with the main story's text. Formats are untouched.
+    void applyEdits(size_t story, const std::vector<StoryEdit>& edits);
+};
+
+/// Tables found in a stretch of a story, derived from its marks: a maximal
+/// run of paragraphs of table depth >= d forms a table of level d; at level d
+/// a 7 flagged rowEnd ends a row and any other 7 ends a cell.
+struct TableCell {
+    uint32_t start = 0;
+    uint32_t end = 0; ///< index of the cell's end mark
+};
+struct TableRow {
+    uint32_t start = 0;
+    uint32_t end = 0; ///< index of the row's end mark
+    int32_t rowFormat = -1;
+    std::vector<TableCell> cells;
+};
+struct Table {
+    uint32_t start = 0;
+    uint32_t end = 0; ///< one past the last row's end mark
+    uint8_t depth = 1;
+    std::vector<TableRow> rows;
+};
+
+/// The tables of level `depth` within [from, to) of a story, in order.
+/// Nested tables are found by asking again with a cell's bounds and depth + 1.
+std::vector<Table> findTables(const Document& doc, size_t story, uint32_t from, uint32_t to,
+                              uint8_t depth = 1);
+
+} // namespace qm::engine

@@ -1,0 +1,153 @@
+// The builder keeps Word's marks: paragraph ends, cell and row ends, section breaks.
+#include "engine/model/DocumentBuilder.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+
+namespace {
+std::u16string visible(const Story& s)
+{
+    std::u16string out;
+    for (char16_t c : s.text)
+        out += c == 13 ? u'¶' : c == 7 ? u'¤' : c == 12 ? u'§' : c;
+    return out;
+}
+} // namespace
+
+TEST(DocumentBuilder, EveryStoryEndsWithAParagraphMark)
+{
+    // Without this an empty header would have no paragraph and a story ending
+    // in a table would lose the paragraph Word always keeps after it.
+    DocumentBuilder b("test");
+    StoryId header = b.newStory(StoryType::PrimaryHeader);
+    b.appendUtf8("text without end", 0);
+    b.beginTable();
+    b.beginCell();
+    b.appendUtf8("x", 0);
+    b.endCell(0, 0);
+    b.endRow({}, 0);
+    b.endTable();
+    b.setStory(header);
+    auto doc = b.finish({}, {});
+    EXPECT_EQ(visible(doc->mainStory()), u"text without end¶x¤¤¶");
+    EXPECT_EQ(visible(doc->stories[header]), u"¶");
+}
+
+TEST(DocumentBuilder, CellsTurnTheirLastParagraphMarkIntoACellMark)
+{
+    DocumentBuilder b("test");
+    b.beginTable();
+    b.beginCell();
+    b.appendUtf8("a", 0);
+    b.endParagraph(0, 0);
+    b.appendUtf8("b", 0);
+    b.endParagraph(0, 0);
+    b.endCell(0, 0);
+    b.beginCell(); // an empty cell still gets its mark
+    b.endCell(0, 0);
+    b.endRow({}, 0);
+    b.endTable();
+    b.appendUtf8("after", 0);
+    b.endParagraph(0, 0);
+    auto doc = b.finish({}, {});
+    const Story& s = doc->mainStory();
+    EXPECT_EQ(visible(s), u"a¶b¤¤¤after¶");
+    auto tables = findTables(*doc, 0, 0, s.size());
+    ASSERT_EQ(tables.size(), 1u);
+    ASSERT_EQ(tables[0].rows.size(), 1u);
+    ASSERT_EQ(tables[0].rows[0].cells.size(), 2u);
+    EXPECT_EQ(tables[0].rows[0].cells[0].start, 0u);
+    EXPECT_EQ(tables[0].rows[0].cells[0].end, 3u);
+    EXPECT_EQ(tables[0].rows[0].cells[1].end, 4u);
+    EXPECT_EQ(tables[0].end, 6u);
+    EXPECT_EQ(doc->paraFormatOf(s, 1).tableDepth, 1); // the first paragraph inside the cell
+    EXPECT_EQ(doc->paraFormatOf(s, 11).tableDepth, 0);
+}
+
+TEST(DocumentBuilder, NestedTablesAreFoundLevelByLevel)
+{
+    DocumentBuilder b("test");
+    b.beginTable();
+    b.beginCell();
+    b.beginTable();
+    for (int i = 0; i < 2; ++i) {
+        b.beginCell();
+        b.appendUtf8("n", 0);
+        b.endCell(0, 0);
+    }
+    b.endRow({}, 0);
+    b.endTable();
+    b.appendUtf8("o", 0);
+    b.endCell(0, 0);
+    b.endRow({}, 0);
+    b.endTable();
+    b.beginTable(); // a second top-level table after a paragraph
+    b.beginCell();
+    b.endCell(0, 0);
+    b.endRow({}, 0);
+    b.endTable();
+    auto doc = b.finish({}, {});
+    const Story& s = doc->mainStory();
+    EXPECT_EQ(visible(s), u"n¤n¤¤o¤¤¤¤¶");
+    auto outer = findTables(*doc, 0, 0, s.size());
+    // The two top-level tables touch: Word would merge them, and so does the
+    // derivation, since no paragraph separates them.
+    ASSERT_EQ(outer.size(), 1u);
+    EXPECT_EQ(outer[0].rows.size(), 2u);
+    const TableCell& cell = outer[0].rows[0].cells.at(0);
+    auto inner = findTables(*doc, 0, cell.start, cell.end, 2);
+    ASSERT_EQ(inner.size(), 1u);
+    EXPECT_EQ(inner[0].rows.at(0).cells.size(), 2u);
+}
+
+TEST(DocumentBuilder, SectionsEndAfterTheirBreakAndTheLastAtTheEnd)
+{
+    DocumentBuilder b("test");
+    StoryId h1 = b.newStory(StoryType::PrimaryHeader);
+    b.appendUtf8("one", 0);
+    HeaderFooterRefs refs;
+    refs.headers[0] = static_cast<int32_t>(h1);
+    SectionFormat landscape;
+    landscape.pageWidth = 15840;
+    b.endSection(landscape, refs, 0, 0);
+    b.appendUtf8("two", 0);
+    auto doc = b.finish({}, {});
+    ASSERT_EQ(doc->sections.size(), 2u);
+    EXPECT_EQ(visible(doc->mainStory()), u"one§two¶");
+    EXPECT_EQ(doc->sections[0].end, 4u);
+    EXPECT_EQ(doc->sections[0].format.pageWidth, 15840);
+    EXPECT_EQ(doc->sections[1].end, 8u);
+    EXPECT_TRUE(doc->isSectionBreak(3));
+    EXPECT_TRUE(doc->endsParagraph(0, 3));
+    // The second section defines no header and shows the first one's.
+    EXPECT_EQ(doc->headerStory(1, HeaderFooterIndex::Primary), static_cast<int32_t>(h1));
+    EXPECT_EQ(doc->headerStory(1, HeaderFooterIndex::FirstPage), -1);
+}
+
+TEST(DocumentBuilder, FormatsAreInternedAndControlsFiltered)
+{
+    DocumentBuilder b("test");
+    CharFormat bold;
+    bold.bold = true;
+    uint32_t first = b.charFormat(bold);
+    EXPECT_EQ(b.charFormat(bold), first);
+    EXPECT_NE(b.charFormat(CharFormat{}), first);
+    b.appendText(u"a\r\x07\x03\tb\x0c", first);
+    auto doc = b.finish({}, {});
+    EXPECT_EQ(doc->mainStory().text, u"a\tb\x0c\r");
+}
+
+TEST(DocumentBuilder, TextPastTheLimitIsRefusedWithOneDiagnostic)
+{
+    Limits limits;
+    limits.maxStoryChars = 10;
+    DocumentBuilder b("test", limits);
+    for (int i = 0; i < 5; ++i)
+        b.appendUtf8("abcd", 0);
+    EXPECT_TRUE(b.limitReached());
+    auto doc = b.finish({}, {});
+    EXPECT_EQ(doc->mainStory().text, u"abcdabcd\r");
+    ASSERT_EQ(doc->diagnostics.size(), 1u);
+    EXPECT_EQ(doc->diagnostics[0].code, "limit.text");
+}
