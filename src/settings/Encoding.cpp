@@ -195,6 +195,35 @@ std::string_view trimBlanks(std::string_view text)
     return text.substr(first, last - first + 1);
 }
 
+std::string_view trimTrailingBlanks(std::string_view text)
+{
+    const size_t last = text.find_last_not_of(" \t\v\f");
+    return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
+}
+
+bool looksLikeUtf8(std::string_view bytes)
+{
+    for (size_t pos = 0; pos < bytes.size();) {
+        char32_t c = 0;
+        const size_t len = decodeOne(bytes, pos, c);
+        if (len == 0) {
+            // A lead byte whose continuation bytes are cut off by the end.
+            const auto b0 = static_cast<unsigned char>(bytes[pos]);
+            const size_t want = (b0 & 0xE0) == 0xC0 ? 2 : (b0 & 0xF0) == 0xE0 ? 3
+                                : (b0 & 0xF8) == 0xF0                    ? 4
+                                                                          : 0;
+            if (want == 0 || bytes.size() - pos >= want)
+                return false;
+            for (size_t k = pos + 1; k < bytes.size(); ++k)
+                if ((static_cast<unsigned char>(bytes[k]) & 0xC0) != 0x80)
+                    return false;
+            return true;
+        }
+        pos += len;
+    }
+    return true;
+}
+
 size_t characterCount(std::string_view utf8)
 {
     size_t count = 0;

@@ -35,6 +35,14 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b);
 /// The text without leading and trailing blanks (space, tab, vertical tab, form feed).
 std::string_view trimBlanks(std::string_view text);
 
+/// The text without trailing blanks.
+std::string_view trimTrailingBlanks(std::string_view text);
+
+/// Whether a settings file's bytes are to be read as UTF-8: they are valid
+/// UTF-8, or would be but for one incomplete character at the very end (a
+/// file cut short while being copied is still the UTF-8 file it was).
+bool looksLikeUtf8(std::string_view bytes);
+
 /// Number of characters (code points) in UTF-8 text; stray bytes count one each.
 size_t characterCount(std::string_view utf8);
 

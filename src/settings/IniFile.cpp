@@ -84,7 +84,7 @@ IniFile IniFile::parse(std::string_view bytes)
         file.m_byteOrderMark = true;
         bytes.remove_prefix(kByteOrderMark.size());
     }
-    file.m_encoding = isValidUtf8(bytes) ? Encoding::Utf8 : Encoding::Windows1252;
+    file.m_encoding = looksLikeUtf8(bytes) ? Encoding::Utf8 : Encoding::Windows1252;
     while (!bytes.empty()) {
         const size_t nl = bytes.find('\n');
         std::string_view raw = bytes.substr(0, nl);

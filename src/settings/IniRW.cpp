@@ -1,6 +1,7 @@
 // Value-at-a-time access to the settings INI files by base name: ReadINI, WriteINI, ReplaceText.
 #include "settings/IniRW.h"
 
+#include <algorithm>
 #include <ctime>
 
 namespace qm::settings {
@@ -19,17 +20,13 @@ std::string ReplaceText(std::string text, std::string_view search, std::string_v
 {
     if (text.size() < search.size())
         return text;
-    // The last position is fixed before the loop: text inserted by a
-    // replacement can push later matches past it, and those stay unreplaced.
-    const size_t lastPosition = text.size();
-    for (size_t i = 1; i <= lastPosition; ++i) {
-        if (i - 1 > text.size())
-            break;
-        if (text.compare(i - 1, search.size(), search) == 0 &&
-            text.size() - (i - 1) >= search.size()) {
-            text = text.substr(0, i - 1) + std::string(replacement) +
-                   text.substr(std::min(text.size(), i - 1 + search.size()));
-        }
+    // The last position is fixed before the loop, in a 16-bit count as the
+    // Windows version keeps it: text inserted by a replacement can push later
+    // matches past it, and those stay unreplaced.
+    const size_t lastPosition = std::min<size_t>(text.size(), kReplaceTextLastPosition);
+    for (size_t i = 1; i <= lastPosition && i - 1 <= text.size(); ++i) {
+        if (text.compare(i - 1, search.size(), search) == 0)
+            text.replace(i - 1, search.size(), replacement);
     }
     return text;
 }
@@ -57,7 +54,10 @@ std::string ReadINI(const SettingsContext& context, std::string_view baseName,
                     std::string_view explicitPath)
 {
     auto value = readIniValue(iniFilePath(context, baseName, explicitPath), section, key);
-    const std::string_view text = value && *value ? std::string_view(**value) : defaultValue;
+    // The service strips trailing blanks from the default it copies into
+    // the buffer, so a default of "x " comes back as "x".
+    const std::string_view text =
+        value && *value ? std::string_view(**value) : trimTrailingBlanks(defaultValue);
     return std::string(firstCharacters(text, kReadIniBufferSize - 1));
 }
 

@@ -14,6 +14,9 @@ namespace qm::settings {
 /// Size of ReadINI's buffer; a value comes back cut to one character less.
 inline constexpr size_t kReadIniBufferSize = 2048;
 
+/// ReplaceText examines no position beyond this one.
+inline constexpr size_t kReplaceTextLastPosition = 32767;
+
 /// The file addressed by a base name: the explicit path when it is non-empty,
 /// else folder + "/" + base name + ".ini" with every doubled "/" of the whole
 /// text collapsed by ReplaceText, so a folder ending in "/" still gives one
@@ -21,8 +24,8 @@ inline constexpr size_t kReadIniBufferSize = 2048;
 std::filesystem::path iniFilePath(const SettingsContext& context, std::string_view baseName,
                                   std::string_view explicitPath = {});
 
-/// Reads one value, or the default when the file, section or key is absent or
-/// the file cannot be read. The result, default included, is cut to 2047
+/// Reads one value, or the default (without its trailing blanks) when the
+/// file, section or key is absent or the file cannot be read. The result, default included, is cut to 2047
 /// characters as the fixed-size buffer of the Windows service cuts it.
 std::string ReadINI(const SettingsContext& context, std::string_view baseName,
                     std::string_view section, std::string_view key, std::string_view defaultValue,
@@ -45,8 +48,9 @@ WriteResult writeIni(const SettingsContext& context, std::string_view baseName,
 /// the text's original length once. After a replacement the scan goes on at
 /// the next position of the changed text without skipping the inserted text,
 /// so three "\\" in a row become two, not one, when pairs are collapsed;
-/// positions past the original length are never examined. Positions count
-/// bytes. A text shorter than `search` comes back unchanged.
+/// positions past the original length, and past position 32767 of a longer
+/// text (the position count is 16 bits wide), are never examined. Positions
+/// count bytes. A text shorter than `search` comes back unchanged.
 std::string ReplaceText(std::string text, std::string_view search, std::string_view replacement);
 
 // The layer below ReadINI/WriteINI, on a full path.

@@ -2,6 +2,7 @@
 #include "settings/ProfileStore.h"
 
 #include "settings/IniRW.h"
+#include "settings/Options.h"
 
 #include <algorithm>
 
@@ -27,7 +28,7 @@ Result<LoadedList> loadList(const std::filesystem::path& file)
     std::string_view text = **bytes;
     if (text.starts_with("\xEF\xBB\xBF"))
         text.remove_prefix(3);
-    list.encoding = isValidUtf8(text) ? Encoding::Utf8 : Encoding::Windows1252;
+    list.encoding = looksLikeUtf8(text) ? Encoding::Utf8 : Encoding::Windows1252;
     list.names = parseProfileList(decodeText(text, list.encoding));
     return list;
 }
@@ -46,6 +47,15 @@ std::optional<size_t> findName(const std::vector<std::string>& names, std::strin
 }
 
 } // namespace
+
+std::optional<std::string> profileNameProblem(std::string_view name)
+{
+    if (trimBlanks(name).empty())
+        return std::string("a profile name cannot be blank");
+    if (name.find_first_of(std::string_view("\r\n\0]", 4)) != std::string_view::npos)
+        return "profile name \"" + std::string(name) + "\" holds a line break, NUL or \"]\"";
+    return std::nullopt;
+}
 
 std::string formatProfileListRecord(std::string_view name)
 {
@@ -70,7 +80,9 @@ std::vector<std::string> parseProfileList(std::string_view text)
         std::string field;
         if (pos < text.size() && text[pos] == '"') {
             ++pos;
-            while (pos < text.size()) {
+            // A quote left open ends at the line end: a name never spans
+            // lines, and one that did could not be written back.
+            while (!atLineEnd()) {
                 if (text[pos] == '"') {
                     if (pos + 1 < text.size() && text[pos + 1] == '"') {
                         field += '"';
@@ -215,8 +227,20 @@ WriteResult ProfileStore::SaveProfileList(std::span<const std::string> names) co
     return writeProfileList(names, current ? current->encoding : Encoding::Utf8);
 }
 
+Result<bool> ProfileStore::exists(std::string_view profile) const
+{
+    auto list = loadList(resolveWriteTarget(profileListFile()));
+    if (!list)
+        return Failure(list.error());
+    if (findName(list->names, profile))
+        return true;
+    return hasSection(profile);
+}
+
 WriteResult ProfileStore::addProfile(std::string_view profile) const
 {
+    if (auto problem = profileNameProblem(profile))
+        return Failure(profileListFile().string() + ": " + *problem);
     const auto file = resolveWriteTarget(profileListFile());
     auto lock = FileLock::acquire(file);
     if (!lock)
@@ -225,14 +249,15 @@ WriteResult ProfileStore::addProfile(std::string_view profile) const
     if (!list)
         return Failure(list.error());
     if (auto at = findName(list->names, profile))
-        return Failure(profileListFile().string() + ": a profile named \"" +
-                               list->names[*at] + "\" already exists");
+        return Failure(profileListFile().string() + ": a profile named \"" + list->names[*at] +
+                       "\" already exists");
     list->names.emplace_back(profile);
     return writeProfileList(list->names, list->encoding);
 }
 
 WriteResult ProfileStore::deleteProfile(std::string_view profile) const
 {
+    std::string listedName;
     {
         const auto file = resolveWriteTarget(profileListFile());
         auto lock = FileLock::acquire(file);
@@ -241,17 +266,37 @@ WriteResult ProfileStore::deleteProfile(std::string_view profile) const
         auto list = loadList(file);
         if (!list)
             return Failure(list.error());
-        auto at = findName(list->names, profile);
-        if (!at)
-            return Failure(profileListFile().string() + ": no profile named \"" +
-                                   std::string(profile) + "\"");
-        list->names.erase(list->names.begin() + static_cast<std::ptrdiff_t>(*at));
-        if (auto saved = writeProfileList(list->names, list->encoding); !saved)
-            return saved;
+        if (auto at = findName(list->names, profile)) {
+            listedName = list->names[*at];
+            list->names.erase(list->names.begin() + static_cast<std::ptrdiff_t>(*at));
+            if (auto saved = writeProfileList(list->names, list->encoding); !saved)
+                return saved;
+        }
     }
-    // The section goes through the object form on the plain folder + name
-    // path, as the delete command of the Windows version addresses it.
-    return deleteIniSection(m_context.folder.string() + "/Profiles.ini", profile);
+    const std::filesystem::path profiles = m_context.folder.string() + "/Profiles.ini";
+    if (listedName.empty()) {
+        auto ini = IniFile::load(profiles);
+        if (!ini)
+            return Failure(ini.error());
+        if (!ini->hasSection(profile))
+            return Failure(profileListFile().string() + ": no profile named \"" +
+                           std::string(profile) + "\"");
+    }
+    // The selected-profile option is compared exactly, as the main screen
+    // compares the name it shows with the stored text.
+    const std::string deletedName = listedName.empty() ? std::string(profile) : listedName;
+    const auto options = iniFilePath(m_context, kOptionsBaseName);
+    auto cleared = editIniFile(options, [&](IniFile& ini) -> Result<bool> {
+        if (ini.value(kOptionsSection, "ProfileToUse") != deletedName)
+            return false;
+        return ini.removeKey(kOptionsSection, "ProfileToUse");
+    });
+    // The section goes through the plain folder + name path, without the
+    // separator collapse that ReadINI and WriteINI apply, as the delete
+    // command of the Windows version addresses it. It is deleted even when
+    // the option could not be cleared; the first failure is the one reported.
+    auto removed = deleteIniSection(profiles, profile);
+    return cleared ? std::move(removed) : std::move(cleared);
 }
 
 } // namespace qm::settings

@@ -7,6 +7,7 @@
 #include "settings/SettingsContext.h"
 
 #include "settings/Result.h"
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,16 +16,23 @@
 
 namespace qm::settings {
 
+/// Why a text cannot be a profile name (blank, or holding a line break, a
+/// NUL or "]", which a section header cannot hold); std::nullopt when it can.
+std::optional<std::string> profileNameProblem(std::string_view name);
+
 /// One name as a record of ProfileList.log, without the line ending: the name
-/// in double quotes, a double quote inside it written twice.
+/// in double quotes. A double quote inside the name is written twice
+/// ("Say ""Hi""" for Say "Hi"), the usual rule for quoted fields; the Windows
+/// version writes it once, which its own reader cannot read back.
 std::string formatProfileListRecord(std::string_view name);
 
 /// The names in the text of ProfileList.log, read field by field as the
-/// sequential "input" form reads them: a quoted field runs to its closing
-/// quote (a doubled quote inside stands for one quote, so formatProfileListRecord
-/// round-trips every name); an unquoted field runs to the next comma or line
-/// end, blanks around it dropped; a comma or a line end ends a field. Empty
-/// fields are skipped. Never fails.
+/// sequential "input" form reads them. A quoted field runs to its closing
+/// quote, a doubled quote inside standing for one (so every name written by
+/// formatProfileListRecord comes back unchanged); text between the closing
+/// quote and the next comma or line end is dropped, and a quote left open
+/// ends at the line end. An unquoted field runs to the next comma or line
+/// end, blanks around it dropped. Empty fields are skipped. Never fails.
 std::vector<std::string> parseProfileList(std::string_view text);
 
 /// Profiles on disk. Every call reads the files afresh; nothing is cached.
@@ -67,11 +75,18 @@ public:
     Result<std::vector<std::string>> loadProfileList() const;
     /// Rewrites ProfileList.log with the non-empty names, in order.
     WriteResult SaveProfileList(std::span<const std::string> names) const;
-    /// Appends a name to ProfileList.log; fails when the name (compared
-    /// without regard to case) is already listed. Writes no key.
+    /// Whether the name is listed in ProfileList.log or has a section in
+    /// Profiles.ini (either makes it a usable profile).
+    Result<bool> exists(std::string_view profile) const;
+    /// Appends a name to ProfileList.log; fails when the name cannot be a
+    /// profile name or (compared without regard to case) is already listed.
+    /// Writes no key.
     WriteResult addProfile(std::string_view profile) const;
-    /// Removes the name from ProfileList.log and its section from
-    /// Profiles.ini; fails when the name is not listed.
+    /// Deletes a profile as the main screen's delete command does: the name
+    /// leaves ProfileList.log (the other names keep their order), the option
+    /// `ProfileToUse` is removed when it names the profile, and the profile's
+    /// section leaves Profiles.ini. Fails when the name is neither listed nor
+    /// has a section.
     WriteResult deleteProfile(std::string_view profile) const;
 
 private:

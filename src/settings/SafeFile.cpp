@@ -133,8 +133,11 @@ WriteResult replaceFileAtomically(const fs::path& file, std::string_view bytes)
     mode_t mode = 0644;
     struct stat st {};
     if (::stat(file.c_str(), &st) == 0) {
-        if (::access(file.c_str(), W_OK) != 0)
-            return Failure(problem(file, "cannot write, the file is read-only", errno));
+        // A file marked read-only is left alone even when the folder would
+        // allow replacing it (and even for root), as Windows refuses to write
+        // a file with the read-only attribute.
+        if ((st.st_mode & 0222) == 0 || ::access(file.c_str(), W_OK) != 0)
+            return Failure(problem(file, "cannot write, the file is read-only", 0));
         mode = st.st_mode & 07777;
     }
     std::string pattern = (folder / ("." + file.filename().string() + ".XXXXXX")).string();
