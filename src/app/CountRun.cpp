@@ -140,6 +140,7 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
             m_prompter.show(Message{"Profile Error", "You Must Enter A \"Done BY\" In This Profile.",
                                     MessageIcon::Information, MessageButtons::Ok});
             cleanUp(list);
+            result.ending = RunEnding::ProfileError;
             return result;
         }
         const auto bill = parseCurrency(profile("BillAmount", "0.00"));
@@ -169,6 +170,8 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                 measured.path = path;
                 measureDocument(measured, profileName, profile, result);
                 m_engine.CloseDocument();
+            } else {
+                result.unopened.push_back(path);
             }
             if (m_control.stopRequested()) {
                 result.ending = RunEnding::Stopped;
@@ -181,7 +184,7 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                                     "Error Message <<" + e.what() + " number " +
                                     std::to_string(typeMismatchNumber) + ">>",
                                 MessageIcon::None, MessageButtons::Ok});
-        result.ending = RunEnding::Failed;
+        result.ending = RunEnding::ProfileError;
     } catch (const std::exception& e) {
         m_prompter.show(Message{"Error",
                                 std::string("An Error Has Occurred, If This Error Keeps Occurring Please Contact "

@@ -66,13 +66,19 @@ struct ResultRow {
     Currency amountValue;
 };
 
-enum class RunEnding { NotStarted, Finished, Stopped, Failed };
+/// How a run ended: not started (nothing to count, no profile), finished
+/// (every document done, report handed over), stopped (Stop or a missing
+/// file), a profile error (no unit, a value that is not a number), or failed.
+enum class RunEnding { NotStarted, Finished, Stopped, ProfileError, Failed };
 
 struct RunResult {
     RunEnding ending = RunEnding::NotStarted;
     std::vector<ResultRow> rows;
     std::string unitLabel; ///< "Gross Line", "Character", "Words", "Lines" or "Page"
     Currency billAmount;
+    /// Documents left out because they could not be opened (the run goes on
+    /// without a message; the command line reports them).
+    std::vector<std::string> unopened;
 };
 
 enum class RunScope { AllEntries, SelectedEntries };

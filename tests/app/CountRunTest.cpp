@@ -104,6 +104,7 @@ TEST_F(CountRunTest, PreconditionsStopWithTheirMessages)
     // Only the empty unit path cleans up the engine; nothing was opened.
     EXPECT_EQ(engine.log, (std::vector<std::string>{"resize", "quit"}));
     EXPECT_TRUE(noUnit.rows.empty());
+    EXPECT_EQ(noUnit.ending, RunEnding::ProfileError);
     EXPECT_EQ(reports, 0);
 }
 
@@ -202,6 +203,7 @@ TEST_F(CountRunTest, MissingFileStopsTheRunAndUnopenableFileIsSkipped)
     EXPECT_EQ(result.ending, RunEnding::Stopped);
     ASSERT_EQ(result.rows.size(), 1u);
     EXPECT_EQ(result.rows[0].name, "b.doc");
+    EXPECT_EQ(result.unopened, (std::vector<std::string>{(folder / "a.doc").string()}));
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.messages[0],
               (Message{"File Not Found", "File:" + (folder / "c.doc").string() +
@@ -235,7 +237,7 @@ TEST_F(CountRunTest, ABadRateIsAProfileError)
 {
     keys["BillAmount"] = "ten dollars";
     const RunResult result = run();
-    EXPECT_EQ(result.ending, RunEnding::Failed);
+    EXPECT_EQ(result.ending, RunEnding::ProfileError);
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.messages[0].title, "Profile Error");
     EXPECT_EQ(prompter.messages[0].text, "There Is An Error With The Profile, Please Check The Profile.\r"
