@@ -211,11 +211,15 @@ const OptionKey& optionKey(std::string_view name)
                      "\" (see 'quillmeter options show' for the keys)");
 }
 
-void requireProfile(const ProfileStore& store, std::string_view name)
+/// The profile's name as the files spell it, so that "acme" addresses the
+/// listed "Acme" and a new section is written as the list shows it.
+std::string requireProfile(const ProfileStore& store, std::string_view name)
 {
-    if (!take(store.exists(name)))
+    auto found = take(store.find(name));
+    if (!found)
         fail(store.profileListFile().string() + ": no profile named \"" + std::string(name) +
              "\" (add it with 'quillmeter profile add')");
+    return *found;
 }
 
 constexpr std::string_view kProfileUsage = "profile list | show NAME [--json] | "
@@ -240,13 +244,13 @@ int profileCommand(Context& ctx)
             ctx.out << name << "\n";
     } else if (action == "show") {
         expect(2);
-        requireProfile(store, args[1]);
-        const auto entries = take(store.record(args[1]));
+        const std::string name = requireProfile(store, args[1]);
+        const auto entries = take(store.record(name));
         std::vector<ShownKey> keys;
         for (const auto& entry : entries)
             keys.push_back({entry.key->name, entry.value, entry.stored});
         if (json) {
-            ctx.out << "{\n  \"name\": " << jsonString(args[1]) << ",\n";
+            ctx.out << "{\n  \"name\": " << jsonString(name) << ",\n";
             printJsonKeys(ctx.out, keys);
             ctx.out << "}\n";
         } else {
@@ -256,8 +260,7 @@ int profileCommand(Context& ctx)
         expect(4);
         const ProfileKey& key = profileKey(args[2]);
         checkProfileValue(key, args[3]);
-        requireProfile(store, args[1]);
-        take(store.write(args[1], key, args[3]));
+        take(store.write(requireProfile(store, args[1]), key, args[3]));
     } else if (action == "add") {
         expect(2);
         take(store.addProfile(args[1]));

@@ -227,14 +227,20 @@ WriteResult ProfileStore::SaveProfileList(std::span<const std::string> names) co
     return writeProfileList(names, current ? current->encoding : Encoding::Utf8);
 }
 
-Result<bool> ProfileStore::exists(std::string_view profile) const
+Result<std::optional<std::string>> ProfileStore::find(std::string_view profile) const
 {
     auto list = loadList(resolveWriteTarget(profileListFile()));
     if (!list)
         return Failure(list.error());
-    if (findName(list->names, profile))
-        return true;
-    return hasSection(profile);
+    if (auto at = findName(list->names, profile))
+        return std::optional<std::string>(list->names[*at]);
+    auto ini = IniFile::load(profilesFile());
+    if (!ini)
+        return Failure(ini.error());
+    for (const std::string& section : ini->sectionNames())
+        if (equalsIgnoringCase(section, trimBlanks(profile)))
+            return std::optional<std::string>(section);
+    return std::optional<std::string>();
 }
 
 WriteResult ProfileStore::addProfile(std::string_view profile) const

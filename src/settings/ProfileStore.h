@@ -75,9 +75,10 @@ public:
     Result<std::vector<std::string>> loadProfileList() const;
     /// Rewrites ProfileList.log with the non-empty names, in order.
     WriteResult SaveProfileList(std::span<const std::string> names) const;
-    /// Whether the name is listed in ProfileList.log or has a section in
-    /// Profiles.ini (either makes it a usable profile).
-    Result<bool> exists(std::string_view profile) const;
+    /// The profile's name as listed in ProfileList.log, or else as its
+    /// section in Profiles.ini is spelt (either makes it a usable profile),
+    /// matched without regard to case; std::nullopt when neither exists.
+    Result<std::optional<std::string>> find(std::string_view profile) const;
     /// Appends a name to ProfileList.log; fails when the name cannot be a
     /// profile name or (compared without regard to case) is already listed.
     /// Writes no key.
