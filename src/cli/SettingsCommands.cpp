@@ -1,6 +1,5 @@
 // The "profile" and "options" commands: the profile store and Options.ini from the command line.
 #include "Cli.h"
-
 #include "settings/Encoding.h"
 #include "settings/Options.h"
 #include "settings/ProfileStore.h"
@@ -8,8 +7,8 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <ostream>
 #include <cstdio>
+#include <ostream>
 #include <stdexcept>
 
 namespace qm::cli {
@@ -24,8 +23,7 @@ using namespace qm::settings;
     throw std::runtime_error(message);
 }
 
-template <class T>
-T take(Result<T> result)
+template <class T> T take(Result<T> result)
 {
     if (!result)
         fail(result.error());
@@ -62,11 +60,21 @@ std::string jsonString(std::string_view text)
         }
         ++pos;
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
         default:
             if (c < 0x20) {
                 char escape[8];
@@ -80,7 +88,8 @@ std::string jsonString(std::string_view text)
     return out + "\"";
 }
 
-struct ShownKey {
+struct ShownKey
+{
     std::string_view name;
     const std::string& value;
     bool stored;
@@ -166,8 +175,8 @@ void checkProfileValue(const ProfileKey& key, std::string_view value)
         break;
     case KeyKind::Text:
         if (key.name == "DonePer") {
-            constexpr std::string_view units[] = {"Word", "Line", "Gross Line", "Character",
-                                                  "Character And Space", "Page"};
+            constexpr std::string_view units[] = {
+                "Word", "Line", "Gross Line", "Character", "Character And Space", "Page"};
             if (std::find(std::begin(units), std::end(units), value) == std::end(units))
                 throw UsageError(prefix + " must be one of: Word, Line, Gross Line, Character, "
                                           "Character And Space, Page");
@@ -268,8 +277,8 @@ int profileCommand(Context& ctx)
         expect(2);
         take(store.deleteProfile(args[1]));
     } else {
-        throw UsageError("unknown profile action \"" + action +
-                         "\"; usage: quillmeter " + std::string(kProfileUsage));
+        throw UsageError("unknown profile action \"" + action + "\"; usage: quillmeter " +
+                         std::string(kProfileUsage));
     }
     return Success;
 }

@@ -214,12 +214,12 @@ Result<std::string> IniFile::encoded(std::string_view utf8) const
     std::string out;
     if (!encodeText(utf8, m_encoding, out))
         return Failure("\"" + std::string(utf8) +
-                               "\" holds characters that Windows-1252 cannot store");
+                       "\" holds characters that Windows-1252 cannot store");
     return out;
 }
 
 Result<void> IniFile::setValue(std::string_view section, std::string_view key,
-                                                   std::string_view value)
+                               std::string_view value)
 {
     for (auto problem : {checkSectionName(section), checkKeyName(key), checkValue(value)})
         if (problem)
@@ -282,8 +282,8 @@ bool IniFile::removeSection(std::string_view section)
     return true;
 }
 
-Result<void>
-IniFile::replaceSectionBody(std::string_view section, const std::vector<std::string>& lines)
+Result<void> IniFile::replaceSectionBody(std::string_view section,
+                                         const std::vector<std::string>& lines)
 {
     if (auto problem = checkSectionName(section))
         return Failure(*problem);

@@ -40,8 +40,8 @@ std::filesystem::path iniFilePath(const SettingsContext& context, std::string_vi
     return std::filesystem::path(ReplaceText(built, "//", "/"));
 }
 
-Result<std::optional<std::string>>
-readIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key)
+Result<std::optional<std::string>> readIniValue(const std::filesystem::path& file,
+                                                std::string_view section, std::string_view key)
 {
     auto ini = IniFile::load(file);
     if (!ini)
@@ -77,9 +77,8 @@ WriteResult writeIniValue(const std::filesystem::path& file, std::string_view se
 
 WriteResult deleteIniSection(const std::filesystem::path& file, std::string_view section)
 {
-    return editIniFile(file, [&](IniFile& ini) -> Result<bool> {
-        return ini.removeSection(section);
-    });
+    return editIniFile(file,
+                       [&](IniFile& ini) -> Result<bool> { return ini.removeSection(section); });
 }
 
 WriteResult writeIni(const SettingsContext& context, std::string_view baseName,

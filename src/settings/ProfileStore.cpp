@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::string_view kProfilesBaseName = "Profiles";
 
-struct LoadedList {
+struct LoadedList
+{
     std::vector<std::string> names;
     Encoding encoding = Encoding::Utf8;
 };
@@ -167,8 +168,7 @@ ProfileStore::saveProfile(std::string_view profile,
     });
 }
 
-Result<std::vector<ProfileStore::Entry>>
-ProfileStore::record(std::string_view profile) const
+Result<std::vector<ProfileStore::Entry>> ProfileStore::record(std::string_view profile) const
 {
     auto ini = IniFile::load(profilesFile());
     if (!ini)
@@ -176,7 +176,8 @@ ProfileStore::record(std::string_view profile) const
     std::vector<Entry> entries;
     for (const ProfileKey& key : profileKeys()) {
         auto stored = ini->value(profile, key.name);
-        entries.push_back({&key, stored ? *stored : std::string(key.readDefault), stored.has_value()});
+        entries.push_back(
+            {&key, stored ? *stored : std::string(key.readDefault), stored.has_value()});
     }
     return entries;
 }
@@ -206,14 +207,14 @@ WriteResult ProfileStore::writeProfileList(std::span<const std::string> names,
             continue;
         if (name.find_first_of("\r\n") != std::string::npos)
             return Failure(profileListFile().string() + ": profile name \"" + name +
-                                   "\" holds a line break");
+                           "\" holds a line break");
         text += formatProfileListRecord(name);
         text += "\r\n";
     }
     std::string bytes;
     if (!encodeText(text, encoding, bytes))
         return Failure(profileListFile().string() +
-                               ": a profile name holds characters that Windows-1252 cannot store");
+                       ": a profile name holds characters that Windows-1252 cannot store");
     return replaceFileAtomically(resolveWriteTarget(profileListFile()), bytes);
 }
 

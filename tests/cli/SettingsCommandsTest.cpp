@@ -2,11 +2,10 @@
 #include "cli/Cli.h"
 #include "settings/ProfileRecord.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -15,12 +14,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Outcome {
+struct Outcome
+{
     int code;
     std::string out, err;
 };
 
-class SettingsCommands : public ::testing::Test {
+class SettingsCommands : public ::testing::Test
+{
 protected:
     void SetUp() override
     {
@@ -138,7 +139,8 @@ TEST_F(SettingsCommands, ExitCodesAndMessages)
 {
     write("ProfileList.log", "\"Alpha\"\r\n");
     write("Profiles.ini", "[Alpha]\r\nCity=A\r\n");
-    struct Case {
+    struct Case
+    {
         std::vector<std::string> args;
         int code;
         const char* inMessage;
