@@ -56,8 +56,8 @@ public:
     bool hasSection(std::string_view section) const;
 
     /// Sets a value: replaces the first matching key's line in place, or adds
-    /// the key after the last non-blank line of the section, or adds the
-    /// section at the end of the file. Fails, changing nothing, for a name or
+    /// the key after the last line of the section that is neither blank nor a
+    /// comment, or adds the section at the end of the file. Fails, changing nothing, for a name or
     /// value the file cannot hold (a line break, "=" in a key, "]" in a
     /// section name, a character outside the file's code page).
     Result<void> setValue(std::string_view section, std::string_view key, std::string_view value);

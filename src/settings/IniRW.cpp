@@ -2,19 +2,8 @@
 #include "settings/IniRW.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace qm::settings {
-
-std::chrono::year_month_day localToday()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&now, &local);
-    return std::chrono::year_month_day{std::chrono::year{local.tm_year + 1900},
-                                       std::chrono::month{static_cast<unsigned>(local.tm_mon + 1)},
-                                       std::chrono::day{static_cast<unsigned>(local.tm_mday)}};
-}
 
 std::string ReplaceText(std::string text, std::string_view search, std::string_view replacement)
 {

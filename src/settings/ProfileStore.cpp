@@ -37,12 +37,13 @@ Result<LoadedList> loadList(const std::filesystem::path& file)
 std::optional<size_t> findName(const std::vector<std::string>& names, std::string_view name)
 {
     // An exact match first, so that of two names differing only in case the
-    // one asked for is the one removed.
+    // one asked for is the one removed. Otherwise names match as section
+    // names do: without regard to case or surrounding blanks.
     for (size_t i = 0; i < names.size(); ++i)
         if (names[i] == name)
             return i;
     for (size_t i = 0; i < names.size(); ++i)
-        if (equalsIgnoringCase(names[i], name))
+        if (equalsIgnoringCase(trimBlanks(names[i]), trimBlanks(name)))
             return i;
     return std::nullopt;
 }

@@ -105,6 +105,8 @@ TEST(IniFile, EditsChangeOnlyTheirOwnLines)
          [](IniFile& i) { return set(i, "Acme", "Zip", "02134"); },
          "; billing profiles\r\n[Acme]\r\nCity = Boston\r\n; the rate was raised in May\r\n"
          "BillAmount=$1.20\r\nUnknown=kept\r\nZip=02134\r\n\r\n[Beta]\r\nCity=Austin\r\n"},
+        {"a comment above the next section stays with it", "[A]\nX=1\n\n; about B\n[B]\n",
+         [](IniFile& i) { return set(i, "A", "Y", "2"); }, "[A]\nX=1\nY=2\n\n; about B\n[B]\n"},
         {"new key in the last section", profiles,
          [](IniFile& i) { return set(i, "beta", "Zip", "73301"); }, profiles + "Zip=73301\r\n"},
         {"new section at the end after a blank line", profiles,

@@ -190,7 +190,7 @@ TEST(ProfileStore, AddRefusesDuplicatesAndImpossibleNames)
     TempFolder folder;
     const ProfileStore store(SettingsContext{folder.path()});
     ASSERT_TRUE(store.addProfile("ACME"));
-    for (const char* name : {"acme", "", "   ", "a]b", "two\nlines"}) {
+    for (const char* name : {"acme", " Acme ", "", "   ", "a]b", "two\nlines"}) {
         SCOPED_TRACE(name);
         auto added = store.addProfile(name);
         EXPECT_FALSE(added);
