@@ -573,8 +573,10 @@ bool RtfParser::startDestination(Kw kw)
         return true;
     case Kw::FtnAlt:
         // An endnote is written as a footnote flagged \ftnalt before its text.
-        if (m_note.open && m_note.kind == NoteKind::Footnote && s.story == m_note.story &&
-            m_builder.position() == m_note.start) {
+        // Only the note's own group can change the note's story: a nested
+        // group would hand the story back when it closes.
+        if (m_note.open && m_note.kind == NoteKind::Footnote && m_stack.size() == m_note.depth &&
+            s.story == m_note.story && m_builder.position() == m_note.start) {
             const StoryId story = noteStory(NoteKind::Endnote);
             if (story != 0xFFFFFFFFu) {
                 m_note.kind = NoteKind::Endnote;
@@ -1133,6 +1135,8 @@ void RtfParser::endNote()
     if (!m_note.open)
         return;
     GroupState& s = state();
+    if (m_builder.currentStory() != m_note.story)
+        switchStory(m_note.story);
     syncTable(0, OpenCell::No);
     const Story& story = m_builder.document().stories[m_note.story];
     if (story.size() == m_note.start || story.text.back() != Ch::ParagraphMark)

@@ -130,3 +130,19 @@ TEST(RtfHostile, StructuralLimitsLeaveAWellFormedDocument)
     EXPECT_TRUE(hasDiagnostic(*doc, "limit.stories"));
     EXPECT_EQ(doc->mainStory().text.find(u'h'), std::u16string::npos);
 }
+
+// Inputs the fuzzer found; each broke an invariant before its fix.
+TEST(RtfHostile, FuzzFindingsStayWellFormed)
+{
+    const char* cases[] = {
+        // \ftnalt in a group nested in the note moved only that group to the
+        // endnotes story, and the note's end was taken from the wrong story.
+        R"({\rtf1 a{\footnote first}b{\footnote{\ftnalt e}} c\par})",
+    };
+    for (const char* c : cases) {
+        SCOPED_TRACE(c);
+        auto doc = readRtfText(c);
+        ASSERT_TRUE(doc);
+        expectWellFormed(*doc);
+    }
+}
