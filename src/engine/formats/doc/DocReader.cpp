@@ -20,6 +20,7 @@ namespace {
 using namespace doc;
 
 constexpr uint32_t FkpSize = 512;
+constexpr size_t MaxPendingChars = 1 << 16;
 
 /// A run of text in the document stream [fcStart, fcEnd) with the properties
 /// its formatted disk page gives it.
@@ -514,8 +515,8 @@ void DocReader::flushParagraph(std::vector<PendingChar>& chars, StoryContext& co
         m_pendingCell[level] = true;
     } else if (context.main && mark.c == Ch::PageBreak) {
         // The break that ends a section: the section's page setup and headers go with it.
-        const auto it = std::find(m_sectionEnds.begin(), m_sectionEnds.end(), mark.cp + 1);
-        const size_t s = static_cast<size_t>(it - m_sectionEnds.begin());
+        const auto it = std::lower_bound(m_sectionEnds.begin(), m_sectionEnds.end(), mark.cp + 1);
+        const size_t s = std::min(static_cast<size_t>(it - m_sectionEnds.begin()), m_sectionEnds.size() - 1);
         m_builder.endSection(m_sectionFormats[s], m_sectionRefs[s], paraFormat, markFormat);
     } else {
         m_builder.endParagraph(paraFormat, markFormat);
@@ -554,6 +555,11 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
                                     std::binary_search(m_sectionEnds.begin(), m_sectionEnds.end() - 1, cp + 1);
             if (c == Ch::ParagraphMark || c == Ch::CellEnd || sectionEnd) {
                 flushParagraph(paragraph, context, true);
+                paragraph.clear();
+            } else if (paragraph.size() >= MaxPendingChars) {
+                // A paragraph this long is handed over in parts, formatted by
+                // the paragraph run its text lies in, to keep memory bounded.
+                flushParagraph(paragraph, context, false);
                 paragraph.clear();
             }
         }

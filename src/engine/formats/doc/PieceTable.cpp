@@ -44,6 +44,7 @@ bool PieceTable::parse(std::string_view clx, uint64_t streamSize, std::vector<Di
     const size_t count = (plc.size() - 4) / 12;
     const size_t pcdStart = 4 * (count + 1);
     uint32_t lastEnd = 0;
+    uint64_t storedBytes = 0;
     for (size_t i = 0; i < count; ++i) {
         Piece p;
         p.cpStart = u32(plc, 4 * i);
@@ -64,6 +65,14 @@ bool PieceTable::parse(std::string_view clx, uint64_t streamSize, std::vector<Di
             if (room == 0)
                 continue;
             p.cpEnd = p.cpStart + static_cast<uint32_t>(room);
+        }
+        // Word never stores two pieces in the same bytes, so all pieces
+        // together fit the stream; a file whose pieces reuse bytes would
+        // otherwise multiply its text without bound.
+        storedBytes += static_cast<uint64_t>(p.cpEnd - p.cpStart) * p.bytesPerChar();
+        if (storedBytes > streamSize) {
+            diagnose("the pieces of text hold more than the document stream; the rest is not read");
+            break;
         }
         lastEnd = p.cpEnd;
         m_pieces.push_back(p);

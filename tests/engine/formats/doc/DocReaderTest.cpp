@@ -468,3 +468,27 @@ TEST(DocReader, CyclicStyleBasesAndLongChainsEnd)
     EXPECT_EQ(bytes(r.document->mainStory().text), "x\ry\r");
     EXPECT_TRUE(r.document->charFormatAt(r.document->mainStory(), 0).italic);
 }
+
+TEST(DocReader, ParagraphLongerThanTheReadingBufferStaysWhole)
+{
+    // The reader hands very long paragraphs to the builder in parts; the
+    // parts must join without losing or doubling characters or formatting.
+    std::u16string text;
+    for (int i = 0; i < 30000; ++i)
+        text += u"abc ";
+    text += u"end\r";
+    DocSpec spec = plain(text);
+    spec.chars = {{65530, 65540, sprm(0x0835, {1})}};
+    spec.paras = {{static_cast<uint32_t>(text.size()), 0, sprm(0x2461, {2})}};
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const Story& s = d.mainStory();
+    ASSERT_EQ(s.text, text);
+    EXPECT_FALSE(d.charFormatAt(s, 65529).bold);
+    EXPECT_TRUE(d.charFormatAt(s, 65530).bold);
+    EXPECT_TRUE(d.charFormatAt(s, 65539).bold);
+    EXPECT_FALSE(d.charFormatAt(s, 65540).bold);
+    EXPECT_EQ(d.paraFormatOf(s, s.size() - 1).alignment, Alignment::Right);
+    EXPECT_EQ(computeWordStatistics(d).words, 30001);
+}
