@@ -12,10 +12,13 @@ static int settingsDirCommand(Context& ctx)
     return Success;
 }
 
+int inspectCommand(Context& ctx);
+
 std::span<const Command> commands()
 {
     static const Command table[] = {
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
+        {"inspect", "inspect FILE... [--json]", "show the format, statistics, headers, footers and diagnostics the engine finds", inspectCommand},
     };
     return table;
 }
