@@ -1,10 +1,9 @@
 // `quillmeter inspect`: what the engine reads and counts in each file, as text or JSON.
 #include "Cli.h"
+#include "cli/Json.h"
 #include "engine/access/DocumentSummary.h"
 #include "engine/formats/Reader.h"
-#include "engine/model/Unicode.h"
 
-#include <cstdio>
 #include <limits>
 #include <ostream>
 #include <vector>
@@ -14,111 +13,6 @@ namespace qm::cli {
 namespace {
 
 using engine::DocumentSummary;
-
-/// A small streaming JSON writer: commas, indentation and string escaping.
-/// Text that is not valid UTF-8 (a file name in another encoding) is written
-/// with U+FFFD in place of the bad bytes, so the output always parses.
-class JsonWriter {
-public:
-    explicit JsonWriter(std::ostream& out) : m_out(out) {}
-
-    void beginObject() { open('{'); }
-    void endObject() { close('}'); }
-    void beginArray() { open('['); }
-    void endArray() { close(']'); }
-    void key(std::string_view name)
-    {
-        separate();
-        string(name);
-        m_out << ": ";
-        m_afterKey = true;
-    }
-    void value(std::string_view text)
-    {
-        separate();
-        string(text);
-    }
-    void value(int64_t number)
-    {
-        separate();
-        m_out << number;
-    }
-    void value(bool flag)
-    {
-        separate();
-        m_out << (flag ? "true" : "false");
-    }
-    void finish() { m_out << "\n"; }
-
-private:
-    void open(char c)
-    {
-        separate();
-        m_out << c;
-        m_first.push_back(true);
-    }
-    void close(char c)
-    {
-        const bool empty = m_first.back();
-        m_first.pop_back();
-        if (!empty)
-            newline();
-        m_out << c;
-    }
-    void separate()
-    {
-        if (m_afterKey) {
-            m_afterKey = false;
-            return;
-        }
-        if (m_first.empty())
-            return;
-        if (!m_first.back())
-            m_out << ",";
-        m_first.back() = false;
-        newline();
-    }
-    void newline()
-    {
-        m_out << "\n";
-        for (size_t i = 0; i < m_first.size(); ++i)
-            m_out << "  ";
-    }
-    void string(std::string_view text)
-    {
-        std::string valid;
-        if (!engine::isValidUtf8(text)) {
-            valid = engine::utf16ToUtf8(engine::utf8ToUtf16(text));
-            text = valid;
-        }
-        m_out << '"';
-        for (char ch : text) {
-            const auto c = static_cast<unsigned char>(ch);
-            switch (c) {
-            case '"': m_out << "\\\""; break;
-            case '\\': m_out << "\\\\"; break;
-            case '\b': m_out << "\\b"; break;
-            case '\f': m_out << "\\f"; break;
-            case '\n': m_out << "\\n"; break;
-            case '\r': m_out << "\\r"; break;
-            case '\t': m_out << "\\t"; break;
-            default:
-                if (c < 0x20 || c == 0x7F) {
-                    char buffer[8];
-                    std::snprintf(buffer, sizeof buffer, "\\u%04x", c);
-                    m_out << buffer;
-                } else {
-                    m_out << ch;
-                }
-            }
-        }
-        m_out << '"';
-    }
-
-    std::ostream& m_out;
-    std::vector<bool> m_first;
-    bool m_afterKey = false;
-};
 
 std::string_view severityName(engine::Severity s)
 {
@@ -136,102 +30,64 @@ struct Inspected {
     DocumentSummary summary;
 };
 
-void writeJson(JsonWriter& json, const Inspected& item)
+Json toJson(const Inspected& item)
 {
-    json.beginObject();
-    json.key("file");
-    json.value(item.file);
+    Json json = Json::object();
+    json.set("file", item.file);
     if (!item.error.empty()) {
-        json.key("error");
-        json.value(item.error);
-        json.endObject();
-        return;
+        json.set("error", item.error);
+        return json;
     }
     const DocumentSummary& s = item.summary;
-    json.key("format");
-    json.value(s.format);
-    json.key("statistics");
-    json.beginObject();
-    const std::pair<std::string_view, int64_t> figures[] = {
-        {"characters", s.statistics.characters}, {"characters_with_spaces", s.statistics.charactersWithSpaces},
-        {"words", s.statistics.words},           {"word_matches", s.wordMatches},
-        {"paragraphs", s.statistics.paragraphs}, {"tables", s.tables},
-    };
-    for (const auto& [name, number] : figures) {
-        json.key(name);
-        json.value(number);
-    }
-    if (s.lines) {
-        json.key("lines");
-        json.value(*s.lines);
-    }
-    if (s.pages) {
-        json.key("pages");
-        json.value(*s.pages);
-    }
-    json.endObject();
+    json.set("format", s.format);
+    Json& statistics = json.set("statistics", Json::object());
+    statistics.set("characters", s.statistics.characters);
+    statistics.set("characters_with_spaces", s.statistics.charactersWithSpaces);
+    statistics.set("words", s.statistics.words);
+    statistics.set("word_matches", s.wordMatches);
+    statistics.set("paragraphs", s.statistics.paragraphs);
+    statistics.set("tables", s.tables);
+    if (s.lines)
+        statistics.set("lines", *s.lines);
+    if (s.pages)
+        statistics.set("pages", *s.pages);
 
-    json.key("stories");
-    json.beginArray();
+    Json& stories = json.set("stories", Json::array());
     for (const engine::StorySummary& story : s.stories) {
-        json.beginObject();
-        json.key("section");
-        json.value(static_cast<int64_t>(story.section));
-        json.key("kind");
-        json.value(story.header ? "header" : "footer");
-        json.key("index");
-        json.value(static_cast<int64_t>(story.index));
-        json.key("name");
-        json.value(engine::headerFooterName(story.index));
-        json.key("inherited");
-        json.value(story.inherited);
-        json.key("characters");
-        json.value(story.statistics.characters);
-        json.key("characters_with_spaces");
-        json.value(story.statistics.charactersWithSpaces);
-        json.key("words");
-        json.value(story.statistics.words);
-        json.endObject();
+        Json& entry = stories.push(Json::object());
+        entry.set("section", story.section);
+        entry.set("kind", story.header ? "header" : "footer");
+        entry.set("index", static_cast<int>(story.index));
+        entry.set("name", engine::headerFooterName(story.index));
+        entry.set("inherited", story.inherited);
+        entry.set("characters", story.statistics.characters);
+        entry.set("characters_with_spaces", story.statistics.charactersWithSpaces);
+        entry.set("words", story.statistics.words);
     }
-    json.endArray();
 
-    json.key("diagnostics");
-    json.beginArray();
+    Json& diagnostics = json.set("diagnostics", Json::array());
     for (const engine::Diagnostic& d : s.diagnostics) {
-        json.beginObject();
-        json.key("code");
-        json.value(d.code);
-        json.key("severity");
-        json.value(severityName(d.severity));
-        json.key("location");
-        json.value(d.location);
-        json.key("message");
-        json.value(d.message);
-        json.endObject();
+        Json& entry = diagnostics.push(Json::object());
+        entry.set("code", d.code);
+        entry.set("severity", severityName(d.severity));
+        entry.set("location", d.location);
+        entry.set("message", d.message);
     }
-    json.endArray();
 
     // What the saving program recorded, for comparing with the engine's figures.
     const engine::StoredStatistics& st = s.stored;
-    const std::pair<std::string_view, const std::optional<int64_t>*> stored[] = {
+    Json& stored = json.set("stored_statistics", Json::object());
+    if (!st.application.empty())
+        stored.set("application", st.application);
+    const std::pair<const char*, const std::optional<int64_t>*> figures[] = {
         {"pages", &st.pages},           {"words", &st.words},
         {"characters", &st.characters}, {"characters_with_spaces", &st.charactersWithSpaces},
         {"lines", &st.lines},           {"paragraphs", &st.paragraphs},
     };
-    json.key("stored_statistics");
-    json.beginObject();
-    if (!st.application.empty()) {
-        json.key("application");
-        json.value(st.application);
-    }
-    for (const auto& [name, number] : stored) {
-        if (*number) {
-            json.key(name);
-            json.value(**number);
-        }
-    }
-    json.endObject();
-    json.endObject();
+    for (const auto& [name, number] : figures)
+        if (*number)
+            stored.set(name, **number);
+    return json;
 }
 
 void writeText(std::ostream& out, const Inspected& item)
@@ -293,14 +149,16 @@ int inspectCommand(Context& ctx)
         results.push_back(std::move(item));
     }
     if (json) {
-        JsonWriter writer(ctx.out);
-        if (results.size() > 1)
-            writer.beginArray();
-        for (const Inspected& item : results)
-            writeJson(writer, item);
-        if (results.size() > 1)
-            writer.endArray();
-        writer.finish();
+        // One file gives one object, several an array of them.
+        if (results.size() == 1) {
+            toJson(results.front()).write(ctx.out);
+        } else {
+            Json all = Json::array();
+            for (const Inspected& item : results)
+                all.push(toJson(item));
+            all.write(ctx.out);
+        }
+        ctx.out << "\n";
     }
     return failed ? Failure : Success;
 }
