@@ -1,6 +1,8 @@
 // Character widths and line metrics of a document's character formats.
 #include "engine/layout/TextMeasurer.h"
 
+#include "engine/layout/WordFontWidths.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -57,6 +59,9 @@ void TextMeasurer::prepare(uint32_t index)
                                      "\", lines and pages may differ"});
     }
     f.face = resolved.face;
+    if (!resolved.substituted)
+        f.widths = wordFontWidths(name, cf.bold ? FontWeight::Bold : FontWeight::Regular,
+                                  cf.italic ? FontSlant::Italic : FontSlant::Upright);
     const double halfPoints = std::max<double>(1, cf.sizeHalfPoints);
     f.sizeTwips = halfPoints * 10.0;
     const double drawnHalfPoints =
@@ -107,6 +112,13 @@ double TextMeasurer::width(char16_t c, uint32_t charFormat)
         scale *= 0.8; // Word sets small capitals at four fifths of the size
     }
     const Face* face = f.face;
+    if (f.widths && face) {
+        const double perEm = face->metrics().unitsPerEm;
+        if (c < f.widths->perMille.size() && f.widths->perMille[c] != 0)
+            return f.widths->perMille[c] * perEm / 1000.0 * scale * f.hScale + f.spacing;
+        if (face->advance(c) != Face::Missing)
+            return face->advance(c) * f.widths->otherRatio * scale * f.hScale + f.spacing;
+    }
     uint16_t advance = face ? face->advance(c) : Face::Missing;
     if (advance == Face::Missing) {
         if (const Face* fallback = FontCache::instance().fallbackFor(c)) {
