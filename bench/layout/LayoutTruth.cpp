@@ -1,7 +1,8 @@
 // Our line and page breaks against pages Word exported, pair by pair.
 //
-// Usage: layout_truth [--dir DIR] [--show NAME] [--only SUBSTRING]
-// DIR defaults to shared/layout-truth found beside the source tree.
+// Usage: layout_truth [--dir DIR] [--show NAME] [--dump NAME] [--only SUBSTRING]
+// DIR defaults to shared/layout-truth found beside the source tree. --show
+// lists the unmatched lines of the pairs named, --dump prints our layout.
 // For every DIR/lines/<repo>/<name>.lines.txt it reads the pair's source
 // (DIR/pairs/<repo>/<name>.docx, else .doc, else .rtf), lays it out, and
 // compares the printed body lines of each page with ours: lines are matched
@@ -12,6 +13,7 @@
 // after a tab, is one printed line on both sides.
 #include "engine/formats/Reader.h"
 #include "engine/layout/Layout.h"
+#include "engine/layout/LayoutDump.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
@@ -178,7 +180,7 @@ int main(int argc, char** argv)
         if (up == up.parent_path())
             break;
     }
-    std::string show, only;
+    std::string show, only, dump;
     for (int i = 1; i + 1 < argc; i += 2) {
         const std::string flag = argv[i];
         if (flag == "--dir")
@@ -187,6 +189,8 @@ int main(int argc, char** argv)
             show = argv[i + 1];
         else if (flag == "--only")
             only = argv[i + 1];
+        else if (flag == "--dump")
+            dump = argv[i + 1];
     }
     if (!fs::is_directory(dir / "lines")) {
         std::printf("no layout truth at %s\n", dir.string().c_str());
@@ -227,6 +231,8 @@ int main(int argc, char** argv)
         }
         ++read;
         const layout::LayoutResult result = layout::layoutDocument(*doc.document);
+        if (!dump.empty() && label.find(dump) != std::string::npos)
+            std::fputs(layout::dumpLayout(*doc.document, result).c_str(), stdout);
         const std::vector<Row> ours = ourRows(*doc.document, result);
         std::vector<std::pair<size_t, size_t>> matchedPairs;
         const size_t matched = matchRows(ours, truth, label.find(show) != std::string::npos && !show.empty()
@@ -250,6 +256,15 @@ int main(int argc, char** argv)
         std::printf("%-48s %4zu/%-4zu %5zu/%-5zu %7zu %6.1f%% %zu/%zu\n", label.c_str(), ourPages, truthPages,
                     ours.size(), truth.size(), matched, 100 * share, equalPages, truthPages);
         if (!matchedPairs.empty() || (!show.empty() && label.find(show) != std::string::npos)) {
+            std::printf("  lines per page, ours:");
+            for (size_t p = 1; p <= ourPages; ++p)
+                std::printf(" %zu", static_cast<size_t>(std::count_if(ours.begin(), ours.end(),
+                                                                       [p](const Row& r) { return r.page == p; })));
+            std::printf("\n  lines per page, Word:");
+            for (size_t p = 1; p <= truthPages; ++p)
+                std::printf(" %zu", static_cast<size_t>(std::count_if(truth.begin(), truth.end(),
+                                                                       [p](const Row& r) { return r.page == p; })));
+            std::printf("\n");
             // Unmatched lines of both sides, in order.
             size_t i = 0, j = 0;
             matchedPairs.push_back({ours.size(), truth.size()});

@@ -51,6 +51,11 @@ constexpr double AutoSpacing = 280;
 double spaceBefore(const ParaFormat& pf) { return pf.spaceBeforeAuto ? AutoSpacing : std::max(0, pf.spaceBefore); }
 double spaceAfter(const ParaFormat& pf) { return pf.spaceAfterAuto ? AutoSpacing : std::max(0, pf.spaceAfter); }
 
+// The gap between two paragraphs is the larger of the first one's space
+// after and the second one's space before, not their sum: Word's pages show
+// a 10 pt space after followed by a 24 pt space before as 24 pt.
+double betweenParagraphs(double after, double before) { return std::max(after, before); }
+
 /// Lines stacked in a box of fixed width and open height (a cell, a header,
 /// a note); y from the box's top, x from its left.
 struct Stack {
@@ -188,7 +193,7 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
                 before = 0;
             if (prev && prev->contextualSpacing && prev->styleName == pf.styleName)
                 pendingAfter = 0;
-            y += pendingAfter + before;
+            y += betweenParagraphs(pendingAfter, before);
             for (LaidOutLine& l : lines) {
                 l.height = roundTwips(l.height);
                 l.y = y;
@@ -512,7 +517,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         // overflow, kept after a manual break and on the first page.
         if (columnEmpty())
             return m_topByOverflow ? 0.0 : before;
-        return m_pendingAfter + before;
+        return betweenParagraphs(m_pendingAfter, before);
     };
 
     if (!columnEmpty()) {
