@@ -1,6 +1,8 @@
 // Font lookup through fontconfig and unhinted metrics through FreeType.
 #include "engine/layout/FontCache.h"
 
+#include "engine/layout/WordFontMetrics.h"
+
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -91,6 +93,8 @@ FontCache::~FontCache()
 
 std::string FontCache::twinFamily(std::string_view wordName)
 {
+    if (const WordFontMetrics* known = wordFontMetrics(wordName))
+        return std::string(known->standIn);
     const std::string name = lower(wordName);
     struct Twin {
         std::string_view word, twin;
@@ -102,8 +106,7 @@ std::string FontCache::twinFamily(std::string_view wordName)
         {"arial", "Liberation Sans"},           {"helvetica", "Liberation Sans"},
         {"arial nova", "Liberation Sans"},      {"courier new", "Liberation Mono"},
         {"courier", "Liberation Mono"},         {"calibri", "Carlito"},
-        {"calibri light", "Carlito"},           {"cambria", "Caladea"},
-        {"cambria math", "Caladea"},
+        {"calibri light", "Carlito"},
     };
     for (const auto& t : twins)
         if (name == t.word)
@@ -227,17 +230,6 @@ ResolvedFace FontCache::resolve(std::string_view wordName, FontWeight weight, Fo
     resolved.face = face;
     m_byRequest.emplace(std::move(key), resolved);
     return resolved;
-}
-
-std::optional<FaceMetrics> FontCache::wordVerticalMetrics(std::string_view wordName)
-{
-    // Twins whose widths match the original but whose heights do not: the
-    // original's own figures (Cambria: 1946 + 455 units of 2048, which is
-    // the 12.9 pt line Word gives Cambria 11 pt).
-    const std::string name = lower(wordName);
-    if (name == "cambria" || name == "cambria math")
-        return FaceMetrics{2048, 1946, 455, 0};
-    return std::nullopt;
 }
 
 const Face* FontCache::fallbackFor(char16_t c)

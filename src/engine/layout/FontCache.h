@@ -54,8 +54,9 @@ struct ResolvedFace {
 /// Finds faces through fontconfig and reads them with FreeType, once per
 /// process. Word's common fonts go to their metric-compatible twins (Times
 /// New Roman to Liberation Serif, Arial to Liberation Sans, Courier New to
-/// Liberation Mono, Calibri to Carlito, Cambria to Caladea); any other font
-/// that is not installed goes to a twin of its family class (serif, sans,
+/// Liberation Mono, Calibri to Carlito); fonts whose metrics are known
+/// (WordFontMetrics: Cambria, Aptos, ...) to their stand-in face; any other
+/// font that is not installed to a twin of its family class (serif, sans,
 /// monospace). Thread-safe: resolve() locks; faces never move or change.
 class FontCache {
 public:
@@ -78,10 +79,6 @@ public:
     /// The installed family a Word font name is laid out with, before weight
     /// and slant are chosen (for diagnostics and tests).
     static std::string twinFamily(std::string_view wordName);
-
-    /// Line-height metrics of a Word font whose installed twin has other
-    /// vertical metrics than the original; none when the twin's are right.
-    static std::optional<FaceMetrics> wordVerticalMetrics(std::string_view wordName);
 
 private:
     const Face* load(const std::string& family, FontWeight weight, FontSlant slant, bool& exact);

@@ -1,7 +1,7 @@
 // Character widths and line metrics of a document's character formats.
 #include "engine/layout/TextMeasurer.h"
 
-#include "engine/layout/WordFontWidths.h"
+#include "engine/layout/WordFontMetrics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -59,9 +59,12 @@ void TextMeasurer::prepare(uint32_t index)
                                      "\", lines and pages may differ"});
     }
     f.face = resolved.face;
-    if (!resolved.substituted)
-        f.widths = wordFontWidths(name, cf.bold ? FontWeight::Bold : FontWeight::Regular,
-                                  cf.italic ? FontSlant::Italic : FontSlant::Upright);
+    const WordFontMetrics* known = resolved.substituted ? nullptr : wordFontMetrics(name);
+    if (known) {
+        f.known = &known->style(cf.bold ? FontWeight::Bold : FontWeight::Regular,
+                                cf.italic ? FontSlant::Italic : FontSlant::Upright);
+        f.knownRegular = &known->regular();
+    }
     const double halfPoints = std::max<double>(1, cf.sizeHalfPoints);
     f.sizeTwips = halfPoints * 10.0;
     const double drawnHalfPoints =
@@ -76,10 +79,9 @@ void TextMeasurer::prepare(uint32_t index)
     // The line's extent comes from the nominal size even for superscript:
     // Word keeps the line as tall as the unraised text would make it.
     const double vScale = halfPoints * 10.0 / upem;
-    if (const auto original = FontCache::wordVerticalMetrics(name)) {
-        const double s = halfPoints * 10.0 / original->unitsPerEm;
-        f.ascent = (original->ascent + original->lineGap) * s;
-        f.descent = original->descent * s;
+    if (known) {
+        f.ascent = known->ascent * halfPoints * 10.0 / 1000.0;
+        f.descent = known->descent * halfPoints * 10.0 / 1000.0;
     } else if (f.face) {
         const FaceMetrics& m = f.face->metrics();
         f.ascent = (m.ascent + m.lineGap) * vScale;
@@ -112,12 +114,14 @@ double TextMeasurer::width(char16_t c, uint32_t charFormat)
         scale *= 0.8; // Word sets small capitals at four fifths of the size
     }
     const Face* face = f.face;
-    if (f.widths && face) {
-        const double perEm = face->metrics().unitsPerEm;
-        if (c < f.widths->perMille.size() && f.widths->perMille[c] != 0)
-            return f.widths->perMille[c] * perEm / 1000.0 * scale * f.hScale + f.spacing;
+    if (f.known && face) {
+        const double perEm = face->metrics().unitsPerEm / 1000.0;
+        if (c < 256 && f.known->perMille[c] != 0)
+            return f.known->perMille[c] * perEm * scale * f.hScale + f.spacing;
+        if (c < 256 && f.knownRegular->perMille[c] != 0)
+            return f.knownRegular->perMille[c] * f.known->fromRegular * perEm * scale * f.hScale + f.spacing;
         if (face->advance(c) != Face::Missing)
-            return face->advance(c) * f.widths->otherRatio * scale * f.hScale + f.spacing;
+            return face->advance(c) * f.known->fromStandIn * scale * f.hScale + f.spacing;
     }
     uint16_t advance = face ? face->advance(c) : Face::Missing;
     if (advance == Face::Missing) {

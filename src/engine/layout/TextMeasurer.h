@@ -10,11 +10,13 @@ namespace qm::engine::layout {
 
 /// A character format made ready for measuring: its face, its scale and the
 /// vertical extent it gives a line. Lengths in twips.
-struct WordFontWidths;
+struct WordFontStyle;
 
 struct MeasuredFont {
     const Face* face = nullptr;
-    const WordFontWidths* widths = nullptr; ///< the original font's widths where the twin's differ
+    /// The Word font's own widths where the face only stands in for it.
+    const WordFontStyle* known = nullptr;
+    const WordFontStyle* knownRegular = nullptr;
     double scale = 0;      ///< twips per font unit (size, caps and position scaling applied)
     double hScale = 1;     ///< horizontal scale of the format
     double spacing = 0;    ///< extra twips after each character

@@ -25,7 +25,10 @@ TEST(Fonts, WordFontsGoToTheirTwins)
         // Not installed: a twin of the same class, reported.
         {"Garamond", "Liberation Serif", true},
         {"Consolas", "Liberation Mono", true},
-        {"Verdana", "Liberation Sans", true},
+        {"Tahoma", "Liberation Sans", true},
+        // Known metrics, drawn with a stand-in: not reported as missing.
+        {"Verdana", "DejaVu Sans", false},
+        {"Aptos", "Liberation Sans", false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.word);
@@ -38,6 +41,29 @@ TEST(Fonts, WordFontsGoToTheirTwins)
     const ResolvedFace regular = FontCache::instance().resolve("Arial", FontWeight::Regular, FontSlant::Upright);
     EXPECT_NE(bold.face, regular.face);
     EXPECT_GT(bold.face->advance(u'a'), 0);
+}
+
+TEST(Fonts, StandInsMeasureLikeTheWordFont)
+{
+    // Line lengths Word printed (to the last glyph's ink, a little short of
+    // its advance): Caladea alone would make the Cambria line 185.8 pt.
+    struct Case {
+        const char* what;
+        CharFormat chars;
+        std::u16string text;
+        double points;
+    } cases[] = {
+        {"Cambria 11 pt", font("Cambria", 22), u"initiatives undertaken during this period.", 193.07},
+        {"Calibri 12 pt", font("Calibri", 24), u"completed ahead of schedule.", 146.74},
+        {"Arial 12 pt", font("Arial", 24), u"Right-aligned Arial 12pt", 125.01},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto doc = makeDocument({{c.text, {}, c.chars}}, pageOfWidth(200));
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_NEAR(r.pages[0].lines[0].width / 20, c.points, 0.5);
+    }
 }
 
 TEST(Fonts, MissingFontIsNamedOnce)
@@ -63,6 +89,7 @@ TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
         {"Arial 12 pt is 13.8 pt", font("Arial", 24), LineRule::Auto, 240, 276},
         {"Cambria 11 pt is 12.9 pt", font("Cambria", 22), LineRule::Auto, 240, 258},
         {"Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 240, 269},
+        {"Aptos 12 pt is 14.65 pt", font("Aptos", 24), LineRule::Auto, 240, 293},
         {"double spacing", font("Times New Roman", 24), LineRule::Auto, 480, 552},
         {"1.15 lines of Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 276, 309},
         {"exactly 10 pt, smaller than the font", font("Times New Roman", 24), LineRule::Exact, 200, 200},
