@@ -38,6 +38,10 @@ struct Row {
 
 std::string keyOf(const std::string& text)
 {
+    // Ligatures print as one glyph: as their letters, or as "?" where the
+    // PDF does not say which letters (the ff ligature); both sides alike.
+    static const std::pair<std::string, std::string> ligatures[] = {
+        {"\uFB00", "ff"}, {"\uFB01", "fi"}, {"\uFB02", "fl"}, {"\uFB03", "ffi"}, {"\uFB04", "ffl"}, {"?", "ff"}};
     std::string k;
     for (size_t i = 0; i < text.size(); ++i) {
         const unsigned char c = static_cast<unsigned char>(text[i]);
@@ -50,6 +54,9 @@ std::string keyOf(const std::string& text)
         }
         k += static_cast<char>(c);
     }
+    for (const auto& [from, to] : ligatures)
+        for (size_t at = k.find(from); at != std::string::npos; at = k.find(from, at + to.size()))
+            k.replace(at, from.size(), to);
     return k;
 }
 
@@ -86,9 +93,19 @@ std::u16string visibleText(const Document& doc, const layout::LaidOutLine& l)
         const char16_t c = s.text[p];
         if (doc.charFormatAt(s, p).hidden)
             continue;
-        if (c == Ch::Tab || c >= 32)
+        if (c == Ch::Tab || c >= 32) {
             t += c;
-        else if (c == Ch::NonBreakingHyphen)
+        } else if (c == Ch::NoteReference) {
+            // The reference prints the note's number among its kind.
+            const int32_t note = doc.charFormatAt(s, p).noteIndex;
+            if (note >= 0 && static_cast<size_t>(note) < doc.notes.size()) {
+                int number = 0;
+                for (int32_t i = 0; i <= note; ++i)
+                    number += doc.notes[i].kind == doc.notes[note].kind ? 1 : 0;
+                t += u' ' + utf8ToUtf16(std::to_string(number)) + u' ';
+            }
+        }
+        if (c == Ch::NonBreakingHyphen)
             t += u'-';
     }
     return t;
