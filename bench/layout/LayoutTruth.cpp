@@ -54,6 +54,13 @@ std::string keyOf(const std::string& text)
         }
         k += static_cast<char>(c);
     }
+    // Tab leaders print as dots the text does not hold.
+    for (size_t at = k.find(".."); at != std::string::npos; at = k.find("..", at)) {
+        size_t end = at;
+        while (end < k.size() && k[end] == '.')
+            ++end;
+        k.erase(at, end - at);
+    }
     for (const auto& [from, to] : ligatures)
         for (size_t at = k.find(from); at != std::string::npos; at = k.find(from, at + to.size()))
             k.replace(at, from.size(), to);

@@ -103,7 +103,7 @@ double LineBreaker::tabWidth(size_t index, double x, double limit, const ParaFor
 }
 
 void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf,
-                             double limit, bool withMark)
+                             double limit)
 {
     double ascent = 0, descent = 0;
     bool anyVisible = false;
@@ -115,16 +115,26 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
             continue;
         const bool mark = it.c == Ch::ParagraphMark || it.c == Ch::CellEnd ||
                           (it.c == Ch::PageBreak && k + 1 == m_items.size());
-        const MeasuredFont& f = m_measurer.font(it.format);
-        double itemAscent = f.ascent;
-        if (it.c == Ch::Object) {
-            const int32_t obj = m_document.charFormats[it.format].objectIndex;
-            if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() && !m_document.objects[obj].floating)
-                itemAscent = std::max(itemAscent, static_cast<double>(m_document.objects[obj].height));
+        // The paragraph mark gives the line its height only when nothing
+        // else on the line does (an empty paragraph): a TOC line of Arial
+        // 10 pt ending in a Calibri 11 pt mark is 11.5 pt high on Word's pages.
+        if (mark)
+            continue;
+        // A tab takes no height of its own either (a Calibri tab between
+        // Arial TOC text leaves the line at Arial's height).
+        if (it.c != Ch::Tab) {
+            const MeasuredFont& f = m_measurer.font(it.format);
+            double itemAscent = f.ascent;
+            if (it.c == Ch::Object) {
+                const int32_t obj = m_document.charFormats[it.format].objectIndex;
+                if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() &&
+                    !m_document.objects[obj].floating)
+                    itemAscent = std::max(itemAscent, static_cast<double>(m_document.objects[obj].height));
+            }
+            ascent = std::max(ascent, itemAscent);
+            descent = std::max(descent, f.descent);
         }
-        ascent = std::max(ascent, itemAscent);
-        descent = std::max(descent, f.descent);
-        if (!mark && it.c != Ch::LineBreak && it.c != Ch::PageBreak && it.c != Ch::ColumnBreak) {
+        if (it.c != Ch::LineBreak && it.c != Ch::PageBreak && it.c != Ch::ColumnBreak) {
             if (!line.runs.empty() && line.runs.back().charFormat == it.format && line.runs.back().end == it.pos) {
                 line.runs.back().end = it.pos + 1;
                 line.runs.back().width += it.w;
@@ -140,7 +150,6 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
             }
         }
     }
-    (void)withMark;
     if (ascent == 0 && descent == 0) {
         // Nothing visible: the line takes the height of the paragraph mark.
         const MeasuredFont& f = m_measurer.font(m_items.back().format);
@@ -351,7 +360,7 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
         line.start = m_items[lineStart].pos;
         line.end = m_items[end - 1].pos + 1;
         line.reason = reason;
-        finishLine(line, lineStart, end, first && !line.label.empty() ? x0 : x0, pf, limit, end == n);
+        finishLine(line, lineStart, end, x0, pf, limit);
         if (!line.label.empty()) {
             // Runs start after the label's tab; the width counts from the label.
             double textStart = x0 + m_measurer.width(pf.listLabel, labelFormat);
