@@ -2,8 +2,10 @@
 #include "cli/CountCommand.h"
 
 #include "app/ChaseList.h"
+#include "app/WizardEngine.h"
 #include "browser/FolderSearch.h"
 #include "cli/Json.h"
+#include "cli/StderrPrompter.h"
 #include "settings/IniRW.h"
 #include "settings/Options.h"
 #include "settings/ProfileStore.h"
@@ -18,41 +20,6 @@ namespace fs = std::filesystem;
 namespace qm::cli {
 
 namespace {
-
-const char* iconName(MessageIcon icon)
-{
-    switch (icon) {
-    case MessageIcon::Information: return "information";
-    case MessageIcon::Exclamation: return "exclamation";
-    case MessageIcon::Critical: return "critical";
-    case MessageIcon::Question: return "question";
-    case MessageIcon::None: break;
-    }
-    return "none";
-}
-
-/// Shows what the screen would put in a message box on stderr, with its
-/// title, and answers as the default button would (OK, or Yes).
-class StderrPrompter : public Prompter {
-public:
-    explicit StderrPrompter(std::ostream& err) : m_err(err) {}
-
-    MessageAnswer show(const Message& message) override
-    {
-        messages.push_back(message);
-        std::string text = message.text;
-        std::replace(text.begin(), text.end(), '\r', '\n');
-        m_err << message.title << ": " << text << "\n";
-        return message.buttons == MessageButtons::YesNo || message.buttons == MessageButtons::YesNoCancel
-                   ? MessageAnswer::Yes
-                   : MessageAnswer::Ok;
-    }
-
-    std::vector<Message> messages;
-
-private:
-    std::ostream& m_err;
-};
 
 std::string trimmed(std::string_view s)
 {
@@ -209,6 +176,26 @@ std::optional<app::DateRange> dateRange(const settings::SettingsContext& setting
 
 } // namespace
 
+std::optional<std::string> listedProfile(Context& ctx, std::string_view command, const std::string& name)
+{
+    const settings::ProfileStore store(settings::SettingsContext{ctx.settingsFolder});
+    const auto listed = store.loadProfileList();
+    if (!listed)
+        throw std::runtime_error(listed.error());
+    // Section names match without regard to case, and so do profile names.
+    const auto found = std::find_if(listed->begin(), listed->end(), [&](const std::string& entry) {
+        return std::equal(entry.begin(), entry.end(), name.begin(), name.end(), [](char a, char b) {
+            return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+        });
+    });
+    if (found == listed->end()) {
+        ctx.err << "quillmeter " << command << ": " << store.profileListFile().string() << ": no profile named \""
+                << name << "\"\n";
+        return std::nullopt;
+    }
+    return *found;
+}
+
 int runCount(Context& ctx, const EngineFactory& makeEngine)
 {
     const std::optional<std::string> profileOption = ctx.args.option("--profile");
@@ -226,21 +213,9 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const std::string& profileName = *profileOption;
 
     const settings::SettingsContext settings{ctx.settingsFolder};
-    const settings::ProfileStore store(settings);
-    const auto listed = store.loadProfileList();
-    if (!listed)
-        throw std::runtime_error(listed.error());
-    // Section names match without regard to case, and so do profile names.
-    const auto found = std::find_if(listed->begin(), listed->end(), [&](const std::string& name) {
-        return std::equal(name.begin(), name.end(), profileName.begin(), profileName.end(),
-                          [](char a, char b) { return std::tolower((unsigned char)a) == std::tolower((unsigned char)b); });
-    });
-    if (found == listed->end()) {
-        ctx.err << "quillmeter count: " << store.profileListFile().string() << ": no profile named \""
-                << profileName << "\"\n";
+    const auto found = listedProfile(ctx, "count", profileName);
+    if (!found)
         return UsageFailure;
-    }
-
     StderrPrompter prompter(ctx.err);
     const settings::OptionsStore options(settings);
     const app::Duplicates duplicates = settings::optionFlagIsOn(options.read(*settings::findOptionKey("AddDupilcateFiles")))
@@ -283,7 +258,7 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         }
     }
 
-    std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings);
+    std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings, *found);
     if (!engine)
         throw std::runtime_error("the counting engine is not available");
     const app::CurrencyFormat currency = app::CurrencyFormat::fromEnvironment();
@@ -316,6 +291,13 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         break;
     }
     return Failure;
+}
+
+int countCommand(Context& ctx)
+{
+    return runCount(ctx, [](Prompter& prompter, const settings::SettingsContext& settings, const std::string& profile) {
+        return std::make_unique<app::WizardEngine>(prompter, settings, [profile] { return profile; });
+    });
 }
 
 } // namespace qm::cli

@@ -57,7 +57,7 @@ protected:
         out.str("");
         err.str("");
         Context ctx{Args(std::move(args)), root / "settings", out, err};
-        return runCount(ctx, [](Prompter&, const settings::SettingsContext&) {
+        return runCount(ctx, [](Prompter&, const settings::SettingsContext&, const std::string&) {
             return std::make_unique<SizeEngine>();
         });
     }
