@@ -225,7 +225,6 @@ void DocReader::readStoredStatistics()
     // Word 97 and later keep characters with spaces after the typography settings.
     if (dop.size() >= 0x1AE)
         stored.charactersWithSpaces = s32(dop, 0x1AA);
-    stored.application = "Microsoft Word 97-2003";
 }
 
 void DocReader::readHeaders()
