@@ -570,6 +570,11 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
 
 ReadResult DocReader::read()
 {
+    if (m_bytes.empty())
+        return ReadResult::failure("the file is empty");
+    // Word for Windows 1 and 2 wrote their block straight into the file, without a container.
+    if (m_bytes.starts_with("\xDB\xA5") || m_bytes.starts_with("\x9B\xA5"))
+        return ReadResult::failure("Word 2 and earlier documents are not supported");
     auto opened = CompoundFile::open(m_bytes);
     if (!opened.file)
         return ReadResult::failure(opened.error);
