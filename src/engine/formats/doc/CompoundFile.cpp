@@ -43,8 +43,9 @@ void CompoundFile::diagnose(std::string code, std::string message)
 }
 
 std::string CompoundFile::readChain(const std::vector<uint32_t>& table, uint32_t start, uint64_t size,
-                                    bool mini, std::string_view what, bool& complete)
+                                    Storage storage, std::string_view what, bool& complete)
 {
+    const bool mini = storage == Storage::Small;
     complete = true;
     std::string out;
     const uint32_t unit = mini ? m_miniSectorSize : m_sectorSize;
@@ -156,7 +157,7 @@ CompoundFile::OpenResult CompoundFile::open(std::string_view bytes)
 
     // The directory: 128-byte entries in a chain of sectors.
     bool complete = true;
-    const std::string dir = cf.readChain(cf.m_fat, u32(bytes, 0x30), UINT64_MAX, false, "the directory", complete);
+    const std::string dir = cf.readChain(cf.m_fat, u32(bytes, 0x30), UINT64_MAX, Storage::Regular, "the directory", complete);
     if (dir.size() < EntrySize) {
         result.error = "the document's container is damaged (no directory)";
         return result;
@@ -206,7 +207,7 @@ CompoundFile::OpenResult CompoundFile::open(std::string_view bytes)
     const uint32_t miniFatStart = u32(bytes, 0x3C);
     const uint64_t miniFatSectors = std::min<uint64_t>(u32(bytes, 0x40), fileSectors);
     if (miniFatStart < MaxRegularSector && miniFatSectors > 0) {
-        const std::string mf = cf.readChain(cf.m_fat, miniFatStart, miniFatSectors * cf.m_sectorSize, false,
+        const std::string mf = cf.readChain(cf.m_fat, miniFatStart, miniFatSectors * cf.m_sectorSize, Storage::Regular,
                                             "the small-stream table", complete);
         for (size_t off = 0; off + 4 <= mf.size(); off += 4)
             cf.m_miniFat.push_back(u32(mf, off));
@@ -239,12 +240,12 @@ std::optional<std::string> CompoundFile::stream(std::u16string_view name)
     if (e.size < m_miniCutoff) {
         if (!m_miniStreamLoaded) {
             const Entry& root = m_entries.front();
-            m_miniStream = readChain(m_fat, root.start, root.size, false, "the small-stream container", complete);
+            m_miniStream = readChain(m_fat, root.start, root.size, Storage::Regular, "the small-stream container", complete);
             m_miniStreamLoaded = true;
         }
-        return readChain(m_miniFat, e.start, e.size, true, what, complete);
+        return readChain(m_miniFat, e.start, e.size, Storage::Small, what, complete);
     }
-    return readChain(m_fat, e.start, e.size, false, what, complete);
+    return readChain(m_fat, e.start, e.size, Storage::Regular, what, complete);
 }
 
 } // namespace qm::engine::doc

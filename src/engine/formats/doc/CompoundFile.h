@@ -41,7 +41,9 @@ private:
         uint64_t size = 0;
     };
 
-    std::string readChain(const std::vector<uint32_t>& table, uint32_t start, uint64_t size, bool mini,
+    /// Regular sectors, or the small sectors of the small-stream container.
+    enum class Storage { Regular, Small };
+    std::string readChain(const std::vector<uint32_t>& table, uint32_t start, uint64_t size, Storage storage,
                           std::string_view what, bool& complete);
     std::string_view sector(uint32_t index) const;
     int findInRoot(std::u16string_view name) const;

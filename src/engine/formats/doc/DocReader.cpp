@@ -40,12 +40,15 @@ struct PendingChar {
 
 /// What a story being built needs beyond its character range.
 struct StoryContext {
-    bool main = false;
-    std::vector<uint32_t> sectionEnds;           ///< main story: cps one past each section break
-    std::map<uint32_t, int32_t> noteReferences;  ///< cp of a reference character: note index
+    bool main = false;                           ///< the main story: section breaks and note references
     std::vector<uint32_t> noteStarts;            ///< cps where the notes of this story start
     std::vector<uint32_t> noteStartPositions;    ///< where they landed in the built story
 };
+
+enum class RunKind { Characters, Paragraphs };
+/// Whether a paragraph handed to the builder has reached its mark or goes on.
+enum class ParagraphEnd { Ended, Continues };
+enum class TableMark { RowEnd, Other };
 
 struct ResolvedChp {
     Chp chp;
@@ -67,7 +70,7 @@ private:
         m_builder.diagnose(std::move(code), Severity::Warning, std::move(location), std::move(message));
     }
     std::string_view tablePart(const FcLcb& where, std::string_view what);
-    std::vector<Run> loadRuns(const FcLcb& binTable, bool paragraphs);
+    std::vector<Run> loadRuns(const FcLcb& binTable, RunKind kind);
     static const Run* findRun(const std::vector<Run>& runs, uint64_t fc);
 
     void readSections();
@@ -80,10 +83,10 @@ private:
 
     /// Builds [from, to) of the character positions into the current story.
     void buildRange(uint32_t from, uint32_t to, StoryContext& context);
-    void flushParagraph(std::vector<PendingChar>& chars, StoryContext& context, bool ended);
+    void flushParagraph(std::vector<PendingChar>& chars, StoryContext& context, ParagraphEnd end);
     Pap paragraphProperties(const PendingChar& mark);
     const ResolvedChp& characterProperties(const PendingChar& ch, const Pap& pap);
-    void applyTableDepth(int32_t depth, bool rowEnd);
+    void applyTableDepth(int32_t depth, TableMark mark);
     void emit(const PendingChar& ch, const ResolvedChp& chp, StoryContext& context, std::u16string& pending,
               uint32_t& pendingFormat);
     InlineObject pictureObject(const Chp& chp) const;
@@ -122,8 +125,9 @@ std::string_view DocReader::tablePart(const FcLcb& where, std::string_view what)
     return std::string_view(m_table).substr(where.fc, where.lcb);
 }
 
-std::vector<Run> DocReader::loadRuns(const FcLcb& where, bool paragraphs)
+std::vector<Run> DocReader::loadRuns(const FcLcb& where, RunKind kind)
 {
+    const bool paragraphs = kind == RunKind::Paragraphs;
     std::vector<Run> runs;
     const std::string_view plc = tablePart(where, paragraphs ? "the paragraph property index" : "the character property index");
     if (plc.size() < 12)
@@ -225,7 +229,6 @@ void DocReader::readStoredStatistics()
     // Word 97 and later keep characters with spaces after the typography settings.
     if (dop.size() >= 0x1AE)
         stored.charactersWithSpaces = s32(dop, 0x1AA);
-    stored.application = "Microsoft Word 97-2003";
 }
 
 void DocReader::readHeaders()
@@ -393,8 +396,9 @@ const ResolvedChp& DocReader::characterProperties(const PendingChar& ch, const P
     return m_chpCache.emplace(key, std::move(resolved)).first->second;
 }
 
-void DocReader::applyTableDepth(int32_t depth, bool rowEnd)
+void DocReader::applyTableDepth(int32_t depth, TableMark mark)
 {
+    const bool rowEnd = mark == TableMark::RowEnd;
     depth = std::clamp<int32_t>(depth, 0, static_cast<int32_t>(m_options.limits.maxTableDepth));
     const uint32_t d = static_cast<uint32_t>(depth);
     while (m_builder.tableDepth() > d)
@@ -477,8 +481,9 @@ void DocReader::emit(const PendingChar& ch, const ResolvedChp& resolved, StoryCo
     pending.push_back(c);
 }
 
-void DocReader::flushParagraph(std::vector<PendingChar>& chars, StoryContext& context, bool ended)
+void DocReader::flushParagraph(std::vector<PendingChar>& chars, StoryContext& context, ParagraphEnd end)
 {
+    const bool ended = end == ParagraphEnd::Ended;
     if (chars.empty())
         return;
     const PendingChar& mark = chars.back();
@@ -486,7 +491,7 @@ void DocReader::flushParagraph(std::vector<PendingChar>& chars, StoryContext& co
     const int32_t depth = pap.depth();
     const bool rowEnd = ended && ((depth == 1 && mark.c == Ch::CellEnd && pap.rowEnd) || (depth > 1 && pap.innerRowEnd));
     const bool cellEnd = ended && !rowEnd && depth >= 1 && (mark.c == Ch::CellEnd || (depth > 1 && pap.innerCell));
-    applyTableDepth(depth, rowEnd);
+    applyTableDepth(depth, rowEnd ? TableMark::RowEnd : TableMark::Other);
 
     std::u16string pending;
     uint32_t pendingFormat = 0;
@@ -543,7 +548,7 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
             while (nextNote < context.noteStarts.size() && context.noteStarts[nextNote] <= cp) {
                 // A note starts with its paragraph; any text before it in
                 // the same paragraph belongs to the note before.
-                flushParagraph(paragraph, context, false);
+                flushParagraph(paragraph, context, ParagraphEnd::Continues);
                 paragraph.clear();
                 context.noteStartPositions.push_back(m_builder.position());
                 ++nextNote;
@@ -554,23 +559,28 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
             const bool sectionEnd = context.main && c == Ch::PageBreak &&
                                     std::binary_search(m_sectionEnds.begin(), m_sectionEnds.end() - 1, cp + 1);
             if (c == Ch::ParagraphMark || c == Ch::CellEnd || sectionEnd) {
-                flushParagraph(paragraph, context, true);
+                flushParagraph(paragraph, context, ParagraphEnd::Ended);
                 paragraph.clear();
             } else if (paragraph.size() >= MaxPendingChars) {
                 // A paragraph this long is handed over in parts, formatted by
                 // the paragraph run its text lies in, to keep memory bounded.
-                flushParagraph(paragraph, context, false);
+                flushParagraph(paragraph, context, ParagraphEnd::Continues);
                 paragraph.clear();
             }
         }
     }
-    flushParagraph(paragraph, context, false);
+    flushParagraph(paragraph, context, ParagraphEnd::Continues);
     while (m_builder.tableDepth() > 0)
         m_builder.endTable();
 }
 
 ReadResult DocReader::read()
 {
+    if (m_bytes.empty())
+        return ReadResult::failure("the file is empty");
+    // Word for Windows 1 and 2 wrote their block straight into the file, without a container.
+    if (m_bytes.starts_with("\xDB\xA5") || m_bytes.starts_with("\x9B\xA5"))
+        return ReadResult::failure("Word 2 and earlier documents are not supported");
     auto opened = CompoundFile::open(m_bytes);
     if (!opened.file)
         return ReadResult::failure(opened.error);
@@ -615,8 +625,8 @@ ReadResult DocReader::read()
 
     m_fonts = parseFontTable(tablePart(m_fib.sttbfFfn, "the font table"));
     m_styles.parse(tablePart(m_fib.stshf, "the style sheet"), m_fonts);
-    m_chpx = loadRuns(m_fib.plcfBteChpx, false);
-    m_papx = loadRuns(m_fib.plcfBtePapx, true);
+    m_chpx = loadRuns(m_fib.plcfBteChpx, RunKind::Characters);
+    m_papx = loadRuns(m_fib.plcfBtePapx, RunKind::Paragraphs);
     readStoredStatistics();
     readSections();
     readShapes();

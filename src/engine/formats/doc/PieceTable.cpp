@@ -80,12 +80,31 @@ bool PieceTable::parse(std::string_view clx, uint64_t streamSize, std::vector<Di
     return !m_pieces.empty();
 }
 
-std::string_view PieceTable::propertyList(uint16_t prm) const
+std::string PieceTable::propertyList(uint16_t prm) const
 {
-    if ((prm & 1) == 0)
+    if ((prm & 1) == 0) {
+        // A compact modifier: a one-byte operand for a sprm named by its
+        // older, one-byte number. Only those that change what is counted or
+        // laid out are translated.
+        static constexpr std::pair<uint8_t, uint16_t> known[] = {
+            {5, 0x2403},  {7, 0x2405},  {8, 0x2406},  {9, 0x2407},  {24, 0x2416}, {25, 0x2417},
+            {51, 0x2431}, {85, 0x0835}, {86, 0x0836}, {87, 0x0837}, {90, 0x083A}, {91, 0x083B},
+            {92, 0x083C}, {94, 0x2A3E}, {98, 0x2A42}, {104, 0x2A48},
+        };
+        const uint8_t isprm = (prm >> 1) & 0x7F;
+        for (const auto& [old, sprm] : known) {
+            if (old == isprm && prm != 0) {
+                std::string grpprl;
+                grpprl.push_back(static_cast<char>(sprm & 0xFF));
+                grpprl.push_back(static_cast<char>(sprm >> 8));
+                grpprl.push_back(static_cast<char>(prm >> 8));
+                return grpprl;
+            }
+        }
         return {};
+    }
     const size_t index = prm >> 1;
-    return index < m_prcs.size() ? std::string_view(m_prcs[index]) : std::string_view();
+    return index < m_prcs.size() ? m_prcs[index] : std::string();
 }
 
 std::u16string PieceTable::text(std::string_view wd, uint32_t from, uint32_t to) const

@@ -33,8 +33,9 @@ public:
     bool parse(std::string_view clx, uint64_t documentStreamSize, std::vector<Diagnostic>& diagnostics);
 
     const std::vector<Piece>& pieces() const { return m_pieces; }
-    /// The grpprl that a complex property modifier names, or empty.
-    std::string_view propertyList(uint16_t prm) const;
+    /// The sprms a piece's property modifier stands for: the list it names,
+    /// or its one compact sprm; empty when it names nothing known.
+    std::string propertyList(uint16_t prm) const;
 
     /// The characters [from, to) decoded from the document stream; characters
     /// that no piece covers are absent.

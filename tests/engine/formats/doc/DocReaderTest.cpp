@@ -91,6 +91,9 @@ TEST(DocReader, FilesItCannotCountGetAClearError)
          "the file is not a Word document (it has no document stream)"},
         {"no table stream", [] { DocSpec s = plain(u"x\r"); s.omitTableStream = true; return buildDoc(s); },
          "the document is damaged (its table stream is missing)"},
+        {"Word 2", [] { return std::string("\xDB\xA5\x2D\x00", 4) + std::string(1000, '\0'); },
+         "Word 2 and earlier documents are not supported"},
+        {"empty", [] { return std::string(); }, "the file is empty"},
         {"not a container", [] { return std::string(1000, 'x'); },
          "the file is not a Word document (its container is not recognised)"},
     };

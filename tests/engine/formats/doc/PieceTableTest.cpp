@@ -91,7 +91,10 @@ TEST(PieceTable, CompressedOffsetsAndPropertyLists)
     EXPECT_EQ(table.text(wd, 2, 4), u"z\u0416");
     EXPECT_EQ(table.propertyList(1), bold);
     EXPECT_EQ(table.propertyList(3), sprm(0x083C, {1}));
-    // A one-sprm modifier and a list index past the lists name nothing.
+    // A compact modifier stands for one sprm, named by its older number.
+    EXPECT_EQ(table.propertyList((85 << 1) | (0x81 << 8)), sprm(0x0835, {0x81}));
+    EXPECT_EQ(table.propertyList((92 << 1) | (1 << 8)), sprm(0x083C, {1}));
+    // An unknown compact sprm and a list index past the lists name nothing.
     EXPECT_TRUE(table.propertyList(0x1234 & ~1).empty());
     EXPECT_TRUE(table.propertyList(9).empty());
 }
