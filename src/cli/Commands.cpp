@@ -14,11 +14,13 @@ static int settingsDirCommand(Context& ctx)
 
 int profileCommand(Context& ctx);
 int optionsCommand(Context& ctx);
+int inspectCommand(Context& ctx);
 
 std::span<const Command> commands()
 {
     static const Command table[] = {
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
+        {"inspect", "inspect FILE... [--json]", "show the format, statistics, headers, footers and diagnostics the engine finds", inspectCommand},
         {"profile", "profile list | show NAME [--json] | set NAME KEY VALUE | add NAME | delete NAME",
          "list, show, change, add or delete billing profiles (an empty VALUE removes the key)",
          profileCommand},
