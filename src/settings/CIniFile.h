@@ -33,11 +33,11 @@ public:
 };
 
 /// An INI file addressed by full path, with a current section, key and
-/// default, in the shape the Windows version's screens use: set Path,
+/// default, in the shape the screens use: set Path,
 /// Section, Key (and Default), then read or write Value. Writes and deletes
 /// store 1 (success) or 0 in LastReturnCode; lastError() says why a write
 /// failed. Reads never fail: a missing or unreadable file gives the default.
-/// Member names follow the Windows version, where they are properties.
+/// Each getter/setter pair of the same name is one property of the object.
 class cInifile
 {
 public:
@@ -74,7 +74,7 @@ public:
     std::string Sections() const;
 
     /// The key names of Section, in file order; an empty name between two
-    /// NULs is kept. sKey[0] is the first name (index 1 in the Windows version).
+    /// NULs is kept. sKey[0] is the first name.
     void EnumerateCurrentSection(std::vector<std::string>& sKey, long& iCount) const;
     /// The section names of the file, in file order; empty names are skipped.
     void EnumerateAllSections(std::vector<std::string>& sSections, long& iCount) const;

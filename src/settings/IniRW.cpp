@@ -9,9 +9,9 @@ std::string ReplaceText(std::string text, std::string_view search, std::string_v
 {
     if (text.size() < search.size())
         return text;
-    // The last position is fixed before the loop, in a 16-bit count as the
-    // Windows version keeps it: text inserted by a replacement can push later
-    // matches past it, and those stay unreplaced.
+    // The last position is fixed before the loop, in a 16-bit count, so that
+    // paths resolve exactly as they always have: text inserted by a
+    // replacement can push later matches past it, and those stay unreplaced.
     const size_t lastPosition = std::min<size_t>(text.size(), kReplaceTextLastPosition);
     for (size_t i = 1; i <= lastPosition && i - 1 <= text.size(); ++i) {
         if (text.compare(i - 1, search.size(), search) == 0)

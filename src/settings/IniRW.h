@@ -25,13 +25,14 @@ std::filesystem::path iniFilePath(const SettingsContext& context, std::string_vi
                                   std::string_view explicitPath = {});
 
 /// Reads one value, or the default (without its trailing blanks) when the
-/// file, section or key is absent or the file cannot be read. The result, default included, is cut
-/// to 2047 characters as the fixed-size buffer of the Windows service cuts it.
+/// file, section or key is absent or the file cannot be read. The result,
+/// default included, is cut to 2047 characters as the fixed-size buffer of
+/// the Windows service cuts it.
 std::string ReadINI(const SettingsContext& context, std::string_view baseName,
                     std::string_view section, std::string_view key, std::string_view defaultValue,
                     std::string_view explicitPath = {});
 
-/// Writes one value with the rules of the Windows version: an empty key
+/// Writes one value with the private-profile write rules: an empty key
 /// deletes the whole section, else an empty value deletes the key, else the
 /// value is stored. Returns non-zero on success and 0 on failure; writeIni
 /// gives the reason.

@@ -73,8 +73,8 @@ std::string optionDefault(const OptionKey& key, const SettingsContext& context)
 
 bool optionFlagIsOn(std::string_view text)
 {
-    // The leading number of the text, as the Windows version's numeric
-    // conversion takes it: blanks skipped, digits with at most one point,
+    // The leading number of the text, as the Windows numeric conversion
+    // takes it: blanks skipped, digits with at most one point,
     // anything after them ignored. Only a number equal to 1 ticks the box.
     text = trimBlanks(text);
     if (text.starts_with('+'))

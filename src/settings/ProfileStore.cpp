@@ -301,7 +301,7 @@ WriteResult ProfileStore::deleteProfile(std::string_view profile) const
     });
     // The section goes through the plain folder + name path, without the
     // separator collapse that ReadINI and WriteINI apply, as the delete
-    // command of the Windows version addresses it. It is deleted even when
+    // command has always addressed it. It is deleted even when
     // the option could not be cleared; the first failure is the one reported.
     auto removed = deleteIniSection(profiles, profile);
     return cleared ? std::move(removed) : std::move(cleared);

@@ -22,8 +22,9 @@ std::optional<std::string> profileNameProblem(std::string_view name);
 
 /// One name as a record of ProfileList.log, without the line ending: the name
 /// in double quotes. A double quote inside the name is written twice
-/// ("Say ""Hi""" for Say "Hi"), the usual rule for quoted fields; the Windows
-/// version writes it once, which its own reader cannot read back.
+/// ("Say ""Hi""" for Say "Hi"), the usual rule for quoted fields. A quote
+/// written once would end the field early and the rest of the name would be
+/// lost on the next read.
 std::string formatProfileListRecord(std::string_view name);
 
 /// The names in the text of ProfileList.log, read field by field as the
