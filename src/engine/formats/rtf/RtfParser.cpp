@@ -487,6 +487,19 @@ void RtfParser::controlWord(const Token& token)
 
 // ---- destinations ---------------------------------------------------------
 
+bool RtfParser::claimClose(GroupState& s, CloseAction action)
+{
+    // A group is one destination. A second destination word in a group that
+    // already has work to do when it closes (a note, a shape, a picture)
+    // would take that work away, so the rest of the group is skipped instead.
+    if (s.onClose != CloseAction::None) {
+        skipCurrentGroup();
+        return false;
+    }
+    s.onClose = action;
+    return true;
+}
+
 bool RtfParser::startDestination(Kw kw)
 {
     GroupState& s = state();
@@ -494,8 +507,9 @@ bool RtfParser::startDestination(Kw kw)
     const bool inText = s.dest == Destination::Text;
     switch (kw) {
     case Kw::FontTable:
+        if (!claimClose(s, CloseAction::FontTable))
+            return true;
         s.dest = Destination::FontTable;
-        s.onClose = CloseAction::FontTable;
         return true;
     case Kw::ColorTable:
         s.dest = Destination::ColorTable;
@@ -513,13 +527,15 @@ bool RtfParser::startDestination(Kw kw)
         m_generator.clear();
         return true;
     case Kw::Pict:
+        if (!claimClose(s, CloseAction::Picture))
+            return true;
         s.dest = Destination::Picture;
-        s.onClose = CloseAction::Picture;
         m_picture = PictureInfo{};
         return true;
     case Kw::Object:
+        if (!claimClose(s, CloseAction::Object))
+            return true;
         s.dest = Destination::Object;
-        s.onClose = CloseAction::Object;
         m_objectWidth = m_objectHeight = 0;
         return true;
     case Kw::Shp:
@@ -530,8 +546,9 @@ bool RtfParser::startDestination(Kw kw)
             skipCurrentGroup();
             return true;
         }
+        if (!claimClose(s, CloseAction::Shape))
+            return true;
         s.dest = Destination::Shape;
-        s.onClose = CloseAction::Shape;
         m_shapes.push_back(ShapeContext{m_stack.size()});
         return true;
     case Kw::ShpInst:
@@ -566,6 +583,10 @@ bool RtfParser::startDestination(Kw kw)
     case Kw::Footnote:
     case Kw::Annotation:
         if (!inText || m_note.open || m_builder.document().notes.size() >= maxNotes) {
+            skipCurrentGroup();
+            return true;
+        }
+        if (s.onClose != CloseAction::None) {
             skipCurrentGroup();
             return true;
         }

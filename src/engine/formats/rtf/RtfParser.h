@@ -107,6 +107,7 @@ private:
     bool consumeFallback();
 
     bool startDestination(Kw kw);
+    bool claimClose(GroupState& s, CloseAction action);
     bool applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam);
     void applyStyle(GroupState& s, int32_t number, StyleDefinition::Kind kind);
     void documentProperty(Kw kw, int32_t param, bool hasParam);
