@@ -12,10 +12,21 @@ static int settingsDirCommand(Context& ctx)
     return Success;
 }
 
+int profileCommand(Context& ctx);
+int optionsCommand(Context& ctx);
+int inspectCommand(Context& ctx);
+
 std::span<const Command> commands()
 {
     static const Command table[] = {
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
+        {"inspect", "inspect FILE... [--json]", "show the format, statistics, headers, footers and diagnostics the engine finds", inspectCommand},
+        {"profile", "profile list | show NAME [--json] | set NAME KEY VALUE | add NAME | delete NAME",
+         "list, show, change, add or delete billing profiles (an empty VALUE removes the key)",
+         profileCommand},
+        {"options", "options show [--json] | set KEY VALUE",
+         "show or change the application options in Options.ini (an empty VALUE removes the key)",
+         optionsCommand},
     };
     return table;
 }
