@@ -117,6 +117,7 @@ private:
 
     void flushBytes();
     void flushText();
+    size_t roomLeft() const;
     void flush() { flushBytes(); flushText(); }
     void route(std::u16string_view text);
     void emit(char16_t c) { route(std::u16string_view(&c, 1)); }
