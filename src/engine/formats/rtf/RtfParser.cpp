@@ -22,7 +22,8 @@ constexpr size_t maxObjects = 100000;
 constexpr size_t maxNotes = 100000;
 constexpr size_t maxLabel = 64;
 constexpr size_t maxGenerator = 256;
-constexpr size_t textChunk = 1 << 16;
+constexpr size_t textChunk = 1 << 16;      ///< bytes decoded at a time
+constexpr size_t storyChunk = 1 << 24;     ///< characters handed to the builder at a time
 
 // Windows code page of a font charset; 0 for ANSI, default and symbol fonts,
 // which take the document's page.
@@ -335,7 +336,7 @@ void RtfParser::textBytes(std::string_view bytes)
         m_bytes.append(bytes.substr(0, n));
         bytes.remove_prefix(n);
         if (m_bytes.size() >= textChunk)
-            flush();
+            flushBytes();
     }
 }
 
@@ -487,6 +488,19 @@ void RtfParser::controlWord(const Token& token)
 
 // ---- destinations ---------------------------------------------------------
 
+bool RtfParser::claimClose(GroupState& s, CloseAction action)
+{
+    // A group is one destination. A second destination word in a group that
+    // already has work to do when it closes (a note, a shape, a picture)
+    // would take that work away, so the rest of the group is skipped instead.
+    if (s.onClose != CloseAction::None) {
+        skipCurrentGroup();
+        return false;
+    }
+    s.onClose = action;
+    return true;
+}
+
 bool RtfParser::startDestination(Kw kw)
 {
     GroupState& s = state();
@@ -494,8 +508,9 @@ bool RtfParser::startDestination(Kw kw)
     const bool inText = s.dest == Destination::Text;
     switch (kw) {
     case Kw::FontTable:
+        if (!claimClose(s, CloseAction::FontTable))
+            return true;
         s.dest = Destination::FontTable;
-        s.onClose = CloseAction::FontTable;
         return true;
     case Kw::ColorTable:
         s.dest = Destination::ColorTable;
@@ -513,13 +528,15 @@ bool RtfParser::startDestination(Kw kw)
         m_generator.clear();
         return true;
     case Kw::Pict:
+        if (!claimClose(s, CloseAction::Picture))
+            return true;
         s.dest = Destination::Picture;
-        s.onClose = CloseAction::Picture;
         m_picture = PictureInfo{};
         return true;
     case Kw::Object:
+        if (!claimClose(s, CloseAction::Object))
+            return true;
         s.dest = Destination::Object;
-        s.onClose = CloseAction::Object;
         m_objectWidth = m_objectHeight = 0;
         return true;
     case Kw::Shp:
@@ -530,8 +547,9 @@ bool RtfParser::startDestination(Kw kw)
             skipCurrentGroup();
             return true;
         }
+        if (!claimClose(s, CloseAction::Shape))
+            return true;
         s.dest = Destination::Shape;
-        s.onClose = CloseAction::Shape;
         m_shapes.push_back(ShapeContext{m_stack.size()});
         return true;
     case Kw::ShpInst:
@@ -566,6 +584,10 @@ bool RtfParser::startDestination(Kw kw)
     case Kw::Footnote:
     case Kw::Annotation:
         if (!inText || m_note.open || m_builder.document().notes.size() >= maxNotes) {
+            skipCurrentGroup();
+            return true;
+        }
+        if (s.onClose != CloseAction::None) {
             skipCurrentGroup();
             return true;
         }
@@ -1207,7 +1229,7 @@ void RtfParser::route(std::u16string_view text)
     switch (state().dest) {
     case Destination::Text:
         m_text.append(text);
-        if (m_text.size() >= textChunk)
+        if (m_text.size() >= storyChunk)
             flushText();
         break;
     case Destination::ListText:
@@ -1251,8 +1273,27 @@ void RtfParser::flushText()
     GroupState& s = state();
     syncTable(targetDepth(s), OpenCell::Yes);
     m_pendingReference = false;
-    m_builder.appendText(m_text, charFormat(s));
+    const uint32_t format = charFormat(s);
+    // A large piece is cut to the room the limits leave, so that the text up
+    // to the limit is kept rather than the whole piece refused. (Small
+    // pieces skip the count of the room, which looks at every story.)
+    const size_t room = m_text.size() > 4096 ? roomLeft() : m_text.size();
+    m_builder.appendText(std::u16string_view(m_text).substr(0, room), format);
+    if (m_text.size() > room)
+        m_builder.appendText(std::u16string_view(m_text).substr(room, 1), format); // refused: records the limit
     m_text.clear();
+}
+
+size_t RtfParser::roomLeft() const
+{
+    const Document& doc = m_builder.document();
+    uint64_t total = 0;
+    for (const Story& story : doc.stories)
+        total += story.size();
+    const uint64_t story = doc.stories[m_builder.currentStory()].size();
+    const uint64_t storyRoom = story < m_limits.maxStoryChars ? m_limits.maxStoryChars - story : 0;
+    const uint64_t totalRoom = total < m_limits.maxTotalChars ? m_limits.maxTotalChars - total : 0;
+    return static_cast<size_t>(std::min(storyRoom, totalRoom));
 }
 
 uint32_t RtfParser::charFormat(const GroupState& s)

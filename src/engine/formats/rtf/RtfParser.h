@@ -107,6 +107,7 @@ private:
     bool consumeFallback();
 
     bool startDestination(Kw kw);
+    bool claimClose(GroupState& s, CloseAction action);
     bool applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam);
     void applyStyle(GroupState& s, int32_t number, StyleDefinition::Kind kind);
     void documentProperty(Kw kw, int32_t param, bool hasParam);
@@ -116,6 +117,7 @@ private:
 
     void flushBytes();
     void flushText();
+    size_t roomLeft() const;
     void flush() { flushBytes(); flushText(); }
     void route(std::u16string_view text);
     void emit(char16_t c) { route(std::u16string_view(&c, 1)); }

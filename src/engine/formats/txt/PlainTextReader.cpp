@@ -3,6 +3,7 @@
 #include "engine/model/DocumentBuilder.h"
 #include "engine/model/Unicode.h"
 
+#include <algorithm>
 #include <string>
 
 namespace qm::engine {
@@ -58,6 +59,20 @@ Decoded decode(std::string_view bytes, Encoding& encoding)
     return {cp1252ToUtf16(bytes)};
 }
 
+// Characters the builder still takes in the current story before a limit.
+size_t roomLeft(const DocumentBuilder& builder)
+{
+    const Document& doc = builder.document();
+    uint64_t total = 0;
+    for (const Story& s : doc.stories)
+        total += s.size();
+    const uint64_t story = doc.stories[builder.currentStory()].size();
+    const Limits& limits = builder.limits();
+    const uint64_t storyRoom = story < limits.maxStoryChars ? limits.maxStoryChars - story : 0;
+    const uint64_t totalRoom = total < limits.maxTotalChars ? limits.maxTotalChars - total : 0;
+    return static_cast<size_t>(std::min(storyRoom, totalRoom));
+}
+
 } // namespace
 
 /// Reads a plain-text file into one section with the configured defaults.
@@ -89,15 +104,17 @@ ReadResult readPlainText(std::string_view bytes, const ReadOptions& options)
         builder.diagnose("txt.odd-byte", Severity::Warning, "byte " + std::to_string(bytes.size() - 1),
                          "the UTF-16 text ends in half a character, which is left out");
 
-    // Lines go to the builder in bounded pieces so that a limit cuts a huge
-    // line where the room ends instead of refusing the whole line.
-    constexpr size_t chunk = 1 << 16;
+    // A line goes to the builder in one piece, cut to the room the limits
+    // leave: many small appends to one long paragraph would each grow the
+    // story, and a piece larger than the room would be refused whole.
     size_t start = 0;
     auto flush = [&](size_t end) {
-        while (start < end && !builder.limitReached()) {
-            const size_t n = std::min(chunk, end - start);
-            builder.appendText(std::u16string_view(text).substr(start, n), cf);
-            start += n;
+        if (start < end && !builder.limitReached()) {
+            const std::u16string_view line = std::u16string_view(text).substr(start, end - start);
+            const size_t room = roomLeft(builder);
+            builder.appendText(line.substr(0, room), cf);
+            if (line.size() > room)
+                builder.appendText(line.substr(room, 1), cf); // refused: records the limit
         }
         start = end;
     };

@@ -138,6 +138,10 @@ TEST(RtfHostile, FuzzFindingsStayWellFormed)
         // \ftnalt in a group nested in the note moved only that group to the
         // endnotes story, and the note's end was taken from the wrong story.
         R"({\rtf1 a{\footnote first}b{\footnote{\ftnalt e}} c\par})",
+        // A second destination word in a note's group took over its closing
+        // action: the reference was written but the note never recorded.
+        R"({\rtf1 a{\super\chftn}{\footnote\fonttbl{\f0 X;}} b{\super\chftn}{\footnote\pict 00} c})",
+        R"({\rtf1 a{\shp\object x}b{\pict\shp{\shptxt t}}c})",
     };
     for (const char* c : cases) {
         SCOPED_TRACE(c);
