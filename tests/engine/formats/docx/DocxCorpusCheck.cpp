@@ -163,7 +163,7 @@ int main(int argc, char** argv)
     }
 
     int errors = 0, savedCount = 0, charsEq = 0, cwsEq = 0, wordsEq = 0, allEq = 0;
-    int withBoxesEq = 0, withNotesEq = 0;
+    int withBoxesEq = 0, withNotesEq = 0, cwsByMarksEq = 0, charsDerivedEq = 0, paragraphsEq = 0;
     std::map<std::string, std::pair<int, int>> byAgreement; // agreement -> (files, all three equal)
     for (const Row& r : rows) {
         if (!r.error.empty()) {
@@ -181,6 +181,13 @@ int main(int argc, char** argv)
         cwsEq += s;
         wordsEq += w;
         allEq += c && s && w;
+        // Word's stored figure with spaces also counts every paragraph, cell,
+        // row and break mark but the last, and each picture or shape anchor.
+        const int64_t marks = r.kinds[0] + r.kinds[1] + r.kinds[2] + r.kinds[3] + r.kinds[4];
+        cwsByMarksEq += *r.stored.charactersWithSpaces ==
+                        r.ours.charactersWithSpaces + marks - 1 + r.inlineObjects + r.anchors;
+        charsDerivedEq += *r.stored.characters == *r.stored.charactersWithSpaces - *r.stored.words + 1;
+        paragraphsEq += r.stored.paragraphs && *r.stored.paragraphs == r.ours.paragraphs;
         byAgreement[r.agreement].first++;
         byAgreement[r.agreement].second += c && s && w;
         withBoxesEq += r.boxChars > 0 && r.ours.characters + r.boxChars == *r.stored.characters;
@@ -214,6 +221,11 @@ int main(int argc, char** argv)
     std::printf("word_saved with figures: %d\n", savedCount);
     std::printf("characters equal %d (%.1f%%), with spaces %d (%.1f%%), words %d (%.1f%%), all three %d (%.1f%%)\n",
                 charsEq, pct(charsEq), cwsEq, pct(cwsEq), wordsEq, pct(wordsEq), allEq, pct(allEq));
+    std::printf("stored characters with spaces = ours + marks but the last + objects: %d (%.1f%%)\n", cwsByMarksEq,
+                pct(cwsByMarksEq));
+    std::printf("stored characters = stored with spaces - stored words + 1: %d (%.1f%%)\n", charsDerivedEq,
+                pct(charsDerivedEq));
+    std::printf("paragraphs equal: %d (%.1f%%)\n", paragraphsEq, pct(paragraphsEq));
     for (const auto& [agreement, counts] : byAgreement)
         std::printf("  stored figures %s with a rough count: %d files, all three equal %d\n", agreement.c_str(),
                     counts.first, counts.second);

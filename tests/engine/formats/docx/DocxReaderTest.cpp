@@ -434,6 +434,22 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
         EXPECT_TRUE(hasDiagnostic(*r.document, "docx.part"));
         EXPECT_EQ(r.document->sections.back().headers[0], -1);
     }
+    // A note referenced over and over is read once: otherwise a few bytes of
+    // references would copy one large note without bound.
+    {
+        DocxPackage repeated;
+        repeated.footnotes = R"(<w:footnote w:id="1"><w:p><w:r><w:t>note</w:t></w:r></w:p></w:footnote>)";
+        std::string refs;
+        for (int i = 0; i < 1000; ++i)
+            refs += R"(<w:r><w:footnoteReference w:id="1"/></w:r>)";
+        repeated.body = "<w:p>" + refs + "</w:p>";
+        ReadResult r = read(repeated);
+        ASSERT_TRUE(r.ok()) << r.error;
+        ASSERT_EQ(r.document->notes.size(), 1u);
+        EXPECT_EQ(visible(r.document->stories[r.document->notes[0].story]), "note¶");
+        EXPECT_EQ(r.document->mainStory().size(), 1001u);
+        EXPECT_EQ(r.document->charFormatAt(r.document->mainStory(), 999).noteIndex, 0);
+    }
     // Entities are never expanded: a DOCTYPE cannot pull in other text.
     {
         DocxPackage entity;

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace qm::engine;
 using namespace qm::engine::test;
 
@@ -295,6 +297,21 @@ TEST(OdtReader, FlatFilesAndDamagedPackages)
     }
     ReadResult f = readFlatOdt(std::string("<?xml version=\"1.0\"?><office:document>") + deep, {});
     EXPECT_FALSE(f.ok());
+
+    // Repeated rows are copies; past a budget they are cut with a diagnostic
+    // instead of expanding a few bytes into millions of cells.
+    {
+        OdtPackage repeated;
+        repeated.body = R"(<table:table><table:table-column/><table:table-row table:number-rows-repeated="1000">)"
+                        R"(<table:table-cell table:number-columns-repeated="1000"><text:p>x</text:p></table:table-cell></table:table-row></table:table>)";
+        ReadResult big = readOdt(repeated.build(), {});
+        ASSERT_TRUE(big.ok()) << big.error;
+        const auto cut = std::count(big.document->mainStory().text.begin(), big.document->mainStory().text.end(), u'x');
+        EXPECT_GT(cut, 1000);
+        EXPECT_LT(cut, 200000);
+        ASSERT_FALSE(big.document->diagnostics.empty());
+        EXPECT_EQ(big.document->diagnostics[0].code, "odt.repeat");
+    }
 
     // A damaged styles part costs the formatting, not the text.
     OdtPackage broken;
