@@ -99,6 +99,7 @@ struct StoryContext {
     uint32_t fieldOverflow = 0; ///< fields nested past the limit, still to be closed
     bool isMain = false;
     bool inNote = false;
+    std::vector<std::string> tableStyles; ///< of the open tables, innermost last
     // A paragraph whose mark was deleted as a tracked change runs on into
     // the next one; its format is kept in case nothing follows.
     bool pendingMark = false;
@@ -133,6 +134,11 @@ private:
 
     void flushPendingMark();
     bool suppressed() const;
+    const std::string& tableStyle() const
+    {
+        static const std::string none;
+        return m_ctx->tableStyles.empty() ? none : m_ctx->tableStyles.back();
+    }
     void emit(std::u16string_view text, uint32_t charFormat);
     void emitChar(char16_t c, uint32_t charFormat) { emit(std::u16string_view(&c, 1), charFormat); }
     static pugi::xml_node chooseAlternate(const pugi::xml_node& alternateContent);
@@ -332,15 +338,16 @@ void DocxReader::readParagraph(const pugi::xml_node& p)
     const pugi::xml_node markPr = child(pPr, "rPr");
     const std::string markStyle(value(child(markPr, "rStyle"), "val"));
     const RunProps markProps = docx::parseRunProps(markPr, m_theme);
-    const uint32_t markFormat = m_b.charFormat(m_styles.runFormat(style, markStyle, markProps));
+    const uint32_t markFormat = m_b.charFormat(m_styles.runFormat(style, markStyle, markProps, tableStyle()));
     const bool markDeleted = child(markPr, "del") || child(markPr, "moveFrom");
 
-    ParaFormat pf = m_styles.paraFormat(style, label.para, direct);
+    ParaFormat pf = m_styles.paraFormat(style, label.para, direct, tableStyle());
     if (!label.text.empty()) {
         pf.listLabel = label.text;
         RunProps labelProps = label.run;
         labelProps.overlay(markProps);
-        pf.listLabelCharFormat = static_cast<int32_t>(m_b.charFormat(m_styles.runFormat(style, markStyle, labelProps)));
+        pf.listLabelCharFormat =
+            static_cast<int32_t>(m_b.charFormat(m_styles.runFormat(style, markStyle, labelProps, tableStyle())));
     }
     const uint32_t paraFormat = m_b.paraFormat(pf);
 
@@ -392,7 +399,7 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
     std::optional<uint32_t> format;
     auto cf = [&] {
         if (!format)
-            format = m_b.charFormat(m_styles.runFormat(paraStyle, charStyle, props));
+            format = m_b.charFormat(m_styles.runFormat(paraStyle, charStyle, props, tableStyle()));
         return *format;
     };
     for (pugi::xml_node e = parent.first_child(); e; e = e.next_sibling()) {
@@ -771,6 +778,8 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             }
         }
     }
+    std::string style(value(child(tblPr, "tblStyle"), "val"));
+    m_ctx->tableStyles.push_back(style.empty() ? m_styles.defaultTableStyle() : style);
     m_b.beginTable();
     // Rows may sit inside content controls or custom XML around them.
     auto readRows = [&](auto& self, const pugi::xml_node& parent) -> void {
@@ -786,6 +795,7 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
     };
     readRows(readRows, tbl);
     m_b.endTable();
+    m_ctx->tableStyles.pop_back();
 }
 
 void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase)
