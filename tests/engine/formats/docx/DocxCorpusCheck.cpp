@@ -49,6 +49,7 @@ struct Row {
     int64_t marks = 0; // paragraph, cell and row marks of the main story
     int64_t kinds[6] = {}; // paragraph marks, cell ends, row ends, section breaks, page breaks, line breaks
     int64_t marksBeforeLastText = 0, inlineObjects = 0, anchors = 0;
+    int64_t hiddenVisible = 0, hiddenSpaces = 0, noteRefs = 0, nbsp = 0, optionalHyphens = 0, nonBreakingHyphens = 0;
     int64_t boxChars = 0, boxWords = 0, noteChars = 0, noteWords = 0;
 };
 
@@ -135,6 +136,16 @@ int main(int argc, char** argv)
                     ++row.inlineObjects;
                 else if (ch == Ch::Anchor)
                     ++row.anchors;
+                if (r.document->charFormatAt(main, i).hidden) {
+                    if (ch > 32 && ch != Ch::NoBreakSpace)
+                        ++row.hiddenVisible;
+                    else if (ch == Ch::Space || ch == Ch::Tab || ch == Ch::NoBreakSpace)
+                        ++row.hiddenSpaces;
+                }
+                row.noteRefs += ch == Ch::NoteReference;
+                row.nbsp += ch == Ch::NoBreakSpace;
+                row.optionalHyphens += ch == Ch::OptionalHyphen;
+                row.nonBreakingHyphens += ch == Ch::NonBreakingHyphen;
             }
             // Marks that stand between shown text, not after the last of it.
             int64_t pending = 0;
@@ -193,13 +204,15 @@ int main(int argc, char** argv)
         withBoxesEq += r.boxChars > 0 && r.ours.characters + r.boxChars == *r.stored.characters;
         withNotesEq += r.noteChars > 0 && r.ours.characters + r.noteChars == *r.stored.characters;
         if (tsv)
-            std::printf("TSV\t%s\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\n", r.agreement.c_str(),
+            std::printf("TSV\t%s\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\n", r.agreement.c_str(),
                         r.file.c_str(), (long long)r.ours.characters, (long long)*r.stored.characters,
                         (long long)r.ours.charactersWithSpaces, (long long)*r.stored.charactersWithSpaces,
                         (long long)r.ours.words, (long long)*r.stored.words, (long long)r.ours.paragraphs,
                         (long long)r.marks, (long long)r.boxChars, (long long)r.noteChars, (long long)r.boxWords + r.noteWords, r.stored.application.c_str(), (long long)r.kinds[0], (long long)r.kinds[1], (long long)r.kinds[2],
                         (long long)r.kinds[3], (long long)r.kinds[4], (long long)r.kinds[5], (long long)r.marksBeforeLastText,
-                        (long long)r.inlineObjects, (long long)r.anchors);
+                        (long long)r.inlineObjects, (long long)r.anchors, (long long)r.hiddenVisible,
+                        (long long)r.hiddenSpaces, (long long)r.noteRefs, (long long)r.nbsp, (long long)r.optionalHyphens,
+                        (long long)r.nonBreakingHyphens);
         if (list && !(c && s && w))
             std::printf("DIFF [%s] %s chars %lld/%lld cws %lld/%lld words %lld/%lld box %lld/%lld notes %lld/%lld\n",
                         r.agreement.c_str(), r.file.c_str(), (long long)r.ours.characters, (long long)*r.stored.characters,
