@@ -214,7 +214,7 @@ void OdtReader::readBlocks(const pugi::xml_node& parent, bool topLevel)
             readList(e);
         } else if (n == "table") {
             readTable(e);
-        } else if (n == "section" || n == "index-title" || n == "change-region") {
+        } else if (n == "section" || n == "index-title" || n == "numbered-paragraph") {
             readBlocks(e, false);
         } else if (n == "table-of-content" || n == "alphabetical-index" || n == "illustration-index" ||
                    n == "table-index" || n == "object-index" || n == "user-index" || n == "bibliography") {
@@ -371,6 +371,8 @@ void OdtReader::readInline(const pugi::xml_node& parent, const docx::RunProps& p
                    n == "user-index-mark" || n == "hidden-text" || n == "hidden-paragraph" ||
                    n == "sequence-decls" || n == "variable-decls" || n == "user-field-decls") {
             continue;
+        } else if (n == "g") {
+            readInline(e, props, paraStyle); // a group's shapes each stand on their own
         } else if (std::string_view(e.name()).starts_with("draw:")) {
             // Other drawing shapes: their text is a story of its own.
             readFrame(e, cf(), true);

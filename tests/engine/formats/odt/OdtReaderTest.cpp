@@ -219,6 +219,17 @@ TEST(OdtReader, NotesFramesAndCommentsAreTheirOwnStories)
     EXPECT_EQ(visible(doc.stories[doc.objects[0].story]), "Boxed¶");
     EXPECT_EQ(doc.objects[1].kind, ObjectKind::Picture);
     EXPECT_TRUE(doc.objects[1].floating);
+
+    // Shapes in a group keep their own text, each as a story.
+    OdtPackage group;
+    group.body = R"(<text:p><draw:g><draw:custom-shape text:anchor-type="paragraph"><text:p>one</text:p></draw:custom-shape>)"
+                 R"(<draw:frame text:anchor-type="paragraph"><draw:text-box><text:p>two</text:p></draw:text-box></draw:frame></draw:g></text:p>)";
+    r = readOdt(group.build(), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    ASSERT_EQ(r.document->objects.size(), 2u);
+    EXPECT_EQ(visible(r.document->stories[r.document->objects[0].story]), "one¶");
+    EXPECT_EQ(visible(r.document->stories[r.document->objects[1].story]), "two¶");
+    EXPECT_EQ(visible(r.document->mainStory()), "⚓⚓¶");
 }
 
 TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
