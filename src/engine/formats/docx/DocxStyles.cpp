@@ -471,10 +471,11 @@ ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& num
     // Tab stops accumulate from the bottom level up; a "clear" removes the
     // inherited stop at its position.
     std::vector<TabStop> tabs;
-    for (const auto& [stop, clear] : p.tabs) {
-        std::erase_if(tabs, [&](const TabStop& t) { return t.position == stop.position; });
-        if (!clear)
-            tabs.push_back(stop);
+    for (const auto& entry : p.tabs) {
+        const Twips position = entry.first.position;
+        std::erase_if(tabs, [position](const TabStop& t) { return t.position == position; });
+        if (!entry.second)
+            tabs.push_back(entry.first);
     }
     std::sort(tabs.begin(), tabs.end(), [](const TabStop& a, const TabStop& b) { return a.position < b.position; });
     if (tabs.size() > 64)
