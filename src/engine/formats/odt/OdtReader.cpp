@@ -233,6 +233,18 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
     props.overlay(m_styles.textProps(m_scope, "paragraph", style));
 
     ParaFormat pf;
+    // A heading outside lists takes its number from the outline numbering.
+    bool outline = false;
+    if (is(p, "h") && (m_lists.empty() || !m_lists.back().labelPending)) {
+        if (auto level = xml::toInt(value(p, "outline-level")); level && *level >= 1 && *level <= 10) {
+            ListState state;
+            state.style = odt::OutlineListStyle;
+            state.level = static_cast<int>(*level - 1);
+            state.labelPending = true;
+            m_lists.push_back(state);
+            outline = true;
+        }
+    }
     if (!m_lists.empty() && m_lists.back().labelPending) {
         ListState& list = m_lists.back();
         list.labelPending = false;
@@ -267,6 +279,8 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
                 paraProps.firstLineIndent = level->firstLine;
         }
     }
+    if (outline)
+        m_lists.pop_back();
     {
         // Resolve the paragraph's own properties on top of the list's.
         ParaFormat resolved;

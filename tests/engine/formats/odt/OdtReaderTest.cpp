@@ -159,6 +159,28 @@ TEST(OdtReader, ListsLabelTheFirstParagraphOfEachItem)
         }
 }
 
+TEST(OdtReader, HeadingsTakeTheOutlineNumbering)
+{
+    OdtPackage pkg;
+    pkg.styles = R"(<text:outline-style style:name="Outline">
+        <text:outline-level-style text:level="1" style:num-format="1" style:num-suffix=" "/>
+        <text:outline-level-style text:level="2" style:num-format="1" text:display-levels="2"/>
+        <text:outline-level-style text:level="3" style:num-format=""/></text:outline-style>)";
+    pkg.body = R"(<text:h text:outline-level="1">A</text:h><text:h text:outline-level="2">B</text:h><text:h text:outline-level="2">C</text:h>)"
+               R"(<text:h text:outline-level="3">D</text:h><text:h text:outline-level="1">E</text:h><text:h text:outline-level="2">F</text:h><text:p>G</text:p>)";
+    ReadResult r = readOdt(pkg.build(), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Story& s = r.document->mainStory();
+    const char16_t* labels[] = {u"1 ", u"1.1", u"1.2", u"", u"2 ", u"2.1", u""};
+    size_t paragraph = 0;
+    for (uint32_t i = 0; i < s.size(); ++i)
+        if (s.text[i] == Ch::ParagraphMark) {
+            SCOPED_TRACE(paragraph);
+            ASSERT_LT(paragraph, std::size(labels));
+            EXPECT_EQ(r.document->paraFormatOf(s, i).listLabel, labels[paragraph++]);
+        }
+}
+
 TEST(OdtReader, TablesSpanColumnsAndRowsLikeWord)
 {
     OdtPackage pkg;
