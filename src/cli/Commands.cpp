@@ -12,10 +12,27 @@ static int settingsDirCommand(Context& ctx)
     return Success;
 }
 
+int profileCommand(Context& ctx);
+int optionsCommand(Context& ctx);
+int inspectCommand(Context& ctx);
+int countCommand(Context& ctx);
+
 std::span<const Command> commands()
 {
     static const Command table[] = {
+        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json]",
+         "count documents and folders under a billing profile and print the results and totals", countCommand},
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
+        {"inspect", "inspect FILE... [--profile NAME] [--json]",
+         "show the format, statistics, headers, footers and diagnostics the engine finds; with a profile, "
+         "every measurement and the parts of the billed lines",
+         inspectCommand},
+        {"profile", "profile list | show NAME [--json] | set NAME KEY VALUE | add NAME | delete NAME",
+         "list, show, change, add or delete billing profiles (an empty VALUE removes the key)",
+         profileCommand},
+        {"options", "options show [--json] | set KEY VALUE",
+         "show or change the application options in Options.ini (an empty VALUE removes the key)",
+         optionsCommand},
     };
     return table;
 }

@@ -1,0 +1,113 @@
+// The count run: every document of the Chase List measured, priced and put in the results grid.
+#pragma once
+
+#include "app/ChaseList.h"
+#include "app/Money.h"
+#include "app/RunControl.h"
+#include "engine/Prompter.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qm::app {
+
+/// The engine's measurements the run calls, by the profile keys that switch
+/// them on.
+enum class Measurement {
+    GrossLines,
+    Characters,
+    CharactersWithSpaces,
+    Words,
+    Lines,
+    Pages,
+    ReturnAndEnters,
+    BoldChars,
+    BoldOnOff,
+    UnderlineChars,
+    UnderlineOnOff,
+    ItalicChars,
+    ItalicOnOff,
+    SuperscriptOnOff,
+    SubscriptOnOff,
+    Tables,
+    Tabs,
+    CapsChars,
+};
+
+/// The counting engine as a run drives it. The engine reports its own
+/// failures and returns what it had, so none of these throws.
+class CountingEngine {
+public:
+    virtual ~CountingEngine() = default;
+    virtual void OpenWord(bool visible) = 0;
+    virtual bool openJustDoc(const std::string& path, bool readOnly) = 0;
+    /// A measurement of the open document under the profile.
+    virtual double measure(Measurement what, const std::string& path, const std::string& profile) = 0;
+    virtual bool CloseDocument() = 0;
+    virtual void resizeWordBack() = 0;
+    virtual void CompleteClose() = 0;
+};
+
+/// Reads one key of the run's profile with the reader's default, at the
+/// moment it is needed.
+using ProfileReader = std::function<std::string(std::string_view key, std::string_view defaultValue)>;
+
+/// One row of the results grid: the document's display text (with its file
+/// date line when the profile asks for one), the count as shown, the amount
+/// in the locale's currency format, and the full path.
+struct ResultRow {
+    std::string name;
+    std::string count;
+    std::string amount;
+    std::string path;
+    double countValue = 0;
+    Currency amountValue;
+};
+
+/// How a run ended: not started (nothing to count, no profile), finished
+/// (every document done, report handed over), stopped (Stop or a missing
+/// file), a profile error (no unit, a value that is not a number), or failed.
+enum class RunEnding { NotStarted, Finished, Stopped, ProfileError, Failed };
+
+struct RunResult {
+    RunEnding ending = RunEnding::NotStarted;
+    std::vector<ResultRow> rows;
+    std::string unitLabel; ///< "Gross Line", "Character", "Words", "Lines" or "Page"
+    Currency billAmount;
+    /// Documents left out because they could not be opened (the run goes on
+    /// without a message; the command line reports them).
+    std::vector<std::string> unopened;
+};
+
+enum class RunScope { AllEntries, SelectedEntries };
+
+/// Drives one count run over a Chase List. `progress` receives the counter
+/// label's text as the run moves on and when it ends.
+class CountRun {
+public:
+    CountRun(CountingEngine& engine, Prompter& prompter, RunControl control,
+             CurrencyFormat currencyFormat = CurrencyFormat{});
+
+    std::function<void(const std::string&)> progress;
+    /// Called after the last document of a finished run (the report).
+    std::function<void(const RunResult&)> report;
+
+    RunResult run(const ChaseList& list, const std::string& profileName, const ProfileReader& profile,
+                  RunScope scope = RunScope::AllEntries);
+
+private:
+    struct Unit;
+    bool measureDocument(const ChaseList::Entry& entry, const std::string& profileName,
+                         const ProfileReader& profile, RunResult& result);
+    void cleanUp(const ChaseList& list);
+    void showProgress(const std::string& text);
+
+    CountingEngine& m_engine;
+    Prompter& m_prompter;
+    RunControl m_control;
+    CurrencyFormat m_currencyFormat;
+};
+
+} // namespace qm::app

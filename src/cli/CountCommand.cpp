@@ -1,0 +1,303 @@
+// quillmeter count: fills a Chase List as the buttons do, runs the count, prints the grid.
+#include "cli/CountCommand.h"
+
+#include "app/ChaseList.h"
+#include "app/WizardEngine.h"
+#include "browser/FolderSearch.h"
+#include "cli/Json.h"
+#include "cli/StderrPrompter.h"
+#include "settings/IniRW.h"
+#include "settings/Options.h"
+#include "settings/ProfileStore.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace qm::cli {
+
+namespace {
+
+std::string trimmed(std::string_view s)
+{
+    while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front())))
+        s.remove_prefix(1);
+    while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back())))
+        s.remove_suffix(1);
+    return std::string(s);
+}
+
+/// A result row's name on one line: the file date line joins with a blank.
+std::string oneLine(std::string text)
+{
+    std::replace(text.begin(), text.end(), '\r', ' ');
+    return text;
+}
+
+std::string csvField(const std::string& text)
+{
+    if (text.find_first_of(",\"\r\n") == std::string::npos)
+        return text;
+    std::string out = "\"";
+    for (char c : text) {
+        if (c == '"')
+            out += '"';
+        out += c;
+    }
+    return out + "\"";
+}
+
+struct Totals {
+    size_t documents = 0;
+    double count = 0;
+    app::Currency amount;
+};
+
+Totals totalsOf(const app::RunResult& result)
+{
+    Totals t;
+    for (const auto& row : result.rows) {
+        ++t.documents;
+        t.count += row.countValue;
+        t.amount = t.amount + row.amountValue;
+    }
+    return t;
+}
+
+void printTable(std::ostream& out, const app::RunResult& result, const Totals& totals,
+                const app::CurrencyFormat& currency)
+{
+    size_t nameWidth = 8, countWidth = 5, amountWidth = 6;
+    for (const auto& row : result.rows) {
+        nameWidth = std::max(nameWidth, oneLine(row.name).size());
+        countWidth = std::max(countWidth, row.count.size());
+        amountWidth = std::max(amountWidth, row.amount.size());
+    }
+    const std::string totalName = std::to_string(totals.documents) +
+                                  (totals.documents == 1 ? " document" : " documents");
+    const std::string totalCount = app::plainNumber(totals.count);
+    const std::string totalAmount = app::formatCurrency(totals.amount, currency);
+    nameWidth = std::max(nameWidth, totalName.size());
+    countWidth = std::max(countWidth, totalCount.size());
+    amountWidth = std::max(amountWidth, totalAmount.size());
+    auto line = [&](const std::string& name, const std::string& count, const std::string& amount,
+                    const std::string& path) {
+        out << std::left << std::setw(int(nameWidth)) << name << "  " << std::right << std::setw(int(countWidth))
+            << count << "  " << std::setw(int(amountWidth)) << amount;
+        if (!path.empty())
+            out << "  " << path;
+        out << "\n";
+    };
+    line("Document", "Count", "Amount", "Path");
+    for (const auto& row : result.rows)
+        line(oneLine(row.name), row.count, row.amount, row.path);
+    out << std::string(nameWidth + countWidth + amountWidth + 4, '-') << "\n";
+    line(totalName, totalCount, totalAmount, result.unitLabel.empty() ? "" : "per " + result.unitLabel);
+}
+
+void printCsv(std::ostream& out, const app::RunResult& result, const Totals& totals,
+              const app::CurrencyFormat& currency)
+{
+    out << "name,count,amount,path\r\n";
+    for (const auto& row : result.rows)
+        out << csvField(oneLine(row.name)) << "," << csvField(row.count) << "," << csvField(row.amount) << ","
+            << csvField(row.path) << "\r\n";
+    out << "Total," << csvField(app::plainNumber(totals.count)) << ","
+        << csvField(app::formatCurrency(totals.amount, currency)) << ",\r\n";
+}
+
+void printJson(std::ostream& out, const std::string& profile, const app::RunResult& result, const Totals& totals,
+               const std::vector<Message>& messages)
+{
+    Json doc = Json::object();
+    doc.set("profile", profile);
+    doc.set("unit", result.unitLabel);
+    Json& rows = doc.set("rows", Json::array());
+    for (const auto& row : result.rows) {
+        Json r = Json::object();
+        r.set("name", row.name);
+        r.set("count", row.countValue);
+        r.set("amount", row.amountValue.toDouble());
+        r.set("path", row.path);
+        r.set("count_text", row.count);
+        r.set("amount_text", row.amount);
+        rows.push(std::move(r));
+    }
+    Json& t = doc.set("totals", Json::object());
+    t.set("documents", totals.documents);
+    t.set("count", totals.count);
+    t.set("amount", totals.amount.toDouble());
+    doc.set("stopped", result.ending == app::RunEnding::Stopped);
+    Json& unopened = doc.set("unopened", Json::array());
+    for (const auto& path : result.unopened)
+        unopened.push(path);
+    Json& shown = doc.set("messages", Json::array());
+    for (const Message& m : messages) {
+        Json message = Json::object();
+        message.set("title", m.title);
+        message.set("text", m.text);
+        message.set("icon", iconName(m.icon));
+        shown.push(std::move(message));
+    }
+    doc.write(out);
+    out << "\n";
+}
+
+/// The date range of "Add By Date", with the question when none is stored.
+std::optional<app::DateRange> dateRange(const settings::SettingsContext& settings, Prompter& prompter)
+{
+    auto stored = [&](std::string_view key) {
+        return settings::ReadINI(settings, settings::kOptionsBaseName, settings::kOptionsSection, key, "");
+    };
+    if (stored("DateRangeFrom").empty() || stored("DateRangeTo").empty()) {
+        prompter.beep();
+        const MessageAnswer answer = prompter.show(
+            Message{"Date Range", "You Have Not Set A Date Range.  The Range Has Defaultly Been Set To Today",
+                    MessageIcon::Information, MessageButtons::OkCancel});
+        if (answer == MessageAnswer::Cancel)
+            return std::nullopt;
+    }
+    const std::string today = settings::formatOptionDate(settings.today());
+    auto day = [&](std::string_view key) {
+        const std::string text =
+            settings::ReadINI(settings, settings::kOptionsBaseName, settings::kOptionsSection, key, today);
+        const auto parsed = browser::parseDay(text);
+        if (!parsed)
+            throw UsageError("the option " + std::string(key) + " of " +
+                             settings::iniFilePath(settings, settings::kOptionsBaseName).string() +
+                             " is not a date (mm/dd/yyyy): \"" + text + "\"");
+        return *parsed;
+    };
+    return app::DateRange{day("DateRangeFrom"), day("DateRangeTo")};
+}
+
+} // namespace
+
+std::optional<std::string> listedProfile(Context& ctx, std::string_view command, const std::string& name)
+{
+    const settings::ProfileStore store(settings::SettingsContext{ctx.settingsFolder});
+    const auto listed = store.loadProfileList();
+    if (!listed)
+        throw std::runtime_error(listed.error());
+    // Section names match without regard to case, and so do profile names.
+    const auto found = std::find_if(listed->begin(), listed->end(), [&](const std::string& entry) {
+        return std::equal(entry.begin(), entry.end(), name.begin(), name.end(), [](char a, char b) {
+            return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+        });
+    });
+    if (found == listed->end()) {
+        ctx.err << "quillmeter " << command << ": " << store.profileListFile().string() << ": no profile named \""
+                << name << "\"\n";
+        return std::nullopt;
+    }
+    return *found;
+}
+
+int runCount(Context& ctx, const EngineFactory& makeEngine)
+{
+    const std::optional<std::string> profileOption = ctx.args.option("--profile");
+    const bool subFolders = ctx.args.flag("--subfolders");
+    const bool byDate = ctx.args.flag("--by-date");
+    const std::optional<std::string> patternOption = ctx.args.option("--pattern");
+    const bool csv = ctx.args.flag("--csv");
+    const bool json = ctx.args.flag("--json");
+    const std::vector<std::string> paths = ctx.args.positionals();
+    if (!profileOption || paths.empty())
+        throw UsageError("usage: quillmeter count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... "
+                         "[--csv|--json]");
+    if (csv && json)
+        throw UsageError("choose one of --csv and --json");
+    const std::string& profileName = *profileOption;
+
+    const settings::SettingsContext settings{ctx.settingsFolder};
+    const auto found = listedProfile(ctx, "count", profileName);
+    if (!found)
+        return UsageFailure;
+    StderrPrompter prompter(ctx.err);
+    const settings::OptionsStore options(settings);
+    const app::Duplicates duplicates = settings::optionFlagIsOn(options.read(*settings::findOptionKey("AddDupilcateFiles")))
+                                           ? app::Duplicates::Refuse
+                                           : app::Duplicates::Allow;
+    const auto readProfile = [&](std::string_view key, std::string_view def) {
+        return settings::ReadINI(settings, "Profiles", *found, key, def);
+    };
+    const browser::FilePattern pattern(
+        patternOption ? *patternOption : trimmed(readProfile("DocType", "*.doc;*.rtf;*.txt;*.text")));
+
+    app::ChaseList list;
+    app::StopFlag stop;
+    const app::RunControl control{nullptr, &stop};
+    std::optional<app::DateRange> dates;
+    if (byDate) {
+        dates = dateRange(settings, prompter);
+        if (!dates)
+            return Failure; // the question was answered with Cancel: nothing added, nothing counted
+    }
+    for (const std::string& path : paths) {
+        std::error_code error;
+        const fs::path absolute = fs::absolute(path, error);
+        if (fs::is_directory(absolute, error)) {
+            if (subFolders || byDate) {
+                list.addFromSearch(absolute, pattern, dates, duplicates, prompter, control);
+            } else {
+                const auto names = browser::listFiles(absolute, pattern, error);
+                if (error) {
+                    ctx.err << "quillmeter count: " << path << ": " << error.message() << "\n";
+                    return Failure;
+                }
+                list.addFiles(absolute, names, nullptr, duplicates, prompter, control);
+            }
+        } else if (fs::is_regular_file(absolute, error)) {
+            list.addFiles(absolute.parent_path(), {absolute.filename().string()}, nullptr, duplicates, prompter,
+                          control);
+        } else {
+            throw UsageError(path + ": no such file or folder");
+        }
+    }
+
+    std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings, *found);
+    if (!engine)
+        throw std::runtime_error("the counting engine is not available");
+    const app::CurrencyFormat currency = app::CurrencyFormat::fromEnvironment();
+    app::CountRun run(*engine, prompter, control, currency);
+    if (ctx.stderrIsTerminal) {
+        run.progress = [&](const std::string& text) { ctx.err << "\r" << text << "\x1b[K" << std::flush; };
+    }
+    const app::RunResult result = run.run(list, *found, readProfile);
+    if (ctx.stderrIsTerminal)
+        ctx.err << "\r\x1b[K" << std::flush;
+    for (const std::string& path : result.unopened)
+        ctx.err << "quillmeter count: " << path << ": could not be opened; left out of the count\n";
+
+    const Totals totals = totalsOf(result);
+    if (json)
+        printJson(ctx.out, *found, result, totals, prompter.messages);
+    else if (csv)
+        printCsv(ctx.out, result, totals, currency);
+    else if (result.ending != app::RunEnding::NotStarted)
+        printTable(ctx.out, result, totals, currency);
+
+    switch (result.ending) {
+    case app::RunEnding::Finished:
+        return result.unopened.empty() ? Success : Failure;
+    case app::RunEnding::ProfileError:
+        return UsageFailure;
+    case app::RunEnding::NotStarted:
+    case app::RunEnding::Stopped:
+    case app::RunEnding::Failed:
+        break;
+    }
+    return Failure;
+}
+
+int countCommand(Context& ctx)
+{
+    return runCount(ctx, [](Prompter& prompter, const settings::SettingsContext& settings, const std::string& profile) {
+        return std::make_unique<app::WizardEngine>(prompter, settings, [profile] { return profile; });
+    });
+}
+
+} // namespace qm::cli

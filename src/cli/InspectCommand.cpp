@@ -1,0 +1,268 @@
+// `quillmeter inspect`: what the engine reads and counts in each file, as text or JSON.
+#include "Cli.h"
+#include "app/Money.h"
+#include "app/WizardEngine.h"
+#include "cli/CountCommand.h"
+#include "cli/Json.h"
+#include "cli/StderrPrompter.h"
+#include "engine/access/DocumentSummary.h"
+#include "engine/formats/Reader.h"
+#include "engine/wizard/EngineLayout.h"
+
+#include <limits>
+#include <ostream>
+#include <vector>
+
+namespace qm::cli {
+
+namespace {
+
+using engine::DocumentSummary;
+
+std::string_view severityName(engine::Severity s)
+{
+    switch (s) {
+    case engine::Severity::Note: return "note";
+    case engine::Severity::Warning: return "warning";
+    case engine::Severity::Error: return "error";
+    }
+    return "unknown";
+}
+
+/// Every measurement of one document under a profile, each taken on the
+/// document as read (the gross-line clean-ups of one do not reach the next),
+/// and the parts of the billed-line figure.
+struct ProfileFigures {
+    std::vector<std::pair<std::string, double>> measurements;
+    engine::LineBreakdown lines;
+};
+
+struct Inspected {
+    std::string file;
+    std::string error; ///< the file could not be read
+    DocumentSummary summary;
+    std::optional<ProfileFigures> profile;
+};
+
+ProfileFigures measureUnderProfile(const std::string& file, const std::string& profile,
+                                   const settings::SettingsContext& settings, Prompter& prompter)
+{
+    app::WizardEngine engine(prompter, settings, [profile] { return profile; });
+    engine.OpenWord(false);
+    engine::Measurements& m = engine.measurements();
+    using Op = std::function<double()>;
+    const std::pair<const char*, Op> operations[] = {
+        {"CountWords", [&] { return double(m.CountWords(file)); }},
+        {"CountChar", [&] { return double(m.CountChar(file)); }},
+        {"CountCharWspace", [&] { return double(m.CountCharWspace(file)); }},
+        {"CountReturnAndEnters", [&] { return double(m.CountReturnAndEnters()); }},
+        {"CountPages", [&] { return double(m.CountPages()); }},
+        {"CountGrossLines", [&] { return double(m.CountGrossLines()); }},
+        {"CountBoldchars", [&] { return m.CountBoldchars(); }},
+        {"CountItalicChars", [&] { return m.CountItalicChars(); }},
+        {"CountUnderlinechars", [&] { return m.CountUnderlinechars(); }},
+        {"CountCapsChars", [&] { return m.CountCapsChars(); }},
+        {"CountBoldCharsONOFF", [&] { return m.CountBoldCharsONOFF(); }},
+        {"CountUnderLineCharsONOFF", [&] { return m.CountUnderLineCharsONOFF(); }},
+        {"CountItalicCharsONOFF", [&] { return m.CountItalicCharsONOFF(); }},
+        {"CountCapsCharsONOFF", [&] { return m.CountCapsCharsONOFF(); }},
+        {"CountSuperScriptCharsONOFF", [&] { return m.CountSuperScriptCharsONOFF(); }},
+        {"CountSubScriptCharsONOFF", [&] { return m.CountSubScriptCharsONOFF(); }},
+        {"CountNumTables", [&] { return m.CountNumTables(); }},
+        {"CountTabs", [&] { return m.CountTabs(); }},
+    };
+    ProfileFigures figures;
+    for (const auto& [name, op] : operations) {
+        if (!engine.openJustDoc(file, true))
+            break;
+        figures.measurements.emplace_back(name, op());
+        engine.CloseDocument();
+    }
+    if (engine.openJustDoc(file, true)) {
+        figures.measurements.emplace_back("Countlines", m.Countlines(file, profile, &figures.lines));
+        engine.CloseDocument();
+    }
+    engine.CompleteClose();
+    return figures;
+}
+
+Json breakdownJson(const engine::LineBreakdown& b)
+{
+    Json json = Json::object();
+    json.set(b.charactersWithSpaces ? "characters_with_spaces" : "characters", b.characters);
+    Json& formatting = json.set("formatting", Json::object());
+    for (const auto& [name, value] : b.formattingParts)
+        formatting.set(name, value);
+    json.set("formatting_total", b.formatting);
+    json.set("returns", b.returns);
+    json.set("tabs", b.tabs);
+    json.set("caps", b.caps);
+    json.set("characters_per_line", b.charactersPerLine);
+    json.set("lines", b.lines);
+    return json;
+}
+
+Json toJson(const Inspected& item)
+{
+    Json json = Json::object();
+    json.set("file", item.file);
+    if (!item.error.empty()) {
+        json.set("error", item.error);
+        return json;
+    }
+    const DocumentSummary& s = item.summary;
+    json.set("format", s.format);
+    Json& statistics = json.set("statistics", Json::object());
+    statistics.set("characters", s.statistics.characters);
+    statistics.set("characters_with_spaces", s.statistics.charactersWithSpaces);
+    statistics.set("words", s.statistics.words);
+    statistics.set("word_matches", s.wordMatches);
+    statistics.set("paragraphs", s.statistics.paragraphs);
+    statistics.set("tables", s.tables);
+    if (s.lines)
+        statistics.set("lines", *s.lines);
+    if (s.pages)
+        statistics.set("pages", *s.pages);
+
+    Json& stories = json.set("stories", Json::array());
+    for (const engine::StorySummary& story : s.stories) {
+        Json& entry = stories.push(Json::object());
+        entry.set("section", story.section);
+        entry.set("kind", story.header ? "header" : "footer");
+        entry.set("index", static_cast<int>(story.index));
+        entry.set("name", engine::headerFooterName(story.index));
+        entry.set("inherited", story.inherited);
+        entry.set("characters", story.statistics.characters);
+        entry.set("characters_with_spaces", story.statistics.charactersWithSpaces);
+        entry.set("words", story.statistics.words);
+    }
+
+    Json& diagnostics = json.set("diagnostics", Json::array());
+    for (const engine::Diagnostic& d : s.diagnostics) {
+        Json& entry = diagnostics.push(Json::object());
+        entry.set("code", d.code);
+        entry.set("severity", severityName(d.severity));
+        entry.set("location", d.location);
+        entry.set("message", d.message);
+    }
+
+    if (item.profile) {
+        Json& measurements = json.set("measurements", Json::object());
+        for (const auto& [name, value] : item.profile->measurements)
+            measurements.set(name, value);
+        json.set("breakdown", breakdownJson(item.profile->lines));
+    }
+
+    // What the saving program recorded, for comparing with the engine's figures.
+    const engine::StoredStatistics& st = s.stored;
+    Json& stored = json.set("stored_statistics", Json::object());
+    if (!st.application.empty())
+        stored.set("application", st.application);
+    const std::pair<const char*, const std::optional<int64_t>*> figures[] = {
+        {"pages", &st.pages},           {"words", &st.words},
+        {"characters", &st.characters}, {"characters_with_spaces", &st.charactersWithSpaces},
+        {"lines", &st.lines},           {"paragraphs", &st.paragraphs},
+    };
+    for (const auto& [name, number] : figures)
+        if (*number)
+            stored.set(name, **number);
+    return json;
+}
+
+void writeText(std::ostream& out, const Inspected& item)
+{
+    out << item.file << "\n";
+    const DocumentSummary& s = item.summary;
+    auto line = [&](std::string_view name, const std::string& value) {
+        out << "  " << name << std::string(name.size() < 28 ? 28 - name.size() : 1, ' ') << value << "\n";
+    };
+    line("format", s.format);
+    line("characters", std::to_string(s.statistics.characters));
+    line("characters_with_spaces", std::to_string(s.statistics.charactersWithSpaces));
+    line("words", std::to_string(s.statistics.words));
+    line("word_matches", std::to_string(s.wordMatches));
+    line("paragraphs", std::to_string(s.statistics.paragraphs));
+    line("tables", std::to_string(s.tables));
+    line("lines", s.lines ? std::to_string(*s.lines) : "not available");
+    line("pages", s.pages ? std::to_string(*s.pages) : "not available");
+    for (const engine::StorySummary& story : s.stories) {
+        out << "  section " << story.section << " " << (story.header ? "header " : "footer ")
+            << engine::headerFooterName(story.index) << ": " << story.statistics.characters << " characters, "
+            << story.statistics.words << " words" << (story.inherited ? " (from an earlier section)" : "") << "\n";
+    }
+    if (item.profile) {
+        for (const auto& [name, value] : item.profile->measurements)
+            line(name, app::plainNumber(value));
+        const engine::LineBreakdown& b = item.profile->lines;
+        out << "  Countlines = (" << (b.charactersWithSpaces ? "characters with spaces " : "characters ")
+            << b.characters << " + formatting " << b.formatting << " + returns " << b.returns << " + tabs "
+            << b.tabs << " + caps " << b.caps << ") / " << b.charactersPerLine << " characters per line\n";
+        for (const auto& [name, value] : b.formattingParts)
+            out << "    formatting: " << name << " " << app::plainNumber(value) << "\n";
+    }
+    for (const engine::Diagnostic& d : s.diagnostics) {
+        out << "  " << severityName(d.severity) << " " << d.code;
+        if (!d.location.empty())
+            out << " at " << d.location;
+        out << ": " << d.message << "\n";
+    }
+}
+
+} // namespace
+
+int inspectCommand(Context& ctx)
+{
+    const bool json = ctx.args.flag("--json");
+    const std::optional<std::string> profileOption = ctx.args.option("--profile");
+    const std::vector<std::string> files =
+        ctx.args.positionals(1, std::numeric_limits<size_t>::max(), "inspect FILE... [--profile NAME] [--json]");
+    std::optional<std::string> profile;
+    if (profileOption) {
+        profile = listedProfile(ctx, "inspect", *profileOption);
+        if (!profile)
+            return UsageFailure;
+    }
+    const settings::SettingsContext settings{ctx.settingsFolder};
+    StderrPrompter prompter(ctx.err);
+    engine::EngineLayout layout;
+
+    std::vector<Inspected> results;
+    results.reserve(files.size());
+    bool failed = false;
+    for (const std::string& file : files) {
+        Inspected item;
+        item.file = file;
+        engine::ReadResult read = engine::readDocument(file);
+        if (!read.ok()) {
+            item.error = read.error.empty() ? "the document could not be read" : read.error;
+            ctx.err << "quillmeter inspect: cannot read " << file << ": " << item.error << "\n";
+            failed = true;
+        } else {
+            engine::DocumentAccess access(std::move(read.document));
+            access.setLayoutProvider(&layout);
+            item.summary = engine::summarizeDocument(access);
+            if (profile)
+                item.profile = measureUnderProfile(file, *profile, settings, prompter);
+        }
+        if (!json) {
+            if (item.error.empty())
+                writeText(ctx.out, item);
+        }
+        results.push_back(std::move(item));
+    }
+    if (json) {
+        // One file gives one object, several an array of them.
+        if (results.size() == 1) {
+            toJson(results.front()).write(ctx.out);
+        } else {
+            Json all = Json::array();
+            for (const Inspected& item : results)
+                all.push(toJson(item));
+            all.write(ctx.out);
+        }
+        ctx.out << "\n";
+    }
+    return failed ? Failure : Success;
+}
+
+} // namespace qm::cli

@@ -1,0 +1,498 @@
+// Ranges, selection, find and replace, counts, statistics and undo over the document model.
+#include "engine/access/DocumentAccess.h"
+
+#include "engine/access/WordCharacters.h"
+#include "engine/access/WordStatistics.h"
+#include "engine/model/Unicode.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace qm::engine {
+
+// ---- Find -------------------------------------------------------------------
+
+void Find::setText(std::u16string_view text)
+{
+    if (text != m_text || !m_pattern)
+        m_pattern.reset();
+    m_text = text;
+}
+
+void Find::setText(std::string_view utf8) { setText(utf8ToUtf16(utf8)); }
+
+void Find::setSyntax(PatternSyntax syntax)
+{
+    if (syntax != m_syntax) {
+        m_pattern.reset();
+        m_replacement.reset();
+    }
+    m_syntax = syntax;
+}
+
+void Find::setReplacementText(std::u16string_view text)
+{
+    if (text != m_replacementText)
+        m_replacement.reset();
+    m_replacementText = text;
+}
+
+void Find::setReplacementText(std::string_view utf8) { setReplacementText(utf8ToUtf16(utf8)); }
+
+bool Find::hasFontCriteria() const
+{
+    return std::any_of(m_font.begin(), m_font.end(), [](CriterionState s) { return s != CriterionState::Cleared; });
+}
+
+const CompiledPattern& Find::pattern()
+{
+    if (!m_pattern)
+        m_pattern = FindPattern::compile(m_text, m_syntax);
+    return *m_pattern;
+}
+
+const CompiledReplacement& Find::replacement()
+{
+    if (!m_replacement)
+        m_replacement = Replacement::compile(m_replacementText, m_syntax);
+    return *m_replacement;
+}
+
+namespace {
+
+bool carries(const CharFormat& f, FontCriterion criterion)
+{
+    switch (criterion) {
+    case FontCriterion::Bold: return f.bold;
+    case FontCriterion::Italic: return f.italic;
+    case FontCriterion::Underline: return f.underlined();
+    case FontCriterion::SmallCaps: return f.smallCaps;
+    case FontCriterion::Superscript: return f.verticalPosition == VerticalPosition::Superscript;
+    case FontCriterion::Subscript: return f.verticalPosition == VerticalPosition::Subscript;
+    }
+    return false;
+}
+
+// Per character format: whether it satisfies every font criterion of the find.
+std::vector<uint8_t> allowedFormats(const Document& doc, const Find& find)
+{
+    std::vector<uint8_t> allowed(doc.charFormats.size(), 1);
+    for (size_t i = 0; i < doc.charFormats.size(); ++i) {
+        for (size_t c = 0; c < 6; ++c) {
+            const auto criterion = static_cast<FontCriterion>(c);
+            const CriterionState state = find.font(criterion);
+            if (state == CriterionState::Cleared)
+                continue;
+            if (carries(doc.charFormats[i], criterion) != (state == CriterionState::On))
+                allowed[i] = 0;
+        }
+    }
+    return allowed;
+}
+
+// Table cell and row marks, and the story's last paragraph mark, are kept by deletions.
+bool keptByDelete(const Story& s, uint32_t pos)
+{
+    return s.text[pos] == Ch::CellEnd || (pos + 1 == s.size() && s.text[pos] == Ch::ParagraphMark);
+}
+
+} // namespace
+
+// ---- Range ------------------------------------------------------------------
+
+Range::Range(DocumentAccess* access, int32_t story, uint32_t start, uint32_t end, bool wholeStory)
+    : m_access(access), m_story(story), m_start(start), m_end(end), m_wholeStory(wholeStory)
+{
+}
+
+uint32_t Range::start() const
+{
+    if (!exists() || m_wholeStory)
+        return 0;
+    return std::min(m_start, m_access->storySize(story()));
+}
+
+uint32_t Range::end() const
+{
+    if (!exists())
+        return 0;
+    const uint32_t size = m_access->storySize(story());
+    return m_wholeStory ? size : std::max(start(), std::min(m_end, size));
+}
+
+std::u16string Range::text() const
+{
+    if (!exists())
+        return {};
+    return m_access->document().stories[story()].text.substr(start(), end() - start());
+}
+
+int64_t Range::charactersCount() const { return end() - start(); }
+
+int64_t Range::wordsCount() const
+{
+    if (!exists())
+        return 0;
+    const std::u16string_view text = m_access->document().stories[story()].text;
+    const uint32_t from = start(), to = end();
+    int64_t words = 0;
+    for (uint32_t i = from; i < to; ++i)
+        if (isWordCharacterAt(text, i) && (i == from || !isWordCharacterAt(text, i - 1)))
+            ++words;
+    return words;
+}
+
+int64_t Range::tablesCount() const
+{
+    if (!exists())
+        return 0;
+    return static_cast<int64_t>(findTables(m_access->document(), story(), start(), end(), 1).size());
+}
+
+FindOutcome Range::findNext()
+{
+    FindOutcome outcome;
+    if (!exists()) {
+        const CompiledPattern& p = m_find.pattern();
+        outcome.error = p.error;
+        return outcome;
+    }
+    const uint32_t size = m_access->storySize(story());
+    const uint32_t from = m_found ? end() : start();
+    const uint32_t to = m_found ? size : end();
+    std::optional<PatternMatch> match = m_access->search(m_find, story(), from, to, outcome.error);
+    if (match) {
+        m_wholeStory = false;
+        m_found = true;
+        m_start = match->start;
+        m_end = match->end;
+        outcome.found = true;
+    }
+    return outcome;
+}
+
+ReplaceOutcome Range::replaceAll()
+{
+    if (!exists()) {
+        ReplaceOutcome outcome;
+        outcome.error = m_find.pattern().error;
+        if (outcome.error.empty())
+            outcome.error = m_find.replacement().error;
+        return outcome;
+    }
+    int64_t growth = 0;
+    const uint32_t from = start(), to = end();
+    ReplaceOutcome outcome = m_access->replaceAll(m_find, story(), from, to, growth);
+    if (!m_wholeStory) {
+        m_start = from;
+        m_end = static_cast<uint32_t>(to + growth);
+    }
+    return outcome;
+}
+
+Range HeadersFooters::item(int index) const
+{
+    const Document& doc = m_access->document();
+    if (index < 1 || index > 3 || m_section >= doc.sections.size())
+        return m_access->storyRange(-1);
+    const auto which = static_cast<HeaderFooterIndex>(index);
+    const int32_t story = m_headers ? doc.headerStory(m_section, which) : doc.footerStory(m_section, which);
+    return m_access->storyRange(story);
+}
+
+// ---- Selection ---------------------------------------------------------------
+
+uint32_t Selection::start() const { return std::min(m_start, m_access->storySize(m_story)); }
+uint32_t Selection::end() const { return std::max(start(), std::min(m_end, m_access->storySize(m_story))); }
+
+std::u16string Selection::text() const
+{
+    return m_access->document().stories[m_story].text.substr(start(), end() - start());
+}
+
+void Selection::homeKeyStory()
+{
+    m_story = 0;
+    m_start = m_end = 0;
+    m_extended = false;
+}
+
+void Selection::endKeyLineExtend()
+{
+    const Document& doc = m_access->document();
+    const Story& s = doc.stories[m_story];
+    const uint32_t from = end();
+    uint32_t lineEnd = s.size();
+    std::optional<uint32_t> laidOut;
+    if (m_access->m_layout && from < s.size())
+        laidOut = m_access->m_layout->lineEnd(doc, m_story, from);
+    if (laidOut) {
+        lineEnd = std::clamp(*laidOut, from, s.size());
+    } else {
+        for (uint32_t i = from; i < s.size(); ++i) {
+            if (s.text[i] == Ch::LineBreak || doc.endsParagraph(m_story, i)) {
+                lineEnd = i + 1;
+                break;
+            }
+        }
+    }
+    m_start = start();
+    m_end = lineEnd;
+    m_extended = m_end > m_start;
+}
+
+bool Selection::deleteText()
+{
+    const Story& s = m_access->document().stories[m_story];
+    uint32_t from = start(), to = end();
+    if (from == to) {
+        if (from >= s.size())
+            return false;
+        to = from + 1;
+    }
+    // Remove the runs between kept marks, so tables and the story's end stay whole.
+    std::vector<StoryEdit> edits;
+    uint32_t runStart = from;
+    for (uint32_t i = from; i <= to; ++i) {
+        if (i == to || keptByDelete(s, i)) {
+            if (i > runStart)
+                edits.push_back(StoryEdit{runStart, i - runStart, {}, CharAttr{}});
+            runStart = i + 1;
+        }
+    }
+    m_end = m_start = from;
+    m_extended = false;
+    if (edits.empty())
+        return false;
+    m_access->edit(m_story, edits);
+    return true;
+}
+
+FindOutcome Selection::findNext()
+{
+    FindOutcome outcome;
+    const uint32_t size = m_access->storySize(m_story);
+    const uint32_t from = m_extended ? start() : end();
+    const uint32_t to = m_extended ? end() : size;
+    std::optional<PatternMatch> match = m_access->search(m_find, m_story, from, to, outcome.error);
+    if (match) {
+        m_start = match->start;
+        m_end = match->end;
+        m_extended = false;
+        outcome.found = true;
+    }
+    return outcome;
+}
+
+ReplaceOutcome Selection::replaceAll()
+{
+    int64_t growth = 0;
+    const uint32_t from = start();
+    const uint32_t to = m_extended ? end() : m_access->storySize(m_story);
+    ReplaceOutcome outcome = m_access->replaceAll(m_find, m_story, from, to, growth);
+    if (m_extended)
+        m_end = static_cast<uint32_t>(to + growth);
+    return outcome;
+}
+
+// ---- DocumentAccess -----------------------------------------------------------
+
+DocumentAccess::DocumentAccess(std::unique_ptr<Document> document)
+    : m_document(std::move(document)), m_selection(this)
+{
+    assert(m_document && !m_document->stories.empty() && !m_document->sections.empty());
+}
+
+Range DocumentAccess::storyRange(int32_t story)
+{
+    if (!validStory(story))
+        return Range(this, -1, 0, 0, false);
+    return Range(this, story, 0, storySize(static_cast<size_t>(story)), true);
+}
+
+Range DocumentAccess::sectionRange(size_t section)
+{
+    const auto& sections = m_document->sections;
+    if (section < 1 || section > sections.size())
+        return Range(this, -1, 0, 0, false);
+    const uint32_t start = section == 1 ? 0 : sections[section - 2].end;
+    return Range(this, 0, start, sections[section - 1].end, false);
+}
+
+int64_t DocumentAccess::tablesCount() const
+{
+    return static_cast<int64_t>(findTables(*m_document, 0, 0, storySize(0), 1).size());
+}
+
+StatisticOutcome DocumentAccess::builtInProperty(BuiltInProperty property) const
+{
+    StatisticOutcome outcome;
+    switch (property) {
+    case BuiltInProperty::Characters:
+    case BuiltInProperty::CharactersWithSpaces:
+    case BuiltInProperty::Words:
+    case BuiltInProperty::Paragraphs: {
+        const WordStatistics stats = computeWordStatistics(*m_document);
+        outcome.value = property == BuiltInProperty::Characters             ? stats.characters
+                        : property == BuiltInProperty::CharactersWithSpaces ? stats.charactersWithSpaces
+                        : property == BuiltInProperty::Words                ? stats.words
+                                                                            : stats.paragraphs;
+        return outcome;
+    }
+    case BuiltInProperty::Lines:
+    case BuiltInProperty::Pages: {
+        if (!m_layout) {
+            outcome.error = "lines and pages need the layout engine, which is not available";
+            return outcome;
+        }
+        const LayoutFigures figures = m_layout->measure(*m_document, 0);
+        outcome.error = figures.error;
+        outcome.value = property == BuiltInProperty::Lines ? figures.lines : figures.pages;
+        return outcome;
+    }
+    }
+    outcome.error = "the document has no built-in property " + std::to_string(static_cast<int>(property));
+    return outcome;
+}
+
+StatisticOutcome DocumentAccess::storyLines(size_t story) const
+{
+    StatisticOutcome outcome;
+    if (story >= m_document->stories.size()) {
+        outcome.error = "the document has no story " + std::to_string(story);
+        return outcome;
+    }
+    if (!m_layout) {
+        outcome.error = "lines and pages need the layout engine, which is not available";
+        return outcome;
+    }
+    const LayoutFigures figures = m_layout->measure(*m_document, story);
+    outcome.error = figures.error;
+    outcome.value = figures.lines;
+    return outcome;
+}
+
+std::optional<PatternMatch> DocumentAccess::search(Find& find, size_t story, uint32_t from, uint32_t to,
+                                                   std::string& error)
+{
+    const CompiledPattern& compiled = find.pattern();
+    if (!compiled.pattern) {
+        error = compiled.error;
+        return std::nullopt;
+    }
+    const Story& s = m_document->stories[story];
+    std::vector<uint8_t> allowed;
+    MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
+    if (find.hasFontCriteria()) {
+        allowed = allowedFormats(*m_document, find);
+        subject.allowedFormats = &allowed;
+    }
+    return compiled.pattern->search(subject, from, to);
+}
+
+ReplaceOutcome DocumentAccess::replaceAll(Find& find, size_t story, uint32_t from, uint32_t to, int64_t& growth)
+{
+    ReplaceOutcome outcome;
+    growth = 0;
+    const CompiledPattern& compiled = find.pattern();
+    if (!compiled.pattern) {
+        outcome.error = compiled.error;
+        return outcome;
+    }
+    const CompiledReplacement& replacement = find.replacement();
+    if (!replacement.replacement) {
+        outcome.error = replacement.error;
+        return outcome;
+    }
+    const Story& s = m_document->stories[story];
+    std::vector<uint8_t> allowed;
+    MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
+    if (find.hasFontCriteria()) {
+        allowed = allowedFormats(*m_document, find);
+        subject.allowedFormats = &allowed;
+    }
+    // Every match is found in the text as it was, each search starting where
+    // the previous match ended: no overlaps, and replacement text is never
+    // searched again. The whole set is then applied as one edit.
+    std::vector<StoryEdit> edits;
+    uint32_t pos = from;
+    while (pos < to) {
+        std::optional<PatternMatch> match = compiled.pattern->search(subject, pos, to);
+        if (!match)
+            break;
+        StoryEdit e;
+        e.pos = match->start;
+        e.length = match->end - match->start;
+        e.text = replacement.replacement->expand(s.text, *match);
+        e.attr = s.attrs[match->start]; // the replacement takes the replaced text's formatting
+        growth += static_cast<int64_t>(e.text.size()) - e.length;
+        edits.push_back(std::move(e));
+        pos = match->end;
+    }
+    outcome.replaced = static_cast<int64_t>(edits.size());
+    // Like Word, a replace all that replaced nothing leaves no step to undo.
+    if (!edits.empty())
+        edit(story, edits);
+    return outcome;
+}
+
+void DocumentAccess::edit(size_t story, const std::vector<StoryEdit>& edits)
+{
+    const Story& s = m_document->stories[story];
+    UndoStep step;
+    step.story = story;
+    if (story == 0)
+        for (const Section& section : m_document->sections)
+            step.sectionEnds.push_back(section.end);
+    int64_t delta = 0;
+    step.restores.reserve(edits.size());
+    for (const StoryEdit& e : edits) {
+        Restore r;
+        r.pos = static_cast<uint32_t>(e.pos + delta);
+        r.length = static_cast<uint32_t>(e.text.size());
+        r.text = s.text.substr(e.pos, e.length);
+        r.attrs.assign(s.attrs.begin() + e.pos, s.attrs.begin() + e.pos + e.length);
+        delta += static_cast<int64_t>(e.text.size()) - e.length;
+        step.restores.push_back(std::move(r));
+    }
+    m_document->applyEdits(story, edits);
+    m_undo.push_back(std::move(step));
+}
+
+bool DocumentAccess::undo(int times)
+{
+    for (int i = 0; i < times; ++i) {
+        if (m_undo.empty())
+            return false;
+        UndoStep step = std::move(m_undo.back());
+        m_undo.pop_back();
+        // Each restore becomes one edit per run of equal formatting, the
+        // later runs inserted behind the first, so the formatting returns
+        // character for character.
+        std::vector<StoryEdit> edits;
+        for (const Restore& r : step.restores) {
+            size_t run = 0;
+            bool first = true;
+            do {
+                size_t runEnd = run;
+                while (runEnd < r.text.size() && r.attrs[runEnd] == r.attrs[run])
+                    ++runEnd;
+                StoryEdit e;
+                e.pos = first ? r.pos : r.pos + r.length;
+                e.length = first ? r.length : 0;
+                e.text = r.text.substr(run, runEnd - run);
+                e.attr = run < r.attrs.size() ? r.attrs[run] : CharAttr{};
+                edits.push_back(std::move(e));
+                first = false;
+                run = runEnd;
+            } while (run < r.text.size());
+        }
+        m_document->applyEdits(step.story, edits);
+        if (step.story == 0 && step.sectionEnds.size() == m_document->sections.size())
+            for (size_t k = 0; k < step.sectionEnds.size(); ++k)
+                m_document->sections[k].end = step.sectionEnds[k];
+    }
+    return true;
+}
+
+} // namespace qm::engine

@@ -1,0 +1,267 @@
+// The document-access layer: story ranges, the selection, find and replace, counts, statistics, undo.
+#pragma once
+
+#include "engine/access/FindPattern.h"
+#include "engine/access/LayoutProvider.h"
+#include "engine/model/Document.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qm::engine {
+
+class DocumentAccess;
+
+enum class FontCriterion : uint8_t { Bold, Italic, Underline, SmallCaps, Superscript, Subscript };
+/// A font criterion of a find: not part of the search, or required on or off.
+enum class CriterionState : uint8_t { Cleared, On, Off };
+
+/// Find and replacement settings, one set per range and one for the
+/// selection. The find text is compiled once and kept until it changes.
+class Find {
+public:
+    /// Clears every font criterion.
+    void clearFormatting() { m_font.fill(CriterionState::Cleared); }
+    /// Replacement text carries no formatting of its own here (it always
+    /// takes the formatting of the text it replaces), so there is nothing to clear.
+    void clearReplacementFormatting() {}
+
+    void setText(std::u16string_view text);
+    void setText(std::string_view utf8);
+    void setSyntax(PatternSyntax syntax);
+    void setFont(FontCriterion criterion, CriterionState state) { m_font[static_cast<size_t>(criterion)] = state; }
+    void setReplacementText(std::u16string_view text);
+    void setReplacementText(std::string_view utf8);
+
+    const std::u16string& text() const { return m_text; }
+    PatternSyntax syntax() const { return m_syntax; }
+    CriterionState font(FontCriterion criterion) const { return m_font[static_cast<size_t>(criterion)]; }
+    bool hasFontCriteria() const;
+
+    /// The find and replacement texts compiled, each kept until it changes.
+    const CompiledPattern& pattern();
+    const CompiledReplacement& replacement();
+
+private:
+
+    std::u16string m_text;
+    std::u16string m_replacementText;
+    PatternSyntax m_syntax = PatternSyntax::Literal;
+    std::array<CriterionState, 6> m_font{};
+    std::optional<CompiledPattern> m_pattern;
+    std::optional<CompiledReplacement> m_replacement;
+};
+
+/// Find next: whether something was found; `error` when the find text is not
+/// a valid pattern (the caller's error report shows it).
+struct FindOutcome {
+    bool found = false;
+    std::string error;
+};
+
+/// Replace all: how many matches were replaced, or why nothing could be.
+struct ReplaceOutcome {
+    int64_t replaced = 0;
+    std::string error;
+};
+
+/// A figure that may be unavailable (lines and pages before a layout is given).
+struct StatisticOutcome {
+    int64_t value = 0;
+    std::string error;
+    bool ok() const { return error.empty(); }
+};
+
+/// Word's built-in document properties by number.
+enum class BuiltInProperty : int {
+    Pages = 14,
+    Words = 15,                ///< Word's word statistic (what Word Count shows)
+    Characters = 16,           ///< characters without spaces
+    Lines = 23,
+    Paragraphs = 24,
+    CharactersWithSpaces = 30,
+};
+
+/// A stretch of one story with its own find state. A range taken for a whole
+/// story (the document's content, a header, a footer) follows the story's
+/// length through edits; any other range keeps its positions, grows with its
+/// own replace all, and is clamped to the story when used. A range for a
+/// header or footer that no section defines is empty and finds nothing.
+/// A range refers to its DocumentAccess, which must outlive it.
+class Range {
+public:
+    bool exists() const { return m_story >= 0; }
+    size_t story() const { return m_story < 0 ? 0 : static_cast<size_t>(m_story); }
+    uint32_t start() const;
+    uint32_t end() const;
+
+    std::u16string text() const;
+    /// Characters.Count: every character of the range, marks included.
+    int64_t charactersCount() const;
+    /// Words.Count: the words of the range by the word-character rule of
+    /// isWordCharacterAt (a word cut by the range's start counts once). Each
+    /// "<*>" match replaced by "B B" adds exactly one.
+    int64_t wordsCount() const;
+    /// Tables.Count: tables of the first nesting level that start in the range.
+    int64_t tablesCount() const;
+
+    Find& find() { return m_find; }
+    /// Finds forward. A new range searches within itself; once it has found
+    /// something it is that match, and the next search runs from its end to
+    /// the end of the story (no wrap).
+    FindOutcome findNext();
+    /// Replaces every match in the range, left to right, in one undoable edit.
+    ReplaceOutcome replaceAll();
+
+private:
+    friend class DocumentAccess;
+    Range(DocumentAccess* access, int32_t story, uint32_t start, uint32_t end, bool wholeStory);
+
+    DocumentAccess* m_access = nullptr;
+    int32_t m_story = -1;
+    uint32_t m_start = 0;
+    uint32_t m_end = 0;
+    bool m_wholeStory = false;
+    bool m_found = false;
+    Find m_find;
+};
+
+/// A section's headers or footers: always three (Word's count), item 1 the
+/// primary, 2 the first-page and 3 the even-pages one, each as shown in that
+/// section (its own or inherited from an earlier section).
+class HeadersFooters {
+public:
+    int count() const { return 3; }
+    /// Index 1 to 3; any other index gives an empty range.
+    Range item(int index) const;
+
+private:
+    friend class DocumentAccess;
+    HeadersFooters(DocumentAccess* access, size_t section, bool headers)
+        : m_access(access), m_section(section), m_headers(headers)
+    {
+    }
+    DocumentAccess* m_access;
+    size_t m_section; // 0-based
+    bool m_headers;
+};
+
+/// The cursor: a stretch of one story with the find state of the selection.
+class Selection {
+public:
+    size_t story() const { return m_story; }
+    uint32_t start() const;
+    uint32_t end() const;
+    std::u16string text() const;
+
+    /// Moves to the start of the main story, collapsed (Home with the story unit).
+    void homeKeyStory();
+    /// Extends the selection to the end of the current line, the line's final
+    /// mark (paragraph mark or line break) included. The line comes from the
+    /// layout when one is given, else it is the rest of the paragraph up to a
+    /// manual line break.
+    void endKeyLineExtend();
+    /// Deletes the selection, or the next character when it is collapsed. The
+    /// story's last paragraph mark and table cell marks stay, as in Word.
+    /// Returns whether anything was deleted; the selection ends collapsed.
+    bool deleteText();
+
+    Find& find() { return m_find; }
+    /// Finds forward from the end of the selection (within it, when it was
+    /// extended by hand) to the end of the story; the selection becomes the match.
+    FindOutcome findNext();
+    /// Replaces every match from the selection's start to the end of the
+    /// story (within the selection when it was extended by hand).
+    ReplaceOutcome replaceAll();
+
+private:
+    friend class DocumentAccess;
+    explicit Selection(DocumentAccess* access) : m_access(access) {}
+
+    DocumentAccess* m_access;
+    size_t m_story = 0;
+    uint32_t m_start = 0;
+    uint32_t m_end = 0;
+    bool m_extended = false; // made by hand rather than by a find or a move
+    Find m_find;
+};
+
+/// One open document and everything the measurements do to it. Owns the
+/// document; edits go through Document::applyEdits and are recorded for
+/// undo; the file the document came from is never written. Positions and
+/// indices that name nothing give empty results rather than failing.
+class DocumentAccess {
+public:
+    explicit DocumentAccess(std::unique_ptr<Document> document);
+    DocumentAccess(const DocumentAccess&) = delete;
+    DocumentAccess& operator=(const DocumentAccess&) = delete;
+
+    const Document& document() const { return *m_document; }
+
+    /// The main story, whole.
+    Range content() { return storyRange(0); }
+    /// Any story, whole; an empty range when there is no such story.
+    Range storyRange(int32_t story);
+    size_t sectionsCount() const { return m_document->sections.size(); }
+    /// The main-story part of section `section` (1-based).
+    Range sectionRange(size_t section);
+    /// Headers and footers of section `section` (1-based, as Word numbers them).
+    HeadersFooters headers(size_t section) { return HeadersFooters(this, section - 1, true); }
+    HeadersFooters footers(size_t section) { return HeadersFooters(this, section - 1, false); }
+
+    Selection& selection() { return m_selection; }
+
+    /// Tables.Count of the document: first-level tables of the main story.
+    int64_t tablesCount() const;
+
+    /// A built-in property. Characters, characters with spaces, words and
+    /// paragraphs are Word's Word Count figures of the main story; lines and
+    /// pages come from the layout provider and are an error without one.
+    StatisticOutcome builtInProperty(BuiltInProperty property) const;
+    /// Lines of one story (a header or footer) as laid out; an error without a layout.
+    StatisticOutcome storyLines(size_t story) const;
+
+    /// The layout used for lines, pages and line ends; not owned, may be null.
+    void setLayoutProvider(LayoutProvider* layout) { m_layout = layout; }
+
+    /// Undoes the last `times` edits, restoring text and formatting exactly.
+    /// Returns false when there were fewer edits to undo (those there were are undone).
+    bool undo(int times = 1);
+    size_t undoDepth() const { return m_undo.size(); }
+
+private:
+    friend class Range;
+    friend class Selection;
+    friend class HeadersFooters;
+
+    struct Restore {
+        uint32_t pos = 0;    // in the edited text
+        uint32_t length = 0; // of the text that replaced the original
+        std::u16string text;
+        std::vector<CharAttr> attrs;
+    };
+    struct UndoStep {
+        size_t story = 0;
+        std::vector<Restore> restores;
+        std::vector<uint32_t> sectionEnds; // main story only
+    };
+
+    bool validStory(int32_t story) const { return story >= 0 && static_cast<size_t>(story) < m_document->stories.size(); }
+    uint32_t storySize(size_t story) const { return m_document->stories[story].size(); }
+    std::optional<PatternMatch> search(Find& find, size_t story, uint32_t from, uint32_t to, std::string& error);
+    ReplaceOutcome replaceAll(Find& find, size_t story, uint32_t from, uint32_t to, int64_t& growth);
+    /// Applies sorted, non-overlapping edits as one undoable step.
+    void edit(size_t story, const std::vector<StoryEdit>& edits);
+
+    std::unique_ptr<Document> m_document;
+    Selection m_selection;
+    std::vector<UndoStep> m_undo;
+    LayoutProvider* m_layout = nullptr;
+};
+
+} // namespace qm::engine

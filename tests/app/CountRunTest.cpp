@@ -1,0 +1,287 @@
+// The count run against a scripted engine: units, extras, rounding, stops and messages.
+#include "app/CountRun.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using namespace qm;
+using namespace qm::app;
+
+namespace {
+
+class ScriptedEngine : public CountingEngine {
+public:
+    void OpenWord(bool) override { log.push_back("OpenWord"); }
+    bool openJustDoc(const std::string& path, bool) override
+    {
+        log.push_back("open " + fs::path(path).filename().string());
+        return unopenable.count(fs::path(path).filename().string()) == 0;
+    }
+    double measure(Measurement what, const std::string&, const std::string& profile) override
+    {
+        measured.push_back(what);
+        EXPECT_EQ(profile, "Demo");
+        if (onMeasure)
+            onMeasure();
+        auto it = values.find(what);
+        return it == values.end() ? 0 : it->second;
+    }
+    bool CloseDocument() override
+    {
+        log.push_back("close");
+        return true;
+    }
+    void resizeWordBack() override { log.push_back("resize"); }
+    void CompleteClose() override { log.push_back("quit"); }
+
+    std::map<Measurement, double> values;
+    std::set<std::string> unopenable;
+    std::vector<std::string> log;
+    std::vector<Measurement> measured;
+    std::function<void()> onMeasure;
+};
+
+class CountRunTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        folder = fs::temp_directory_path() / ("qm-run-" + std::to_string(::getpid()));
+        fs::create_directories(folder);
+        for (const char* name : {"a.doc", "b.doc", "c.doc"}) {
+            std::ofstream(folder / name) << "x";
+            list.append(name, (folder / name).string());
+        }
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    RunResult run(RunScope scope = RunScope::AllEntries)
+    {
+        CountRun countRun(engine, prompter, RunControl{nullptr, &stop});
+        countRun.report = [this](const RunResult&) { ++reports; };
+        countRun.progress = [this](const std::string& text) { progress.push_back(text); };
+        return countRun.run(list, profileName,
+                            [this](std::string_view key, std::string_view def) {
+                                auto it = keys.find(std::string(key));
+                                return it == keys.end() ? std::string(def) : it->second;
+                            },
+                            scope);
+    }
+
+    fs::path folder;
+    ChaseList list;
+    ScriptedEngine engine;
+    RecordingPrompter prompter;
+    StopFlag stop;
+    std::string profileName = "Demo";
+    std::map<std::string, std::string> keys{{"DonePer", "Words"}, {"BillAmount", "$0.10"}};
+    std::vector<std::string> progress;
+    int reports = 0;
+};
+
+} // namespace
+
+TEST_F(CountRunTest, PreconditionsStopWithTheirMessages)
+{
+    ChaseList empty;
+    CountRun countRun(engine, prompter, {});
+    countRun.run(empty, "Demo", [](std::string_view, std::string_view d) { return std::string(d); });
+    profileName.clear();
+    run();
+    profileName = "Demo";
+    keys.erase("DonePer");
+    const RunResult noUnit = run();
+    ASSERT_EQ(prompter.messages.size(), 3u);
+    EXPECT_EQ(prompter.messages[0], (Message{"Traverse", "There Are No Files To Traverse",
+                                             MessageIcon::Information, MessageButtons::Ok}));
+    EXPECT_EQ(prompter.messages[1],
+              (Message{"Profile", "Select A Profile From The Profile's List", MessageIcon::None, MessageButtons::Ok}));
+    EXPECT_EQ(prompter.messages[2], (Message{"Profile Error", "You Must Enter A \"Done BY\" In This Profile.",
+                                             MessageIcon::Information, MessageButtons::Ok}));
+    // Only the empty unit path cleans up the engine; nothing was opened.
+    EXPECT_EQ(engine.log, (std::vector<std::string>{"resize", "quit"}));
+    EXPECT_TRUE(noUnit.rows.empty());
+    EXPECT_EQ(noUnit.ending, RunEnding::ProfileError);
+    EXPECT_EQ(reports, 0);
+}
+
+TEST_F(CountRunTest, FinishedRunFillsRowsPricesThemAndHandsOverToTheReport)
+{
+    engine.values[Measurement::Words] = 125;
+    const RunResult result = run();
+    EXPECT_EQ(result.ending, RunEnding::Finished);
+    EXPECT_EQ(result.unitLabel, "Words");
+    ASSERT_EQ(result.rows.size(), 3u);
+    EXPECT_EQ(result.rows[0].name, "a.doc");
+    EXPECT_EQ(result.rows[0].count, "125");
+    EXPECT_EQ(result.rows[0].amount, "$12.50");
+    EXPECT_EQ(result.rows[2].path, (folder / "c.doc").string());
+    EXPECT_EQ(reports, 1);
+    EXPECT_EQ(progress.front(), "Files To Count:1 of 3");
+    EXPECT_EQ(progress.back(), "Files To Count:3");
+    EXPECT_EQ(engine.log.front(), "OpenWord");
+    EXPECT_EQ(engine.log.back(), "quit");
+    EXPECT_TRUE(prompter.messages.empty());
+}
+
+TEST_F(CountRunTest, UnitsChooseTheirMeasurementLabelAndRounding)
+{
+    struct Case {
+        const char* unit;
+        double value;
+        bool round;
+        const char* label;
+        const char* count;
+    } cases[] = {
+        {"Word", 12.5, true, "Words", "12"},
+        {"Words", 13.5, true, "Words", "14"},
+        {"Page", 3, false, "Page", "3"},
+        {"Line", 12.4, false, "Lines", "12.4"},
+        {"Lines", 12.6, true, "Lines", "13"},
+        {"Gross Line", 12.5, true, "Gross Line", "12.5"}, // never rounded
+        {"Character", 99.5, true, "Character", "100"},
+        {"Character And Spaces", 7.25, false, "Character", "7.25"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.unit);
+        engine.values.clear();
+        for (auto m : {Measurement::Words, Measurement::Pages, Measurement::Lines, Measurement::GrossLines,
+                       Measurement::Characters, Measurement::CharactersWithSpaces})
+            engine.values[m] = c.value;
+        keys["DonePer"] = c.unit;
+        keys["RoundCountToNearestWholeNumber"] = c.round ? "1" : "0";
+        const RunResult result = run();
+        ASSERT_EQ(result.rows.size(), 3u);
+        EXPECT_EQ(result.unitLabel, c.label);
+        EXPECT_EQ(result.rows[1].count, c.count);
+    }
+    keys["DonePer"] = "Paragraphs";
+    EXPECT_TRUE(run().rows.empty());
+}
+
+TEST_F(CountRunTest, ExtrasAddInTheirUnitsOrder)
+{
+    for (const char* key : {"CountReturnAndEnter", "CountBoldCharAs2", "BoldONOFF2", "CountUnderlineCharAs2",
+                            "UnderLineONOFF2", "ItalicONOFF2", "CountItalicCharAs2", "SuperScriptCharsONOFF",
+                            "SubScriptCharsONOFF", "CountTables", "CountTabs", "CountCaps", "CountCapsONOFF"})
+        keys[key] = "1";
+    keys["CountTabs"] = "yes"; // only "1" switches an extra on
+    engine.values = {{Measurement::Characters, 100}, {Measurement::CharactersWithSpaces, 120},
+                     {Measurement::ReturnAndEnters, 1}, {Measurement::BoldChars, 2.5}};
+    list.removeAll();
+    list.append("a.doc", (folder / "a.doc").string());
+
+    keys["DonePer"] = "Character";
+    EXPECT_EQ(run().rows[0].countValue, 103.5);
+    const std::vector<Measurement> characterOrder{
+        Measurement::Characters,  Measurement::ReturnAndEnters,  Measurement::BoldChars,
+        Measurement::BoldOnOff,   Measurement::UnderlineChars,   Measurement::UnderlineOnOff,
+        Measurement::ItalicOnOff, Measurement::ItalicChars,      Measurement::SuperscriptOnOff,
+        Measurement::SubscriptOnOff, Measurement::Tables,        Measurement::CapsChars};
+    EXPECT_EQ(engine.measured, characterOrder);
+
+    engine.measured.clear();
+    keys["DonePer"] = "Character And Space";
+    EXPECT_EQ(run().rows[0].countValue, 123.5);
+    const std::vector<Measurement> withSpacesOrder{
+        Measurement::CharactersWithSpaces, Measurement::BoldChars,   Measurement::BoldOnOff,
+        Measurement::UnderlineOnOff,       Measurement::UnderlineChars, Measurement::ItalicOnOff,
+        Measurement::ItalicChars,          Measurement::SuperscriptOnOff, Measurement::SubscriptOnOff,
+        Measurement::Tables,               Measurement::CapsChars,   Measurement::ReturnAndEnters};
+    EXPECT_EQ(engine.measured, withSpacesOrder);
+}
+
+TEST_F(CountRunTest, MissingFileStopsTheRunAndUnopenableFileIsSkipped)
+{
+    engine.values[Measurement::Words] = 10;
+    engine.unopenable.insert("a.doc");
+    fs::remove(folder / "c.doc");
+    const RunResult result = run();
+    EXPECT_EQ(result.ending, RunEnding::Stopped);
+    ASSERT_EQ(result.rows.size(), 1u);
+    EXPECT_EQ(result.rows[0].name, "b.doc");
+    EXPECT_EQ(result.unopened, (std::vector<std::string>{(folder / "a.doc").string()}));
+    ASSERT_EQ(prompter.messages.size(), 1u);
+    EXPECT_EQ(prompter.messages[0],
+              (Message{"File Not Found", "File:" + (folder / "c.doc").string() +
+                                             "\rNo Longer Exists. Traversing Will Now Stop.",
+                       MessageIcon::Critical, MessageButtons::Ok}));
+    EXPECT_EQ(reports, 0);
+    EXPECT_TRUE(stop.isSet());
+    EXPECT_EQ(engine.log.back(), "quit");
+}
+
+TEST_F(CountRunTest, StopTakesEffectAfterTheCurrentDocument)
+{
+    stop.set(); // left over from an earlier run: cleared at the start
+    engine.onMeasure = [this] { stop.set(); };
+    const RunResult result = run();
+    EXPECT_EQ(result.ending, RunEnding::Stopped);
+    EXPECT_EQ(result.rows.size(), 1u);
+    EXPECT_EQ(std::count(engine.log.begin(), engine.log.end(), "close"), 1);
+    EXPECT_EQ(reports, 0);
+}
+
+TEST_F(CountRunTest, SelectedOnlySkipsTheOthers)
+{
+    list.setSelected(1, true);
+    const RunResult result = run(RunScope::SelectedEntries);
+    ASSERT_EQ(result.rows.size(), 1u);
+    EXPECT_EQ(result.rows[0].name, "b.doc");
+}
+
+TEST_F(CountRunTest, ABadRateIsAProfileError)
+{
+    keys["BillAmount"] = "ten dollars";
+    const RunResult result = run();
+    EXPECT_EQ(result.ending, RunEnding::ProfileError);
+    ASSERT_EQ(prompter.messages.size(), 1u);
+    EXPECT_EQ(prompter.messages[0].title, "Profile Error");
+    EXPECT_EQ(prompter.messages[0].text, "There Is An Error With The Profile, Please Check The Profile.\r"
+                                         "Error Message <<Type mismatch number 13>>");
+    EXPECT_EQ(engine.log, (std::vector<std::string>{"resize", "quit"}));
+}
+
+TEST_F(CountRunTest, FileDateLineFollowsTheName)
+{
+    keys["ShowFileCreateInfo"] = "Date Last Modified";
+    const RunResult result = run();
+    ASSERT_FALSE(result.rows.empty());
+    EXPECT_EQ(result.rows[0].name,
+              "a.doc\r|Date Last Modified " + browser::formatDay(browser::today()) + "|");
+    keys["ShowFileCreateInfo"] = "None";
+    EXPECT_EQ(run().rows[0].name, "a.doc");
+}
+
+TEST(Money, ParsesRoundsAndFormatsCurrency)
+{
+    struct Case {
+        const char* text;
+        std::optional<int64_t> units;
+    } cases[] = {
+        {"0.00", 0},        {"$1,234.50", 12345000}, {"(2.00)", -20000}, {"-$0.125", -1250},
+        {" 3 ", 30000},     {"0.00005", 0},          {"0.00015", 2},     {"", std::nullopt},
+        {"ten", std::nullopt}, {"1.2.3", std::nullopt}, {"$", std::nullopt},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        const auto parsed = parseCurrency(c.text);
+        ASSERT_EQ(parsed.has_value(), c.units.has_value());
+        if (parsed)
+            EXPECT_EQ(parsed->units, *c.units);
+    }
+    EXPECT_EQ(formatCurrency(Currency{12345678}), "$1,234.57");
+    EXPECT_EQ(formatCurrency(Currency{-20000}), "($2.00)");
+    EXPECT_EQ(formatCurrency(Currency{250}), "$0.02"); // 0.025 → 0.02, half to even
+    EXPECT_EQ(formatCurrency(Currency{0}), "$0.00");
+    CurrencyFormat euro{"€", false, true, ",", ".", 2, false};
+    EXPECT_EQ(formatCurrency(Currency{-12345000}, euro), "-1.234,50 €");
+    EXPECT_EQ(roundHalfEven(12.5), 12);
+    EXPECT_EQ(roundHalfEven(13.5), 14);
+    EXPECT_EQ(plainNumber(12.4), "12.4");
+    EXPECT_EQ(plainNumber(1.0 / 12), "0.0833333333333333");
+    EXPECT_EQ(Currency::fromDouble(0.10 * 125).units, 125000);
+}

@@ -1,0 +1,119 @@
+// quillmeter count with a scripted engine: filling the list, output forms and exit codes.
+#include "cli/CountCommand.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using namespace qm;
+using namespace qm::cli;
+
+namespace {
+
+// Counts a document as its size in bytes, so each file has its own figure.
+class SizeEngine : public app::CountingEngine {
+public:
+    void OpenWord(bool) override {}
+    bool openJustDoc(const std::string& path, bool) override
+    {
+        current = path;
+        return path.find("broken") == std::string::npos;
+    }
+    double measure(app::Measurement, const std::string&, const std::string&) override
+    {
+        return double(fs::file_size(current));
+    }
+    bool CloseDocument() override { return true; }
+    void resizeWordBack() override {}
+    void CompleteClose() override {}
+    std::string current;
+};
+
+class CountCommand : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        root = fs::temp_directory_path() / ("qm-count-" + std::to_string(::getpid()));
+        fs::remove_all(root);
+        fs::create_directories(root / "settings");
+        fs::create_directories(root / "docs/sub");
+        write("settings/ProfileList.log", "\"Per Word\"\r\n\"Lines\"\r\n");
+        write("settings/Profiles.ini", "[Per Word]\r\nDonePer=Word\r\nBillAmount=$0.10\r\nDocType=*.txt\r\n"
+                                       "[Lines]\r\nDonePer=\r\n");
+        write("docs/a.txt", std::string(12, 'a'));
+        write("docs/b.txt", std::string(3, 'b'));
+        write("docs/skip.rtf", "x");
+        write("docs/sub/c.txt", std::string(5, 'c'));
+    }
+    void TearDown() override { fs::remove_all(root); }
+    void write(const char* relative, const std::string& text) { std::ofstream(root / relative) << text; }
+
+    int count(std::vector<std::string> args)
+    {
+        out.str("");
+        err.str("");
+        Context ctx{Args(std::move(args)), root / "settings", out, err};
+        return runCount(ctx, [](Prompter&, const settings::SettingsContext&, const std::string&) {
+            return std::make_unique<SizeEngine>();
+        });
+    }
+
+    fs::path root;
+    std::ostringstream out, err;
+};
+
+} // namespace
+
+TEST_F(CountCommand, CountsAFolderWithTheProfilesPatternAndPrintsTheGrid)
+{
+    EXPECT_EQ(count({"--profile", "per word", (root / "docs").string()}), Success);
+    const std::string table = out.str();
+    EXPECT_NE(table.find("a.txt"), std::string::npos);
+    EXPECT_NE(table.find("$1.20"), std::string::npos);
+    EXPECT_EQ(table.find("skip.rtf"), std::string::npos);
+    EXPECT_EQ(table.find("c.txt"), std::string::npos); // no --subfolders
+    EXPECT_NE(table.find("2 documents"), std::string::npos);
+    EXPECT_NE(table.find("$1.50"), std::string::npos); // the total
+}
+
+TEST_F(CountCommand, JsonAndCsvCarryRowsTotalsAndMessages)
+{
+    write("docs/sub/broken.txt", "zz");
+    EXPECT_EQ(count({"--profile", "Per Word", "--subfolders", "--json", (root / "docs").string()}), Failure);
+    const std::string json = out.str();
+    for (const char* part : {"\"profile\": \"Per Word\"", "\"unit\": \"Words\"", "\"count\": 5",
+                             "\"amount\": 0.5", "\"documents\": 3", "\"count\": 20", "\"stopped\": false",
+                             "broken.txt", "\"messages\": []"})
+        EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
+    EXPECT_NE(err.str().find("broken.txt: could not be opened"), std::string::npos);
+
+    EXPECT_EQ(count({"--profile", "Per Word", "--csv", (root / "docs/a.txt").string(), (root / "docs/a.txt").string()}),
+              Success);
+    EXPECT_EQ(out.str(), "name,count,amount,path\r\na.txt,12,$1.20," + (root / "docs/a.txt").string() +
+                             "\r\nTotal,12,$1.20,\r\n");
+}
+
+TEST_F(CountCommand, UsageAndProfileErrorsExitWithTwo)
+{
+    EXPECT_EQ(count({"--profile", "Nobody", (root / "docs").string()}), UsageFailure);
+    EXPECT_NE(err.str().find("no profile named \"Nobody\""), std::string::npos);
+    EXPECT_EQ(count({"--profile", "Lines", "--json", (root / "docs").string()}), UsageFailure);
+    EXPECT_NE(out.str().find("You Must Enter A \\\"Done BY\\\" In This Profile."), std::string::npos);
+    EXPECT_THROW(count({(root / "docs").string()}), UsageError);
+    EXPECT_THROW(count({"--profile", "Per Word", (root / "missing").string()}), UsageError);
+    EXPECT_THROW(count({"--profile", "Per Word", "--csv", "--json", (root / "docs").string()}), UsageError);
+}
+
+TEST_F(CountCommand, ByDateAsksForAMissingRangeAndUsesToday)
+{
+    EXPECT_EQ(count({"--profile", "Per Word", "--by-date", "--json", (root / "docs").string()}), Success);
+    EXPECT_NE(out.str().find("You Have Not Set A Date Range."), std::string::npos);
+    EXPECT_NE(out.str().find("\"documents\": 3"), std::string::npos); // sub-folders included
+    write("settings/Options.ini", "[MAIN]\r\nDateRangeFrom=01/01/2001\r\nDateRangeTo=12/31/2001\r\n");
+    EXPECT_EQ(count({"--profile", "Per Word", "--by-date", (root / "docs").string()}), Failure);
+    EXPECT_NE(err.str().find("There Are No Files To Traverse"), std::string::npos);
+}

@@ -1,0 +1,451 @@
+// The access layer on documents built here: ranges, find with font criteria, replace all, undo, statistics.
+#include "engine/access/DocumentAccess.h"
+#include "engine/access/WordStatistics.h"
+#include "TestDocuments.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::testing;
+
+namespace {
+
+constexpr PatternSyntax W = PatternSyntax::Wildcards;
+constexpr PatternSyntax L = PatternSyntax::Literal;
+
+CharFormat with(void (*set)(CharFormat&))
+{
+    CharFormat f;
+    set(f);
+    return f;
+}
+
+// Replace-and-compare as the measurements do it: the growth of the range's
+// word or character count after replacing every match by a marker.
+struct Compared {
+    int64_t growth = 0;
+    int64_t replaced = 0;
+};
+Compared replaceAndCompare(Range& range, std::u16string_view pattern, PatternSyntax syntax,
+                           std::u16string_view marker, bool words)
+{
+    Find& f = range.find();
+    f.clearFormatting();
+    f.setText(pattern);
+    f.setSyntax(syntax);
+    f.setReplacementText(marker);
+    const int64_t before = words ? range.wordsCount() : range.charactersCount();
+    ReplaceOutcome r = range.replaceAll();
+    EXPECT_EQ(r.error, "");
+    const int64_t after = words ? range.wordsCount() : range.charactersCount();
+    return {after - before, r.replaced};
+}
+
+void expectSameStory(const Story& a, const Story& b)
+{
+    EXPECT_EQ(utf8(a.text), utf8(b.text));
+    EXPECT_TRUE(a.attrs == b.attrs) << "formatting differs";
+}
+
+} // namespace
+
+// The counting measurements rely on this: doubling each match grows the
+// count by exactly the number of matches, and one undo restores everything.
+TEST(DocumentAccess, ReplaceAndCompareEqualsTheMatchCountAndUndoRestores)
+{
+    const std::u16string_view texts[] = {
+        u"",
+        u"Hello world\r",
+        u"well-known 06/30/2003 don't 3'4 x'\r'y\r",
+        u"a\tb\t\t\rc\u000Bd\u000Ce\r\r",
+        u"A.B,C;D\u2014E F\u00A0G\r",
+        u"it's o'clock rock'n'roll '90s\r",
+        u"\u041F\u0440\u0438\u0432\u0435\u0442 \u4E16\u754C na\u00EFve\r",
+    };
+    struct Pattern {
+        std::u16string_view find;
+        std::u16string_view marker;
+        bool words;
+    } patterns[] = {
+        {u"<*>", u"B B", true}, {u"[!^13- ]", u"BB", false}, {u"[!^13]", u"BB", false},
+        {u"^13", u"BB", false}, {u"[A-Z]", u"BB", false},    {u"^t", u"BB", false},
+    };
+    for (std::u16string_view text : texts) {
+        for (const Pattern& p : patterns) {
+            SCOPED_TRACE("\"" + utf8(p.find) + "\" on \"" + utf8(text) + "\"");
+            DocumentAccess access(makeDocument(text));
+            const Story original = access.document().mainStory();
+            Range content = access.content();
+            Compared c = replaceAndCompare(content, p.find, W, p.marker, p.words);
+            EXPECT_EQ(c.growth, c.replaced);
+            EXPECT_EQ(access.undoDepth(), c.replaced > 0 ? 1u : 0u);
+            if (c.replaced > 0) {
+                EXPECT_TRUE(access.undo());
+            }
+            expectSameStory(access.document().mainStory(), original);
+        }
+    }
+}
+
+TEST(DocumentAccess, CountsOfTheCountingPatterns)
+{
+    DocumentAccess access(makeDocument(u"One two-three\tFour\r\rFIVE 5\r"));
+    struct Case {
+        std::u16string_view find;
+        PatternSyntax syntax;
+        int64_t expected;
+    } cases[] = {
+        {u"<*>", W, 6},      {u"[!^13- ]", W, 22}, {u"[!^13]", W, 24}, {u"^13", W, 3},
+        {u"[A-Z]", W, 6},    {u"^t", W, 1},        {u"^p", L, 3},      {u"^p^p", L, 1},
+        {u"five", L, 1},     {u"FIVE", W, 1},      {u"five", W, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.find));
+        Range content = access.content();
+        EXPECT_EQ(replaceAndCompare(content, c.find, c.syntax, u"BB", false).replaced, c.expected);
+        access.undo();
+    }
+}
+
+// Every matched character must carry the criterion: a run partly in the
+// format is matched only in its formatted part, and "<*>" only when the
+// whole word has it.
+TEST(DocumentAccess, FontCriteriaApplyToEveryMatchedCharacter)
+{
+    const CharFormat bold = boldFormat();
+    const CharFormat italic = with([](CharFormat& f) { f.italic = true; });
+    const CharFormat underline = with([](CharFormat& f) { f.underline = UnderlineKind::Double; });
+    const CharFormat caps = with([](CharFormat& f) { f.smallCaps = true; });
+    const CharFormat sup = with([](CharFormat& f) { f.verticalPosition = VerticalPosition::Superscript; });
+    const CharFormat sub = with([](CharFormat& f) { f.verticalPosition = VerticalPosition::Subscript; });
+    DocumentAccess access(makeDocument({{u"Bold"}, {u"Face ", bold}, {u"Ital\tic ", italic}, {u"und ", underline},
+                                        {u"Caps ", caps}, {u"x2", sup}, {u"y", sub}, {u" END\r"}}));
+    struct Case {
+        std::u16string_view find;
+        FontCriterion criterion;
+        CriterionState state;
+        int64_t expected;
+    } cases[] = {
+        {u"[!^13- ]", FontCriterion::Bold, CriterionState::On, 4},
+        {u"[!^13- ]", FontCriterion::Bold, CriterionState::Off, 24},
+        {u"<*>", FontCriterion::Bold, CriterionState::On, 0}, // "BoldFace" is half bold
+        {u"<*>", FontCriterion::Bold, CriterionState::Off, 6}, // Ital ic und Caps x2y END
+        {u"[!^13- ]", FontCriterion::Italic, CriterionState::On, 7}, // the tab is below 13: it counts
+        {u"^t", FontCriterion::Italic, CriterionState::On, 1},
+        {u"^t", FontCriterion::Italic, CriterionState::Off, 0},
+        {u"[!^13- ]", FontCriterion::Underline, CriterionState::On, 3},
+        {u"[A-Z]", FontCriterion::SmallCaps, CriterionState::On, 1},
+        {u"[!^13- ]", FontCriterion::Superscript, CriterionState::On, 2},
+        {u"[!^13- ]", FontCriterion::Subscript, CriterionState::On, 1},
+        {u"^13", FontCriterion::Bold, CriterionState::On, 0},
+        {u"^13", FontCriterion::Bold, CriterionState::Off, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.find) + " criterion " + std::to_string(int(c.criterion)) + " state " +
+                     std::to_string(int(c.state)));
+        Range content = access.content();
+        Find& f = content.find();
+        f.clearFormatting();
+        f.setText(c.find);
+        f.setSyntax(W);
+        f.setFont(c.criterion, c.state);
+        f.setReplacementText(u"BB");
+        EXPECT_EQ(content.replaceAll().replaced, c.expected);
+        access.undo(access.undoDepth() > 0 ? 1 : 0);
+        // Cleared again, the criterion no longer limits the search.
+        Range again = access.content();
+        again.find().setText(c.find);
+        again.find().setSyntax(W);
+        again.find().setFont(c.criterion, c.state);
+        again.find().clearFormatting();
+        EXPECT_GE(again.findNext().found, c.expected > 0);
+    }
+}
+
+// The run-counting loop: find a formatted visible character, then an
+// unformatted one, and so on. Each find starts where the last match ended
+// and stops at the end of the story.
+TEST(DocumentAccess, FindNextAlternatingCriteriaCountsRuns)
+{
+    const CharFormat bold = boldFormat();
+    struct Case {
+        std::unique_ptr<Document> doc;
+        int runs;
+    };
+    std::vector<Case> cases;
+    cases.push_back({makeDocument({{u"one", bold}, {u" two "}, {u"three", bold}, {u"\r"}}), 2});
+    cases.push_back({makeDocument({{u"one", bold}, {u" "}, {u"three", bold}, {u"\r"}}), 1});
+    cases.push_back({makeDocument({{u"plain "}, {u"ends bold", bold}}), 1});
+    cases.push_back({makeDocument({{u"nothing bold\r"}}), 0});
+    cases.push_back({makeDocument({{u"a", bold}, {u"b"}, {u"c", bold}, {u"d"}, {u"e", bold}}), 3});
+    for (size_t k = 0; k < cases.size(); ++k) {
+        SCOPED_TRACE(k);
+        DocumentAccess access(std::move(cases[k].doc));
+        Selection& sel = access.selection();
+        sel.homeKeyStory();
+        Find& f = sel.find();
+        f.clearFormatting();
+        f.setText(u"[!^13- ]");
+        f.setSyntax(W);
+        int runs = 0;
+        for (int guard = 0; guard < 100; ++guard) {
+            f.setFont(FontCriterion::Bold, CriterionState::On);
+            if (!sel.findNext().found)
+                break;
+            ++runs;
+            f.clearFormatting();
+            f.setFont(FontCriterion::Bold, CriterionState::Off);
+            if (!sel.findNext().found)
+                break;
+        }
+        EXPECT_EQ(runs, cases[k].runs);
+    }
+}
+
+TEST(DocumentAccess, RangeFindMovesOntoTheMatchAndStopsAtTheStoryEnd)
+{
+    DocumentAccess access(makeDocument(u"cat dog cat\r"));
+    Range r = access.content();
+    r.find().setText(u"cat");
+    ASSERT_TRUE(r.findNext().found);
+    EXPECT_EQ(r.start(), 0u);
+    EXPECT_EQ(utf8(r.text()), "cat");
+    ASSERT_TRUE(r.findNext().found);
+    EXPECT_EQ(r.start(), 8u);
+    EXPECT_FALSE(r.findNext().found); // no wrap to the start
+    EXPECT_EQ(r.start(), 8u);          // and the range stays on the last match
+}
+
+TEST(DocumentAccess, InvalidPatternIsAnErrorNotAMatch)
+{
+    DocumentAccess access(makeDocument(u"text\r"));
+    Range r = access.content();
+    r.find().setText(u"[z-a]");
+    r.find().setSyntax(W);
+    FindOutcome f = r.findNext();
+    EXPECT_FALSE(f.found);
+    EXPECT_NE(f.error, "");
+    r.find().setReplacementText(u"x");
+    ReplaceOutcome rep = r.replaceAll();
+    EXPECT_EQ(rep.replaced, 0);
+    EXPECT_NE(rep.error, "");
+    EXPECT_EQ(access.undoDepth(), 0u);
+}
+
+// The clean-up edits: page breaks to spaces (section breaks stay),
+// space-only lines deleted through the selection, blank lines joined.
+TEST(DocumentAccess, CleanUpEdits)
+{
+    DocumentBuilder b("txt");
+    appendRuns(b, {{u"one\u000Ctwo\r \rthree\r\r\r\rfour"}});
+    b.endSection(SectionFormat{}, HeaderFooterRefs{}, 0, 0);
+    appendRuns(b, {{u"five\r"}});
+    DocumentAccess access(b.finish(SectionFormat{}, HeaderFooterRefs{}));
+
+    Range content = access.content();
+    content.find().setText(u"^m");
+    content.find().setReplacementText(u"  ");
+    EXPECT_EQ(content.replaceAll().replaced, 1);
+    EXPECT_EQ(utf8(access.document().mainStory().text), "one  two\r \rthree\r\r\r\rfour\ffive\r");
+    EXPECT_TRUE(access.document().isSectionBreak(24));
+
+    Selection& sel = access.selection();
+    sel.homeKeyStory();
+    sel.find().setText(u"^p ^p");
+    int deleted = 0;
+    while (sel.findNext().found && deleted < 10) {
+        EXPECT_TRUE(sel.deleteText());
+        ++deleted;
+    }
+    EXPECT_EQ(deleted, 1);
+    EXPECT_EQ(utf8(access.document().mainStory().text), "one  twothree\r\r\r\rfour\ffive\r");
+
+    Range again = access.content();
+    again.find().setText(u"^p^p");
+    again.find().setReplacementText(u"^p");
+    for (int i = 0; i < 10; ++i)
+        again.replaceAll();
+    EXPECT_EQ(utf8(access.document().mainStory().text), "one  twothree\rfour\ffive\r");
+    EXPECT_EQ(access.undoDepth(), 4u); // page breaks, one deletion, two passes of joins
+    EXPECT_EQ(access.document().sections.front().end, 19u);
+    EXPECT_TRUE(access.undo(4));
+    EXPECT_EQ(utf8(access.document().mainStory().text), "one\ftwo\r \rthree\r\r\r\rfour\ffive\r");
+    EXPECT_EQ(access.document().sections.front().end, 24u);
+    EXPECT_FALSE(access.undo());
+}
+
+TEST(DocumentAccess, UndoRestoresMixedFormattingAndSectionEnds)
+{
+    DocumentBuilder b("rtf");
+    const CharFormat bold = boldFormat();
+    appendRuns(b, {{u"Mi"}, {u"xed", bold}, {u" words"}});
+    b.endSection(SectionFormat{}, HeaderFooterRefs{}, 0, 0);
+    appendRuns(b, {{u"Two", bold}, {u"\r"}});
+    DocumentAccess access(b.finish(SectionFormat{}, HeaderFooterRefs{}));
+    const Document before = access.document();
+
+    // Every character, the section break included, becomes "BB" in one formatting.
+    Range content = access.content();
+    content.find().setText(u"[!^13]");
+    content.find().setSyntax(W);
+    content.find().setReplacementText(u"BB");
+    EXPECT_EQ(content.replaceAll().replaced, 15);
+    // A word made of mixed formatting takes its first character's.
+    Range words = access.content();
+    words.find().setText(u"<*>");
+    words.find().setSyntax(W);
+    words.find().setReplacementText(u"W");
+    EXPECT_GT(words.replaceAll().replaced, 0);
+    EXPECT_EQ(access.undoDepth(), 2u);
+
+    EXPECT_TRUE(access.undo(2));
+    expectSameStory(access.document().mainStory(), before.mainStory());
+    ASSERT_EQ(access.document().sections.size(), before.sections.size());
+    for (size_t i = 0; i < before.sections.size(); ++i)
+        EXPECT_EQ(access.document().sections[i].end, before.sections[i].end);
+    EXPECT_FALSE(access.undo(1));
+}
+
+TEST(DocumentAccess, HeadersAndFootersResolveInheritance)
+{
+    DocumentBuilder b("rtf");
+    const StoryId head = b.newStory(StoryType::PrimaryHeader);
+    b.setStory(head);
+    appendRuns(b, {{u"Head\r"}});
+    const StoryId firstFoot = b.newStory(StoryType::FirstPageFooter);
+    b.setStory(firstFoot);
+    appendRuns(b, {{u"First foot\r"}});
+    const StoryId even = b.newStory(StoryType::EvenPagesHeader);
+    b.setStory(even);
+    appendRuns(b, {{u"Even\r"}});
+    b.setStory(0);
+    appendRuns(b, {{u"Section one"}});
+    HeaderFooterRefs one;
+    one.headers[0] = static_cast<int32_t>(head);
+    one.footers[1] = static_cast<int32_t>(firstFoot);
+    b.endSection(SectionFormat{}, one, 0, 0);
+    appendRuns(b, {{u"Section two\r"}});
+    HeaderFooterRefs two;
+    two.headers[2] = static_cast<int32_t>(even);
+    DocumentAccess access(b.finish(SectionFormat{}, two));
+
+    ASSERT_EQ(access.sectionsCount(), 2u);
+    EXPECT_EQ(utf8(access.sectionRange(1).text()), "Section one\f");
+    EXPECT_EQ(utf8(access.sectionRange(2).text()), "Section two\r");
+    struct Case {
+        size_t section;
+        bool header;
+        int index;
+        const char* text; // nullptr: no story anywhere
+    } cases[] = {
+        {1, true, 1, "Head\r"},  {1, true, 2, nullptr},  {1, true, 3, nullptr},
+        {2, true, 1, "Head\r"},  {2, true, 2, nullptr},  {2, true, 3, "Even\r"},
+        {1, false, 1, nullptr},  {1, false, 2, "First foot\r"}, {2, false, 2, "First foot\r"},
+        {1, true, 0, nullptr},   {1, true, 4, nullptr},  {3, true, 1, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.section) + (c.header ? " header " : " footer ") + std::to_string(c.index));
+        HeadersFooters list = c.header ? access.headers(c.section) : access.footers(c.section);
+        EXPECT_EQ(list.count(), 3);
+        Range r = list.item(c.index);
+        EXPECT_EQ(r.exists(), c.text != nullptr);
+        EXPECT_EQ(utf8(r.text()), c.text ? c.text : "");
+        if (!c.text) {
+            EXPECT_EQ(r.charactersCount(), 0);
+            r.find().setText(u"x");
+            EXPECT_FALSE(r.findNext().found);
+        }
+    }
+    // A header range has its own find state and edits only its own story.
+    Range header = access.headers(2).item(1);
+    Compared c = replaceAndCompare(header, u"[!^13- ]", W, u"BB", false);
+    EXPECT_EQ(c.replaced, 4);
+    EXPECT_EQ(c.growth, 4);
+    EXPECT_EQ(utf8(access.document().mainStory().text), "Section one\fSection two\r");
+    access.undo();
+    EXPECT_EQ(utf8(access.headers(1).item(1).text()), "Head\r");
+}
+
+TEST(DocumentAccess, SelectionExtendsToTheLineEndAndDeletes)
+{
+    struct Case {
+        std::u16string_view text;
+        const char* firstLine;
+        const char* afterDelete;
+    } cases[] = {
+        {u"first\u000Bsecond\rnext\r", "first\u000B", "second\rnext\r"},
+        {u"\rnext\r", "\r", "next\r"},
+        {u"only\r", "only\r", "\r"},        // the story's last mark stays
+        {u"", "\r", "\r"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.text));
+        DocumentAccess access(makeDocument(c.text));
+        Selection& sel = access.selection();
+        sel.homeKeyStory();
+        sel.endKeyLineExtend();
+        EXPECT_EQ(utf8(sel.text()), c.firstLine);
+        sel.deleteText();
+        EXPECT_EQ(utf8(access.document().mainStory().text), c.afterDelete);
+        EXPECT_EQ(sel.start(), 0u);
+        EXPECT_EQ(sel.end(), 0u);
+    }
+}
+
+TEST(DocumentAccess, CollapsedDeleteRemovesTheNextCharacterButNotCellMarks)
+{
+    DocumentBuilder b("rtf");
+    const uint32_t plain = b.charFormat(CharFormat{});
+    b.beginTable();
+    b.beginRow();
+    b.beginCell();
+    b.appendText(u"c", plain);
+    b.endCell(0, plain);
+    b.endRow(TableRowFormat{}, plain);
+    b.endTable();
+    appendRuns(b, {{u"after\r"}});
+    DocumentAccess access(b.finish(SectionFormat{}, HeaderFooterRefs{}));
+    EXPECT_EQ(access.tablesCount(), 1);
+    EXPECT_EQ(access.content().tablesCount(), 1);
+    Selection& sel = access.selection();
+    sel.homeKeyStory();
+    EXPECT_TRUE(sel.deleteText());  // "c"
+    EXPECT_FALSE(sel.deleteText()); // the cell mark stays
+    EXPECT_EQ(access.tablesCount(), 1);
+    EXPECT_TRUE(access.undo());
+    EXPECT_EQ(utf8(access.document().mainStory().text).substr(0, 1), "c");
+}
+
+namespace {
+class FixedLayout : public LayoutProvider {
+public:
+    LayoutFigures measure(const Document&, size_t story) override { return {story == 0 ? 42 : 2, 3, {}}; }
+};
+} // namespace
+
+TEST(DocumentAccess, StatisticsComeFromWordCountAndTheLayout)
+{
+    DocumentAccess access(makeDocument(u"06/30/2003 well-known words\r\rsecond\r"));
+    const WordStatistics stats = computeWordStatistics(access.document());
+    EXPECT_EQ(access.builtInProperty(BuiltInProperty::Characters).value, stats.characters);
+    EXPECT_EQ(access.builtInProperty(BuiltInProperty::CharactersWithSpaces).value, stats.charactersWithSpaces);
+    EXPECT_EQ(access.builtInProperty(BuiltInProperty::Words).value, 4); // Word counts the date as one word
+    EXPECT_EQ(access.builtInProperty(BuiltInProperty::Paragraphs).value, 2);
+    EXPECT_EQ(access.content().wordsCount(), 7); // our "<*>" words split both
+
+    // Without a layout, lines and pages are an error, never a guess.
+    for (BuiltInProperty p : {BuiltInProperty::Lines, BuiltInProperty::Pages}) {
+        StatisticOutcome s = access.builtInProperty(p);
+        EXPECT_FALSE(s.ok());
+        EXPECT_EQ(s.value, 0);
+    }
+    EXPECT_FALSE(access.storyLines(0).ok());
+    EXPECT_FALSE(access.builtInProperty(static_cast<BuiltInProperty>(99)).ok());
+
+    FixedLayout layout;
+    access.setLayoutProvider(&layout);
+    EXPECT_EQ(access.builtInProperty(BuiltInProperty::Lines).value, 42);
+    EXPECT_EQ(access.builtInProperty(BuiltInProperty::Pages).value, 3);
+    EXPECT_EQ(access.storyLines(0).value, 42);
+    EXPECT_FALSE(access.storyLines(7).ok());
+}

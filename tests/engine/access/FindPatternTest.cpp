@@ -1,0 +1,204 @@
+// Find patterns on plain text: what each syntax matches, what it rejects, and that matching stays linear.
+#include "engine/access/FindPattern.h"
+#include "engine/access/WordCharacters.h"
+#include "TestDocuments.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <vector>
+
+using namespace qm::engine;
+using qm::engine::testing::utf8;
+
+namespace {
+
+// Every match left to right, each search starting where the last match ended.
+std::vector<std::u16string> matches(std::u16string_view pattern, PatternSyntax syntax, std::u16string_view text)
+{
+    CompiledPattern c = FindPattern::compile(pattern, syntax);
+    EXPECT_TRUE(c.pattern) << c.error;
+    std::vector<std::u16string> found;
+    if (!c.pattern)
+        return found;
+    MatchSubject subject{text};
+    uint32_t pos = 0;
+    while (auto m = c.pattern->search(subject, pos, static_cast<uint32_t>(text.size()))) {
+        found.emplace_back(text.substr(m->start, m->end - m->start));
+        pos = m->end;
+    }
+    return found;
+}
+
+struct MatchCase {
+    std::u16string_view pattern;
+    PatternSyntax syntax;
+    std::u16string_view text;
+    std::vector<std::u16string> expected;
+};
+
+void check(const std::vector<MatchCase>& cases)
+{
+    for (const MatchCase& c : cases) {
+        SCOPED_TRACE("pattern \"" + utf8(c.pattern) + "\" on \"" + utf8(c.text) + "\"");
+        EXPECT_EQ(matches(c.pattern, c.syntax, c.text), c.expected);
+    }
+}
+
+constexpr PatternSyntax W = PatternSyntax::Wildcards;
+constexpr PatternSyntax L = PatternSyntax::Literal;
+
+} // namespace
+
+// The patterns the measurements count with, on text holding Word's marks.
+TEST(FindPattern, CountingPatterns)
+{
+    check({
+        // Words: hyphens and slashes split, an inner apostrophe joins, punctuation is no word.
+        {u"<*>", W, u"well-known 06/30/2003, don't 'x' na\u00EFve \u041C\u0438\u0440\r",
+         {u"well", u"known", u"06", u"30", u"2003", u"don't", u"x", u"na\u00EFve", u"\u041C\u0438\u0440"}},
+        {u"<*>", W, u"  \r\t.\r", {}},
+        {u"<*>", W, u"end", {u"end"}}, // a word ending the text
+        // Codes 13 to 32 excluded: tab (9), line break (11) and page break (12) are below 13 and match.
+        {u"[!^13- ]", W, u"a b\tc\u000B\u000C\r", {u"a", u"b", u"\t", u"c", u"\u000B", u"\u000C"}},
+        {u"[!^13]", W, u"a b\r\r", {u"a", u" ", u"b"}},
+        {u"^13", W, u"a\r\rb\r", {u"\r", u"\r", u"\r"}},
+        {u"[A-Z]", W, u"AbC \u00C4Z", {u"A", u"C", u"Z"}}, // range by code: no accented capitals
+        {u"^t", W, u"a\tb\t\t", {u"\t", u"\t", u"\t"}},
+        // Cell marks are never found, whatever the pattern.
+        {u"[!^13]", W, u"a\u0007b\r", {u"a", u"b"}},
+    });
+}
+
+TEST(FindPattern, WildcardOperators)
+{
+    check({
+        {u"a*b", W, u"aXbYb aab", {u"aXb", u"aab"}},           // * takes the shortest run
+        {u"a@", W, u"caaat a", {u"aaa", u"a"}},                 // @ takes the longest
+        {u"[0-9]{2}", W, u"12345", {u"12", u"34"}},
+        {u"[0-9]{2,3}", W, u"1 12 1234", {u"12", u"123"}},
+        {u"[0-9]{2,}", W, u"1 12345", {u"12345"}},
+        {u"(ab)@", W, u"ababx ab", {u"abab", u"ab"}},
+        {u"<(inter)", W, u"interesting splintered inter", {u"inter", u"inter"}},
+        {u"(ing)>", W, u"singing ingot", {u"ing"}},
+        {u"?", W, u"ab", {u"a", u"b"}},
+        {u"\\[x\\]", W, u"[x] x", {u"[x]"}},
+        {u"[\\[\\]]", W, u"a[b]", {u"[", u"]"}},
+        {u"[!a-z]", W, u"aB1c", {u"B", u"1"}},
+        {u"[a-]", W, u"b-a", {u"-", u"a"}},                    // a dash before ] is itself
+        {u"abc", W, u"ABC abc", {u"abc"}},                      // wildcards match case
+        {u"^0150^u8212", W, u"\u2013\u2014", {u"\u2013\u2014"}},
+        {u"^12", W, u"a\u000Cb", {u"\u000C"}},
+        {u"<*>", W, u"it's 3'4", {u"it's", u"3'4"}},
+    });
+}
+
+TEST(FindPattern, LiteralSyntax)
+{
+    check({
+        {u"abc", L, u"ABC abc aBc", {u"ABC", u"abc", u"aBc"}},  // match case off
+        {u"\u00C9T\u00C9", L, u"\u00E9t\u00E9", {u"\u00E9t\u00E9"}},
+        {u"a*b?", L, u"aXb a*b?", {u"a*b?"}},                  // no wildcards without wildcards
+        {u"^p ^p", L, u"a\r \rb\r \r", {u"\r \r", u"\r \r"}},
+        {u"^p^p", L, u"\r\r\r", {u"\r\r"}},                    // no overlap
+        {u"^p^p", L, u"\r\r\r\r", {u"\r\r", u"\r\r"}},         // adjacent
+        {u"^13", L, u"a\rb", {u"\r"}},
+        {u"^t^l^s^~^-", L, u"\t\u000B\u00A0\u001E\u001F", {u"\t\u000B\u00A0\u001E\u001F"}},
+        {u"a^?c", L, u"abc a\rc", {u"abc", u"a\rc"}},
+        {u"^#^$", L, u"1a a1 2B", {u"1a", u"2B"}},
+        {u"x^wy", L, u"x \t\u00A0y xy", {u"x \t\u00A0y"}},
+        {u"^^", L, u"a^b", {u"^"}},
+        {u"aa", L, u"aaa", {u"aa"}},                           // overlapping: left match wins
+    });
+}
+
+TEST(FindPattern, InvalidTextsAreRejectedWithAReason)
+{
+    struct Case {
+        std::u16string pattern;
+        PatternSyntax syntax;
+    } cases[] = {
+        {u"", W}, {u"[abc", W}, {u"[z-a]", W}, {u"[]", W}, {u"a{3,2}", W}, {u"a{", W}, {u"a{x}", W},
+        {u"a{256}", W}, {u"(a", W}, {u"a)", W}, {u"()", W}, {u"@", W}, {u"*@", W}, {u"<{2}", W},
+        {u"a@@", W}, {u"^p", W}, {u"[^p]", W}, {u"^q", W}, {u"a\\", W}, {u"^", L}, {u"^300", W},
+        {u"^u", L}, {u"^&", L}, {std::u16string(256, u'a'), L},
+        {u"(((a{255}){255}){255})", W}, // would unroll to millions of instructions
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.pattern));
+        CompiledPattern compiled = FindPattern::compile(c.pattern, c.syntax);
+        EXPECT_FALSE(compiled.pattern);
+        EXPECT_FALSE(compiled.error.empty());
+    }
+}
+
+// A backtracking matcher takes exponential time on these; ours must not.
+TEST(FindPattern, NestedRepetitionStaysLinear)
+{
+    const std::u16string text(20000, u'a');
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(matches(u"(a@)@b", W, text).empty());
+    EXPECT_TRUE(matches(u"*a*a*a*a*a*b", W, text).empty());
+    EXPECT_TRUE(matches(u"(a{1,9}){1,9}b", W, text).empty());
+    EXPECT_EQ(matches(u"<*>", W, text).size(), 1u);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST(FindPattern, MatchesStayInsideTheSearchedStretch)
+{
+    CompiledPattern c = FindPattern::compile(u"<*>", W);
+    ASSERT_TRUE(c.pattern);
+    const std::u16string text = u"alpha beta";
+    MatchSubject subject{text};
+    // A word cut by the end of the stretch is not found (its end is outside).
+    EXPECT_FALSE(c.pattern->search(subject, 0, 3));
+    // Word boundaries look at the text outside the stretch: "pha" does not start a word.
+    auto m = c.pattern->search(subject, 2, 10);
+    ASSERT_TRUE(m);
+    EXPECT_EQ(m->start, 6u);
+}
+
+TEST(Replacement, ExpandsGroupsMarksAndTheFoundText)
+{
+    struct Case {
+        std::u16string_view pattern, replacement;
+        PatternSyntax syntax;
+        std::u16string_view text, expected;
+    } cases[] = {
+        {u"(a)(b)", u"\\2\\1", W, u"ab", u"ba"},
+        {u"<*>", u"^&^&", W, u"hi", u"hihi"},
+        {u"x", u"^p^t^m^l^s^^", L, u"x", u"\r\t\u000C\u000B\u00A0^"},
+        {u"x", u"\\1", L, u"x", u"\\1"},          // no groups without wildcards
+        {u"(x)", u"\\3", W, u"x", u""},          // a group the pattern lacks is empty
+        {u"x", u"^013^0150", W, u"x", u"\r\u2013"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(utf8(c.pattern) + " -> " + utf8(c.replacement));
+        CompiledPattern p = FindPattern::compile(c.pattern, c.syntax);
+        CompiledReplacement r = Replacement::compile(c.replacement, c.syntax);
+        ASSERT_TRUE(p.pattern && r.replacement) << p.error << r.error;
+        auto m = p.pattern->search(MatchSubject{c.text}, 0, static_cast<uint32_t>(c.text.size()));
+        ASSERT_TRUE(m);
+        EXPECT_EQ(r.replacement->expand(c.text, *m), c.expected);
+    }
+    EXPECT_FALSE(Replacement::compile(u"^c", L).replacement);
+}
+
+TEST(WordCharacters, ClassesAndCaseFolding)
+{
+    for (char16_t c : std::u16string(u"aZ09\u00E9\u0416\u05D0\u0627\u4E2D\u0301\u3005"))
+        EXPECT_TRUE(isLetterOrDigit(c)) << int(c);
+    for (char16_t c : std::u16string(u" -_.,;'\u00A0\u2019\u2014\u201C\u3001\uF020\u00D7\r\t"))
+        EXPECT_FALSE(isLetterOrDigit(c)) << int(c);
+    // An emoji (a surrogate pair) is no word character; a supplementary letter is.
+    EXPECT_FALSE(isWordCharacterAt(u"\U0001F600", 0));
+    EXPECT_TRUE(isWordCharacterAt(u"\U00020000", 1));
+    EXPECT_EQ(foldCase(u'A'), u'a');
+    EXPECT_EQ(foldCase(u'\u00C9'), u'\u00E9');
+    EXPECT_EQ(foldCase(u'\u0100'), u'\u0101');
+    EXPECT_EQ(foldCase(u'\u0139'), u'\u013A');
+    EXPECT_EQ(foldCase(u'\u0416'), u'\u0436');
+    EXPECT_EQ(foldCase(u'\u0401'), u'\u0451');
+    EXPECT_EQ(foldCase(u'\u03A3'), u'\u03C3');
+    EXPECT_EQ(foldCase(u'\u00DF'), u'\u00DF');
+}

@@ -1,0 +1,115 @@
+// ReadINI, WriteINI and ReplaceText on real files in a temporary folder.
+#include "settings/IniRW.h"
+
+#include "TempFolder.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::settings;
+using qm::settings::test::readBytes;
+using qm::settings::test::TempFolder;
+using qm::settings::test::writeBytes;
+
+// The scan examines each starting position of the original text once and
+// does not skip the inserted text, so overlapping runs collapse only
+// partly; a "replace all" would give different answers for most rows.
+TEST(ReplaceText, KeepsTheSingleScanQuirks)
+{
+    struct Case
+    {
+        const char* text;
+        const char* search;
+        const char* replacement;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"C:\\\\Options.ini", "\\\\", "\\", "C:\\Options.ini"},
+        {"a\\\\\\b", "\\\\", "\\", "a\\\\b"},                   // three become two
+        {"a\\\\\\\\b", "\\\\", "\\", "a\\\\b"},                 // four become two
+        {"\\\\server\\share", "\\\\", "\\", "\\server\\share"}, // the start is collapsed too
+        {"abc", "abcd", "x", "abc"},                            // shorter than the search
+        {"", "x", "y", ""},
+        {"aaa", "a", "aa", "aaaaaa"}, // growth is not rescanned
+        {"aaaa", "aa", "a", "aa"},
+        {"xyxy", "xy", "", "xy"},    // the second match starts at an examined position
+        {"x/y", "/", "//", "x///y"}, // the inserted text is scanned again
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(ReplaceText(c.text, c.search, c.replacement), c.expected);
+    }
+}
+
+TEST(IniRW, FilePathRule)
+{
+    SettingsContext context{"/opt/qm"};
+    EXPECT_EQ(iniFilePath(context, "Options"), "/opt/qm/Options.ini");
+    context.folder = "/opt/qm/";
+    EXPECT_EQ(iniFilePath(context, "Options"), "/opt/qm/Options.ini");
+    context.folder = "/";
+    EXPECT_EQ(iniFilePath(context, "Profiles"), "/Profiles.ini");
+    EXPECT_EQ(iniFilePath(context, "Profiles", "/elsewhere//x.cfg"), "/elsewhere//x.cfg");
+}
+
+// The write rule decides between storing, deleting a key and deleting a
+// section; each row is one of those, checked by reading the file back.
+TEST(IniRW, WriteRuleStoresOrDeletes)
+{
+    struct Case
+    {
+        const char* what;
+        const char* section;
+        const char* key;
+        const char* value;
+        std::string expectedFile;
+    };
+    const std::string start = "[MAIN]\r\nCity=Boston\r\nZip=02134\r\n\r\n[Acme]\r\nCity=Austin\r\n";
+    const Case cases[] = {
+        {"store replaces", "MAIN", "City", "Denver",
+         "[MAIN]\r\nCity=Denver\r\nZip=02134\r\n\r\n[Acme]\r\nCity=Austin\r\n"},
+        {"empty value deletes the key", "MAIN", "City", "",
+         "[MAIN]\r\nZip=02134\r\n\r\n[Acme]\r\nCity=Austin\r\n"},
+        {"empty key deletes the section", "Acme", "", "ignored",
+         "[MAIN]\r\nCity=Boston\r\nZip=02134\r\n\r\n"},
+        {"empty key and value delete the section", "main", "", "", "[Acme]\r\nCity=Austin\r\n"},
+        {"deleting an absent key is no change", "MAIN", "Fax", "", start},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TempFolder folder;
+        SettingsContext context{folder.path()};
+        writeBytes(folder / "Options.ini", start);
+        EXPECT_EQ(WriteINI(context, "Options", c.section, c.key, c.value), 1);
+        EXPECT_EQ(readBytes(folder / "Options.ini"), c.expectedFile);
+    }
+}
+
+TEST(IniRW, MissingThingsReadAsTheDefault)
+{
+    TempFolder folder;
+    SettingsContext context{folder.path()};
+    EXPECT_EQ(ReadINI(context, "Options", "MAIN", "VerChk", "1"), "1");
+    ASSERT_EQ(WriteINI(context, "Options", "MAIN", "Zip", "02134"), 1);
+    EXPECT_EQ(readBytes(folder / "Options.ini"), "[MAIN]\r\nZip=02134\r\n");
+    EXPECT_EQ(ReadINI(context, "Options", "MAIN", "VerChk", "1"), "1");
+    EXPECT_EQ(ReadINI(context, "Options", "OTHER", "Zip", "none"), "none");
+    ASSERT_EQ(WriteINI(context, "Options", "MAIN", "Zip", ""), 1);
+    EXPECT_EQ(ReadINI(context, "Options", "MAIN", "Zip", "gone"), "gone");
+}
+
+// The Windows service fills a buffer of 2048 characters, so a long value
+// (or default) comes back cut to 2047; one past and one short of the edge.
+TEST(IniRW, ReadCutsAtTheBufferSize)
+{
+    TempFolder folder;
+    SettingsContext context{folder.path()};
+    for (size_t length : {2046u, 2047u, 2048u, 3000u}) {
+        SCOPED_TRACE(length);
+        const std::string value(length, 'v');
+        ASSERT_EQ(WriteINI(context, "Options", "MAIN", "Long", value), 1);
+        EXPECT_EQ(ReadINI(context, "Options", "MAIN", "Long", ""),
+                  value.substr(0, std::min<size_t>(length, 2047)));
+        EXPECT_EQ(ReadINI(context, "Options", "MAIN", "Absent", value).size(),
+                  std::min<size_t>(length, 2047));
+    }
+}
