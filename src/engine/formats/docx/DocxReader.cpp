@@ -95,9 +95,11 @@ struct Field {
 struct StoryContext {
     const Part* part = nullptr;
     std::vector<Field> fields;
+    uint32_t inInstruction = 0; ///< open fields still in their instruction: nothing shows
     uint32_t fieldOverflow = 0; ///< fields nested past the limit, still to be closed
     bool isMain = false;
     bool inNote = false;
+    std::vector<std::string> tableStyles; ///< of the open tables, innermost last
     // A paragraph whose mark was deleted as a tracked change runs on into
     // the next one; its format is kept in case nothing follows.
     bool pendingMark = false;
@@ -132,6 +134,11 @@ private:
 
     void flushPendingMark();
     bool suppressed() const;
+    const std::string& tableStyle() const
+    {
+        static const std::string none;
+        return m_ctx->tableStyles.empty() ? none : m_ctx->tableStyles.back();
+    }
     void emit(std::u16string_view text, uint32_t charFormat);
     void emitChar(char16_t c, uint32_t charFormat) { emit(std::u16string_view(&c, 1), charFormat); }
     static pugi::xml_node chooseAlternate(const pugi::xml_node& alternateContent);
@@ -151,6 +158,7 @@ private:
     struct NoteSource {
         Part part;
         std::map<std::string, pugi::xml_node> byId;
+        std::map<std::string, int32_t> read; // note id -> note index, each note read once
         int32_t story = -1;
         bool tried = false;
     };
@@ -259,7 +267,7 @@ void DocxReader::readAppProperties(const Relationships& packageRels)
 
 bool DocxReader::suppressed() const
 {
-    return std::any_of(m_ctx->fields.begin(), m_ctx->fields.end(), [](const Field& f) { return f.inInstruction; });
+    return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0;
 }
 
 void DocxReader::emit(std::u16string_view text, uint32_t charFormat)
@@ -330,15 +338,16 @@ void DocxReader::readParagraph(const pugi::xml_node& p)
     const pugi::xml_node markPr = child(pPr, "rPr");
     const std::string markStyle(value(child(markPr, "rStyle"), "val"));
     const RunProps markProps = docx::parseRunProps(markPr, m_theme);
-    const uint32_t markFormat = m_b.charFormat(m_styles.runFormat(style, markStyle, markProps));
+    const uint32_t markFormat = m_b.charFormat(m_styles.runFormat(style, markStyle, markProps, tableStyle()));
     const bool markDeleted = child(markPr, "del") || child(markPr, "moveFrom");
 
-    ParaFormat pf = m_styles.paraFormat(style, label.para, direct);
+    ParaFormat pf = m_styles.paraFormat(style, label.para, direct, tableStyle());
     if (!label.text.empty()) {
         pf.listLabel = label.text;
         RunProps labelProps = label.run;
         labelProps.overlay(markProps);
-        pf.listLabelCharFormat = static_cast<int32_t>(m_b.charFormat(m_styles.runFormat(style, markStyle, labelProps)));
+        pf.listLabelCharFormat =
+            static_cast<int32_t>(m_b.charFormat(m_styles.runFormat(style, markStyle, labelProps, tableStyle())));
     }
     const uint32_t paraFormat = m_b.paraFormat(pf);
 
@@ -390,7 +399,7 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
     std::optional<uint32_t> format;
     auto cf = [&] {
         if (!format)
-            format = m_b.charFormat(m_styles.runFormat(paraStyle, charStyle, props));
+            format = m_b.charFormat(m_styles.runFormat(paraStyle, charStyle, props, tableStyle()));
         return *format;
     };
     for (pugi::xml_node e = parent.first_child(); e; e = e.next_sibling()) {
@@ -442,18 +451,25 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
         } else if (n == "fldChar") {
             const std::string_view type = value(e, "fldCharType");
             if (type == "begin") {
-                if (m_ctx->fields.size() < m_b.limits().maxNestingDepth)
+                if (m_ctx->fields.size() < m_b.limits().maxNestingDepth) {
                     m_ctx->fields.push_back(Field{});
-                else
+                    ++m_ctx->inInstruction;
+                } else {
                     ++m_ctx->fieldOverflow;
+                }
             } else if (type == "separate") {
-                if (m_ctx->fieldOverflow == 0 && !m_ctx->fields.empty())
+                if (m_ctx->fieldOverflow == 0 && !m_ctx->fields.empty() && m_ctx->fields.back().inInstruction) {
                     m_ctx->fields.back().inInstruction = false;
+                    --m_ctx->inInstruction;
+                }
             } else if (type == "end") {
-                if (m_ctx->fieldOverflow > 0)
+                if (m_ctx->fieldOverflow > 0) {
                     --m_ctx->fieldOverflow;
-                else if (!m_ctx->fields.empty())
+                } else if (!m_ctx->fields.empty()) {
+                    if (m_ctx->fields.back().inInstruction)
+                        --m_ctx->inInstruction;
                     m_ctx->fields.pop_back();
+                }
             }
         } else if (n == "footnoteReference" || n == "endnoteReference" || n == "commentReference") {
             if (suppressed())
@@ -577,9 +593,14 @@ void DocxReader::readNoteReference(NoteKind kind, const pugi::xml_node& ref, uin
                     src.byId.try_emplace(std::string(value(n, "id")), n);
         }
     }
-    auto it = src.byId.find(std::string(value(ref, "id")));
+    const std::string id(value(ref, "id"));
+    auto it = src.byId.find(id);
     int32_t noteIndex = -1;
-    if (it != src.byId.end()) {
+    if (auto done = src.read.find(id); done != src.read.end()) {
+        // A second reference to one note shows the mark again but must not
+        // copy the note's text: that would let a small file grow without bound.
+        noteIndex = done->second;
+    } else if (it != src.byId.end()) {
         if (src.story < 0) {
             const StoryType type = kind == NoteKind::Footnote ? StoryType::Footnotes
                                    : kind == NoteKind::Endnote ? StoryType::Endnotes
@@ -608,6 +629,7 @@ void DocxReader::readNoteReference(NoteKind kind, const pugi::xml_node& ref, uin
         --m_storyNesting;
         m_ctx = outer;
         noteIndex = m_b.addNote(note);
+        src.read.emplace(id, noteIndex);
     } else {
         m_b.diagnose("docx.note", Severity::Warning, m_main.name, "a note reference points to no note");
     }
@@ -756,8 +778,9 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             }
         }
     }
+    std::string style(value(child(tblPr, "tblStyle"), "val"));
+    m_ctx->tableStyles.push_back(style.empty() ? m_styles.defaultTableStyle() : style);
     m_b.beginTable();
-    std::vector<pugi::xml_node> stack;
     // Rows may sit inside content controls or custom XML around them.
     auto readRows = [&](auto& self, const pugi::xml_node& parent) -> void {
         for (pugi::xml_node e = parent.first_child(); e && !m_b.limitReached(); e = e.next_sibling()) {
@@ -772,6 +795,7 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
     };
     readRows(readRows, tbl);
     m_b.endTable();
+    m_ctx->tableStyles.pop_back();
 }
 
 void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase)

@@ -294,10 +294,15 @@ void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
         if (!is(s, "style"))
             continue;
         const std::string_view type = value(s, "type");
-        if (type != "paragraph" && type != "character")
-            continue;
         Style style;
-        style.paragraph = type == "paragraph";
+        if (type == "paragraph")
+            style.kind = Kind::Paragraph;
+        else if (type == "character")
+            style.kind = Kind::Character;
+        else if (type == "table")
+            style.kind = Kind::Table;
+        else
+            continue;
         style.name = value(child(s, "name"), "val");
         style.basedOn = value(child(s, "basedOn"), "val");
         if (pugi::xml_node rPr = child(s, "rPr"))
@@ -305,77 +310,80 @@ void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
         if (pugi::xml_node pPr = child(s, "pPr"))
             style.para = parseParaProps(pPr);
         std::string id(value(s, "styleId"));
-        // Paragraph and character styles share one id space in Word; a clash
-        // keeps the first, as Word does when it opens such a file.
         if (truthy(value(s, "default"))) {
-            if (style.paragraph && m_defaultParagraph.empty())
-                m_defaultParagraph = id;
-            if (!style.paragraph && m_defaultCharacter.empty())
-                m_defaultCharacter = id;
+            std::string& slot = style.kind == Kind::Paragraph ? m_defaultParagraph
+                                : style.kind == Kind::Character ? m_defaultCharacter
+                                                                : m_defaultTable;
+            if (slot.empty())
+                slot = id;
         }
+        // Paragraph, character and table styles share one id space in Word;
+        // a clash keeps the first.
         m_styles.try_emplace(std::move(id), std::move(style));
     }
 }
 
-const Styles::Style* Styles::find(const std::string& id, bool paragraph) const
+const Styles::Style* Styles::find(const std::string& id, Kind kind) const
 {
     auto it = m_styles.find(id);
-    if (it != m_styles.end() && it->second.paragraph == paragraph)
+    if (it != m_styles.end() && it->second.kind == kind)
         return &it->second;
-    const std::string& fallback = paragraph ? m_defaultParagraph : m_defaultCharacter;
+    const std::string& fallback = kind == Kind::Paragraph ? m_defaultParagraph
+                                  : kind == Kind::Character ? m_defaultCharacter
+                                                            : m_defaultTable;
     if (fallback.empty() || fallback == id)
         return nullptr;
     it = m_styles.find(fallback);
-    return it != m_styles.end() && it->second.paragraph == paragraph ? &it->second : nullptr;
+    return it != m_styles.end() && it->second.kind == kind ? &it->second : nullptr;
 }
 
-RunProps Styles::chainRun(const std::string& id, bool paragraph) const
+std::vector<const Styles::Style*> Styles::chain(const std::string& id, Kind kind) const
 {
-    auto key = std::make_pair(id, paragraph);
+    std::vector<const Style*> out;
+    for (const Style* s = find(id, kind); s && out.size() < MaxChain;) {
+        if (std::find(out.begin(), out.end(), s) != out.end())
+            break;
+        out.push_back(s);
+        auto it = s->basedOn.empty() ? m_styles.end() : m_styles.find(s->basedOn);
+        s = it != m_styles.end() && it->second.kind == kind ? &it->second : nullptr;
+    }
+    return out;
+}
+
+RunProps Styles::chainRun(const std::string& id, Kind kind) const
+{
+    auto key = std::make_pair(id, kind);
     if (auto it = m_runCache.find(key); it != m_runCache.end())
         return it->second;
-    std::vector<const Style*> chain;
-    for (const Style* s = find(id, paragraph); s && chain.size() < MaxChain; ) {
-        if (std::find(chain.begin(), chain.end(), s) != chain.end())
-            break;
-        chain.push_back(s);
-        auto it = s->basedOn.empty() ? m_styles.end() : m_styles.find(s->basedOn);
-        s = it != m_styles.end() && it->second.paragraph == paragraph ? &it->second : nullptr;
-    }
+    const std::vector<const Style*> styles = chain(id, kind);
     RunProps out;
-    for (auto it = chain.rbegin(); it != chain.rend(); ++it)
+    for (auto it = styles.rbegin(); it != styles.rend(); ++it)
         out.overlay((*it)->run);
     m_runCache.emplace(key, out);
     return out;
 }
 
-ParaProps Styles::chainPara(const std::string& id) const
+ParaProps Styles::chainPara(const std::string& id, Kind kind) const
 {
-    if (auto it = m_paraCache.find(id); it != m_paraCache.end())
+    auto key = std::make_pair(id, kind);
+    if (auto it = m_paraCache.find(key); it != m_paraCache.end())
         return it->second;
-    std::vector<const Style*> chain;
-    for (const Style* s = find(id, true); s && chain.size() < MaxChain; ) {
-        if (std::find(chain.begin(), chain.end(), s) != chain.end())
-            break;
-        chain.push_back(s);
-        auto it = s->basedOn.empty() ? m_styles.end() : m_styles.find(s->basedOn);
-        s = it != m_styles.end() && it->second.paragraph ? &it->second : nullptr;
-    }
+    const std::vector<const Style*> styles = chain(id, kind);
     ParaProps out;
-    for (auto it = chain.rbegin(); it != chain.rend(); ++it)
+    for (auto it = styles.rbegin(); it != styles.rend(); ++it)
         out.overlay((*it)->para);
-    m_paraCache.emplace(id, out);
+    m_paraCache.emplace(key, out);
     return out;
 }
 
 ParaProps Styles::styleParaProps(const std::string& paraStyle) const
 {
-    return chainPara(paraStyle);
+    return chainPara(paraStyle, Kind::Paragraph);
 }
 
 std::string Styles::displayName(const std::string& styleId) const
 {
-    const Style* s = find(styleId, true);
+    const Style* s = find(styleId, Kind::Paragraph);
     if (!s)
         return "Normal";
     // Word shows its built-in names capitalised ("heading 1" is "Heading 1").
@@ -385,11 +393,14 @@ std::string Styles::displayName(const std::string& styleId) const
     return name;
 }
 
-CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct) const
+CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
+                             const std::string& tableStyle) const
 {
-    const RunProps para = chainRun(paraStyle, true);
-    const RunProps chars = charStyle.empty() ? RunProps{} : chainRun(charStyle, false);
+    const RunProps table = tableStyle.empty() ? RunProps{} : chainRun(tableStyle, Kind::Table);
+    const RunProps para = chainRun(paraStyle, Kind::Paragraph);
+    const RunProps chars = charStyle.empty() ? RunProps{} : chainRun(charStyle, Kind::Character);
     RunProps plain = m_defaultRun;
+    plain.overlay(table);
     plain.overlay(para);
     plain.overlay(chars);
     plain.overlay(direct);
@@ -410,6 +421,8 @@ CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& ch
     // formatting is absolute.
     auto toggle = [&](std::optional<bool> RunProps::*field) {
         bool v = (m_defaultRun.*field).value_or(false);
+        if ((table.*field).value_or(false))
+            v = !v;
         if ((para.*field).value_or(false))
             v = !v;
         if ((chars.*field).value_or(false))
@@ -428,10 +441,13 @@ CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& ch
     return f;
 }
 
-ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct) const
+ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
+                              const std::string& tableStyle) const
 {
     ParaProps p = m_defaultPara;
-    p.overlay(chainPara(paraStyle));
+    if (!tableStyle.empty())
+        p.overlay(chainPara(tableStyle, Kind::Table));
+    p.overlay(chainPara(paraStyle, Kind::Paragraph));
     p.overlay(numbering);
     p.overlay(direct);
 
@@ -455,10 +471,11 @@ ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& num
     // Tab stops accumulate from the bottom level up; a "clear" removes the
     // inherited stop at its position.
     std::vector<TabStop> tabs;
-    for (const auto& [stop, clear] : p.tabs) {
-        std::erase_if(tabs, [&](const TabStop& t) { return t.position == stop.position; });
-        if (!clear)
-            tabs.push_back(stop);
+    for (const auto& entry : p.tabs) {
+        const Twips position = entry.first.position;
+        std::erase_if(tabs, [position](const TabStop& t) { return t.position == position; });
+        if (!entry.second)
+            tabs.push_back(entry.first);
     }
     std::sort(tabs.begin(), tabs.end(), [](const TabStop& a, const TabStop& b) { return a.position < b.position; });
     if (tabs.size() > 64)

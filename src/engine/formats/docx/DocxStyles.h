@@ -70,37 +70,48 @@ public:
     /// formatting. Bold, italic, caps, small caps, strike, double strike and
     /// hidden are toggles: a style level that turns one on flips it, direct
     /// formatting sets it.
-    CharFormat runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct) const;
+    /// In a table, the table style's run properties come first, just above the defaults.
+    CharFormat runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
+                         const std::string& tableStyle = {}) const;
     /// The complete paragraph format: defaults, the style chain, then the
     /// numbering level's and the paragraph's own properties.
-    ParaFormat paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct) const;
+    /// In a table, the table style's paragraph properties lie between the
+    /// defaults and the paragraph style (a grid table's cells lose the
+    /// defaults' space after, yet a heading style still adds its own).
+    ParaFormat paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
+                          const std::string& tableStyle = {}) const;
     /// The numbering a paragraph style carries (numId and level), if any.
     ParaProps styleParaProps(const std::string& paraStyle) const;
 
     /// The id of the default paragraph style ("Normal"), for paragraphs without pStyle.
     const std::string& defaultParagraphStyle() const { return m_defaultParagraph; }
+    /// The id of the default table style, for tables without tblStyle.
+    const std::string& defaultTableStyle() const { return m_defaultTable; }
     std::string displayName(const std::string& styleId) const;
 
 private:
+    enum class Kind : uint8_t { Paragraph, Character, Table };
     struct Style {
         std::string name;
         std::string basedOn;
-        bool paragraph = true;
+        Kind kind = Kind::Paragraph;
         RunProps run;
         ParaProps para;
     };
     // Each style level's own chain, resolved with plain inheritance.
-    RunProps chainRun(const std::string& id, bool paragraph) const;
-    ParaProps chainPara(const std::string& id) const;
-    const Style* find(const std::string& id, bool paragraph) const;
+    RunProps chainRun(const std::string& id, Kind kind) const;
+    ParaProps chainPara(const std::string& id, Kind kind) const;
+    std::vector<const Style*> chain(const std::string& id, Kind kind) const;
+    const Style* find(const std::string& id, Kind kind) const;
 
     RunProps m_defaultRun;
     ParaProps m_defaultPara;
     std::map<std::string, Style> m_styles;
     std::string m_defaultParagraph;
     std::string m_defaultCharacter;
-    mutable std::map<std::pair<std::string, bool>, RunProps> m_runCache;
-    mutable std::map<std::string, ParaProps> m_paraCache;
+    std::string m_defaultTable;
+    mutable std::map<std::pair<std::string, Kind>, RunProps> m_runCache;
+    mutable std::map<std::pair<std::string, Kind>, ParaProps> m_paraCache;
 };
 
 } // namespace qm::engine::docx

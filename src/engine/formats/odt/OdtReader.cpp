@@ -61,7 +61,7 @@ private:
     void readAnnotation(const pugi::xml_node& annotation);
     int32_t readHeaderFooter(const pugi::xml_node& content, StoryType type);
     std::string masterOf(const pugi::xml_node& element) const;
-    void startSectionFor(const std::string& master);
+    bool repeatAllowed();
     uint32_t charFormat(const docx::RunProps& props);
     template <class F>
     void inStory(StoryId story, F&& read);
@@ -78,7 +78,24 @@ private:
     std::string m_master;
     int32_t m_footnoteStory = -1, m_endnoteStory = -1, m_commentStory = -1;
     std::map<const void*, int32_t> m_headerStories;
+    // Repeated rows and cells copy their content; a document-wide budget
+    // keeps a small file from expanding into millions of cells.
+    int64_t m_repeatBudget = 100000;
 };
+
+bool OdtReader::repeatAllowed()
+{
+    if (m_repeatBudget > 0) {
+        --m_repeatBudget;
+        return true;
+    }
+    if (m_repeatBudget == 0) {
+        --m_repeatBudget;
+        m_b.diagnose("odt.repeat", Severity::Warning, "content.xml",
+                     "repeated table rows and cells were cut short; their copies are not counted");
+    }
+    return false;
+}
 
 uint32_t OdtReader::charFormat(const docx::RunProps& props)
 {
@@ -197,7 +214,7 @@ void OdtReader::readBlocks(const pugi::xml_node& parent, bool topLevel)
             readList(e);
         } else if (n == "table") {
             readTable(e);
-        } else if (n == "section" || n == "index-title" || n == "change-region") {
+        } else if (n == "section" || n == "index-title" || n == "numbered-paragraph") {
             readBlocks(e, false);
         } else if (n == "table-of-content" || n == "alphabetical-index" || n == "illustration-index" ||
                    n == "table-index" || n == "object-index" || n == "user-index" || n == "bibliography") {
@@ -208,11 +225,6 @@ void OdtReader::readBlocks(const pugi::xml_node& parent, bool topLevel)
     }
 }
 
-void OdtReader::startSectionFor(const std::string& master)
-{
-    m_master = master;
-}
-
 void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMaster)
 {
     const std::string style(value(p, "style-name"));
@@ -221,6 +233,18 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
     props.overlay(m_styles.textProps(m_scope, "paragraph", style));
 
     ParaFormat pf;
+    // A heading outside lists takes its number from the outline numbering.
+    bool outline = false;
+    if (is(p, "h") && (m_lists.empty() || !m_lists.back().labelPending)) {
+        if (auto level = xml::toInt(value(p, "outline-level")); level && *level >= 1 && *level <= 10) {
+            ListState state;
+            state.style = odt::OutlineListStyle;
+            state.level = static_cast<int>(*level - 1);
+            state.labelPending = true;
+            m_lists.push_back(state);
+            outline = true;
+        }
+    }
     if (!m_lists.empty() && m_lists.back().labelPending) {
         ListState& list = m_lists.back();
         list.labelPending = false;
@@ -255,6 +279,8 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
                 paraProps.firstLineIndent = level->firstLine;
         }
     }
+    if (outline)
+        m_lists.pop_back();
     {
         // Resolve the paragraph's own properties on top of the list's.
         ParaFormat resolved;
@@ -288,7 +314,7 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
         HeaderFooterRefs refs;
         const SectionFormat section = currentSection(refs);
         m_b.endSection(section, refs, paraFormat, markFormat);
-        startSectionFor(nextMaster);
+        m_master = nextMaster;
     } else {
         m_b.endParagraph(paraFormat, markFormat);
     }
@@ -359,6 +385,8 @@ void OdtReader::readInline(const pugi::xml_node& parent, const docx::RunProps& p
                    n == "user-index-mark" || n == "hidden-text" || n == "hidden-paragraph" ||
                    n == "sequence-decls" || n == "variable-decls" || n == "user-field-decls") {
             continue;
+        } else if (n == "g") {
+            readInline(e, props, paraStyle); // a group's shapes each stand on their own
         } else if (std::string_view(e.name()).starts_with("draw:")) {
             // Other drawing shapes: their text is a story of its own.
             readFrame(e, cf(), true);
@@ -403,7 +431,6 @@ void OdtReader::readTable(const pugi::xml_node& table)
 {
     TableRowFormat base;
     // Column widths: each column element may stand for several columns.
-    std::vector<pugi::xml_node> stack{table};
     auto columns = [&](auto& self, const pugi::xml_node& parent) -> void {
         for (pugi::xml_node c = parent.first_child(); c && base.grid.size() < 64; c = c.next_sibling()) {
             if (is(c, "table-column")) {
@@ -431,7 +458,7 @@ void OdtReader::readTable(const pugi::xml_node& table)
             if (!covered && !is(cell, "table-cell"))
                 continue;
             const int64_t repeat = std::clamp<int64_t>(xml::toInt(value(cell, "number-columns-repeated")).value_or(1), 1, MaxRepeat);
-            for (int64_t r = 0; r < repeat; ++r) {
+            for (int64_t r = 0; r < repeat && (r == 0 || repeatAllowed()); ++r) {
                 if (covered && horizontalCover > 0) {
                     --horizontalCover; // part of a cell spanning columns
                     ++column;
@@ -462,12 +489,11 @@ void OdtReader::readTable(const pugi::xml_node& table)
         }
         m_b.endRow(format, charFormat(m_styles.defaultText()));
     };
-    int64_t rowCount = 0;
     auto rows = [&](auto& self, const pugi::xml_node& parent, bool header) -> void {
         for (pugi::xml_node r = parent.first_child(); r && !m_b.limitReached(); r = r.next_sibling()) {
             if (is(r, "table-row")) {
                 int64_t repeat = std::clamp<int64_t>(xml::toInt(value(r, "number-rows-repeated")).value_or(1), 1, MaxRepeat);
-                for (int64_t i = 0; i < repeat && rowCount < 100000; ++i, ++rowCount)
+                for (int64_t i = 0; i < repeat && (i == 0 || repeatAllowed()); ++i)
                     readRow(r, header);
             } else if (is(r, "table-header-rows")) {
                 self(self, r, true);

@@ -271,7 +271,7 @@ void OdtStyles::readStyles(const pugi::xml_node& root, std::map<std::pair<std::s
             m_defaultPara = readParaProps(child(s, "paragraph-properties"));
             if (auto tab = parseLength(value(child(s, "paragraph-properties"), "tab-stop-distance")); tab && *tab > 0)
                 m_defaultTab = *tab;
-        } else if (n == "list-style") {
+        } else if (n == "list-style" || n == "outline-style") {
             std::array<ListLevel, 10> levels;
             for (pugi::xml_node l = s.first_child(); l; l = l.next_sibling()) {
                 auto level = xml::toInt(value(l, "level"));
@@ -289,7 +289,7 @@ void OdtStyles::readStyles(const pugi::xml_node& root, std::map<std::pair<std::s
                 out.indent = parseLength(value(align, "margin-left"));
                 out.firstLine = parseLength(value(align, "text-indent"));
             }
-            m_lists.try_emplace(std::string(value(s, "name")), levels);
+            m_lists.try_emplace(n == "outline-style" ? std::string(OutlineListStyle) : std::string(value(s, "name")), levels);
         } else if (n == "page-layout" && layouts) {
             layouts->try_emplace(std::string(value(s, "name")), readPageLayout(s));
         }

@@ -18,6 +18,10 @@ namespace qm::engine::odt {
 /// nullopt for percentages and malformed values.
 std::optional<Twips> parseLength(std::string_view text);
 
+/// The name under which the heading outline's numbering is kept with the
+/// list styles (no list style can have it: it is not a valid style name).
+inline constexpr const char* OutlineListStyle = "\x01outline";
+
 /// One level of a list style.
 struct ListLevel {
     bool bullet = false;

@@ -49,6 +49,7 @@ struct Row {
     int64_t marks = 0; // paragraph, cell and row marks of the main story
     int64_t kinds[6] = {}; // paragraph marks, cell ends, row ends, section breaks, page breaks, line breaks
     int64_t marksBeforeLastText = 0, inlineObjects = 0, anchors = 0;
+    int64_t hiddenVisible = 0, hiddenSpaces = 0, noteRefs = 0, nbsp = 0, optionalHyphens = 0, nonBreakingHyphens = 0;
     int64_t boxChars = 0, boxWords = 0, noteChars = 0, noteWords = 0;
 };
 
@@ -135,6 +136,16 @@ int main(int argc, char** argv)
                     ++row.inlineObjects;
                 else if (ch == Ch::Anchor)
                     ++row.anchors;
+                if (r.document->charFormatAt(main, i).hidden) {
+                    if (ch > 32 && ch != Ch::NoBreakSpace)
+                        ++row.hiddenVisible;
+                    else if (ch == Ch::Space || ch == Ch::Tab || ch == Ch::NoBreakSpace)
+                        ++row.hiddenSpaces;
+                }
+                row.noteRefs += ch == Ch::NoteReference;
+                row.nbsp += ch == Ch::NoBreakSpace;
+                row.optionalHyphens += ch == Ch::OptionalHyphen;
+                row.nonBreakingHyphens += ch == Ch::NonBreakingHyphen;
             }
             // Marks that stand between shown text, not after the last of it.
             int64_t pending = 0;
@@ -163,7 +174,7 @@ int main(int argc, char** argv)
     }
 
     int errors = 0, savedCount = 0, charsEq = 0, cwsEq = 0, wordsEq = 0, allEq = 0;
-    int withBoxesEq = 0, withNotesEq = 0;
+    int withBoxesEq = 0, withNotesEq = 0, cwsByMarksEq = 0, charsDerivedEq = 0, paragraphsEq = 0;
     std::map<std::string, std::pair<int, int>> byAgreement; // agreement -> (files, all three equal)
     for (const Row& r : rows) {
         if (!r.error.empty()) {
@@ -181,18 +192,27 @@ int main(int argc, char** argv)
         cwsEq += s;
         wordsEq += w;
         allEq += c && s && w;
+        // Word's stored figure with spaces also counts every paragraph, cell,
+        // row and break mark but the last, and each picture or shape anchor.
+        const int64_t marks = r.kinds[0] + r.kinds[1] + r.kinds[2] + r.kinds[3] + r.kinds[4];
+        cwsByMarksEq += *r.stored.charactersWithSpaces ==
+                        r.ours.charactersWithSpaces + marks - 1 + r.inlineObjects + r.anchors;
+        charsDerivedEq += *r.stored.characters == *r.stored.charactersWithSpaces - *r.stored.words + 1;
+        paragraphsEq += r.stored.paragraphs && *r.stored.paragraphs == r.ours.paragraphs;
         byAgreement[r.agreement].first++;
         byAgreement[r.agreement].second += c && s && w;
         withBoxesEq += r.boxChars > 0 && r.ours.characters + r.boxChars == *r.stored.characters;
         withNotesEq += r.noteChars > 0 && r.ours.characters + r.noteChars == *r.stored.characters;
         if (tsv)
-            std::printf("TSV\t%s\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\n", r.agreement.c_str(),
+            std::printf("TSV\t%s\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%s\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\t%lld\n", r.agreement.c_str(),
                         r.file.c_str(), (long long)r.ours.characters, (long long)*r.stored.characters,
                         (long long)r.ours.charactersWithSpaces, (long long)*r.stored.charactersWithSpaces,
                         (long long)r.ours.words, (long long)*r.stored.words, (long long)r.ours.paragraphs,
                         (long long)r.marks, (long long)r.boxChars, (long long)r.noteChars, (long long)r.boxWords + r.noteWords, r.stored.application.c_str(), (long long)r.kinds[0], (long long)r.kinds[1], (long long)r.kinds[2],
                         (long long)r.kinds[3], (long long)r.kinds[4], (long long)r.kinds[5], (long long)r.marksBeforeLastText,
-                        (long long)r.inlineObjects, (long long)r.anchors);
+                        (long long)r.inlineObjects, (long long)r.anchors, (long long)r.hiddenVisible,
+                        (long long)r.hiddenSpaces, (long long)r.noteRefs, (long long)r.nbsp, (long long)r.optionalHyphens,
+                        (long long)r.nonBreakingHyphens);
         if (list && !(c && s && w))
             std::printf("DIFF [%s] %s chars %lld/%lld cws %lld/%lld words %lld/%lld box %lld/%lld notes %lld/%lld\n",
                         r.agreement.c_str(), r.file.c_str(), (long long)r.ours.characters, (long long)*r.stored.characters,
@@ -214,6 +234,11 @@ int main(int argc, char** argv)
     std::printf("word_saved with figures: %d\n", savedCount);
     std::printf("characters equal %d (%.1f%%), with spaces %d (%.1f%%), words %d (%.1f%%), all three %d (%.1f%%)\n",
                 charsEq, pct(charsEq), cwsEq, pct(cwsEq), wordsEq, pct(wordsEq), allEq, pct(allEq));
+    std::printf("stored characters with spaces = ours + marks but the last + objects: %d (%.1f%%)\n", cwsByMarksEq,
+                pct(cwsByMarksEq));
+    std::printf("stored characters = stored with spaces - stored words + 1: %d (%.1f%%)\n", charsDerivedEq,
+                pct(charsDerivedEq));
+    std::printf("paragraphs equal: %d (%.1f%%)\n", paragraphsEq, pct(paragraphsEq));
     for (const auto& [agreement, counts] : byAgreement)
         std::printf("  stored figures %s with a rough count: %d files, all three equal %d\n", agreement.c_str(),
                     counts.first, counts.second);

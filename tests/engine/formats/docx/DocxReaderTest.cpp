@@ -162,6 +162,43 @@ TEST(DocxReader, StylesFollowWordsInheritanceAndToggles)
     EXPECT_TRUE(doc.paraFormatOf(s, 7).keepWithNext); // inherited through Sub
 }
 
+TEST(DocxReader, TableStylesLieBetweenDefaultsAndParagraphStyles)
+{
+    // Without the table style's layer a grid table's cells would keep the
+    // defaults' space after and lines, and every table row would be laid out
+    // taller than Word's.
+    DocxPackage pkg;
+    pkg.styles = R"(<w:docDefaults><w:pPrDefault><w:pPr><w:spacing w:after="160" w:line="259" w:lineRule="auto"/></w:pPr></w:pPrDefault></w:docDefaults>
+      <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+      <w:style w:type="paragraph" w:styleId="Quote"><w:pPr><w:spacing w:after="80"/></w:pPr></w:style>
+      <w:style w:type="table" w:default="1" w:styleId="TableNormal"><w:name w:val="Normal Table"/></w:style>
+      <w:style w:type="table" w:styleId="TableGrid"><w:basedOn w:val="TableNormal"/><w:pPr><w:spacing w:after="0" w:line="240" w:lineRule="auto"/></w:pPr><w:rPr><w:b/></w:rPr></w:style>)";
+    auto table = [](const std::string& style, const std::string& cells) {
+        return "<w:tbl><w:tblPr>" + style + "</w:tblPr><w:tr>" + cells + "</w:tr></w:tbl>";
+    };
+    pkg.body = table(R"(<w:tblStyle w:val="TableGrid"/>)",
+                     "<w:tc>" + para("a") + "</w:tc><w:tc>" + R"(<w:p><w:pPr><w:pStyle w:val="Quote"/></w:pPr><w:r><w:t>b</w:t></w:r></w:p>)" + "</w:tc>") +
+               table("", "<w:tc>" + para("c") + "</w:tc>") + para("d");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& doc = *r.document;
+    const Story& s = doc.mainStory();
+    ASSERT_EQ(visible(s), "a¤b¤¤c¤¤d¶");
+    struct Expect {
+        uint32_t mark;
+        Twips after;
+        int32_t line;
+        bool bold;
+    };
+    const Expect expects[] = {{1, 0, 240, true}, {3, 80, 240, true}, {6, 160, 259, false}, {9, 160, 259, false}};
+    for (const Expect& e : expects) {
+        SCOPED_TRACE(e.mark);
+        EXPECT_EQ(doc.paraFormatOf(s, e.mark).spaceAfter, e.after);
+        EXPECT_EQ(doc.paraFormatOf(s, e.mark).lineSpacing, e.line);
+        EXPECT_EQ(doc.charFormatAt(s, e.mark - 1).bold, e.bold);
+    }
+}
+
 TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
 {
     DocxPackage pkg;
@@ -433,6 +470,22 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
         EXPECT_TRUE(hasDiagnostic(*r.document, "docx.relationship"));
         EXPECT_TRUE(hasDiagnostic(*r.document, "docx.part"));
         EXPECT_EQ(r.document->sections.back().headers[0], -1);
+    }
+    // A note referenced over and over is read once: otherwise a few bytes of
+    // references would copy one large note without bound.
+    {
+        DocxPackage repeated;
+        repeated.footnotes = R"(<w:footnote w:id="1"><w:p><w:r><w:t>note</w:t></w:r></w:p></w:footnote>)";
+        std::string refs;
+        for (int i = 0; i < 1000; ++i)
+            refs += R"(<w:r><w:footnoteReference w:id="1"/></w:r>)";
+        repeated.body = "<w:p>" + refs + "</w:p>";
+        ReadResult r = read(repeated);
+        ASSERT_TRUE(r.ok()) << r.error;
+        ASSERT_EQ(r.document->notes.size(), 1u);
+        EXPECT_EQ(visible(r.document->stories[r.document->notes[0].story]), "note¶");
+        EXPECT_EQ(r.document->mainStory().size(), 1001u);
+        EXPECT_EQ(r.document->charFormatAt(r.document->mainStory(), 999).noteIndex, 0);
     }
     // Entities are never expanded: a DOCTYPE cannot pull in other text.
     {

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace qm::engine;
 using namespace qm::engine::test;
 
@@ -157,6 +159,28 @@ TEST(OdtReader, ListsLabelTheFirstParagraphOfEachItem)
         }
 }
 
+TEST(OdtReader, HeadingsTakeTheOutlineNumbering)
+{
+    OdtPackage pkg;
+    pkg.styles = R"(<text:outline-style style:name="Outline">
+        <text:outline-level-style text:level="1" style:num-format="1" style:num-suffix=" "/>
+        <text:outline-level-style text:level="2" style:num-format="1" text:display-levels="2"/>
+        <text:outline-level-style text:level="3" style:num-format=""/></text:outline-style>)";
+    pkg.body = R"(<text:h text:outline-level="1">A</text:h><text:h text:outline-level="2">B</text:h><text:h text:outline-level="2">C</text:h>)"
+               R"(<text:h text:outline-level="3">D</text:h><text:h text:outline-level="1">E</text:h><text:h text:outline-level="2">F</text:h><text:p>G</text:p>)";
+    ReadResult r = readOdt(pkg.build(), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Story& s = r.document->mainStory();
+    const char16_t* labels[] = {u"1 ", u"1.1", u"1.2", u"", u"2 ", u"2.1", u""};
+    size_t paragraph = 0;
+    for (uint32_t i = 0; i < s.size(); ++i)
+        if (s.text[i] == Ch::ParagraphMark) {
+            SCOPED_TRACE(paragraph);
+            ASSERT_LT(paragraph, std::size(labels));
+            EXPECT_EQ(r.document->paraFormatOf(s, i).listLabel, labels[paragraph++]);
+        }
+}
+
 TEST(OdtReader, TablesSpanColumnsAndRowsLikeWord)
 {
     OdtPackage pkg;
@@ -217,6 +241,17 @@ TEST(OdtReader, NotesFramesAndCommentsAreTheirOwnStories)
     EXPECT_EQ(visible(doc.stories[doc.objects[0].story]), "Boxed¶");
     EXPECT_EQ(doc.objects[1].kind, ObjectKind::Picture);
     EXPECT_TRUE(doc.objects[1].floating);
+
+    // Shapes in a group keep their own text, each as a story.
+    OdtPackage group;
+    group.body = R"(<text:p><draw:g><draw:custom-shape text:anchor-type="paragraph"><text:p>one</text:p></draw:custom-shape>)"
+                 R"(<draw:frame text:anchor-type="paragraph"><draw:text-box><text:p>two</text:p></draw:text-box></draw:frame></draw:g></text:p>)";
+    r = readOdt(group.build(), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    ASSERT_EQ(r.document->objects.size(), 2u);
+    EXPECT_EQ(visible(r.document->stories[r.document->objects[0].story]), "one¶");
+    EXPECT_EQ(visible(r.document->stories[r.document->objects[1].story]), "two¶");
+    EXPECT_EQ(visible(r.document->mainStory()), "⚓⚓¶");
 }
 
 TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
@@ -295,6 +330,21 @@ TEST(OdtReader, FlatFilesAndDamagedPackages)
     }
     ReadResult f = readFlatOdt(std::string("<?xml version=\"1.0\"?><office:document>") + deep, {});
     EXPECT_FALSE(f.ok());
+
+    // Repeated rows are copies; past a budget they are cut with a diagnostic
+    // instead of expanding a few bytes into millions of cells.
+    {
+        OdtPackage repeated;
+        repeated.body = R"(<table:table><table:table-column/><table:table-row table:number-rows-repeated="1000">)"
+                        R"(<table:table-cell table:number-columns-repeated="1000"><text:p>x</text:p></table:table-cell></table:table-row></table:table>)";
+        ReadResult big = readOdt(repeated.build(), {});
+        ASSERT_TRUE(big.ok()) << big.error;
+        const auto cut = std::count(big.document->mainStory().text.begin(), big.document->mainStory().text.end(), u'x');
+        EXPECT_GT(cut, 1000);
+        EXPECT_LT(cut, 200000);
+        ASSERT_FALSE(big.document->diagnostics.empty());
+        EXPECT_EQ(big.document->diagnostics[0].code, "odt.repeat");
+    }
 
     // A damaged styles part costs the formatting, not the text.
     OdtPackage broken;
