@@ -450,10 +450,12 @@ void DocumentAccess::edit(size_t story, const std::vector<StoryEdit>& edits)
         Restore r;
         r.pos = static_cast<uint32_t>(e.pos + delta);
         r.length = static_cast<uint32_t>(e.text.size());
-        r.text = s.text.substr(e.pos, e.length);
-        r.attrs.assign(s.attrs.begin() + e.pos, s.attrs.begin() + e.pos + e.length);
+        r.offset = static_cast<uint32_t>(step.text.size());
+        r.originalLength = e.length;
+        step.text.append(s.text, e.pos, e.length);
+        step.attrs.insert(step.attrs.end(), s.attrs.begin() + e.pos, s.attrs.begin() + e.pos + e.length);
         delta += static_cast<int64_t>(e.text.size()) - e.length;
-        step.restores.push_back(std::move(r));
+        step.restores.push_back(r);
     }
     m_document->applyEdits(story, edits);
     m_undo.push_back(std::move(step));
@@ -470,22 +472,24 @@ bool DocumentAccess::undo(int times)
         // later runs inserted behind the first, so the formatting returns
         // character for character.
         std::vector<StoryEdit> edits;
+        edits.reserve(step.restores.size());
         for (const Restore& r : step.restores) {
-            size_t run = 0;
+            const uint32_t endOfOriginal = r.offset + r.originalLength;
+            uint32_t run = r.offset;
             bool first = true;
             do {
-                size_t runEnd = run;
-                while (runEnd < r.text.size() && r.attrs[runEnd] == r.attrs[run])
+                uint32_t runEnd = run;
+                while (runEnd < endOfOriginal && step.attrs[runEnd] == step.attrs[run])
                     ++runEnd;
                 StoryEdit e;
                 e.pos = first ? r.pos : r.pos + r.length;
                 e.length = first ? r.length : 0;
-                e.text = r.text.substr(run, runEnd - run);
-                e.attr = run < r.attrs.size() ? r.attrs[run] : CharAttr{};
+                e.text = step.text.substr(run, runEnd - run);
+                e.attr = run < endOfOriginal ? step.attrs[run] : CharAttr{};
                 edits.push_back(std::move(e));
                 first = false;
                 run = runEnd;
-            } while (run < r.text.size());
+            } while (run < endOfOriginal);
         }
         m_document->applyEdits(step.story, edits);
         if (step.story == 0 && step.sectionEnds.size() == m_document->sections.size())

@@ -239,15 +239,21 @@ private:
     friend class Selection;
     friend class HeadersFooters;
 
+    // One edit to take back: [pos, pos + length) of the edited text returns
+    // to the original characters kept at [offset, offset + originalLength)
+    // of its step's buffers (one buffer per step, not one per edit: a replace
+    // all over a long document makes millions of edits).
     struct Restore {
-        uint32_t pos = 0;    // in the edited text
-        uint32_t length = 0; // of the text that replaced the original
-        std::u16string text;
-        std::vector<CharAttr> attrs;
+        uint32_t pos = 0;
+        uint32_t length = 0;
+        uint32_t offset = 0;
+        uint32_t originalLength = 0;
     };
     struct UndoStep {
         size_t story = 0;
         std::vector<Restore> restores;
+        std::u16string text;
+        std::vector<CharAttr> attrs;
         std::vector<uint32_t> sectionEnds; // main story only
     };
 
