@@ -41,7 +41,6 @@ public:
     const std::u16string& text() const { return m_text; }
     PatternSyntax syntax() const { return m_syntax; }
     CriterionState font(FontCriterion criterion) const { return m_font[static_cast<size_t>(criterion)]; }
-    bool hasFontCriteria() const;
 
     /// The find and replacement texts compiled, each kept until it changes.
     const CompiledPattern& pattern();

@@ -449,3 +449,21 @@ TEST(DocumentAccess, StatisticsComeFromWordCountAndTheLayout)
     EXPECT_EQ(access.storyLines(0).value, 42);
     EXPECT_FALSE(access.storyLines(7).ok());
 }
+
+// Hidden text is neither found nor counted, as in Word with hidden text not shown.
+TEST(DocumentAccess, HiddenTextIsNeverFound)
+{
+    const CharFormat hidden = with([](CharFormat& f) { f.hidden = true; });
+    DocumentAccess access(makeDocument({{u"shown"}, {u" secret", hidden}, {u" Tail\r"}}));
+    struct Case {
+        std::u16string_view find;
+        PatternSyntax syntax;
+        int64_t expected;
+    } cases[] = {{u"[!^13- ]", W, 9}, {u"<*>", W, 2}, {u"secret", L, 0}, {u"[A-Z]", W, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.find));
+        Range content = access.content();
+        EXPECT_EQ(replaceAndCompare(content, c.find, c.syntax, u"BB", false).replaced, c.expected);
+        access.undo();
+    }
+}
