@@ -1,6 +1,5 @@
 // The "profile" and "options" commands: the profile store and Options.ini from the command line.
 #include "Cli.h"
-
 #include "settings/Encoding.h"
 #include "settings/Options.h"
 #include "settings/ProfileStore.h"
@@ -8,8 +7,8 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
-#include <ostream>
 #include <cstdio>
+#include <ostream>
 #include <stdexcept>
 
 namespace qm::cli {
@@ -24,8 +23,7 @@ using namespace qm::settings;
     throw std::runtime_error(message);
 }
 
-template <class T>
-T take(Result<T> result)
+template <class T> T take(Result<T> result)
 {
     if (!result)
         fail(result.error());
@@ -62,11 +60,21 @@ std::string jsonString(std::string_view text)
         }
         ++pos;
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
         default:
             if (c < 0x20) {
                 char escape[8];
@@ -80,7 +88,8 @@ std::string jsonString(std::string_view text)
     return out + "\"";
 }
 
-struct ShownKey {
+struct ShownKey
+{
     std::string_view name;
     const std::string& value;
     bool stored;
@@ -166,8 +175,8 @@ void checkProfileValue(const ProfileKey& key, std::string_view value)
         break;
     case KeyKind::Text:
         if (key.name == "DonePer") {
-            constexpr std::string_view units[] = {"Word", "Line", "Gross Line", "Character",
-                                                  "Character And Space", "Page"};
+            constexpr std::string_view units[] = {
+                "Word", "Line", "Gross Line", "Character", "Character And Space", "Page"};
             if (std::find(std::begin(units), std::end(units), value) == std::end(units))
                 throw UsageError(prefix + " must be one of: Word, Line, Gross Line, Character, "
                                           "Character And Space, Page");
@@ -211,11 +220,15 @@ const OptionKey& optionKey(std::string_view name)
                      "\" (see 'quillmeter options show' for the keys)");
 }
 
-void requireProfile(const ProfileStore& store, std::string_view name)
+/// The profile's name as the files spell it, so that "acme" addresses the
+/// listed "Acme" and a new section is written as the list shows it.
+std::string requireProfile(const ProfileStore& store, std::string_view name)
 {
-    if (!take(store.exists(name)))
+    auto found = take(store.find(name));
+    if (!found)
         fail(store.profileListFile().string() + ": no profile named \"" + std::string(name) +
              "\" (add it with 'quillmeter profile add')");
+    return *found;
 }
 
 constexpr std::string_view kProfileUsage = "profile list | show NAME [--json] | "
@@ -240,13 +253,13 @@ int profileCommand(Context& ctx)
             ctx.out << name << "\n";
     } else if (action == "show") {
         expect(2);
-        requireProfile(store, args[1]);
-        const auto entries = take(store.record(args[1]));
+        const std::string name = requireProfile(store, args[1]);
+        const auto entries = take(store.record(name));
         std::vector<ShownKey> keys;
         for (const auto& entry : entries)
             keys.push_back({entry.key->name, entry.value, entry.stored});
         if (json) {
-            ctx.out << "{\n  \"name\": " << jsonString(args[1]) << ",\n";
+            ctx.out << "{\n  \"name\": " << jsonString(name) << ",\n";
             printJsonKeys(ctx.out, keys);
             ctx.out << "}\n";
         } else {
@@ -256,8 +269,7 @@ int profileCommand(Context& ctx)
         expect(4);
         const ProfileKey& key = profileKey(args[2]);
         checkProfileValue(key, args[3]);
-        requireProfile(store, args[1]);
-        take(store.write(args[1], key, args[3]));
+        take(store.write(requireProfile(store, args[1]), key, args[3]));
     } else if (action == "add") {
         expect(2);
         take(store.addProfile(args[1]));
@@ -265,8 +277,8 @@ int profileCommand(Context& ctx)
         expect(2);
         take(store.deleteProfile(args[1]));
     } else {
-        throw UsageError("unknown profile action \"" + action +
-                         "\"; usage: quillmeter " + std::string(kProfileUsage));
+        throw UsageError("unknown profile action \"" + action + "\"; usage: quillmeter " +
+                         std::string(kProfileUsage));
     }
     return Success;
 }

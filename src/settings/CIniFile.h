@@ -12,9 +12,15 @@ namespace qm::settings {
 
 /// A window whose placement cInifile can save and restore; the screens
 /// implement it. Positions and sizes are in the screen's own units.
-class WindowGeometry {
+class WindowGeometry
+{
 public:
-    enum class State { Normal, Minimised, Maximised };
+    enum class State
+    {
+        Normal,
+        Minimised,
+        Maximised
+    };
 
     virtual ~WindowGeometry() = default;
     virtual State windowState() const = 0;
@@ -32,7 +38,8 @@ public:
 /// store 1 (success) or 0 in LastReturnCode; lastError() says why a write
 /// failed. Reads never fail: a missing or unreadable file gives the default.
 /// Member names follow the Windows version, where they are properties.
-class cInifile {
+class cInifile
+{
 public:
     /// Size of the buffer a Value read uses; at most 254 characters come back.
     static constexpr size_t kValueBufferSize = 255;

@@ -209,9 +209,10 @@ bool looksLikeUtf8(std::string_view bytes)
         if (len == 0) {
             // A lead byte whose continuation bytes are cut off by the end.
             const auto b0 = static_cast<unsigned char>(bytes[pos]);
-            const size_t want = (b0 & 0xE0) == 0xC0 ? 2 : (b0 & 0xF0) == 0xE0 ? 3
-                                : (b0 & 0xF8) == 0xF0                    ? 4
-                                                                          : 0;
+            const size_t want = (b0 & 0xE0) == 0xC0   ? 2
+                                : (b0 & 0xF0) == 0xE0 ? 3
+                                : (b0 & 0xF8) == 0xF0 ? 4
+                                                      : 0;
             if (want == 0 || bytes.size() - pos >= want)
                 return false;
             for (size_t k = pos + 1; k < bytes.size(); ++k)

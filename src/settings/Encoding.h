@@ -7,7 +7,11 @@
 namespace qm::settings {
 
 /// How the bytes of a settings file are to be read and written.
-enum class Encoding { Utf8, Windows1252 };
+enum class Encoding
+{
+    Utf8,
+    Windows1252
+};
 
 /// True when the bytes are well-formed UTF-8 (no overlongs, no surrogates).
 bool isValidUtf8(std::string_view bytes);

@@ -20,6 +20,12 @@ bool isBlankLine(std::string_view raw)
     return trimBlanks(raw).empty() || trimBlanks(raw) == "\r";
 }
 
+bool isBlankOrComment(std::string_view raw)
+{
+    const std::string_view meaning = trimBlanks(raw.substr(0, raw.find('\0')));
+    return meaning.empty() || meaning.front() == ';';
+}
+
 std::optional<std::string> checkSectionName(std::string_view section)
 {
     if (section.find_first_of(std::string_view("\r\n\0]", 4)) != std::string_view::npos)
@@ -214,12 +220,12 @@ Result<std::string> IniFile::encoded(std::string_view utf8) const
     std::string out;
     if (!encodeText(utf8, m_encoding, out))
         return Failure("\"" + std::string(utf8) +
-                               "\" holds characters that Windows-1252 cannot store");
+                       "\" holds characters that Windows-1252 cannot store");
     return out;
 }
 
 Result<void> IniFile::setValue(std::string_view section, std::string_view key,
-                                                   std::string_view value)
+                               std::string_view value)
 {
     for (auto problem : {checkSectionName(section), checkKeyName(key), checkValue(value)})
         if (problem)
@@ -253,8 +259,11 @@ Result<void> IniFile::setValue(std::string_view section, std::string_view key,
         header = m_lines.size();
         insertLine(header, "[" + *rawSection + "]");
     }
+    // The new key follows the section's last line of content. Blank lines
+    // and comments at the end of a section stay below it: they usually
+    // separate or describe the next section.
     size_t at = sectionEnd(header);
-    while (at > header + 1 && isBlankLine(m_lines[at - 1].raw))
+    while (at > header + 1 && isBlankOrComment(m_lines[at - 1].raw))
         --at;
     insertLine(at, *rawKey + "=" + *rawValue);
     return {};
@@ -282,8 +291,8 @@ bool IniFile::removeSection(std::string_view section)
     return true;
 }
 
-Result<void>
-IniFile::replaceSectionBody(std::string_view section, const std::vector<std::string>& lines)
+Result<void> IniFile::replaceSectionBody(std::string_view section,
+                                         const std::vector<std::string>& lines)
 {
     if (auto problem = checkSectionName(section))
         return Failure(*problem);

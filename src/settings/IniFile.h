@@ -2,9 +2,9 @@
 #pragma once
 
 #include "settings/Encoding.h"
+#include "settings/Result.h"
 #include "settings/SafeFile.h"
 
-#include "settings/Result.h"
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -30,7 +30,8 @@ namespace qm::settings {
 /// Text goes in and out as UTF-8. A file that is not valid UTF-8 is taken as
 /// Windows-1252 (what the Windows version writes) and new lines are written
 /// in that code page too.
-class IniFile {
+class IniFile
+{
 public:
     /// An empty file, written as UTF-8 with CRLF line endings.
     IniFile() = default;
@@ -55,12 +56,11 @@ public:
     bool hasSection(std::string_view section) const;
 
     /// Sets a value: replaces the first matching key's line in place, or adds
-    /// the key after the last non-blank line of the section, or adds the
-    /// section at the end of the file. Fails, changing nothing, for a name or
+    /// the key after the last line of the section that is neither blank nor a
+    /// comment, or adds the section at the end of the file. Fails, changing nothing, for a name or
     /// value the file cannot hold (a line break, "=" in a key, "]" in a
     /// section name, a character outside the file's code page).
-    Result<void> setValue(std::string_view section, std::string_view key,
-                                              std::string_view value);
+    Result<void> setValue(std::string_view section, std::string_view key, std::string_view value);
     /// Removes the first matching key of the first matching section; false when absent.
     bool removeKey(std::string_view section, std::string_view key);
     /// Removes the first matching section with every line up to the next
@@ -69,11 +69,17 @@ public:
     /// Replaces the body of a section by the given lines ("key=value"),
     /// creating the section when needed; empty pieces are skipped.
     Result<void> replaceSectionBody(std::string_view section,
-                                                        const std::vector<std::string>& lines);
+                                    const std::vector<std::string>& lines);
 
 private:
-    enum class Kind { Other, Section, Key };
-    struct Line {
+    enum class Kind
+    {
+        Other,
+        Section,
+        Key
+    };
+    struct Line
+    {
         std::string raw;    // bytes in the file's encoding, without the ending
         std::string ending; // "\r\n", "\n" or "" for a last line without one
         Kind kind = Kind::Other;

@@ -2,19 +2,8 @@
 #include "settings/IniRW.h"
 
 #include <algorithm>
-#include <ctime>
 
 namespace qm::settings {
-
-std::chrono::year_month_day localToday()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&now, &local);
-    return std::chrono::year_month_day{std::chrono::year{local.tm_year + 1900},
-                                       std::chrono::month{static_cast<unsigned>(local.tm_mon + 1)},
-                                       std::chrono::day{static_cast<unsigned>(local.tm_mday)}};
-}
 
 std::string ReplaceText(std::string text, std::string_view search, std::string_view replacement)
 {
@@ -40,8 +29,8 @@ std::filesystem::path iniFilePath(const SettingsContext& context, std::string_vi
     return std::filesystem::path(ReplaceText(built, "//", "/"));
 }
 
-Result<std::optional<std::string>>
-readIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key)
+Result<std::optional<std::string>> readIniValue(const std::filesystem::path& file,
+                                                std::string_view section, std::string_view key)
 {
     auto ini = IniFile::load(file);
     if (!ini)
@@ -77,9 +66,8 @@ WriteResult writeIniValue(const std::filesystem::path& file, std::string_view se
 
 WriteResult deleteIniSection(const std::filesystem::path& file, std::string_view section)
 {
-    return editIniFile(file, [&](IniFile& ini) -> Result<bool> {
-        return ini.removeSection(section);
-    });
+    return editIniFile(file,
+                       [&](IniFile& ini) -> Result<bool> { return ini.removeSection(section); });
 }
 
 WriteResult writeIni(const SettingsContext& context, std::string_view baseName,

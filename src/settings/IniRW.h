@@ -25,8 +25,8 @@ std::filesystem::path iniFilePath(const SettingsContext& context, std::string_vi
                                   std::string_view explicitPath = {});
 
 /// Reads one value, or the default (without its trailing blanks) when the
-/// file, section or key is absent or the file cannot be read. The result, default included, is cut to 2047
-/// characters as the fixed-size buffer of the Windows service cuts it.
+/// file, section or key is absent or the file cannot be read. The result, default included, is cut
+/// to 2047 characters as the fixed-size buffer of the Windows service cuts it.
 std::string ReadINI(const SettingsContext& context, std::string_view baseName,
                     std::string_view section, std::string_view key, std::string_view defaultValue,
                     std::string_view explicitPath = {});
@@ -57,8 +57,8 @@ std::string ReplaceText(std::string text, std::string_view search, std::string_v
 
 /// The value of section/key; std::nullopt when absent, an error text when the
 /// file exists but cannot be read.
-Result<std::optional<std::string>>
-readIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key);
+Result<std::optional<std::string>> readIniValue(const std::filesystem::path& file,
+                                                std::string_view section, std::string_view key);
 
 /// Sets a value, or deletes the key when `value` is std::nullopt.
 WriteResult writeIniValue(const std::filesystem::path& file, std::string_view section,

@@ -4,7 +4,9 @@
 #include "settings/Encoding.h"
 #include "settings/IniRW.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 namespace qm::settings {
 
@@ -30,6 +32,16 @@ constexpr OptionKey kKeys[] = {
 };
 
 } // namespace
+
+std::chrono::year_month_day localToday()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&now, &local);
+    return std::chrono::year_month_day{std::chrono::year{local.tm_year + 1900},
+                                       std::chrono::month{static_cast<unsigned>(local.tm_mon + 1)},
+                                       std::chrono::day{static_cast<unsigned>(local.tm_mday)}};
+}
 
 std::span<const OptionKey> optionKeys()
 {
@@ -63,29 +75,22 @@ bool optionFlagIsOn(std::string_view text)
 {
     // The leading number of the text, as the Windows version's numeric
     // conversion takes it: blanks skipped, digits with at most one point,
-    // anything after them ignored.
+    // anything after them ignored. Only a number equal to 1 ticks the box.
     text = trimBlanks(text);
-    size_t pos = 0;
-    if (pos < text.size() && text[pos] == '+')
-        ++pos;
-    bool digits = false;
-    bool wholeIsOne = false;
-    size_t start = pos;
-    while (pos < text.size() && text[pos] >= '0' && text[pos] <= '9')
-        ++pos, digits = true;
-    std::string_view whole = text.substr(start, pos - start);
+    if (text.starts_with('+'))
+        text.remove_prefix(1);
+    const size_t wholeEnd = std::min(text.find_first_not_of("0123456789"), text.size());
+    std::string_view whole = text.substr(0, wholeEnd);
     while (whole.size() > 1 && whole.front() == '0')
         whole.remove_prefix(1);
-    wholeIsOne = whole == "1";
-    if (pos < text.size() && text[pos] == '.') {
-        ++pos;
-        while (pos < text.size() && text[pos] >= '0' && text[pos] <= '9') {
-            if (text[pos] != '0')
-                return false;
-            ++pos;
-        }
-    }
-    return digits && wholeIsOne;
+    if (whole != "1")
+        return false;
+    std::string_view rest = text.substr(wholeEnd);
+    if (!rest.starts_with('.'))
+        return true;
+    rest.remove_prefix(1);
+    const size_t fractionEnd = std::min(rest.find_first_not_of("0123456789"), rest.size());
+    return rest.substr(0, fractionEnd).find_first_not_of('0') == std::string_view::npos;
 }
 
 std::filesystem::path OptionsStore::file() const

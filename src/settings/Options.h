@@ -17,10 +17,15 @@ inline constexpr std::string_view kOptionsBaseName = "Options";
 inline constexpr std::string_view kOptionsSection = "MAIN";
 
 /// Where an option's default comes from.
-enum class OptionDefault { Fixed, Today };
+enum class OptionDefault
+{
+    Fixed,
+    Today
+};
 
 /// One key of section "MAIN" of Options.ini.
-struct OptionKey {
+struct OptionKey
+{
     std::string_view name;
     /// The default text when the source is Fixed; unused for Today.
     std::string_view fixedDefault;
@@ -45,7 +50,8 @@ std::string optionDefault(const OptionKey& key, const SettingsContext& context);
 bool optionFlagIsOn(std::string_view text);
 
 /// The options file. Every call reads the file afresh; nothing is cached.
-class OptionsStore {
+class OptionsStore
+{
 public:
     explicit OptionsStore(SettingsContext context) : m_context(std::move(context)) {}
 
@@ -56,7 +62,8 @@ public:
     /// Writes one key as WriteINI does: an empty value removes it.
     Result<void> write(const OptionKey& key, std::string_view value) const;
 
-    struct Entry {
+    struct Entry
+    {
         const OptionKey* key;
         std::string value; // stored text, or the default
         bool stored;

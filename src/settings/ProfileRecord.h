@@ -7,18 +7,33 @@
 
 namespace qm::settings {
 
-enum class KeyKind { Text, Amount, Flag, WholeNumber };
+enum class KeyKind
+{
+    Text,
+    Amount,
+    Flag,
+    WholeNumber
+};
 
 /// Which of the two screens that save a profile is meant.
-enum class EditorScreen { Add, Edit };
+enum class EditorScreen
+{
+    Add,
+    Edit
+};
 
 /// Which reading of a flag: the counting engine, count run and report take
 /// only the exact text "1" as on; the edit screen ticks its box for anything
 /// but "0", except for three flags it too tests for "1".
-enum class FlagReading { Engine, Editor };
+enum class FlagReading
+{
+    Engine,
+    Editor
+};
 
 /// One key of a profile's section in Profiles.ini.
-struct ProfileKey {
+struct ProfileKey
+{
     std::string_view name;
     KeyKind kind;
     /// What readers get when the key is absent.

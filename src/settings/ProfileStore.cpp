@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::string_view kProfilesBaseName = "Profiles";
 
-struct LoadedList {
+struct LoadedList
+{
     std::vector<std::string> names;
     Encoding encoding = Encoding::Utf8;
 };
@@ -36,12 +37,13 @@ Result<LoadedList> loadList(const std::filesystem::path& file)
 std::optional<size_t> findName(const std::vector<std::string>& names, std::string_view name)
 {
     // An exact match first, so that of two names differing only in case the
-    // one asked for is the one removed.
+    // one asked for is the one removed. Otherwise names match as section
+    // names do: without regard to case or surrounding blanks.
     for (size_t i = 0; i < names.size(); ++i)
         if (names[i] == name)
             return i;
     for (size_t i = 0; i < names.size(); ++i)
-        if (equalsIgnoringCase(names[i], name))
+        if (equalsIgnoringCase(trimBlanks(names[i]), trimBlanks(name)))
             return i;
     return std::nullopt;
 }
@@ -167,8 +169,7 @@ ProfileStore::saveProfile(std::string_view profile,
     });
 }
 
-Result<std::vector<ProfileStore::Entry>>
-ProfileStore::record(std::string_view profile) const
+Result<std::vector<ProfileStore::Entry>> ProfileStore::record(std::string_view profile) const
 {
     auto ini = IniFile::load(profilesFile());
     if (!ini)
@@ -176,7 +177,8 @@ ProfileStore::record(std::string_view profile) const
     std::vector<Entry> entries;
     for (const ProfileKey& key : profileKeys()) {
         auto stored = ini->value(profile, key.name);
-        entries.push_back({&key, stored ? *stored : std::string(key.readDefault), stored.has_value()});
+        entries.push_back(
+            {&key, stored ? *stored : std::string(key.readDefault), stored.has_value()});
     }
     return entries;
 }
@@ -206,14 +208,14 @@ WriteResult ProfileStore::writeProfileList(std::span<const std::string> names,
             continue;
         if (name.find_first_of("\r\n") != std::string::npos)
             return Failure(profileListFile().string() + ": profile name \"" + name +
-                                   "\" holds a line break");
+                           "\" holds a line break");
         text += formatProfileListRecord(name);
         text += "\r\n";
     }
     std::string bytes;
     if (!encodeText(text, encoding, bytes))
         return Failure(profileListFile().string() +
-                               ": a profile name holds characters that Windows-1252 cannot store");
+                       ": a profile name holds characters that Windows-1252 cannot store");
     return replaceFileAtomically(resolveWriteTarget(profileListFile()), bytes);
 }
 
@@ -227,14 +229,20 @@ WriteResult ProfileStore::SaveProfileList(std::span<const std::string> names) co
     return writeProfileList(names, current ? current->encoding : Encoding::Utf8);
 }
 
-Result<bool> ProfileStore::exists(std::string_view profile) const
+Result<std::optional<std::string>> ProfileStore::find(std::string_view profile) const
 {
     auto list = loadList(resolveWriteTarget(profileListFile()));
     if (!list)
         return Failure(list.error());
-    if (findName(list->names, profile))
-        return true;
-    return hasSection(profile);
+    if (auto at = findName(list->names, profile))
+        return std::optional<std::string>(list->names[*at]);
+    auto ini = IniFile::load(profilesFile());
+    if (!ini)
+        return Failure(ini.error());
+    for (const std::string& section : ini->sectionNames())
+        if (equalsIgnoringCase(section, trimBlanks(profile)))
+            return std::optional<std::string>(section);
+    return std::optional<std::string>();
 }
 
 WriteResult ProfileStore::addProfile(std::string_view profile) const

@@ -3,10 +3,10 @@
 
 #include "settings/Encoding.h"
 #include "settings/ProfileRecord.h"
+#include "settings/Result.h"
 #include "settings/SafeFile.h"
 #include "settings/SettingsContext.h"
 
-#include "settings/Result.h"
 #include <optional>
 #include <span>
 #include <string>
@@ -38,7 +38,8 @@ std::vector<std::string> parseProfileList(std::string_view text);
 /// Profiles on disk. Every call reads the files afresh; nothing is cached.
 /// Profile names are section names of Profiles.ini, so they match without
 /// regard to case.
-class ProfileStore {
+class ProfileStore
+{
 public:
     explicit ProfileStore(SettingsContext context) : m_context(std::move(context)) {}
 
@@ -50,7 +51,8 @@ public:
     /// Whether a flag of the profile is on under the given reading.
     bool flag(std::string_view profile, const ProfileKey& key, FlagReading reading) const;
     /// Writes one key as WriteINI does: an empty value removes the key.
-    WriteResult write(std::string_view profile, const ProfileKey& key, std::string_view value) const;
+    WriteResult write(std::string_view profile, const ProfileKey& key,
+                      std::string_view value) const;
 
     /// Saves a whole profile as the editor screens do: every key of the
     /// screen's write order that has a value in `values` is written in that
@@ -59,7 +61,8 @@ public:
                             std::span<const std::pair<std::string_view, std::string>> values,
                             EditorScreen screen) const;
 
-    struct Entry {
+    struct Entry
+    {
         const ProfileKey* key;
         std::string value; // stored text, or the read default
         bool stored;
@@ -75,9 +78,10 @@ public:
     Result<std::vector<std::string>> loadProfileList() const;
     /// Rewrites ProfileList.log with the non-empty names, in order.
     WriteResult SaveProfileList(std::span<const std::string> names) const;
-    /// Whether the name is listed in ProfileList.log or has a section in
-    /// Profiles.ini (either makes it a usable profile).
-    Result<bool> exists(std::string_view profile) const;
+    /// The profile's name as listed in ProfileList.log, or else as its
+    /// section in Profiles.ini is spelt (either makes it a usable profile),
+    /// matched without regard to case; std::nullopt when neither exists.
+    Result<std::optional<std::string>> find(std::string_view profile) const;
     /// Appends a name to ProfileList.log; fails when the name cannot be a
     /// profile name or (compared without regard to case) is already listed.
     /// Writes no key.

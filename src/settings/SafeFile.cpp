@@ -52,7 +52,9 @@ Result<std::optional<std::string>> readWholeFile(const fs::path& file)
             return std::optional<std::string>{};
         return Failure(problem(file, "cannot open", errno));
     }
-    struct stat st {};
+    struct stat st
+    {
+    };
     if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
         const int err = S_ISDIR(st.st_mode) ? EISDIR : errno;
         ::close(fd);
@@ -91,7 +93,7 @@ Result<FileLock> FileLock::acquire(const fs::path& target)
     std::error_code ec;
     fs::create_directories(folder, ec);
     if (ec)
-        return Failure(problem(folder, "cannot create the settings folder", ec.value()));
+        return Failure(problem(target, "cannot create the folder " + folder.string(), ec.value()));
     const fs::path lockFile = folder / ("." + target.filename().string() + ".lock");
     const int fd = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0) {
@@ -131,7 +133,9 @@ WriteResult replaceFileAtomically(const fs::path& file, std::string_view bytes)
 {
     const fs::path folder = folderOf(file);
     mode_t mode = 0644;
-    struct stat st {};
+    struct stat st
+    {
+    };
     if (::stat(file.c_str(), &st) == 0) {
         // A file marked read-only is left alone even when the folder would
         // allow replacing it (and even for root), as Windows refuses to write

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "settings/Result.h"
+
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -19,14 +20,14 @@ inline constexpr size_t kMaxSettingsFileBytes = 64u * 1024 * 1024;
 
 /// The whole content of a file; std::nullopt when it does not exist. Other
 /// failures (no permission, a folder in its place, too large) are an error text.
-Result<std::optional<std::string>>
-readWholeFile(const std::filesystem::path& file);
+Result<std::optional<std::string>> readWholeFile(const std::filesystem::path& file);
 
 /// An exclusive lock on a side file next to the target (".Profiles.ini.lock"),
 /// held for one read-modify-write. The lock is on a file of its own because the
 /// target is replaced by rename, which would leave a lock on the target's old
 /// inode protecting nothing. Released when the object is destroyed.
-class FileLock {
+class FileLock
+{
 public:
     /// Creates the folder and the lock file as needed and waits for the lock.
     static Result<FileLock> acquire(const std::filesystem::path& target);

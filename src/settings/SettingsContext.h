@@ -14,7 +14,8 @@ std::chrono::year_month_day localToday();
 /// live; the Windows version calls it the program folder) and the clock that
 /// supplies date defaults. Passed to every reader and writer so that tests and
 /// tools can point them elsewhere; nothing in the settings code reads a global.
-struct SettingsContext {
+struct SettingsContext
+{
     std::filesystem::path folder;
     std::function<std::chrono::year_month_day()> today = localToday;
 };

@@ -15,7 +15,8 @@ using qm::settings::test::writeBytes;
 // partly; a "replace all" would give different answers for most rows.
 TEST(ReplaceText, KeepsTheSingleScanQuirks)
 {
-    struct Case {
+    struct Case
+    {
         const char* text;
         const char* search;
         const char* replacement;
@@ -23,15 +24,15 @@ TEST(ReplaceText, KeepsTheSingleScanQuirks)
     };
     const Case cases[] = {
         {"C:\\\\Options.ini", "\\\\", "\\", "C:\\Options.ini"},
-        {"a\\\\\\b", "\\\\", "\\", "a\\\\b"},           // three become two
-        {"a\\\\\\\\b", "\\\\", "\\", "a\\\\b"},         // four become two
+        {"a\\\\\\b", "\\\\", "\\", "a\\\\b"},                   // three become two
+        {"a\\\\\\\\b", "\\\\", "\\", "a\\\\b"},                 // four become two
         {"\\\\server\\share", "\\\\", "\\", "\\server\\share"}, // the start is collapsed too
-        {"abc", "abcd", "x", "abc"},                    // shorter than the search
+        {"abc", "abcd", "x", "abc"},                            // shorter than the search
         {"", "x", "y", ""},
-        {"aaa", "a", "aa", "aaaaaa"},                   // growth is not rescanned
+        {"aaa", "a", "aa", "aaaaaa"}, // growth is not rescanned
         {"aaaa", "aa", "a", "aa"},
-        {"xyxy", "xy", "", "xy"},                      // the second match starts at an examined position
-        {"x/y", "/", "//", "x///y"},                  // the inserted text is scanned again
+        {"xyxy", "xy", "", "xy"},    // the second match starts at an examined position
+        {"x/y", "/", "//", "x///y"}, // the inserted text is scanned again
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -54,7 +55,8 @@ TEST(IniRW, FilePathRule)
 // section; each row is one of those, checked by reading the file back.
 TEST(IniRW, WriteRuleStoresOrDeletes)
 {
-    struct Case {
+    struct Case
+    {
         const char* what;
         const char* section;
         const char* key;
@@ -69,8 +71,7 @@ TEST(IniRW, WriteRuleStoresOrDeletes)
          "[MAIN]\r\nZip=02134\r\n\r\n[Acme]\r\nCity=Austin\r\n"},
         {"empty key deletes the section", "Acme", "", "ignored",
          "[MAIN]\r\nCity=Boston\r\nZip=02134\r\n\r\n"},
-        {"empty key and value delete the section", "main", "", "",
-         "[Acme]\r\nCity=Austin\r\n"},
+        {"empty key and value delete the section", "main", "", "", "[Acme]\r\nCity=Austin\r\n"},
         {"deleting an absent key is no change", "MAIN", "Fax", "", start},
     };
     for (const Case& c : cases) {

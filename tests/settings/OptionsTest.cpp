@@ -16,13 +16,14 @@ TEST(Options, DefaultsAndStoredValues)
     SettingsContext context{folder.path(), [] { return 2024y / March / 7d; }};
     writeBytes(folder / "Options.ini", "[main]\r\nverchk=0\r\nDateRangeTo=12/31/2023\r\n");
     const OptionsStore store(context);
-    struct Case {
+    struct Case
+    {
         const char* key;
         const char* value;
     };
     const Case cases[] = {
-        {"VerChk", "0"},          {"AddDupilcateFiles", "1"},   {"SecToWait", "0"},
-        {"ProfileToUse", ""},     {"DateRangeFrom", "03/07/2024"}, {"DateRangeTo", "12/31/2023"},
+        {"VerChk", "0"},      {"AddDupilcateFiles", "1"},      {"SecToWait", "0"},
+        {"ProfileToUse", ""}, {"DateRangeFrom", "03/07/2024"}, {"DateRangeTo", "12/31/2023"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.key);
@@ -41,12 +42,13 @@ TEST(Options, DefaultsAndStoredValues)
 
 TEST(Options, FlagsAreReadAsNumbers)
 {
-    struct Case {
+    struct Case
+    {
         const char* text;
         bool on;
     };
-    const Case cases[] = {{"1", true},    {" 1 ", true}, {"01", true},  {"1.0", true},
-                          {"1abc", true}, {"0", false},  {"", false},   {"2", false},
+    const Case cases[] = {{"1", true},    {" 1 ", true},  {"01", true},  {"1.0", true},
+                          {"1abc", true}, {"0", false},   {"", false},   {"2", false},
                           {"yes", false}, {"1.5", false}, {"-1", false}, {"10", false}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);

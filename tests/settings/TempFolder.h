@@ -10,11 +10,13 @@
 
 namespace qm::settings::test {
 
-class TempFolder {
+class TempFolder
+{
 public:
     TempFolder()
     {
-        std::string pattern = (std::filesystem::temp_directory_path() / "qm-settings-XXXXXX").string();
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "qm-settings-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr)
             std::abort();
         m_path = pattern;

@@ -1,0 +1,42 @@
+// The file information block at the start of a Word 97-2003 document stream.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qm::engine::doc {
+
+/// Where a structure lies in the table stream: byte offset and length.
+struct FcLcb {
+    uint32_t fc = 0;
+    uint32_t lcb = 0;
+};
+
+/// The parts of the file information block this reader uses.
+struct Fib {
+    uint16_t nFib = 0;
+    bool fComplex = false;
+    bool fEncrypted = false;
+    bool fObfuscated = false;
+    bool fWhichTblStm = false; ///< true: the table stream is "1Table"
+
+    /// Character counts of the stories, in their order in the text.
+    enum Ccp { Text, Ftn, Hdd, Mcr, Atn, Edn, Txbx, HdrTxbx, CcpCount };
+    std::array<uint32_t, CcpCount> ccp{};
+
+    FcLcb stshf, plcffndRef, plcffndTxt, plcfandRef, plcfandTxt, plcfSed, plcfHdd, plcfBteChpx,
+        plcfBtePapx, sttbfFfn, dop, clx, plcSpaMom, plcfendRef, plcfendTxt, plcftxbxTxt, plcfHdrtxbxTxt;
+};
+
+struct FibResult {
+    Fib fib;
+    std::string error; ///< set when the document cannot be read at all
+};
+
+/// Parses the block from the start of the "WordDocument" stream. Word 6 and
+/// Word 95 files, encrypted and obfuscated files get their clear error here.
+FibResult parseFib(std::string_view wordDocument);
+
+} // namespace qm::engine::doc

@@ -1,0 +1,107 @@
+// Parsing the piece table and decoding the document's characters from it.
+#include "engine/formats/doc/PieceTable.h"
+
+#include "engine/formats/doc/ByteReader.h"
+#include "engine/model/Unicode.h"
+
+#include <algorithm>
+
+namespace qm::engine::doc {
+
+char16_t compressedChar(uint8_t byte)
+{
+    // The five bytes Windows-1252 leaves undefined (0x81, 0x8D, 0x8F, 0x90,
+    // 0x9D) stay C1 controls, as Word shows them.
+    return cp1252ToUnicode(byte);
+}
+
+bool PieceTable::parse(std::string_view clx, uint64_t streamSize, std::vector<Diagnostic>& diagnostics)
+{
+    auto diagnose = [&](std::string message) {
+        diagnostics.push_back({"doc.pieces", Severity::Warning, "piece table", std::move(message)});
+    };
+    size_t pos = 0;
+    // Property lists (clxt 1) come first, then the piece table itself (clxt 2).
+    while (pos < clx.size() && u8(clx, pos) == 1) {
+        const uint16_t cb = u16(clx, pos + 1);
+        if (!fits(clx.size(), pos + 3, cb)) {
+            diagnose("the list of piece properties is cut short");
+            return false;
+        }
+        m_prcs.emplace_back(clx.substr(pos + 3, cb));
+        pos += 3 + cb;
+    }
+    if (u8(clx, pos) != 2) {
+        diagnose("the piece table is missing");
+        return false;
+    }
+    const uint32_t lcb = u32(clx, pos + 1);
+    const std::string_view plc = slice(clx, pos + 5, lcb);
+    if (plc.size() < lcb)
+        diagnose("the piece table is cut short");
+    if (plc.size() < 16)
+        return false;
+    const size_t count = (plc.size() - 4) / 12;
+    const size_t pcdStart = 4 * (count + 1);
+    uint32_t lastEnd = 0;
+    uint64_t storedBytes = 0;
+    for (size_t i = 0; i < count; ++i) {
+        Piece p;
+        p.cpStart = u32(plc, 4 * i);
+        p.cpEnd = u32(plc, 4 * i + 4);
+        const uint32_t fcRaw = u32(plc, pcdStart + 8 * i + 2);
+        p.compressed = fcRaw & 0x40000000u;
+        p.fc = p.compressed ? (fcRaw & 0x3FFFFFFFu) / 2 : (fcRaw & 0x3FFFFFFFu);
+        p.prm = u16(plc, pcdStart + 8 * i + 6);
+        if (p.cpEnd <= p.cpStart || p.cpStart < lastEnd) {
+            diagnose("a piece of text is out of order; it is not read");
+            continue;
+        }
+        // A piece reaching past the document stream keeps the part inside it.
+        const uint64_t bytes = static_cast<uint64_t>(p.cpEnd - p.cpStart) * p.bytesPerChar();
+        if (!fits(streamSize, p.fc, bytes)) {
+            const uint64_t room = p.fc < streamSize ? (streamSize - p.fc) / p.bytesPerChar() : 0;
+            diagnose("a piece of text lies past the end of the document stream; it is cut");
+            if (room == 0)
+                continue;
+            p.cpEnd = p.cpStart + static_cast<uint32_t>(room);
+        }
+        // Word never stores two pieces in the same bytes, so all pieces
+        // together fit the stream; a file whose pieces reuse bytes would
+        // otherwise multiply its text without bound.
+        storedBytes += static_cast<uint64_t>(p.cpEnd - p.cpStart) * p.bytesPerChar();
+        if (storedBytes > streamSize) {
+            diagnose("the pieces of text hold more than the document stream; the rest is not read");
+            break;
+        }
+        lastEnd = p.cpEnd;
+        m_pieces.push_back(p);
+    }
+    return !m_pieces.empty();
+}
+
+std::string_view PieceTable::propertyList(uint16_t prm) const
+{
+    if ((prm & 1) == 0)
+        return {};
+    const size_t index = prm >> 1;
+    return index < m_prcs.size() ? std::string_view(m_prcs[index]) : std::string_view();
+}
+
+std::u16string PieceTable::text(std::string_view wd, uint32_t from, uint32_t to) const
+{
+    std::u16string out;
+    auto it = std::upper_bound(m_pieces.begin(), m_pieces.end(), from,
+                               [](uint32_t cp, const Piece& p) { return cp < p.cpEnd; });
+    for (; it != m_pieces.end() && it->cpStart < to; ++it) {
+        const uint32_t a = std::max(from, it->cpStart);
+        const uint32_t b = std::min(to, it->cpEnd);
+        for (uint32_t cp = a; cp < b; ++cp) {
+            const uint64_t fc = it->fcOf(cp);
+            out.push_back(it->compressed ? compressedChar(u8(wd, fc)) : static_cast<char16_t>(u16(wd, fc)));
+        }
+    }
+    return out;
+}
+
+} // namespace qm::engine::doc

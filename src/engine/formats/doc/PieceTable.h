@@ -1,0 +1,52 @@
+// The piece table: where each stretch of the document's characters is stored.
+#pragma once
+
+#include "engine/model/Diagnostic.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qm::engine::doc {
+
+/// One piece: characters [cpStart, cpEnd) stored from byte fc of the
+/// document stream, one byte each (Windows-1252) or two (UTF-16).
+struct Piece {
+    uint32_t cpStart = 0;
+    uint32_t cpEnd = 0;
+    uint32_t fc = 0;
+    bool compressed = false;
+    uint16_t prm = 0; ///< property modifier: a single sprm or an index into the property lists
+
+    uint32_t bytesPerChar() const { return compressed ? 1 : 2; }
+    /// File offset of character cp of this piece.
+    uint64_t fcOf(uint32_t cp) const { return fc + static_cast<uint64_t>(cp - cpStart) * bytesPerChar(); }
+};
+
+/// The pieces in character order, and the property lists that pieces' modifiers refer to.
+class PieceTable {
+public:
+    /// Parses a Clx from the table stream. Pieces are checked to lie inside
+    /// the document stream and to be in order; bad ones are dropped with a
+    /// diagnostic. Returns false when there is no usable piece at all.
+    bool parse(std::string_view clx, uint64_t documentStreamSize, std::vector<Diagnostic>& diagnostics);
+
+    const std::vector<Piece>& pieces() const { return m_pieces; }
+    /// The grpprl that a complex property modifier names, or empty.
+    std::string_view propertyList(uint16_t prm) const;
+
+    /// The characters [from, to) decoded from the document stream; characters
+    /// that no piece covers are absent.
+    std::u16string text(std::string_view wordDocument, uint32_t from, uint32_t to) const;
+
+private:
+    std::vector<Piece> m_pieces;
+    std::vector<std::string> m_prcs;
+};
+
+/// A byte of a compressed piece: Windows-1252, except that Word stores its
+/// typographic characters in the 0x80-0x9F range by their 1252 positions.
+char16_t compressedChar(uint8_t byte);
+
+} // namespace qm::engine::doc

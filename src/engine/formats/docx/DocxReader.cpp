@@ -1,0 +1,924 @@
+// The Word package reader: document, styles, numbering, notes, headers and footers into the model.
+#include "engine/formats/Reader.h"
+#include "engine/formats/docx/DocxNumbering.h"
+#include "engine/formats/docx/DocxStyles.h"
+#include "engine/formats/docx/Package.h"
+#include "engine/formats/docx/XmlPart.h"
+#include "engine/formats/docx/ZipPackage.h"
+#include "engine/model/DocumentBuilder.h"
+#include "engine/model/Unicode.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace qm::engine {
+
+namespace {
+
+using docx::ParaProps;
+using docx::RunProps;
+using xml::child;
+using xml::is;
+using xml::value;
+
+// Text boxes inside text boxes inside text boxes are legal; deeper nesting
+// only serves to exhaust the stack.
+constexpr int MaxStoryNesting = 6;
+
+// EMU (DrawingML) to twips.
+Twips emuToTwips(int64_t emu)
+{
+    return xml::clampInt32(emu / 635);
+}
+
+std::optional<Twips> twipsOf(const pugi::xml_node& node, std::string_view name)
+{
+    if (auto v = xml::toInt(value(node, name)))
+        return xml::clampInt32(*v);
+    return std::nullopt;
+}
+
+// "width:72pt;height:1.5in" as VML writes shape sizes.
+Twips vmlLength(std::string_view style, std::string_view property)
+{
+    size_t pos = 0;
+    while ((pos = style.find(property, pos)) != std::string_view::npos) {
+        const bool atStart = pos == 0 || style[pos - 1] == ';' || style[pos - 1] == ' ';
+        pos += property.size();
+        if (!atStart || pos >= style.size() || style[pos] != ':')
+            continue;
+        std::string number(style.substr(pos + 1, style.find(';', pos) - pos - 1));
+        char* end = nullptr;
+        const double v = std::strtod(number.c_str(), &end);
+        const std::string unit = end ? std::string(end) : "";
+        double twips = v * 20; // points, VML's default unit is pixels but Word writes pt
+        if (unit.starts_with("in"))
+            twips = v * 1440;
+        else if (unit.starts_with("cm"))
+            twips = v * 1440 / 2.54;
+        else if (unit.starts_with("mm"))
+            twips = v * 144 / 2.54;
+        else if (unit.starts_with("px") || unit.empty())
+            twips = v * 15;
+        if (!(twips > -1e9 && twips < 1e9))
+            return 0;
+        return static_cast<Twips>(twips);
+    }
+    return 0;
+}
+
+bool isEncryptedPackage(std::string_view bytes)
+{
+    if (!bytes.starts_with("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1"))
+        return false;
+    // The stream name is stored in UTF-16 in the container's directory.
+    static const char name[] = "E\0n\0c\0r\0y\0p\0t\0e\0d\0P\0a\0c\0k\0a\0g\0e\0";
+    return bytes.find(std::string_view(name, sizeof name - 1)) != std::string_view::npos;
+}
+
+/// One parsed part with its relationships.
+struct Part {
+    std::string name;
+    pugi::xml_document xml;
+    Relationships rels;
+    bool loaded = false;
+};
+
+/// An open complex field: its instruction is not shown, its result is.
+struct Field {
+    bool inInstruction = true;
+};
+
+/// Reading state of one story (the main text, a header, a note, a text box).
+struct StoryContext {
+    const Part* part = nullptr;
+    std::vector<Field> fields;
+    uint32_t fieldOverflow = 0; ///< fields nested past the limit, still to be closed
+    bool isMain = false;
+    bool inNote = false;
+    // A paragraph whose mark was deleted as a tracked change runs on into
+    // the next one; its format is kept in case nothing follows.
+    bool pendingMark = false;
+    uint32_t pendingParaFormat = 0;
+    uint32_t pendingMarkFormat = 0;
+};
+
+class DocxReader {
+public:
+    DocxReader(ZipPackage& zip, DocumentBuilder& builder) : m_zip(zip), m_b(builder) {}
+
+    ReadResult run();
+
+private:
+    bool load(Part& part, Severity severity);
+    void readTheme(const Relationships& rels);
+    void readSettings(const std::string& name);
+    void readAppProperties(const Relationships& packageRels);
+
+    void readBlocks(const pugi::xml_node& parent);
+    void readParagraph(const pugi::xml_node& p);
+    void readInline(const pugi::xml_node& parent, const std::string& paraStyle);
+    void readRunContent(const pugi::xml_node& parent, const std::string& paraStyle, const std::string& charStyle,
+                        const RunProps& props);
+    void readTable(const pugi::xml_node& tbl);
+    void readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase);
+    void readCell(const pugi::xml_node& tc, TableRowFormat& row);
+    void readObject(const pugi::xml_node& node, uint32_t charFormat, bool vml);
+    void readNoteReference(NoteKind kind, const pugi::xml_node& ref, uint32_t charFormat);
+    int32_t readHeaderFooter(const std::string& relId, StoryType type);
+    SectionFormat readSection(const pugi::xml_node& sectPr, HeaderFooterRefs& refs);
+
+    void flushPendingMark();
+    bool suppressed() const;
+    void emit(std::u16string_view text, uint32_t charFormat);
+    void emitChar(char16_t c, uint32_t charFormat) { emit(std::u16string_view(&c, 1), charFormat); }
+    static pugi::xml_node chooseAlternate(const pugi::xml_node& alternateContent);
+
+    ZipPackage& m_zip;
+    DocumentBuilder& m_b;
+    Part m_main;
+    docx::ThemeFonts m_theme;
+    docx::Styles m_styles;
+    docx::Numbering m_numbering;
+    StoryContext* m_ctx = nullptr;
+    int m_storyNesting = 0;
+    uint32_t m_defaultParaFormat = 0;
+    uint32_t m_defaultCharFormat = 0;
+
+    // Notes and comments: their parts, their notes by id, their stories.
+    struct NoteSource {
+        Part part;
+        std::map<std::string, pugi::xml_node> byId;
+        int32_t story = -1;
+        bool tried = false;
+    };
+    NoteSource m_notes[3];
+    std::map<std::string, int32_t> m_headerStories; // part name -> story
+    std::map<std::string, std::unique_ptr<Part>> m_headerParts;
+};
+
+bool DocxReader::load(Part& part, Severity severity)
+{
+    PartData data = m_zip.read(part.name);
+    if (!data.ok()) {
+        // Optional parts (a theme, app.xml) may be absent without comment.
+        if (data.found || severity != Severity::Note)
+            m_b.diagnose("docx.part", severity, part.name, data.error + "; its text is not counted");
+        return false;
+    }
+    std::string error = xml::parse(data.bytes, part.xml, m_b.limits().maxNestingDepth);
+    if (!error.empty()) {
+        m_b.diagnose("docx.xml", severity, part.name, error + "; its text is not counted");
+        return false;
+    }
+    part.rels = readRelationships(m_zip, part.name, m_b.limits().maxNestingDepth);
+    part.loaded = true;
+    return true;
+}
+
+void DocxReader::readTheme(const Relationships& rels)
+{
+    Part theme;
+    theme.name = targetOfType(rels, "theme");
+    if (theme.name.empty() || !load(theme, Severity::Note))
+        return;
+    pugi::xml_node scheme = xml::descendant(theme.xml, "fontScheme");
+    if (auto major = value(child(child(scheme, "majorFont"), "latin"), "typeface"); !major.empty())
+        m_theme.major = major;
+    if (auto minor = value(child(child(scheme, "minorFont"), "latin"), "typeface"); !minor.empty())
+        m_theme.minor = minor;
+}
+
+void DocxReader::readSettings(const std::string& name)
+{
+    Part part;
+    part.name = name;
+    if (name.empty() || !load(part, Severity::Note))
+        return;
+    DocumentSettings& s = m_b.settings();
+    for (pugi::xml_node e = part.xml.document_element().first_child(); e; e = e.next_sibling()) {
+        const std::string_view n = xml::localName(e);
+        if (n == "evenAndOddHeaders")
+            s.evenAndOddHeaders = docx::onOff(e);
+        else if (n == "mirrorMargins")
+            s.mirrorMargins = docx::onOff(e);
+        else if (n == "autoHyphenation")
+            s.autoHyphenation = docx::onOff(e);
+        else if (n == "defaultTabStop") {
+            if (auto v = twipsOf(e, "val"); v && *v > 0)
+                s.defaultTabStop = *v;
+        } else if (n == "compat") {
+            for (pugi::xml_node c = e.first_child(); c; c = c.next_sibling()) {
+                if (c.type() != pugi::node_element)
+                    continue;
+                if (is(c, "compatSetting")) {
+                    std::string key(value(c, "name"));
+                    std::string val(value(c, "val"));
+                    if (key == "compatibilityMode")
+                        s.compatibilityMode = xml::clampInt32(xml::toInt(val).value_or(0));
+                    if (!key.empty())
+                        s.compat[key] = val;
+                } else {
+                    s.compat[std::string(xml::localName(c))] = docx::onOff(c) ? "1" : "0";
+                }
+            }
+        }
+    }
+}
+
+void DocxReader::readAppProperties(const Relationships& packageRels)
+{
+    Part app;
+    app.name = targetOfType(packageRels, "extended-properties");
+    if (app.name.empty())
+        app.name = "docProps/app.xml";
+    if (!m_zip.contains(app.name) || !load(app, Severity::Note))
+        return;
+    StoredStatistics& st = m_b.stored();
+    for (pugi::xml_node e = app.xml.document_element().first_child(); e; e = e.next_sibling()) {
+        const std::string_view n = xml::localName(e);
+        auto number = [&] { return xml::toInt(e.text().get()); };
+        if (n == "Pages")
+            st.pages = number();
+        else if (n == "Words")
+            st.words = number();
+        else if (n == "Characters")
+            st.characters = number();
+        else if (n == "CharactersWithSpaces")
+            st.charactersWithSpaces = number();
+        else if (n == "Lines")
+            st.lines = number();
+        else if (n == "Paragraphs")
+            st.paragraphs = number();
+        else if (n == "Application")
+            st.application = e.text().get();
+    }
+}
+
+bool DocxReader::suppressed() const
+{
+    return std::any_of(m_ctx->fields.begin(), m_ctx->fields.end(), [](const Field& f) { return f.inInstruction; });
+}
+
+void DocxReader::emit(std::u16string_view text, uint32_t charFormat)
+{
+    if (!suppressed())
+        m_b.appendText(text, charFormat);
+}
+
+void DocxReader::flushPendingMark()
+{
+    if (m_ctx->pendingMark) {
+        m_ctx->pendingMark = false;
+        m_b.endParagraph(m_ctx->pendingParaFormat, m_ctx->pendingMarkFormat);
+    }
+}
+
+pugi::xml_node DocxReader::chooseAlternate(const pugi::xml_node& alternateContent)
+{
+    // Word takes the first choice it understands, which for the namespaces
+    // Word writes is the first one; the fallback only when there is none.
+    // Taking exactly one branch keeps a text box from counting twice.
+    if (pugi::xml_node choice = child(alternateContent, "Choice"))
+        return choice;
+    return child(alternateContent, "Fallback");
+}
+
+void DocxReader::readBlocks(const pugi::xml_node& parent)
+{
+    for (pugi::xml_node e = parent.first_child(); e && !m_b.limitReached(); e = e.next_sibling()) {
+        if (e.type() != pugi::node_element)
+            continue;
+        const std::string_view n = xml::localName(e);
+        if (n == "p") {
+            readParagraph(e);
+        } else if (n == "tbl") {
+            readTable(e);
+        } else if (n == "sdt") {
+            readBlocks(child(e, "sdtContent"));
+        } else if (n == "customXml" || n == "ins" || n == "moveTo" || n == "smartTag") {
+            readBlocks(e);
+        } else if (n == "AlternateContent") {
+            readBlocks(chooseAlternate(e));
+        } else if (n == "altChunk") {
+            m_b.diagnose("docx.altchunk", Severity::Warning, m_ctx->part->name,
+                         "imported content (altChunk) is not read; its text is not counted");
+        }
+    }
+}
+
+void DocxReader::readParagraph(const pugi::xml_node& p)
+{
+    const pugi::xml_node pPr = child(p, "pPr");
+    std::string style(value(child(pPr, "pStyle"), "val"));
+    if (style.empty())
+        style = m_styles.defaultParagraphStyle();
+    const ParaProps direct = docx::parseParaProps(pPr);
+
+    // Numbering comes from the paragraph, else from its style.
+    docx::ListLabel label;
+    {
+        const ParaProps fromStyle = m_styles.styleParaProps(style);
+        const int32_t numId = direct.numId ? *direct.numId : fromStyle.numId.value_or(0);
+        const int32_t level = direct.level ? *direct.level : fromStyle.level.value_or(0);
+        if (numId > 0 && !suppressed())
+            label = m_numbering.next(numId, level);
+    }
+
+    const pugi::xml_node markPr = child(pPr, "rPr");
+    const std::string markStyle(value(child(markPr, "rStyle"), "val"));
+    const RunProps markProps = docx::parseRunProps(markPr, m_theme);
+    const uint32_t markFormat = m_b.charFormat(m_styles.runFormat(style, markStyle, markProps));
+    const bool markDeleted = child(markPr, "del") || child(markPr, "moveFrom");
+
+    ParaFormat pf = m_styles.paraFormat(style, label.para, direct);
+    if (!label.text.empty()) {
+        pf.listLabel = label.text;
+        RunProps labelProps = label.run;
+        labelProps.overlay(markProps);
+        pf.listLabelCharFormat = static_cast<int32_t>(m_b.charFormat(m_styles.runFormat(style, markStyle, labelProps)));
+    }
+    const uint32_t paraFormat = m_b.paraFormat(pf);
+
+    m_ctx->pendingMark = false; // this paragraph continues the one whose mark was deleted
+    readInline(p, style);
+
+    const pugi::xml_node sectPr = child(pPr, "sectPr");
+    if (sectPr && m_ctx->isMain && m_b.tableDepth() == 0) {
+        HeaderFooterRefs refs;
+        const SectionFormat section = readSection(sectPr, refs);
+        m_b.endSection(section, refs, paraFormat, markFormat);
+    } else if (markDeleted) {
+        m_ctx->pendingMark = true;
+        m_ctx->pendingParaFormat = paraFormat;
+        m_ctx->pendingMarkFormat = markFormat;
+    } else {
+        m_b.endParagraph(paraFormat, markFormat);
+    }
+}
+
+void DocxReader::readInline(const pugi::xml_node& parent, const std::string& paraStyle)
+{
+    for (pugi::xml_node e = parent.first_child(); e; e = e.next_sibling()) {
+        if (e.type() != pugi::node_element)
+            continue;
+        const std::string_view n = xml::localName(e);
+        if (n == "r") {
+            const pugi::xml_node rPr = child(e, "rPr");
+            const std::string charStyle(value(child(rPr, "rStyle"), "val"));
+            readRunContent(e, paraStyle, charStyle, docx::parseRunProps(rPr, m_theme));
+        } else if (n == "hyperlink" || n == "smartTag" || n == "customXml" || n == "ins" || n == "moveTo" ||
+                   n == "fldSimple" || n == "dir" || n == "bdo" || n == "oMath" || n == "oMathPara") {
+            readInline(e, paraStyle);
+        } else if (n == "sdt") {
+            readInline(child(e, "sdtContent"), paraStyle);
+        } else if (n == "AlternateContent") {
+            readInline(chooseAlternate(e), paraStyle);
+        } else if (std::strncmp(e.name(), "m:", 2) == 0) {
+            // Equation structures (fractions, scripts, radicals) hold their
+            // text in runs further down.
+            readInline(e, paraStyle);
+        }
+    }
+}
+
+void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string& paraStyle,
+                                const std::string& charStyle, const RunProps& props)
+{
+    std::optional<uint32_t> format;
+    auto cf = [&] {
+        if (!format)
+            format = m_b.charFormat(m_styles.runFormat(paraStyle, charStyle, props));
+        return *format;
+    };
+    for (pugi::xml_node e = parent.first_child(); e; e = e.next_sibling()) {
+        if (e.type() != pugi::node_element)
+            continue;
+        const std::string_view n = xml::localName(e);
+        if (n == "t") {
+            if (suppressed())
+                continue;
+            std::string_view text = e.text().get();
+            // Without xml:space="preserve" Word drops the whitespace around
+            // the text, as XML tools may have added it for indentation.
+            if (value(e, "space") != "preserve") {
+                const size_t first = text.find_first_not_of(" \t\r\n");
+                text = first == std::string_view::npos
+                           ? std::string_view()
+                           : text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+            }
+            if (!text.empty())
+                m_b.appendUtf8(text, cf());
+        } else if (n == "tab" || n == "ptab") {
+            emitChar(Ch::Tab, cf());
+        } else if (n == "br") {
+            const std::string_view type = value(e, "type");
+            emitChar(type == "page" ? Ch::PageBreak : type == "column" ? Ch::ColumnBreak : Ch::LineBreak, cf());
+        } else if (n == "cr") {
+            emitChar(Ch::LineBreak, cf());
+        } else if (n == "noBreakHyphen") {
+            emitChar(Ch::NonBreakingHyphen, cf());
+        } else if (n == "softHyphen") {
+            emitChar(Ch::OptionalHyphen, cf());
+        } else if (n == "sym") {
+            // Symbol-font characters are stored as their private-use code
+            // (F0xx); Word shows and counts them as one character.
+            std::string_view code = value(e, "char");
+            uint32_t c = 0;
+            bool ok = !code.empty() && code.size() <= 4;
+            for (char h : code) {
+                c <<= 4;
+                if (h >= '0' && h <= '9')
+                    c |= static_cast<uint32_t>(h - '0');
+                else if ((h | 0x20) >= 'a' && (h | 0x20) <= 'f')
+                    c |= static_cast<uint32_t>((h | 0x20) - 'a' + 10);
+                else
+                    ok = false;
+            }
+            if (ok && c >= 0x20)
+                emitChar(static_cast<char16_t>(c), cf());
+        } else if (n == "fldChar") {
+            const std::string_view type = value(e, "fldCharType");
+            if (type == "begin") {
+                if (m_ctx->fields.size() < m_b.limits().maxNestingDepth)
+                    m_ctx->fields.push_back(Field{});
+                else
+                    ++m_ctx->fieldOverflow;
+            } else if (type == "separate") {
+                if (m_ctx->fieldOverflow == 0 && !m_ctx->fields.empty())
+                    m_ctx->fields.back().inInstruction = false;
+            } else if (type == "end") {
+                if (m_ctx->fieldOverflow > 0)
+                    --m_ctx->fieldOverflow;
+                else if (!m_ctx->fields.empty())
+                    m_ctx->fields.pop_back();
+            }
+        } else if (n == "footnoteReference" || n == "endnoteReference" || n == "commentReference") {
+            if (suppressed())
+                continue;
+            const NoteKind kind = n == "footnoteReference" ? NoteKind::Footnote
+                                  : n == "endnoteReference" ? NoteKind::Endnote
+                                                            : NoteKind::Comment;
+            readNoteReference(kind, e, cf());
+        } else if (n == "footnoteRef" || n == "endnoteRef") {
+            // The note's own number at the start of its text.
+            emitChar(Ch::NoteReference, cf());
+        } else if (n == "drawing" || n == "pict" || n == "object") {
+            if (!suppressed())
+                readObject(e, cf(), n != "drawing");
+        } else if (n == "AlternateContent") {
+            readRunContent(chooseAlternate(e), paraStyle, charStyle, props);
+        } else if (n == "ruby") {
+            // The base text counts; the small guide text above it does not.
+            readInline(child(e, "rubyBase"), paraStyle);
+        }
+    }
+}
+
+void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, bool vml)
+{
+    InlineObject object;
+    object.kind = ObjectKind::Picture;
+    if (!vml) {
+        pugi::xml_node frame = child(node, "inline");
+        if (!frame) {
+            frame = child(node, "anchor");
+            object.floating = static_cast<bool>(frame);
+        }
+        if (pugi::xml_node extent = child(frame, "extent")) {
+            object.width = emuToTwips(xml::toInt(value(extent, "cx")).value_or(0));
+            object.height = emuToTwips(xml::toInt(value(extent, "cy")).value_or(0));
+        }
+        if (xml::descendant(node, "chart"))
+            object.kind = ObjectKind::Chart;
+        else if (!xml::descendant(node, "pic"))
+            object.kind = ObjectKind::Shape;
+    } else {
+        // VML: a shape positioned absolutely floats; others stand in the line.
+        for (pugi::xml_node s = node.first_child(); s; s = s.next_sibling()) {
+            std::string_view style = value(s, "style");
+            if (style.empty())
+                continue;
+            object.floating = style.find("position:absolute") != std::string_view::npos;
+            object.width = vmlLength(style, "width");
+            object.height = vmlLength(style, "height");
+            break;
+        }
+        if (is(node, "object"))
+            object.kind = ObjectKind::Embedded;
+        else if (!xml::descendant(node, "imagedata"))
+            object.kind = ObjectKind::Shape;
+    }
+
+    // Text boxes: every w:txbxContent of the drawing, not those nested in
+    // another box's text (those are read with that text).
+    std::vector<pugi::xml_node> boxes;
+    std::vector<pugi::xml_node> stack{node};
+    while (!stack.empty() && boxes.size() < 64) {
+        pugi::xml_node cur = stack.back();
+        stack.pop_back();
+        for (pugi::xml_node c = cur.last_child(); c; c = c.previous_sibling()) {
+            if (c.type() != pugi::node_element)
+                continue;
+            if (is(c, "txbxContent"))
+                boxes.push_back(c);
+            else if (is(c, "AlternateContent"))
+                stack.push_back(chooseAlternate(c));
+            else
+                stack.push_back(c);
+        }
+    }
+    if (!boxes.empty() && m_storyNesting < MaxStoryNesting) {
+        const StoryId story = m_b.newStory(StoryType::TextFrame);
+        if (story != 0xFFFFFFFFu) {
+            object.kind = ObjectKind::TextBox;
+            object.story = static_cast<int32_t>(story);
+            const StoryId previous = m_b.currentStory();
+            StoryContext context;
+            context.part = m_ctx->part;
+            StoryContext* outer = m_ctx;
+            m_ctx = &context;
+            ++m_storyNesting;
+            m_b.setStory(story);
+            for (const pugi::xml_node& box : boxes)
+                readBlocks(box);
+            flushPendingMark();
+            m_b.setStory(previous);
+            --m_storyNesting;
+            m_ctx = outer;
+        }
+    }
+    const int32_t index = m_b.addObject(object);
+    CharFormat format = m_b.document().charFormats[charFormat];
+    format.objectIndex = index;
+    m_b.appendChar(object.floating ? Ch::Anchor : Ch::Object, m_b.charFormat(format));
+}
+
+void DocxReader::readNoteReference(NoteKind kind, const pugi::xml_node& ref, uint32_t charFormat)
+{
+    const bool customMark = docx::truthy(value(ref, "customMarkFollows"));
+    const size_t k = static_cast<size_t>(kind);
+    NoteSource& src = m_notes[k];
+    if (m_ctx->inNote || m_storyNesting >= MaxStoryNesting) {
+        // A reference inside a note has no note of its own in Word.
+        if (kind != NoteKind::Comment && !customMark)
+            emitChar(Ch::NoteReference, charFormat);
+        return;
+    }
+    if (!src.tried) {
+        src.tried = true;
+        static const char* const types[] = {"footnotes", "endnotes", "comments"};
+        src.part.name = targetOfType(m_main.rels, types[k]);
+        if (!src.part.name.empty() && load(src.part, Severity::Warning)) {
+            for (pugi::xml_node n = src.part.xml.document_element().first_child(); n; n = n.next_sibling())
+                if (n.type() == pugi::node_element)
+                    src.byId.try_emplace(std::string(value(n, "id")), n);
+        }
+    }
+    auto it = src.byId.find(std::string(value(ref, "id")));
+    int32_t noteIndex = -1;
+    if (it != src.byId.end()) {
+        if (src.story < 0) {
+            const StoryType type = kind == NoteKind::Footnote ? StoryType::Footnotes
+                                   : kind == NoteKind::Endnote ? StoryType::Endnotes
+                                                               : StoryType::Comments;
+            const StoryId id = m_b.newStory(type);
+            if (id == 0xFFFFFFFFu)
+                return;
+            src.story = static_cast<int32_t>(id);
+        }
+        const StoryId previous = m_b.currentStory();
+        StoryContext context;
+        context.part = &src.part;
+        context.inNote = true;
+        StoryContext* outer = m_ctx;
+        m_ctx = &context;
+        ++m_storyNesting;
+        m_b.setStory(static_cast<StoryId>(src.story));
+        Note note;
+        note.kind = kind;
+        note.story = src.story;
+        note.start = m_b.position();
+        readBlocks(it->second);
+        flushPendingMark();
+        note.end = m_b.position();
+        m_b.setStory(previous);
+        --m_storyNesting;
+        m_ctx = outer;
+        noteIndex = m_b.addNote(note);
+    } else {
+        m_b.diagnose("docx.note", Severity::Warning, m_main.name, "a note reference points to no note");
+    }
+    // Comments have no reference character that Word counts or shows in the text.
+    if (kind == NoteKind::Comment || customMark)
+        return;
+    CharFormat format = m_b.document().charFormats[charFormat];
+    format.noteIndex = noteIndex;
+    m_b.appendChar(Ch::NoteReference, m_b.charFormat(format));
+}
+
+int32_t DocxReader::readHeaderFooter(const std::string& relId, StoryType type)
+{
+    auto rel = m_main.rels.find(relId);
+    if (rel == m_main.rels.end() || rel->second.target.empty()) {
+        m_b.diagnose("docx.relationship", Severity::Warning, m_main.name,
+                     "a header or footer reference names no part; it is not counted");
+        return -1;
+    }
+    const std::string& name = rel->second.target;
+    if (auto it = m_headerStories.find(name); it != m_headerStories.end())
+        return it->second;
+    m_headerStories[name] = -1; // a part that fails stays failed
+    auto part = std::make_unique<Part>();
+    part->name = name;
+    if (!load(*part, Severity::Warning))
+        return -1;
+    const StoryId story = m_b.newStory(type);
+    if (story == 0xFFFFFFFFu)
+        return -1;
+    const StoryId previous = m_b.currentStory();
+    StoryContext context;
+    context.part = part.get();
+    StoryContext* outer = m_ctx;
+    m_ctx = &context;
+    ++m_storyNesting;
+    m_b.setStory(story);
+    readBlocks(part->xml.document_element());
+    flushPendingMark();
+    m_b.setStory(previous);
+    --m_storyNesting;
+    m_ctx = outer;
+    m_headerParts[name] = std::move(part);
+    m_headerStories[name] = static_cast<int32_t>(story);
+    return static_cast<int32_t>(story);
+}
+
+SectionFormat DocxReader::readSection(const pugi::xml_node& sectPr, HeaderFooterRefs& refs)
+{
+    SectionFormat f;
+    auto clampLength = [](std::optional<Twips> v, Twips fallback, Twips lo, Twips hi) {
+        return v ? std::clamp(*v, lo, hi) : fallback;
+    };
+    constexpr Twips MaxPage = 31680 * 2; // 44 inches, beyond any paper Word offers
+    for (pugi::xml_node e = sectPr.first_child(); e; e = e.next_sibling()) {
+        const std::string_view n = xml::localName(e);
+        if (n == "pgSz") {
+            f.pageWidth = clampLength(twipsOf(e, "w"), f.pageWidth, 144, MaxPage);
+            f.pageHeight = clampLength(twipsOf(e, "h"), f.pageHeight, 144, MaxPage);
+        } else if (n == "pgMar") {
+            f.marginTop = clampLength(twipsOf(e, "top"), f.marginTop, -MaxPage, MaxPage);
+            f.marginBottom = clampLength(twipsOf(e, "bottom"), f.marginBottom, -MaxPage, MaxPage);
+            f.marginLeft = clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
+            f.marginRight = clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
+            f.headerDistance = clampLength(twipsOf(e, "header"), f.headerDistance, 0, MaxPage);
+            f.footerDistance = clampLength(twipsOf(e, "footer"), f.footerDistance, 0, MaxPage);
+            f.gutter = clampLength(twipsOf(e, "gutter"), f.gutter, 0, MaxPage);
+        } else if (n == "titlePg") {
+            f.titlePage = docx::onOff(e);
+        } else if (n == "type") {
+            const std::string_view v = value(e, "val");
+            f.start = v == "continuous"   ? SectionStart::Continuous
+                      : v == "nextColumn" ? SectionStart::NewColumn
+                      : v == "evenPage"   ? SectionStart::EvenPage
+                      : v == "oddPage"    ? SectionStart::OddPage
+                                          : SectionStart::NewPage;
+        } else if (n == "cols") {
+            f.columns = std::clamp<int32_t>(xml::clampInt32(xml::toInt(value(e, "num")).value_or(1)), 1, 45);
+            f.columnSpacing = clampLength(twipsOf(e, "space"), f.columnSpacing, 0, MaxPage);
+            if (value(e, "equalWidth") == "0" || value(e, "equalWidth") == "false") {
+                for (pugi::xml_node c = e.first_child(); c && f.columnWidths.size() < 45; c = c.next_sibling())
+                    if (is(c, "col"))
+                        f.columnWidths.push_back(clampLength(twipsOf(c, "w"), 0, 0, MaxPage));
+                if (!f.columnWidths.empty())
+                    f.columns = static_cast<int32_t>(f.columnWidths.size());
+            }
+        } else if (n == "docGrid") {
+            const std::string_view v = value(e, "type");
+            f.gridType = v == "lines"           ? DocGridType::Lines
+                         : v == "linesAndChars" ? DocGridType::LinesAndChars
+                         : v == "snapToChars"   ? DocGridType::SnapToChars
+                                                : DocGridType::None;
+            f.linePitch = clampLength(twipsOf(e, "linePitch"), 0, 0, MaxPage);
+        } else if (n == "headerReference" || n == "footerReference") {
+            const bool header = n == "headerReference";
+            const std::string_view type = value(e, "type");
+            const size_t index = type == "first" ? 1 : type == "even" ? 2 : 0;
+            static const StoryType headerTypes[] = {StoryType::PrimaryHeader, StoryType::FirstPageHeader,
+                                                    StoryType::EvenPagesHeader};
+            static const StoryType footerTypes[] = {StoryType::PrimaryFooter, StoryType::FirstPageFooter,
+                                                    StoryType::EvenPagesFooter};
+            const int32_t story =
+                readHeaderFooter(std::string(value(e, "id")), header ? headerTypes[index] : footerTypes[index]);
+            (header ? refs.headers : refs.footers)[index] = story;
+        }
+    }
+    return f;
+}
+
+void DocxReader::readTable(const pugi::xml_node& tbl)
+{
+    flushPendingMark();
+    TableRowFormat base;
+    for (pugi::xml_node g = child(child(tbl, "tblGrid"), "gridCol"); g && base.grid.size() < 64; g = g.next_sibling()) {
+        if (is(g, "gridCol"))
+            base.grid.push_back(std::max<Twips>(0, twipsOf(g, "w").value_or(0)));
+    }
+    const pugi::xml_node tblPr = child(tbl, "tblPr");
+    base.borders = static_cast<bool>(child(tblPr, "tblStyle"));
+    for (pugi::xml_node e = tblPr.first_child(); e; e = e.next_sibling()) {
+        const std::string_view n = xml::localName(e);
+        if (n == "jc") {
+            const std::string_view v = value(e, "val");
+            base.alignment = v == "center" ? Alignment::Center : (v == "right" || v == "end") ? Alignment::Right : Alignment::Left;
+        } else if (n == "tblInd") {
+            base.leftIndent = twipsOf(e, "w").value_or(0);
+        } else if (n == "tblCellSpacing") {
+            base.cellSpacing = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
+        } else if (n == "tblBorders") {
+            base.borders = false;
+            for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling())
+                if (b.type() == pugi::node_element && value(b, "val") != "nil" && value(b, "val") != "none")
+                    base.borders = true;
+        } else if (n == "tblCellMar") {
+            for (pugi::xml_node m = e.first_child(); m; m = m.next_sibling()) {
+                const std::string_view side = xml::localName(m);
+                const Twips w = std::max<Twips>(0, twipsOf(m, "w").value_or(0));
+                if (side == "left" || side == "start")
+                    base.cellMarginLeft = w;
+                else if (side == "right" || side == "end")
+                    base.cellMarginRight = w;
+                else if (side == "top")
+                    base.cellMarginTop = w;
+                else if (side == "bottom")
+                    base.cellMarginBottom = w;
+            }
+        }
+    }
+    m_b.beginTable();
+    std::vector<pugi::xml_node> stack;
+    // Rows may sit inside content controls or custom XML around them.
+    auto readRows = [&](auto& self, const pugi::xml_node& parent) -> void {
+        for (pugi::xml_node e = parent.first_child(); e && !m_b.limitReached(); e = e.next_sibling()) {
+            const std::string_view n = xml::localName(e);
+            if (n == "tr")
+                readRow(e, base);
+            else if (n == "sdt")
+                self(self, child(e, "sdtContent"));
+            else if (n == "customXml" || n == "ins" || n == "moveTo")
+                self(self, e);
+        }
+    };
+    readRows(readRows, tbl);
+    m_b.endTable();
+}
+
+void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase)
+{
+    const pugi::xml_node trPr = child(tr, "trPr");
+    if (child(trPr, "del"))
+        return; // a row deleted as a tracked change is gone from the final text
+    TableRowFormat row = tableBase;
+    for (pugi::xml_node e = trPr.first_child(); e; e = e.next_sibling()) {
+        const std::string_view n = xml::localName(e);
+        if (n == "trHeight") {
+            row.height = std::max<Twips>(0, twipsOf(e, "val").value_or(0));
+            row.heightRule = value(e, "hRule") == "exact" ? RowHeightRule::Exact
+                             : row.height > 0 && value(e, "hRule") != "auto" ? RowHeightRule::AtLeast
+                                                                             : RowHeightRule::Auto;
+        } else if (n == "cantSplit") {
+            row.cantSplit = docx::onOff(e);
+        } else if (n == "tblHeader") {
+            row.isHeader = docx::onOff(e);
+        }
+    }
+    m_b.beginRow();
+    auto readCells = [&](auto& self, const pugi::xml_node& parent) -> void {
+        for (pugi::xml_node e = parent.first_child(); e && !m_b.limitReached(); e = e.next_sibling()) {
+            const std::string_view n = xml::localName(e);
+            if (n == "tc")
+                readCell(e, row);
+            else if (n == "sdt")
+                self(self, child(e, "sdtContent"));
+            else if (n == "customXml")
+                self(self, e);
+        }
+    };
+    readCells(readCells, tr);
+    m_b.endRow(row, m_defaultCharFormat);
+}
+
+void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row)
+{
+    TableCellFormat cell;
+    const pugi::xml_node tcPr = child(tc, "tcPr");
+    for (pugi::xml_node e = tcPr.first_child(); e; e = e.next_sibling()) {
+        const std::string_view n = xml::localName(e);
+        if (n == "tcW") {
+            const std::string_view type = value(e, "type");
+            if (type.empty() || type == "dxa")
+                cell.width = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
+        } else if (n == "gridSpan") {
+            cell.gridSpan = std::clamp<int32_t>(xml::clampInt32(xml::toInt(value(e, "val")).value_or(1)), 1, 64);
+        } else if (n == "vMerge") {
+            cell.verticalMerge = value(e, "val") == "restart" ? VerticalMerge::Restart : VerticalMerge::Continue;
+        } else if (n == "shd") {
+            const std::string_view fill = value(e, "fill");
+            uint32_t c = 0;
+            bool ok = fill.size() == 6;
+            for (char h : fill) {
+                c <<= 4;
+                if (h >= '0' && h <= '9')
+                    c |= static_cast<uint32_t>(h - '0');
+                else if ((h | 0x20) >= 'a' && (h | 0x20) <= 'f')
+                    c |= static_cast<uint32_t>((h | 0x20) - 'a' + 10);
+                else
+                    ok = false;
+            }
+            if (ok)
+                cell.shading = c;
+        }
+    }
+    if (cell.width == 0 && !row.grid.empty()) {
+        // Without a width of its own the cell spans its grid columns.
+        const size_t first = row.cells.empty() ? 0 : [&] {
+            size_t col = 0;
+            for (const auto& c : row.cells)
+                col += static_cast<size_t>(c.gridSpan);
+            return col;
+        }();
+        for (size_t i = first; i < first + static_cast<size_t>(cell.gridSpan) && i < row.grid.size(); ++i)
+            cell.width += row.grid[i];
+    }
+    if (row.cells.size() < 64)
+        row.cells.push_back(cell);
+    m_b.beginCell();
+    readBlocks(tc);
+    flushPendingMark();
+    m_b.endCell(m_defaultParaFormat, m_defaultCharFormat);
+}
+
+ReadResult DocxReader::run()
+{
+    const Relationships packageRels = readRelationships(m_zip, "", m_b.limits().maxNestingDepth);
+    m_main.name = targetOfType(packageRels, "officeDocument");
+    if (m_main.name.empty() || !m_zip.contains(m_main.name))
+        m_main.name = "word/document.xml";
+    if (!m_zip.contains(m_main.name))
+        return ReadResult::failure("the package holds no Word document (word/document.xml is missing)");
+    if (!load(m_main, Severity::Error))
+        return ReadResult::failure("the document's main part cannot be read: " +
+                                   (m_b.document().diagnostics.empty() ? std::string("it is damaged")
+                                                                       : m_b.document().diagnostics.back().message));
+
+    readTheme(m_main.rels);
+    if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
+        m_styles.load(styles.xml.document_element(), m_theme);
+    if (Part numbering; !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() &&
+                        load(numbering, Severity::Warning))
+        m_numbering.load(numbering.xml.document_element(), m_theme);
+    readSettings(targetOfType(m_main.rels, "settings"));
+    readAppProperties(packageRels);
+
+    m_defaultParaFormat = m_b.paraFormat(m_styles.paraFormat(m_styles.defaultParagraphStyle(), {}, {}));
+    m_defaultCharFormat = m_b.charFormat(m_styles.runFormat(m_styles.defaultParagraphStyle(), {}, {}));
+
+    const pugi::xml_node body = child(m_main.xml.document_element(), "body");
+    if (!body)
+        m_b.diagnose("docx.body", Severity::Error, m_main.name, "the document has no body; no text is counted");
+    StoryContext main;
+    main.part = &m_main;
+    main.isMain = true;
+    m_ctx = &main;
+    readBlocks(body);
+    flushPendingMark();
+    HeaderFooterRefs refs;
+    const SectionFormat last = readSection(child(body, "sectPr"), refs);
+    m_ctx = nullptr;
+    ReadResult result;
+    result.document = m_b.finish(last, refs);
+    return result;
+}
+
+} // namespace
+
+ReadResult readDocx(std::string_view bytes, const ReadOptions& options)
+{
+    if (isEncryptedPackage(bytes))
+        return ReadResult::failure("password-protected documents cannot be counted");
+    try {
+        ZipPackage zip(bytes, options.limits);
+        if (!zip.isOpen())
+            return ReadResult::failure(zip.error());
+        DocumentBuilder builder("docx", options.limits);
+        DocxReader reader(zip, builder);
+        return reader.run();
+    } catch (const std::bad_alloc&) {
+        return ReadResult::failure("the document needs more memory than the engine can take");
+    } catch (const std::exception& e) {
+        return ReadResult::failure(std::string("the document cannot be read: ") + e.what());
+    }
+}
+
+} // namespace qm::engine

@@ -1,0 +1,118 @@
+// XML helpers shared by the package readers.
+#include "engine/formats/docx/XmlPart.h"
+
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+namespace qm::engine::xml {
+
+std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
+{
+    const unsigned flags = pugi::parse_default | pugi::parse_ws_pcdata;
+    pugi::xml_parse_result result = doc.load_buffer(bytes.data(), bytes.size(), flags, pugi::encoding_auto);
+    if (!result) {
+        std::string error = "the XML is malformed at byte " + std::to_string(result.offset) + ": " + result.description();
+        doc.reset();
+        return error;
+    }
+    // pugixml parses without recursion; measure the depth the same way.
+    uint32_t depth = 0;
+    pugi::xml_node node = doc.first_child();
+    while (node) {
+        if (node.first_child()) {
+            node = node.first_child();
+            if (++depth > maxDepth) {
+                doc.reset();
+                return "the XML is nested more deeply than the engine reads";
+            }
+            continue;
+        }
+        while (node && !node.next_sibling()) {
+            node = node.parent();
+            if (depth == 0 || node == doc)
+                return {};
+            --depth;
+        }
+        if (node)
+            node = node.next_sibling();
+    }
+    return {};
+}
+
+std::string_view localName(const char* qualified)
+{
+    std::string_view name(qualified);
+    const size_t colon = name.find(':');
+    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+}
+
+pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
+{
+    for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling())
+        if (c.type() == pugi::node_element && localName(c) == local)
+            return c;
+    return {};
+}
+
+pugi::xml_attribute attr(const pugi::xml_node& node, std::string_view local)
+{
+    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
+        if (localName(a.name()) == local)
+            return a;
+    return {};
+}
+
+pugi::xml_node descendant(const pugi::xml_node& root, std::string_view local)
+{
+    pugi::xml_node node = root.first_child();
+    while (node) {
+        if (node.type() == pugi::node_element && localName(node) == local)
+            return node;
+        if (node.first_child()) {
+            node = node.first_child();
+            continue;
+        }
+        while (node && node != root && !node.next_sibling())
+            node = node.parent();
+        if (!node || node == root)
+            break;
+        node = node.next_sibling();
+    }
+    return {};
+}
+
+std::string_view value(const pugi::xml_node& node, std::string_view local)
+{
+    pugi::xml_attribute a = attr(node, local);
+    return a ? std::string_view(a.value()) : std::string_view();
+}
+
+std::optional<int64_t> toInt(std::string_view text)
+{
+    while (!text.empty() && (text.front() == ' ' || text.front() == '+'))
+        text.remove_prefix(1);
+    if (text.empty())
+        return std::nullopt;
+    // Some writers put decimals where integers belong ("12.5"); Word reads
+    // the integer part.
+    int64_t v = 0;
+    auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+    if (ec == std::errc::result_out_of_range)
+        return text.front() == '-' ? std::numeric_limits<int64_t>::min() / 2 : std::numeric_limits<int64_t>::max() / 2;
+    if (ec != std::errc() || end == text.data())
+        return std::nullopt;
+    return v;
+}
+
+int32_t clampInt32(int64_t v)
+{
+    if (v > std::numeric_limits<int32_t>::max())
+        return std::numeric_limits<int32_t>::max();
+    if (v < std::numeric_limits<int32_t>::min())
+        return std::numeric_limits<int32_t>::min();
+    return static_cast<int32_t>(v);
+}
+
+} // namespace qm::engine::xml

@@ -1,0 +1,143 @@
+// ZipPackage: libzip over a memory buffer, with size, count and ratio caps.
+#include "engine/formats/docx/ZipPackage.h"
+
+#include <zip.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace qm::engine {
+
+namespace {
+
+std::string normalName(std::string_view name)
+{
+    while (!name.empty() && name.front() == '/')
+        name.remove_prefix(1);
+    std::string out(name);
+    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
+    return out;
+}
+
+// Below this size a high ratio is harmless (a page of spaces compresses a
+// thousandfold) and is not worth refusing a real document over.
+constexpr uint64_t RatioCheckFloor = 1u << 20;
+
+} // namespace
+
+ZipPackage::ZipPackage(std::string_view bytes, const Limits& limits) : m_limits(limits)
+{
+    if (bytes.size() < 22) {
+        m_error = "the file is not a zip package (it is too short)";
+        return;
+    }
+    zip_error_t error;
+    zip_error_init(&error);
+    zip_source_t* source = zip_source_buffer_create(bytes.data(), bytes.size(), 0, &error);
+    if (!source) {
+        m_error = "the package cannot be opened";
+        zip_error_fini(&error);
+        return;
+    }
+    m_zip = zip_open_from_source(source, ZIP_RDONLY, &error);
+    if (!m_zip) {
+        zip_source_free(source);
+        const int code = zip_error_code_zip(&error);
+        m_error = code == ZIP_ER_NOZIP ? "the file is not a zip package, or it is truncated"
+                                       : std::string("the zip package is damaged: ") + zip_error_strerror(&error);
+        zip_error_fini(&error);
+        return;
+    }
+    zip_error_fini(&error);
+    const zip_int64_t count = zip_get_num_entries(m_zip, 0);
+    if (count < 0 || static_cast<uint64_t>(count) > m_limits.maxArchiveEntries) {
+        m_error = "the package has more entries than the engine reads";
+        zip_close(m_zip);
+        m_zip = nullptr;
+        return;
+    }
+    for (zip_int64_t i = 0; i < count; ++i) {
+        const char* name = zip_get_name(m_zip, static_cast<zip_uint64_t>(i), ZIP_FL_ENC_GUESS);
+        if (name)
+            m_index.try_emplace(normalName(name), static_cast<uint64_t>(i));
+    }
+}
+
+ZipPackage::~ZipPackage()
+{
+    if (m_zip)
+        zip_discard(m_zip); // read only: nothing to write back
+}
+
+bool ZipPackage::contains(std::string_view name) const
+{
+    return m_index.count(normalName(name)) > 0;
+}
+
+std::vector<std::string> ZipPackage::names() const
+{
+    std::vector<std::string> out;
+    for (const auto& [name, index] : m_index)
+        out.push_back(name);
+    return out;
+}
+
+PartData ZipPackage::read(std::string_view name)
+{
+    PartData part;
+    auto it = m_zip ? m_index.find(normalName(name)) : m_index.end();
+    if (it == m_index.end()) {
+        part.found = false;
+        part.error = "the package has no part " + std::string(name);
+        return part;
+    }
+    zip_stat_t st;
+    zip_stat_init(&st);
+    if (zip_stat_index(m_zip, it->second, 0, &st) != 0) {
+        part.error = "the entry's header is damaged";
+        return part;
+    }
+    const uint64_t declared = (st.valid & ZIP_STAT_SIZE) ? st.size : 0;
+    const uint64_t compressed = (st.valid & ZIP_STAT_COMP_SIZE) ? st.comp_size : 0;
+    if (declared > m_limits.maxEntryBytes) {
+        part.error = "the part inflates to more than the engine reads";
+        return part;
+    }
+    zip_file_t* file = zip_fopen_index(m_zip, it->second, 0);
+    if (!file) {
+        part.error = zip_error_code_zip(zip_get_error(m_zip)) == ZIP_ER_NOPASSWD
+                         ? "the part is encrypted"
+                         : "the part cannot be opened (unsupported compression or a damaged entry)";
+        return part;
+    }
+    // The declared size is a hint for the first allocation only; a hostile
+    // entry may inflate to far more, so the loop counts what really comes out.
+    part.bytes.reserve(static_cast<size_t>(std::min<uint64_t>(declared, 64u << 20)));
+    char buffer[65536];
+    for (;;) {
+        const zip_int64_t n = zip_fread(file, buffer, sizeof buffer);
+        if (n < 0) {
+            part.error = "the part is damaged (its data or checksum does not match)";
+            break;
+        }
+        if (n == 0)
+            break;
+        const uint64_t size = part.bytes.size() + static_cast<uint64_t>(n);
+        if (size > m_limits.maxEntryBytes || m_inflated + static_cast<uint64_t>(n) > m_limits.maxUncompressedBytes) {
+            part.error = "the part inflates to more than the engine reads";
+            break;
+        }
+        if (size > RatioCheckFloor && size / std::max<uint64_t>(compressed, 1) > m_limits.maxCompressionRatio) {
+            part.error = "the part's compression ratio is too high (a zip bomb?)";
+            break;
+        }
+        m_inflated += static_cast<uint64_t>(n);
+        part.bytes.append(buffer, static_cast<size_t>(n));
+    }
+    zip_fclose(file);
+    if (!part.error.empty())
+        part.bytes.clear();
+    return part;
+}
+
+} // namespace qm::engine

@@ -1,0 +1,56 @@
+// Reading the parts of a zip package (docx, odt) within the engine's limits.
+#pragma once
+
+#include "engine/model/Limits.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+typedef struct zip zip_t;
+
+namespace qm::engine {
+
+/// The bytes of one part, or why they could not be read.
+struct PartData {
+    std::string bytes;
+    std::string error; ///< empty when the part was read in full
+    bool found = true; ///< false when the package has no such part
+    bool ok() const { return error.empty(); }
+};
+
+/// A zip archive read from memory. Part names are matched without regard to
+/// letter case and without a leading slash, as package part names are.
+/// Every read is capped by Limits: entry count (checked on open), the size of
+/// one entry, the size of all entries read together, and the compression
+/// ratio; a declared size is never trusted, the inflated bytes are counted.
+/// The archive keeps a view of `bytes`, which must outlive it.
+class ZipPackage {
+public:
+    /// Opens an archive; on failure `error()` says why and nothing can be read.
+    ZipPackage(std::string_view bytes, const Limits& limits);
+    ~ZipPackage();
+    ZipPackage(const ZipPackage&) = delete;
+    ZipPackage& operator=(const ZipPackage&) = delete;
+
+    bool isOpen() const { return m_zip != nullptr; }
+    const std::string& error() const { return m_error; }
+
+    bool contains(std::string_view name) const;
+    /// Reads a part in full; a part that breaks a limit or fails its checksum
+    /// gives an error, never a truncated text.
+    PartData read(std::string_view name);
+    std::vector<std::string> names() const;
+
+private:
+    zip_t* m_zip = nullptr;
+    Limits m_limits;
+    std::string m_error;
+    std::map<std::string, uint64_t> m_index; // lower-case name -> entry index
+    uint64_t m_inflated = 0;                 // bytes read from all entries so far
+};
+
+} // namespace qm::engine

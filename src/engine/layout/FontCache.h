@@ -1,0 +1,96 @@
+// Fonts for layout: Word's font names resolved to installed faces, and their unhinted metrics.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qm::engine::layout {
+
+/// Vertical metrics of a face in font units, as Word reads them for line
+/// height: the hhea ascender, descender (positive) and line gap.
+struct FaceMetrics {
+    int32_t unitsPerEm = 2048;
+    int32_t ascent = 0;
+    int32_t descent = 0;
+    int32_t lineGap = 0;
+};
+
+/// One loaded face with its advance widths for every BMP character it maps.
+/// Immutable after loading, so readers on several threads can share it.
+class Face {
+public:
+    /// Advance of `c` in font units; `Missing` when the face has no glyph.
+    static constexpr uint16_t Missing = 0xFFFF;
+    uint16_t advance(char16_t c) const { return m_advances[c]; }
+    const FaceMetrics& metrics() const { return m_metrics; }
+    const std::string& family() const { return m_family; }
+    const std::string& file() const { return m_file; }
+
+private:
+    friend class FontCache;
+    FaceMetrics m_metrics;
+    std::string m_family;
+    std::string m_file;
+    std::vector<uint16_t> m_advances; // 65536 entries
+};
+
+enum class FontWeight : uint8_t { Regular, Bold };
+enum class FontSlant : uint8_t { Upright, Italic };
+
+/// What a font request resolved to: the face, and whether it was a substitute
+/// for a font that is not installed (the caller reports that once).
+struct ResolvedFace {
+    const Face* face = nullptr;
+    bool substituted = false;
+};
+
+/// Finds faces through fontconfig and reads them with FreeType, once per
+/// process. Word's common fonts go to their metric-compatible twins (Times
+/// New Roman to Liberation Serif, Arial to Liberation Sans, Courier New to
+/// Liberation Mono, Calibri to Carlito); fonts whose metrics are known
+/// (WordFontMetrics: Cambria, Aptos, ...) to their stand-in face; any other
+/// font that is not installed to a twin of its family class (serif, sans,
+/// monospace). Thread-safe: resolve() locks; faces never move or change.
+class FontCache {
+public:
+    /// The process-wide cache.
+    static FontCache& instance();
+
+    FontCache();
+    ~FontCache();
+    FontCache(const FontCache&) = delete;
+    FontCache& operator=(const FontCache&) = delete;
+
+    /// The face for a Word font name in a weight and slant. Never null while
+    /// any font at all is installed; null only on a machine without fonts.
+    ResolvedFace resolve(std::string_view wordName, FontWeight weight, FontSlant slant);
+
+    /// A face that has `c`, for characters the requested face lacks (Word
+    /// falls back to a font that has the glyph); null when none has it.
+    const Face* fallbackFor(char16_t c);
+
+    /// The installed family a Word font name is laid out with, before weight
+    /// and slant are chosen (for diagnostics and tests).
+    static std::string twinFamily(std::string_view wordName);
+
+private:
+    const Face* load(const std::string& family, FontWeight weight, FontSlant slant, bool& exact);
+    const Face* loadFile(const std::string& file, int index, const std::string& family);
+
+    struct Impl;
+    std::unique_ptr<Impl> m_impl;
+    std::mutex m_mutex;
+    std::map<std::string, ResolvedFace> m_byRequest;
+    std::map<std::string, std::unique_ptr<Face>> m_byFile;
+    std::vector<const Face*> m_fallbacks;
+    bool m_fallbacksLoaded = false;
+};
+
+} // namespace qm::engine::layout

@@ -1,0 +1,748 @@
+// Page layout: paragraphs and tables flowed into columns and pages as Word flows them.
+#include "engine/layout/Layout.h"
+
+#include "engine/layout/LineBreaker.h"
+#include "engine/layout/PagePolicy.h"
+#include "engine/layout/TextMeasurer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+namespace qm::engine::layout {
+
+std::string_view breakReasonName(BreakReason reason)
+{
+    switch (reason) {
+    case BreakReason::Wrap: return "wrap";
+    case BreakReason::CharacterWrap: return "char-wrap";
+    case BreakReason::ParagraphEnd: return "paragraph";
+    case BreakReason::LineBreak: return "line-break";
+    case BreakReason::PageBreak: return "page-break";
+    case BreakReason::ColumnBreak: return "column-break";
+    case BreakReason::SectionBreak: return "section";
+    }
+    return "?";
+}
+
+int64_t LayoutResult::lineCount() const
+{
+    int64_t n = 0;
+    for (const LaidOutPage& page : pages)
+        for (const LaidOutLine& line : page.lines)
+            n += line.counted ? 1 : 0;
+    return n;
+}
+
+namespace {
+
+// Vertical positions are kept in whole twips: Word rounds every line's
+// height to the twip before stacking lines, which is what makes a page that
+// is "almost full" in exact arithmetic take or refuse its last line the way
+// Word does (Times New Roman 12 pt: 275.98 twips, laid out as 276 = 13.8 pt).
+double roundTwips(double v) { return std::floor(v + 0.5); }
+
+constexpr double Eps = 0.01;
+constexpr uint8_t MaxNesting = 32;
+
+// Word's automatic (HTML) paragraph spacing.
+constexpr double AutoSpacing = 280;
+
+double spaceBefore(const ParaFormat& pf) { return pf.spaceBeforeAuto ? AutoSpacing : std::max(0, pf.spaceBefore); }
+double spaceAfter(const ParaFormat& pf) { return pf.spaceAfterAuto ? AutoSpacing : std::max(0, pf.spaceAfter); }
+
+// The gap between two paragraphs is the larger of the first one's space
+// after and the second one's space before, not their sum: Word's pages show
+// a 10 pt space after followed by a 24 pt space before as 24 pt.
+double betweenParagraphs(double after, double before) { return std::max(after, before); }
+
+/// Lines stacked in a box of fixed width and open height (a cell, a header,
+/// a note); y from the box's top, x from its left.
+struct Stack {
+    std::vector<LaidOutLine> lines;
+    double height = 0;
+    int64_t counted = 0;
+};
+
+/// One table row ready to place: its lines relative to the row's top-left.
+struct RowBox {
+    std::vector<LaidOutLine> lines;
+    double height = 0;
+    bool cantSplit = false;
+    bool isHeader = false;
+};
+
+class Engine {
+public:
+    Engine(const Document& doc, const LayoutOptions& options, LayoutResult& result)
+        : m_doc(doc), m_result(result), m_measurer(doc, options, result.diagnostics), m_breaker(doc, m_measurer)
+    {
+        for (size_t i = 0; i + 1 < doc.sections.size(); ++i)
+            if (doc.sections[i].end > 0)
+                m_sectionMarks.push_back(doc.sections[i].end - 1);
+        std::sort(m_sectionMarks.begin(), m_sectionMarks.end());
+    }
+
+    void layoutMain();
+    Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth);
+
+private:
+    bool isSectionMark(size_t story, uint32_t pos) const
+    {
+        return story == 0 && std::binary_search(m_sectionMarks.begin(), m_sectionMarks.end(), pos);
+    }
+    uint32_t paragraphEnd(size_t story, uint32_t pos, uint32_t to) const;
+    std::vector<RowBox> tableRows(size_t story, const Table& table, double width, uint8_t depth);
+
+    // Pagination of the main story.
+    struct Region {
+        double left = 0;
+        double width = 0;
+    };
+    void startPage(bool firstOfSection);
+    void nextColumn(bool overflow);
+    void newPage(bool overflow);
+    void applySectionStart(size_t section);
+    void setColumns(size_t section);
+    double bottom() const { return m_bottom; }
+    double columnHeight() const { return m_bottom - m_regionTop; }
+    bool columnEmpty() const { return !m_columnHasContent; }
+    void placeLine(LaidOutLine line, double xOffset);
+    void placeParagraph(uint32_t start, uint32_t mark);
+    void placeTable(const Table& table);
+    double keepChainHeight(uint32_t start);
+    const std::vector<LaidOutLine>& linesOf(uint32_t start, uint32_t mark);
+    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines);
+
+    const Document& m_doc;
+    LayoutResult& m_result;
+    TextMeasurer m_measurer;
+    LineBreaker m_breaker;
+    std::vector<uint32_t> m_sectionMarks;
+
+    size_t m_section = 0;
+    size_t m_pageInSection = 0;
+    std::vector<Region> m_columns;
+    size_t m_column = 0;
+    double m_y = 0;
+    double m_regionTop = 0;
+    double m_bottom = 0;
+    bool m_columnHasContent = false;
+    bool m_pageHasContent = false;
+    bool m_topByOverflow = false;
+    double m_pendingAfter = 0;
+    const ParaFormat* m_prevPara = nullptr;
+
+    // Lines broken ahead of time (keep-with-next looks at the next paragraph).
+    uint32_t m_cachedStart = UINT32_MAX;
+    double m_cachedWidth = -1;
+    std::vector<LaidOutLine> m_cached;
+    std::map<std::pair<int32_t, long>, Stack> m_headerCache;
+};
+
+uint32_t Engine::paragraphEnd(size_t story, uint32_t pos, uint32_t to) const
+{
+    const Story& s = m_doc.stories[story];
+    for (uint32_t i = pos; i < to; ++i) {
+        const char16_t c = s.text[i];
+        if (c == Ch::ParagraphMark || c == Ch::CellEnd || (c == Ch::PageBreak && isSectionMark(story, i)))
+            return i;
+    }
+    return to - 1;
+}
+
+Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth)
+{
+    Stack stack;
+    if (story >= m_doc.stories.size() || from >= to)
+        return stack;
+    const Story& s = m_doc.stories[story];
+    to = std::min(to, s.size());
+    std::vector<Table> tables;
+    if (depth < MaxNesting)
+        tables = findTables(m_doc, story, from, to, static_cast<uint8_t>(depth + 1));
+    size_t nextTable = 0;
+    double y = 0;
+    double pendingAfter = 0;
+    const ParaFormat* prev = nullptr;
+    uint32_t pos = from;
+    while (pos < to) {
+        if (nextTable < tables.size() && pos >= tables[nextTable].start) {
+            const Table& t = tables[nextTable++];
+            y += pendingAfter;
+            pendingAfter = 0;
+            for (RowBox& row : tableRows(story, t, width, static_cast<uint8_t>(depth + 1))) {
+                for (LaidOutLine& l : row.lines) {
+                    l.y += y;
+                    stack.counted += l.counted ? 1 : 0;
+                    stack.lines.push_back(std::move(l));
+                }
+                y += row.height;
+            }
+            pos = std::max(pos + 1, t.end);
+            prev = nullptr;
+            continue;
+        }
+        const uint32_t limit = nextTable < tables.size() ? tables[nextTable].start : to;
+        const uint32_t mark = paragraphEnd(story, pos, limit);
+        const ParaFormat& pf = m_doc.paraFormats[s.attrs[mark].paraFormat];
+        std::vector<LaidOutLine> lines = m_breaker.breakParagraph(story, pos, mark, width);
+        if (!lines.empty()) {
+            double before = spaceBefore(pf);
+            if (prev && pf.contextualSpacing && prev->styleName == pf.styleName)
+                before = 0;
+            if (prev && prev->contextualSpacing && prev->styleName == pf.styleName)
+                pendingAfter = 0;
+            y += betweenParagraphs(pendingAfter, before);
+            for (LaidOutLine& l : lines) {
+                l.height = roundTwips(l.height);
+                l.y = y;
+                y += l.height;
+                stack.counted += 1;
+                stack.lines.push_back(std::move(l));
+            }
+            pendingAfter = spaceAfter(pf);
+            prev = &pf;
+        }
+        pos = mark + 1;
+    }
+    stack.height = y + pendingAfter;
+    return stack;
+}
+
+std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double width, uint8_t depth)
+{
+    std::vector<RowBox> rows;
+    rows.reserve(table.rows.size());
+    for (const TableRow& row : table.rows) {
+        RowBox box;
+        TableRowFormat fallback;
+        const TableRowFormat& rf = row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size()
+                                       ? m_doc.rowFormats[row.rowFormat]
+                                       : fallback;
+        box.cantSplit = rf.cantSplit;
+        box.isHeader = rf.isHeader;
+        const size_t cellCount = std::max<size_t>(1, row.cells.size());
+        double x = rf.leftIndent - rf.cellMarginLeft;
+        size_t gridColumn = 0;
+        double content = 0;
+        int64_t bestCount = -1;
+        size_t bestCell = 0;
+        std::vector<std::vector<LaidOutLine>> cells;
+        std::vector<int64_t> counts;
+        for (size_t c = 0; c < row.cells.size(); ++c) {
+            double cellWidth = 0;
+            int32_t span = 1;
+            const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
+            if (cf) {
+                span = std::max(1, cf->gridSpan);
+                cellWidth = cf->width;
+            }
+            if (cellWidth <= 0 && gridColumn < rf.grid.size()) {
+                for (int32_t k = 0; k < span && gridColumn + k < rf.grid.size(); ++k)
+                    cellWidth += rf.grid[gridColumn + k];
+            }
+            if (cellWidth <= 0)
+                cellWidth = width / static_cast<double>(cellCount);
+            gridColumn += span;
+            const double textWidth = std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight);
+            Stack stack;
+            if (!(cf && cf->verticalMerge == VerticalMerge::Continue))
+                stack = stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth);
+            content = std::max(content, stack.height);
+            for (LaidOutLine& l : stack.lines) {
+                l.x += x + rf.cellMarginLeft;
+                for (LineRun& r : l.runs)
+                    r.x += x + rf.cellMarginLeft;
+                l.y += rf.cellMarginTop;
+            }
+            if (stack.counted > bestCount) {
+                bestCount = stack.counted;
+                bestCell = cells.size();
+            }
+            counts.push_back(stack.counted);
+            cells.push_back(std::move(stack.lines));
+            x += cellWidth;
+        }
+        // A row counts as many lines as its fullest cell: the others' lines
+        // stand beside those and add none.
+        for (size_t c = 0; c < cells.size(); ++c) {
+            for (LaidOutLine& l : cells[c]) {
+                if (c != bestCell)
+                    l.counted = false;
+                box.lines.push_back(std::move(l));
+            }
+        }
+        double height = content + rf.cellMarginTop + rf.cellMarginBottom;
+        if (rf.heightRule == RowHeightRule::AtLeast)
+            height = std::max<double>(height, rf.height);
+        else if (rf.heightRule == RowHeightRule::Exact && rf.height > 0)
+            height = rf.height;
+        // Cells are stacked in reading order; the page wants lines by row.
+        std::stable_sort(box.lines.begin(), box.lines.end(),
+                         [](const LaidOutLine& a, const LaidOutLine& b) { return a.y < b.y - Eps; });
+        box.height = roundTwips(height);
+        rows.push_back(std::move(box));
+    }
+    return rows;
+}
+
+double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines)
+{
+    if (story < 0 || static_cast<size_t>(story) >= m_doc.stories.size())
+        return 0;
+    const auto key = std::make_pair(story, std::lround(width));
+    auto it = m_headerCache.find(key);
+    if (it == m_headerCache.end())
+        it = m_headerCache.emplace(key, stackRange(story, 0, m_doc.stories[story].size(), width, 0)).first;
+    if (lines)
+        *lines = it->second.lines;
+    double height = 0;
+    for (const LaidOutLine& l : it->second.lines)
+        height = std::max(height, l.y + l.height);
+    return height;
+}
+
+void Engine::setColumns(size_t section)
+{
+    const SectionFormat& f = m_doc.sections[section].format;
+    const double left = std::abs(f.marginLeft) + std::max(0, f.gutter);
+    const double textWidth = std::max<double>(1.0, f.textWidth());
+    m_columns.clear();
+    const int32_t n = std::clamp(f.columns, 1, 64);
+    if (n == 1) {
+        m_columns.push_back({left, textWidth});
+        return;
+    }
+    double x = left;
+    const double spacing = std::max(0, f.columnSpacing);
+    const double equal = std::max(1.0, (textWidth - spacing * (n - 1)) / n);
+    for (int32_t i = 0; i < n; ++i) {
+        const double w = static_cast<size_t>(i) < f.columnWidths.size() && f.columnWidths[i] > 0
+                             ? static_cast<double>(f.columnWidths[i])
+                             : equal;
+        m_columns.push_back({x, w});
+        x += w + spacing;
+    }
+}
+
+void Engine::startPage(bool firstOfSection)
+{
+    const Section& sec = m_doc.sections[m_section];
+    const SectionFormat& f = sec.format;
+    if (firstOfSection)
+        m_pageInSection = 0;
+    else
+        ++m_pageInSection;
+    LaidOutPage page;
+    page.section = static_cast<int32_t>(m_section);
+    page.width = f.pageWidth;
+    page.height = f.pageHeight;
+    const int64_t number = static_cast<int64_t>(m_result.pages.size()) + 1;
+    HeaderFooterIndex which = HeaderFooterIndex::Primary;
+    if (f.titlePage && m_pageInSection == 0)
+        which = HeaderFooterIndex::FirstPage;
+    else if (m_doc.settings.evenAndOddHeaders && number % 2 == 0)
+        which = HeaderFooterIndex::EvenPages;
+    const double left = std::abs(f.marginLeft) + std::max(0, f.gutter);
+    const double width = std::max<double>(1.0, f.textWidth());
+    int32_t header = m_doc.headerStory(m_section, which);
+    int32_t footer = m_doc.footerStory(m_section, which);
+    // A first-page or even-page header that is not defined shows nothing
+    // when Word is asked for one; the primary one otherwise.
+    const double headerHeight = headerFooterHeight(header, width, &page.headerLines);
+    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines);
+    for (LaidOutLine& l : page.headerLines) {
+        l.y += f.headerDistance;
+        l.x += left;
+        for (LineRun& r : l.runs)
+            r.x += left;
+    }
+    const double footerTop = f.pageHeight - f.footerDistance - footerHeight;
+    for (LaidOutLine& l : page.footerLines) {
+        l.y += footerTop;
+        l.x += left;
+        for (LineRun& r : l.runs)
+            r.x += left;
+    }
+    // A header taller than the top margin pushes the body down, a tall
+    // footer pushes its bottom up; a negative margin is exact and is not
+    // pushed.
+    double top = std::abs(f.marginTop);
+    if (f.marginTop >= 0 && headerHeight > 0)
+        top = std::max(top, f.headerDistance + headerHeight);
+    double bottom = f.pageHeight - std::abs(f.marginBottom);
+    if (f.marginBottom >= 0 && footerHeight > 0)
+        bottom = std::min(bottom, footerTop);
+    m_result.pages.push_back(std::move(page));
+    m_regionTop = top;
+    m_y = top;
+    m_bottom = std::max(bottom, top + 1);
+    m_column = 0;
+    m_columnHasContent = false;
+    m_pageHasContent = false;
+    setColumns(m_section);
+}
+
+void Engine::newPage(bool overflow)
+{
+    startPage(false);
+    m_topByOverflow = overflow;
+}
+
+void Engine::nextColumn(bool overflow)
+{
+    if (m_column + 1 < m_columns.size()) {
+        ++m_column;
+        m_y = m_regionTop;
+        m_columnHasContent = false;
+        m_topByOverflow = overflow;
+        return;
+    }
+    newPage(overflow);
+}
+
+void Engine::applySectionStart(size_t section)
+{
+    m_section = section;
+    const SectionFormat& f = m_doc.sections[section].format;
+    switch (f.start) {
+    case SectionStart::Continuous:
+        // The new section goes on below the old one on the same page, in its
+        // own columns.
+        m_regionTop = m_y;
+        setColumns(section);
+        m_column = 0;
+        m_columnHasContent = false;
+        return;
+    case SectionStart::NewColumn:
+        if (m_column + 1 < m_columns.size()) {
+            nextColumn(false);
+            return;
+        }
+        break;
+    case SectionStart::NewPage:
+        break;
+    case SectionStart::EvenPage:
+    case SectionStart::OddPage: {
+        // The section must start on an odd (even) page: a blank page is
+        // printed, and counted, when the next one has the wrong parity.
+        const int64_t next = static_cast<int64_t>(m_result.pages.size()) + 1;
+        const bool wantOdd = f.start == SectionStart::OddPage;
+        if ((next % 2 == 1) != wantOdd)
+            startPage(true);
+        break;
+    }
+    }
+    startPage(true);
+    m_topByOverflow = false;
+}
+
+void Engine::placeLine(LaidOutLine line, double xOffset)
+{
+    line.x += xOffset;
+    for (LineRun& r : line.runs)
+        r.x += xOffset;
+    line.y = m_y;
+    line.column = static_cast<int16_t>(m_column);
+    m_y += line.height;
+    m_columnHasContent = true;
+    m_pageHasContent = true;
+    m_result.pages.back().lines.push_back(std::move(line));
+}
+
+const std::vector<LaidOutLine>& Engine::linesOf(uint32_t start, uint32_t mark)
+{
+    const double width = m_columns[m_column].width;
+    if (m_cachedStart != start || m_cachedWidth != width) {
+        m_cached = m_breaker.breakParagraph(0, start, mark, width);
+        for (LaidOutLine& l : m_cached)
+            l.height = roundTwips(l.height);
+        m_cachedStart = start;
+        m_cachedWidth = width;
+    }
+    return m_cached;
+}
+
+double Engine::keepChainHeight(uint32_t start)
+{
+    // Height of the paragraphs kept with their next, and of as much of the
+    // paragraph after them as must go along (its first line, or two where
+    // widow control forbids a single one at the bottom).
+    const Story& s = m_doc.mainStory();
+    double height = 0;
+    uint32_t pos = start;
+    const double width = m_columns[m_column].width;
+    for (int guard = 0; guard < 16 && pos < s.size(); ++guard) {
+        if (s.attrs[pos].paraFormat != 0 && m_doc.paraFormats[s.attrs[pos].paraFormat].tableDepth > 0)
+            break;
+        const uint32_t mark = paragraphEnd(0, pos, s.size());
+        const ParaFormat& pf = m_doc.paraFormats[s.attrs[mark].paraFormat];
+        if (pf.tableDepth > 0)
+            break;
+        std::vector<LaidOutLine> lines = m_breaker.breakParagraph(0, pos, mark, width);
+        height += guard == 0 ? 0 : spaceBefore(pf);
+        if (pf.keepWithNext && !isSectionMark(0, mark)) {
+            for (const LaidOutLine& l : lines)
+                height += roundTwips(l.height);
+            height += spaceAfter(pf);
+            pos = mark + 1;
+            continue;
+        }
+        const size_t take = pf.keepLinesTogether ? lines.size()
+                            : pf.widowControl && lines.size() >= 2 ? 2 : std::min<size_t>(1, lines.size());
+        for (size_t i = 0; i < take && i < lines.size(); ++i)
+            height += roundTwips(lines[i].height);
+        break;
+    }
+    return height;
+}
+
+void Engine::placeParagraph(uint32_t start, uint32_t mark)
+{
+    const ParaFormat& pf = m_doc.paraFormats[m_doc.mainStory().attrs[mark].paraFormat];
+    if (pf.pageBreakBefore && m_pageHasContent)
+        newPage(false);
+    const std::vector<LaidOutLine> lines = linesOf(start, mark);
+    if (lines.empty())
+        return;
+    double before = spaceBefore(pf);
+    if (m_prevPara && pf.contextualSpacing && m_prevPara->styleName == pf.styleName)
+        before = 0;
+    if (m_prevPara && m_prevPara->contextualSpacing && m_prevPara->styleName == pf.styleName)
+        m_pendingAfter = 0;
+
+    auto spacingHere = [&] {
+        // Space before is dropped at the top of a page or column reached by
+        // overflow, kept after a manual break and on the first page.
+        if (columnEmpty())
+            return m_topByOverflow ? 0.0 : before;
+        return betweenParagraphs(m_pendingAfter, before);
+    };
+
+    if (!columnEmpty()) {
+        double needed = 0;
+        if (pf.keepWithNext)
+            needed = keepChainHeight(start);
+        else if (pf.keepLinesTogether)
+            for (const LaidOutLine& l : lines)
+                needed += l.height;
+        if (needed > 0 && m_y + spacingHere() + needed > bottom() + Eps && needed <= columnHeight())
+            nextColumn(true);
+    }
+
+    m_y += spacingHere();
+    m_pendingAfter = 0;
+    const size_t n = lines.size();
+    size_t k = 0;
+    size_t firstOfParagraphHere = 0;
+    while (k < n) {
+        // Lines up to the next hard break, and how many of them fit.
+        size_t groupEnd = k;
+        while (groupEnd < n && lines[groupEnd].reason != BreakReason::PageBreak &&
+               lines[groupEnd].reason != BreakReason::ColumnBreak)
+            ++groupEnd;
+        groupEnd = std::min(n, groupEnd + 1);
+        size_t fit = 0;
+        double y = m_y;
+        while (k + fit < groupEnd && y + lines[k + fit].height <= bottom() + Eps) {
+            y += lines[k + fit].height;
+            ++fit;
+        }
+        size_t split = k + fit;
+        if (split < groupEnd) {
+            split = widowOrphanSplit(n, firstOfParagraphHere, split,
+                                     pf.widowControl ? WidowControl::On : WidowControl::Off);
+            if (split == k && columnEmpty())
+                split = k + std::max<size_t>(1, fit); // a line taller than the page still goes somewhere
+        }
+        for (size_t i = k; i < split; ++i)
+            placeLine(lines[i], m_columns[m_column].left);
+        k = split;
+        if (k < n) {
+            const BreakReason r = k > 0 ? lines[k - 1].reason : BreakReason::Wrap;
+            if (k > 0 && r == BreakReason::PageBreak && split == groupEnd)
+                newPage(false);
+            else if (k > 0 && r == BreakReason::ColumnBreak && split == groupEnd)
+                nextColumn(false);
+            else
+                nextColumn(true);
+            firstOfParagraphHere = k;
+        } else if (lines[n - 1].reason == BreakReason::PageBreak) {
+            newPage(false);
+        } else if (lines[n - 1].reason == BreakReason::ColumnBreak) {
+            nextColumn(false);
+        }
+    }
+    m_pendingAfter = spaceAfter(pf);
+    m_prevPara = &pf;
+}
+
+void Engine::placeTable(const Table& table)
+{
+    const Region region = m_columns[m_column];
+    std::vector<RowBox> rows = tableRows(0, table, region.width, 1);
+    m_y += m_pendingAfter;
+    m_pendingAfter = 0;
+    m_prevPara = nullptr;
+    std::vector<const RowBox*> headers;
+    for (const RowBox& row : rows) {
+        if (row.isHeader && headers.size() == static_cast<size_t>(&row - rows.data()))
+            headers.push_back(&row);
+    }
+    auto repeatHeaders = [&] {
+        for (const RowBox* h : headers) {
+            for (LaidOutLine l : h->lines) {
+                l.counted = false;
+                l.y += m_y;
+                l.x += m_columns[m_column].left;
+                for (LineRun& r : l.runs)
+                    r.x += m_columns[m_column].left;
+                l.column = static_cast<int16_t>(m_column);
+                m_result.pages.back().lines.push_back(std::move(l));
+            }
+            m_y += h->height;
+        }
+    };
+    for (size_t r = 0; r < rows.size(); ++r) {
+        const RowBox& row = rows[r];
+        const bool isRepeatedHeader = r < headers.size();
+        double done = 0; // part of the row already placed on earlier pages
+        size_t nextLine = 0;
+        while (true) {
+            const double remaining = row.height - done;
+            if (m_y + remaining <= bottom() + Eps || (columnEmpty() && remaining > columnHeight() && row.lines.empty())) {
+                for (size_t i = nextLine; i < row.lines.size(); ++i) {
+                    LaidOutLine l = row.lines[i];
+                    l.y = m_y + (l.y - done);
+                    l.x += m_columns[m_column].left;
+                    for (LineRun& run : l.runs)
+                        run.x += m_columns[m_column].left;
+                    l.column = static_cast<int16_t>(m_column);
+                    m_result.pages.back().lines.push_back(std::move(l));
+                }
+                m_y += remaining;
+                m_columnHasContent = true;
+                m_pageHasContent = true;
+                break;
+            }
+            // The row does not fit: move it whole when it may not split or
+            // would fit on the next page, else split it between lines.
+            const bool wholeFitsFresh = remaining <= columnHeight() - (isRepeatedHeader ? 0 : 0);
+            if (!columnEmpty() && (row.cantSplit || wholeFitsFresh) && done == 0 &&
+                (row.cantSplit || nextLine == 0)) {
+                // Word splits rows that may split only when at least one line
+                // of every cell fits; moving is the common case.
+                const double avail = bottom() - m_y;
+                bool someFits = false;
+                for (const LaidOutLine& l : row.lines)
+                    if (l.y + l.height - done <= avail + Eps)
+                        someFits = true;
+                if (row.cantSplit || !someFits) {
+                    nextColumn(true);
+                    if (!isRepeatedHeader)
+                        repeatHeaders();
+                    continue;
+                }
+            }
+            const double avail = bottom() - m_y;
+            double cut = done;
+            size_t i = nextLine;
+            for (; i < row.lines.size(); ++i) {
+                const LaidOutLine& l = row.lines[i];
+                if (l.y + l.height - done > avail + Eps)
+                    break;
+                cut = std::max(cut, l.y + l.height);
+            }
+            if (i == nextLine && columnEmpty()) {
+                // Not even one line fits an empty page: place it anyway.
+                cut = row.lines.empty() ? row.height : std::max(done + 1, row.lines[i].y + row.lines[i].height);
+                ++i;
+            }
+            for (size_t k = nextLine; k < i; ++k) {
+                LaidOutLine l = row.lines[k];
+                l.y = m_y + (l.y - done);
+                l.x += m_columns[m_column].left;
+                for (LineRun& run : l.runs)
+                    run.x += m_columns[m_column].left;
+                l.column = static_cast<int16_t>(m_column);
+                m_result.pages.back().lines.push_back(std::move(l));
+            }
+            if (i > nextLine) {
+                m_columnHasContent = true;
+                m_pageHasContent = true;
+            }
+            nextLine = i;
+            done = std::min(row.height, std::max(cut, done));
+            if (nextLine >= row.lines.size()) {
+                m_y += std::max(0.0, std::min(avail, row.height - done));
+                break;
+            }
+            done = row.lines[nextLine].y;
+            nextColumn(true);
+            if (!isRepeatedHeader)
+                repeatHeaders();
+        }
+    }
+}
+
+void Engine::layoutMain()
+{
+    const Story& main = m_doc.mainStory();
+    m_section = 0;
+    startPage(true);
+    m_topByOverflow = false;
+    const std::vector<Table> tables = findTables(m_doc, 0, 0, main.size(), 1);
+    size_t nextTable = 0;
+    uint32_t pos = 0;
+    while (pos < main.size()) {
+        if (nextTable < tables.size() && pos >= tables[nextTable].start) {
+            const Table& t = tables[nextTable++];
+            placeTable(t);
+            pos = std::max(pos + 1, t.end);
+            continue;
+        }
+        const uint32_t limit = nextTable < tables.size() ? tables[nextTable].start : main.size();
+        const uint32_t mark = paragraphEnd(0, pos, limit);
+        placeParagraph(pos, mark);
+        pos = mark + 1;
+        if (isSectionMark(0, mark) && m_section + 1 < m_doc.sections.size()) {
+            m_pendingAfter = 0;
+            applySectionStart(m_section + 1);
+        }
+    }
+}
+
+} // namespace
+
+LayoutResult layoutDocument(const Document& document, const LayoutOptions& options)
+{
+    LayoutResult result;
+    Engine engine(document, options, result);
+    engine.layoutMain();
+    return result;
+}
+
+std::vector<LaidOutLine> layoutStoryLines(const Document& document, size_t story, double width,
+                                          const LayoutOptions& options)
+{
+    LayoutResult scratch;
+    Engine engine(document, options, scratch);
+    if (story >= document.stories.size())
+        return {};
+    return engine.stackRange(story, 0, document.stories[story].size(), std::max(1.0, width), 0).lines;
+}
+
+int64_t headerFooterLineCount(const Document& document, size_t story, size_t section, const LayoutOptions& options)
+{
+    if (story >= document.stories.size() || document.sections.empty())
+        return 0;
+    section = std::min(section, document.sections.size() - 1);
+    const double width = std::max<double>(1.0, document.sections[section].format.textWidth());
+    int64_t n = 0;
+    for (const LaidOutLine& l : layoutStoryLines(document, story, width, options))
+        n += l.counted ? 1 : 0;
+    return n;
+}
+
+} // namespace qm::engine::layout

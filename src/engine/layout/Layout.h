@@ -1,0 +1,110 @@
+// Page layout of a document as Word lays it out: pages, lines, runs, and Word's line statistic.
+#pragma once
+
+#include "engine/model/Diagnostic.h"
+#include "engine/model/Document.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qm::engine::layout {
+
+/// Why a line ends where it does.
+enum class BreakReason : uint8_t {
+    Wrap,          ///< the next word did not fit; broken at a space, hyphen or optional hyphen
+    CharacterWrap, ///< a word longer than the line, broken between characters
+    ParagraphEnd,  ///< the paragraph mark (13), or the last paragraph of a cell (7)
+    LineBreak,     ///< a manual line break (11)
+    PageBreak,     ///< a manual page break (12 that is not a section break)
+    ColumnBreak,   ///< a column break (14)
+    SectionBreak,  ///< the paragraph that ends a section
+};
+
+std::string_view breakReasonName(BreakReason reason);
+
+/// A stretch of one line in one character format. Positions are twips from
+/// the page's left edge (fractional: Word measures text finer than twips).
+struct LineRun {
+    uint32_t start = 0; ///< first character in the story
+    uint32_t end = 0;   ///< one past the last
+    double x = 0;
+    double width = 0;
+    uint32_t charFormat = 0;
+};
+
+/// One laid-out line. `start`/`end` cover the story's characters on the line,
+/// trailing spaces and the ending mark included; hidden text lies inside the
+/// range but has no run.
+struct LaidOutLine {
+    uint32_t story = 0;
+    uint32_t start = 0;
+    uint32_t end = 0;
+    double x = 0;         ///< left edge of the line's box (column or cell, plus indents)
+    double y = 0;         ///< top of the line, twips from the page's top edge
+    double width = 0;     ///< advance width of the text, trailing spaces left out
+    double height = 0;    ///< line pitch, spacing rule applied (space before/after not included)
+    double ascent = 0;    ///< baseline below y
+    BreakReason reason = BreakReason::Wrap;
+    uint8_t tableDepth = 0;
+    int16_t column = 0;
+    /// Counts toward Word's line statistic (see LayoutResult::lineCount).
+    bool counted = true;
+    /// Whether the line shows anything (an empty paragraph's line does not).
+    bool empty = false;
+    std::u16string label; ///< the list label drawn before the first line's text
+    std::vector<LineRun> runs;
+};
+
+struct LaidOutPage {
+    int32_t section = 0;
+    double width = 0;  ///< twips
+    double height = 0;
+    std::vector<LaidOutLine> lines;       ///< body lines in reading order (columns in turn)
+    std::vector<LaidOutLine> headerLines; ///< the header shown on this page
+    std::vector<LaidOutLine> footerLines;
+    std::vector<LaidOutLine> noteLines;   ///< footnotes at the bottom of the page
+};
+
+/// Values a document leaves unset; a document's own formats win.
+struct LayoutOptions {
+    /// The font of characters whose format names none (Word's own fallback).
+    std::string defaultFontName = "Times New Roman";
+};
+
+/// The laid-out document. Partial never: every character of the main story is
+/// placed; fonts that are not installed are substituted and named in
+/// `diagnostics`.
+struct LayoutResult {
+    std::vector<LaidOutPage> pages;
+    std::vector<Diagnostic> diagnostics;
+
+    /// Pages as Word numbers them, blank pages inserted for odd/even section
+    /// starts included.
+    int64_t pageCount() const { return static_cast<int64_t>(pages.size()); }
+
+    /// Word's line statistic: the laid-out lines of the main story. An empty
+    /// paragraph is a line; a line ended by a manual line or page break is a
+    /// line; a table row counts as many lines as its cell with the most lines
+    /// (nested tables inside it counted the same way); headers, footers,
+    /// footnotes and text boxes are not counted, nor header rows repeated on
+    /// later pages.
+    int64_t lineCount() const;
+};
+
+/// Lays out the whole document. A pure function of the document and the
+/// options: the document is only read. Safe to call from several threads.
+LayoutResult layoutDocument(const Document& document, const LayoutOptions& options = {});
+
+/// Lines of a header or footer story laid out in the text width of section
+/// `section` (the width its pages give it), counted as lineCount() counts
+/// them. Returns 0 for a story index out of range.
+int64_t headerFooterLineCount(const Document& document, size_t story, size_t section,
+                              const LayoutOptions& options = {});
+
+/// The lines of one story laid out in `width` twips as one column of endless
+/// height (headers, footers, notes, text boxes); y runs from 0.
+std::vector<LaidOutLine> layoutStoryLines(const Document& document, size_t story, double width,
+                                          const LayoutOptions& options = {});
+
+} // namespace qm::engine::layout

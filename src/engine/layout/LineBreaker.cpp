@@ -1,0 +1,382 @@
+// Breaking one paragraph into lines as Word does.
+#include "engine/layout/LineBreaker.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace qm::engine::layout {
+
+namespace {
+
+// Widths are compared with a little slack so that text that fits exactly,
+// measured in floating point, is not pushed to the next line.
+constexpr double Slack = 1e-6;
+
+bool isIdeograph(char16_t c)
+{
+    return (c >= 0x3040 && c <= 0x30FF) || (c >= 0x3400 && c <= 0x9FFF) || (c >= 0xF900 && c <= 0xFAFF);
+}
+
+bool isLetterOrDigit(char16_t c)
+{
+    return (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') ||
+           (c >= 0xC0 && c != 0xD7 && c != 0xF7 && c < 0x2000);
+}
+
+} // namespace
+
+bool breakAllowedAfter(char16_t previous, char16_t c, char16_t next)
+{
+    switch (c) {
+    case u'-':
+        // "well-known" breaks after the hyphen; a minus sign ("-5") or a
+        // lone hyphen between spaces does not.
+        return isLetterOrDigit(previous) && isLetterOrDigit(next);
+    case 0x2010: // hyphen
+    case 0x2013: // en dash
+    case 0x2014: // em dash
+        return next != Ch::Space && next != Ch::NoBreakSpace;
+    default:
+        return isIdeograph(c) || isIdeograph(next);
+    }
+}
+
+LineBreaker::LineBreaker(const Document& document, TextMeasurer& measurer)
+    : m_document(document), m_measurer(measurer)
+{
+}
+
+double LineBreaker::nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const
+{
+    *explicitStop = nullptr;
+    double best = -1;
+    for (const TabStop& t : pf.tabs) {
+        if (t.alignment == TabAlignment::Bar || t.position <= x + Slack)
+            continue;
+        if (best < 0 || t.position < best) {
+            best = t.position;
+            *explicitStop = &t;
+        }
+    }
+    // A hanging indent is a tab stop of its own: the first line's label or
+    // text jumps to the indent.
+    if (pf.firstLineIndent < 0 && pf.leftIndent > x + Slack && (best < 0 || pf.leftIndent < best)) {
+        best = pf.leftIndent;
+        *explicitStop = nullptr;
+    }
+    if (best >= 0)
+        return best;
+    // Default stops lie at multiples of the interval; those left of a custom
+    // stop are cleared, which the search above already honours by taking
+    // any custom stop to the right first.
+    const double interval = m_document.settings.defaultTabStop > 0 ? m_document.settings.defaultTabStop : 720;
+    return (std::floor((x + Slack) / interval) + 1) * interval;
+}
+
+double LineBreaker::tabWidth(size_t index, double x, double limit, const ParaFormat& pf)
+{
+    const TabStop* stop = nullptr;
+    double target = nextTabStop(x, pf, &stop);
+    const TabAlignment alignment = stop ? stop->alignment : TabAlignment::Left;
+    if (alignment != TabAlignment::Left) {
+        // Right, centred and decimal stops align the text that follows, up
+        // to the next tab or the end of the line.
+        double segment = 0;
+        for (size_t k = index + 1; k < m_items.size(); ++k) {
+            const Item& it = m_items[k];
+            if (it.c == Ch::Tab || it.c == Ch::LineBreak || it.c == Ch::ParagraphMark || it.c == Ch::CellEnd ||
+                it.c == Ch::PageBreak || it.c == Ch::ColumnBreak)
+                break;
+            if (alignment == TabAlignment::Decimal && (it.c == u'.' || it.c == u','))
+                break;
+            segment += it.w;
+        }
+        if (alignment == TabAlignment::Center)
+            target -= segment / 2;
+        else
+            target -= segment;
+    }
+    // A stop past the right edge ends the tab at the edge.
+    if (!stop && target > limit && x < limit)
+        target = limit;
+    return std::max(0.0, target - x);
+}
+
+void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf,
+                             double limit)
+{
+    double ascent = 0, descent = 0;
+    bool anyVisible = false;
+    double x = x0;
+    double contentEnd = x0;
+    for (size_t k = from; k < to; ++k) {
+        const Item& it = m_items[k];
+        if (it.hidden)
+            continue;
+        const bool mark = it.c == Ch::ParagraphMark || it.c == Ch::CellEnd ||
+                          (it.c == Ch::PageBreak && k + 1 == m_items.size());
+        // The paragraph mark gives the line its height only when nothing
+        // else on the line does (an empty paragraph): a TOC line of Arial
+        // 10 pt ending in a Calibri 11 pt mark is 11.5 pt high on Word's pages.
+        if (mark)
+            continue;
+        // A tab takes no height of its own either (a Calibri tab between
+        // Arial TOC text leaves the line at Arial's height).
+        if (it.c != Ch::Tab) {
+            const MeasuredFont& f = m_measurer.font(it.format);
+            double itemAscent = f.ascent;
+            if (it.c == Ch::Object) {
+                const int32_t obj = m_document.charFormats[it.format].objectIndex;
+                if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() &&
+                    !m_document.objects[obj].floating)
+                    itemAscent = std::max(itemAscent, static_cast<double>(m_document.objects[obj].height));
+            }
+            ascent = std::max(ascent, itemAscent);
+            descent = std::max(descent, f.descent);
+        }
+        if (it.c != Ch::LineBreak && it.c != Ch::PageBreak && it.c != Ch::ColumnBreak) {
+            if (!line.runs.empty() && line.runs.back().charFormat == it.format && line.runs.back().end == it.pos) {
+                line.runs.back().end = it.pos + 1;
+                line.runs.back().width += it.w;
+            } else {
+                line.runs.push_back({it.pos, it.pos + 1, x, it.w, it.format});
+            }
+            x += it.w;
+            if (it.c != Ch::Space && it.c != Ch::Tab) {
+                contentEnd = x;
+                anyVisible = true;
+            } else if (it.c == Ch::Tab) {
+                contentEnd = x;
+            }
+        }
+    }
+    if (ascent == 0 && descent == 0) {
+        // Nothing visible: the line takes the height of the paragraph mark.
+        const MeasuredFont& f = m_measurer.font(m_items.back().format);
+        ascent = f.ascent;
+        descent = f.descent;
+    }
+    line.width = contentEnd - x0;
+    line.empty = !anyVisible && line.label.empty();
+    const double natural = ascent + descent;
+    double height = natural;
+    switch (pf.lineRule) {
+    case LineRule::Auto:
+        height = natural * std::max(1, pf.lineSpacing) / 240.0;
+        break;
+    case LineRule::AtLeast:
+        height = std::max(natural, static_cast<double>(pf.lineSpacing));
+        break;
+    case LineRule::Exact:
+        height = std::abs(pf.lineSpacing);
+        break;
+    }
+    // Extra leading of multiple spacing lies above the text, as Word draws it.
+    line.ascent = height - descent;
+    line.height = height;
+    // Alignment moves the line within the text area; justified lines keep
+    // their breaks and only spread their spaces when drawn.
+    const double free = limit - x0 - line.width;
+    double shift = 0;
+    if (free > 0 && line.reason != BreakReason::CharacterWrap) {
+        if (pf.alignment == Alignment::Center)
+            shift = free / 2;
+        else if (pf.alignment == Alignment::Right)
+            shift = free;
+    }
+    line.x = x0 + shift - (line.runs.empty() ? 0 : 0);
+    for (LineRun& r : line.runs)
+        r.x += shift;
+}
+
+std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t start, uint32_t mark, double width)
+{
+    std::vector<LaidOutLine> lines;
+    const Story& s = m_document.stories[story];
+    if (mark >= s.size() || start > mark)
+        return lines;
+    const ParaFormat& pf = m_document.paraFormats[s.attrs[mark].paraFormat];
+
+    m_items.clear();
+    m_items.reserve(mark - start + 1);
+    bool allHidden = true;
+    uint32_t noteCount = 0;
+    for (uint32_t p = start; p <= mark; ++p) {
+        const uint32_t format = s.attrs[p].charFormat;
+        Item it{s.text[p], p, format, 0, m_measurer.font(format).hidden};
+        if (!it.hidden)
+            allHidden = false;
+        if (!it.hidden) {
+            switch (it.c) {
+            case Ch::ParagraphMark:
+            case Ch::CellEnd:
+            case Ch::LineBreak:
+            case Ch::PageBreak:
+            case Ch::ColumnBreak:
+            case Ch::Tab:
+            case Ch::Anchor:
+            case Ch::OptionalHyphen:
+                break;
+            case Ch::Object: {
+                const int32_t obj = m_document.charFormats[format].objectIndex;
+                if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() &&
+                    !m_document.objects[obj].floating)
+                    it.w = m_document.objects[obj].width;
+                break;
+            }
+            case Ch::NoteReference: {
+                // The reference shows the note's number.
+                const int32_t note = m_document.charFormats[format].noteIndex;
+                const uint32_t number = note >= 0 ? static_cast<uint32_t>(note) + 1 : ++noteCount;
+                const uint32_t digits = number >= 100 ? 3 : number >= 10 ? 2 : 1;
+                it.w = digits * m_measurer.width(u'1', format);
+                break;
+            }
+            case Ch::NonBreakingHyphen:
+                it.w = m_measurer.width(u'-', format);
+                break;
+            default:
+                it.w = m_measurer.width(it.c, format);
+                break;
+            }
+        }
+        m_items.push_back(it);
+    }
+    if (allHidden)
+        return lines;
+
+    const double limit = width - pf.rightIndent;
+    const uint32_t labelFormat =
+        pf.listLabelCharFormat >= 0 && static_cast<size_t>(pf.listLabelCharFormat) < m_document.charFormats.size()
+            ? static_cast<uint32_t>(pf.listLabelCharFormat)
+            : s.attrs[mark].charFormat;
+
+    const size_t n = m_items.size();
+    size_t i = 0;
+    bool first = true;
+    while (i < n) {
+        LaidOutLine line;
+        line.story = static_cast<uint32_t>(story);
+        line.tableDepth = pf.tableDepth;
+        const double x0 = pf.leftIndent + (first ? pf.firstLineIndent : 0);
+        double x = x0;
+        if (first && !pf.listLabel.empty()) {
+            // The label, then a tab to the text (Word's default label suffix).
+            line.label = pf.listLabel;
+            x += m_measurer.width(pf.listLabel, labelFormat);
+            const TabStop* stop = nullptr;
+            x = nextTabStop(x, pf, &stop);
+        }
+        const size_t lineStart = i;
+        size_t lastBreak = SIZE_MAX;
+        char16_t lastVisible = 0;
+        bool anyContent = x > x0 + Slack;
+        size_t end = SIZE_MAX;
+        BreakReason reason = BreakReason::ParagraphEnd;
+        size_t j = i;
+        for (; j < n; ++j) {
+            Item& it = m_items[j];
+            if (it.hidden)
+                continue;
+            const char16_t c = it.c;
+            if (j + 1 == n) {
+                end = n;
+                reason = (story == 0 && c == Ch::PageBreak) ? BreakReason::SectionBreak : BreakReason::ParagraphEnd;
+                break;
+            }
+            if (c == Ch::LineBreak || c == Ch::PageBreak || c == Ch::ColumnBreak) {
+                end = j + 1;
+                // A page or column break right before the paragraph mark keeps
+                // the mark on its line; a line break does not, so the mark
+                // then makes a line of its own.
+                if (c != Ch::LineBreak) {
+                    size_t k = j + 1;
+                    while (k + 1 < n && m_items[k].hidden)
+                        ++k;
+                    if (k + 1 == n)
+                        end = n;
+                }
+                reason = c == Ch::LineBreak   ? BreakReason::LineBreak
+                         : c == Ch::PageBreak ? BreakReason::PageBreak
+                                              : BreakReason::ColumnBreak;
+                break;
+            }
+            if (c == Ch::Tab) {
+                if (x >= limit - Slack && anyContent) {
+                    end = lastBreak != SIZE_MAX ? lastBreak + 1 : j;
+                    reason = BreakReason::Wrap;
+                    break;
+                }
+                it.w = tabWidth(j, x, limit, pf);
+                x += it.w;
+                anyContent = true;
+                lastBreak = j;
+                lastVisible = c;
+                continue;
+            }
+            if (c == Ch::Space || c == 0x3000) {
+                // Spaces hang past the margin: they never push a line over.
+                x += it.w;
+                lastBreak = j;
+                lastVisible = c;
+                continue;
+            }
+            if (c == Ch::OptionalHyphen) {
+                // Shown, and a break, only where the line ends.
+                const double hyphen = m_measurer.width(u'-', it.format);
+                if (anyContent && x + hyphen <= limit + Slack)
+                    lastBreak = j;
+                it.w = 0;
+                continue;
+            }
+            if (x + it.w > limit + Slack && anyContent) {
+                if (lastBreak != SIZE_MAX) {
+                    end = lastBreak + 1;
+                    reason = BreakReason::Wrap;
+                } else {
+                    end = j;
+                    reason = BreakReason::CharacterWrap;
+                }
+                break;
+            }
+            x += it.w;
+            anyContent = true;
+            const char16_t previous = lastVisible;
+            lastVisible = c;
+            char16_t next = 0;
+            for (size_t k = j + 1; k < n; ++k)
+                if (!m_items[k].hidden) {
+                    next = m_items[k].c;
+                    break;
+                }
+            if (breakAllowedAfter(previous, c, next))
+                lastBreak = j;
+        }
+        if (end == SIZE_MAX || end <= lineStart)
+            end = std::max(lineStart + 1, std::min(n, j + 1));
+        // A broken optional hyphen shows as a hyphen at the line's end.
+        if (reason == BreakReason::Wrap && m_items[end - 1].c == Ch::OptionalHyphen)
+            m_items[end - 1].w = m_measurer.width(u'-', m_items[end - 1].format);
+        line.start = m_items[lineStart].pos;
+        line.end = m_items[end - 1].pos + 1;
+        line.reason = reason;
+        finishLine(line, lineStart, end, x0, pf, limit);
+        if (!line.label.empty()) {
+            // Runs start after the label's tab; the width counts from the label.
+            double textStart = x0 + m_measurer.width(pf.listLabel, labelFormat);
+            const TabStop* stop = nullptr;
+            textStart = nextTabStop(textStart, pf, &stop);
+            const double offset = textStart - x0;
+            for (LineRun& r : line.runs)
+                r.x += offset;
+            line.width += offset;
+            line.empty = false;
+        }
+        lines.push_back(std::move(line));
+        i = end;
+        first = false;
+    }
+    return lines;
+}
+
+} // namespace qm::engine::layout

@@ -1,0 +1,46 @@
+// Breaking one paragraph into lines as Word does.
+#pragma once
+
+#include "engine/layout/Layout.h"
+#include "engine/layout/TextMeasurer.h"
+
+#include <vector>
+
+namespace qm::engine::layout {
+
+/// Breaks paragraphs of one document. Lines come back with x relative to
+/// the left edge of the text area they were broken for (a column or a
+/// cell's text), y = 0 and their height set; placing them is the caller's.
+class LineBreaker {
+public:
+    LineBreaker(const Document& document, TextMeasurer& measurer);
+
+    /// The lines of the paragraph [start, mark] of `story` (mark is the
+    /// character that ends it) in a text area `width` twips wide. A paragraph
+    /// whose text and mark are all hidden has no line.
+    std::vector<LaidOutLine> breakParagraph(size_t story, uint32_t start, uint32_t mark, double width);
+
+private:
+    struct Item {
+        char16_t c = 0;
+        uint32_t pos = 0;
+        uint32_t format = 0;
+        double w = 0;
+        bool hidden = false;
+    };
+
+    double nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const;
+    double tabWidth(size_t index, double x, double limit, const ParaFormat& pf);
+    void finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf,
+                    double limit);
+
+    const Document& m_document;
+    TextMeasurer& m_measurer;
+    std::vector<Item> m_items;
+};
+
+/// Whether Word may end a line after character `c`, between `previous` and
+/// `next` (a hyphen inside a word, dashes, ideographs).
+bool breakAllowedAfter(char16_t previous, char16_t c, char16_t next);
+
+} // namespace qm::engine::layout

@@ -1,0 +1,60 @@
+// Character widths and line metrics of a document's character formats.
+#pragma once
+
+#include "engine/layout/FontCache.h"
+#include "engine/layout/Layout.h"
+
+#include <vector>
+
+namespace qm::engine::layout {
+
+/// A character format made ready for measuring: its face, its scale and the
+/// vertical extent it gives a line. Lengths in twips.
+struct WordFontStyle;
+
+struct MeasuredFont {
+    const Face* face = nullptr;
+    /// The Word font's own widths where the face only stands in for it.
+    const WordFontStyle* known = nullptr;
+    const WordFontStyle* knownRegular = nullptr;
+    double scale = 0;      ///< twips per font unit (size, caps and position scaling applied)
+    double hScale = 1;     ///< horizontal scale of the format
+    double spacing = 0;    ///< extra twips after each character
+    double ascent = 0;     ///< above the baseline, the line gap included
+    double descent = 0;
+    double sizeTwips = 0;  ///< the nominal size, before superscript or small caps
+    bool hidden = false;
+    bool allCaps = false;
+    bool smallCaps = false;
+};
+
+/// Measures characters in one document's formats. Built once per layout; not
+/// shared between threads (the faces it points to are).
+class TextMeasurer {
+public:
+    TextMeasurer(const Document& document, const LayoutOptions& options, std::vector<Diagnostic>& diagnostics);
+
+    const MeasuredFont& font(uint32_t charFormat);
+
+    /// The advance of `c` in format `charFormat`, in twips, as Word measures
+    /// it (see the rounding note in the implementation).
+    double width(char16_t c, uint32_t charFormat);
+
+    /// Width of a string in one format.
+    double width(std::u16string_view text, uint32_t charFormat);
+
+    /// Line height of a format at single spacing, twips.
+    double singleLineHeight(uint32_t charFormat) { const auto& f = font(charFormat); return f.ascent + f.descent; }
+
+private:
+    void prepare(uint32_t charFormat);
+
+    const Document& m_document;
+    const LayoutOptions& m_options;
+    std::vector<Diagnostic>& m_diagnostics;
+    std::vector<MeasuredFont> m_fonts;
+    std::vector<bool> m_prepared;
+    std::vector<std::string> m_reported;
+};
+
+} // namespace qm::engine::layout

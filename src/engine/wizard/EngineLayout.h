@@ -1,0 +1,22 @@
+// The layout engine as the access layer's source of lines, pages and line ends.
+#pragma once
+
+#include "engine/access/LayoutProvider.h"
+#include "engine/layout/Layout.h"
+
+namespace qm::engine {
+
+/// Lays documents out with our layout engine whenever the access layer asks.
+/// Nothing is cached: the measurements edit the document between questions.
+class EngineLayout : public LayoutProvider {
+public:
+    explicit EngineLayout(layout::LayoutOptions options = {}) : m_options(std::move(options)) {}
+
+    LayoutFigures measure(const Document& document, size_t story) override;
+    std::optional<uint32_t> lineEnd(const Document& document, size_t story, uint32_t pos) override;
+
+private:
+    layout::LayoutOptions m_options;
+};
+
+} // namespace qm::engine

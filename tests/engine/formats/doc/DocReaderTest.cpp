@@ -1,0 +1,494 @@
+// The Word 97-2003 reader on documents built here: text, formatting, tables, fields, sections, notes, errors.
+#include "DocFixture.h"
+#include "engine/access/WordStatistics.h"
+#include "engine/formats/Reader.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace qm::engine;
+using namespace qm::engine::doc::test;
+
+namespace {
+
+ReadResult read(const DocSpec& spec)
+{
+    return readDoc(buildDoc(spec), ReadOptions{});
+}
+
+DocSpec plain(std::u16string text)
+{
+    DocSpec spec;
+    spec.text = std::move(text);
+    return spec;
+}
+
+bool hasDiagnostic(const Document& doc, std::string_view code)
+{
+    for (const auto& d : doc.diagnostics)
+        if (d.code == code)
+            return true;
+    return false;
+}
+
+std::string bytes(const std::u16string& s)
+{
+    std::string out;
+    for (char16_t c : s)
+        out += c < 128 ? std::string(1, static_cast<char>(c)) : "<" + std::to_string(c) + ">";
+    return out;
+}
+
+} // namespace
+
+TEST(DocReader, DecodesPiecesInCharacterOrderWhateverTheirStorage)
+{
+    // Smart quotes and the dash sit in 0x80-0x9F of a one-byte piece; a
+    // fast-saved file keeps its pieces out of file order.
+    const std::u16string text = u"Say \u201Chi\u201D \u2014 caf\u00E9\rNext\r";
+    struct Case {
+        const char* name;
+        bool compressed;
+        std::vector<uint32_t> splits;
+    } cases[] = {
+        {"one-byte piece", true, {}},
+        {"two-byte piece", false, {}},
+        {"one-byte pieces stored backwards", true, {3, 9, 15}},
+        {"two-byte pieces stored backwards", false, {1, 16}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocSpec spec = plain(text);
+        spec.compressed = c.compressed;
+        spec.pieceSplits = c.splits;
+        ReadResult r = read(spec);
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(bytes(r.document->mainStory().text), bytes(text));
+        EXPECT_EQ(r.document->format, "doc");
+    }
+}
+
+TEST(DocReader, FilesItCannotCountGetAClearError)
+{
+    struct Case {
+        const char* name;
+        std::function<std::string()> file;
+        std::string error;
+    } cases[] = {
+        {"Word 6", [] { DocSpec s = plain(u"x\r"); s.wIdent = 0xA5DC; s.nFib = 101; return buildDoc(s); },
+         "Word 6/95 documents are not supported"},
+        {"Word 95", [] { DocSpec s = plain(u"x\r"); s.nFib = 104; return buildDoc(s); },
+         "Word 6/95 documents are not supported"},
+        {"encrypted", [] { DocSpec s = plain(u"x\r"); s.flags |= 0x0100; return buildDoc(s); },
+         "password-protected documents cannot be counted"},
+        {"obfuscated", [] { DocSpec s = plain(u"x\r"); s.flags |= 0x8000; return buildDoc(s); },
+         "password-protected documents cannot be counted"},
+        {"encrypted package",
+         [] { return buildCompoundFile({{u"EncryptionInfo", "abc"}, {u"EncryptedPackage", std::string(5000, 'x')}}); },
+         "password-protected documents cannot be counted"},
+        {"no document stream", [] { return buildCompoundFile({{u"Book", "x"}}); },
+         "the file is not a Word document (it has no document stream)"},
+        {"no table stream", [] { DocSpec s = plain(u"x\r"); s.omitTableStream = true; return buildDoc(s); },
+         "the document is damaged (its table stream is missing)"},
+        {"not a container", [] { return std::string(1000, 'x'); },
+         "the file is not a Word document (its container is not recognised)"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ReadResult r = readDoc(c.file(), ReadOptions{});
+        EXPECT_FALSE(r.ok());
+        EXPECT_EQ(r.error, c.error);
+    }
+}
+
+TEST(DocReader, CharacterPropertiesApplyStylesThenToggles)
+{
+    // Style 1 is a bold paragraph style, style 11 an italic character style.
+    std::vector<StyleDef> styles(12, StyleDef{0});
+    styles[0] = {1, 0x0FFF, u"Normal", {}, {}};
+    styles[1] = {1, 0, u"Strong Para", {}, sprm(0x0835, {1})};
+    styles[10] = {2, 0x0FFF, u"Default Paragraph Font", {}, {}};
+    styles[11] = {2, 10, u"Emphasis", {}, sprm(0x0836, {1})};
+    DocSpec spec = plain(u"abcd\refghijklmn\r");
+    spec.styleSheet = buildStyleSheet(styles);
+    spec.paras = {{5, 1, {}}, {16, 0, {}}};
+    spec.chars = {
+        {1, 2, sprm(0x0835, {0x81})},   // b: the opposite of the bold style
+        {2, 3, sprm(0x0835, {0x80})},   // c: as the style has it
+        {3, 4, sprm(0x0835, {0})},      // d: off
+        {5, 6, sprm(0x0835, {0x81})},   // e: the opposite of a plain style
+        {6, 7, sprm16(0x4A30, 11)},     // f: character style
+        {7, 8, sprm(0x083C, {1})},      // g: hidden
+        {8, 9, sprm(0x2A3E, {3})},      // h: double underline
+        {9, 10, sprm(0x2A48, {1})},     // i: superscript
+        {10, 11, sprm16(0x4A43, 48)},   // j: 24 points
+        {11, 12, sprm(0x083B, {1})},    // k: caps
+        {12, 13, sprm(0x083A, {1})},    // l: small caps
+        {13, 14, sprm(0x0837, {1})},    // m: strike
+        {14, 15, sprm16(0x4A30, 11) + sprm(0x0836, {0x81})}, // n: toggled off against its character style
+    };
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const Story& s = d.mainStory();
+    ASSERT_EQ(bytes(s.text), "abcd\refghijklmn\r");
+    struct Check {
+        uint32_t pos;
+        std::function<bool(const CharFormat&)> holds;
+    } checks[] = {
+        {0, [](const CharFormat& f) { return f.bold && !f.italic; }},
+        {1, [](const CharFormat& f) { return !f.bold; }},
+        {2, [](const CharFormat& f) { return f.bold; }},
+        {3, [](const CharFormat& f) { return !f.bold; }},
+        {5, [](const CharFormat& f) { return f.bold; }},
+        {6, [](const CharFormat& f) { return f.italic && !f.bold; }},
+        {7, [](const CharFormat& f) { return f.hidden; }},
+        {8, [](const CharFormat& f) { return f.underline == UnderlineKind::Double; }},
+        {9, [](const CharFormat& f) { return f.verticalPosition == VerticalPosition::Superscript; }},
+        {10, [](const CharFormat& f) { return f.sizeHalfPoints == 48; }},
+        {11, [](const CharFormat& f) { return f.allCaps && !f.smallCaps; }},
+        {12, [](const CharFormat& f) { return f.smallCaps; }},
+        {13, [](const CharFormat& f) { return f.strike; }},
+        {14, [](const CharFormat& f) { return !f.italic; }},
+        {15, [](const CharFormat& f) { return !f.bold && !f.hidden && f.fontName == "Times New Roman"; }},
+    };
+    for (const auto& c : checks) {
+        SCOPED_TRACE(c.pos);
+        EXPECT_TRUE(c.holds(d.charFormatAt(s, c.pos)));
+    }
+    EXPECT_EQ(d.paraFormatOf(s, 4).styleName, "Strong Para");
+    EXPECT_EQ(d.paraFormatOf(s, 15).styleName, "Normal");
+    // Hidden text is left out of Word's figures: 13 characters of 14 are shown.
+    EXPECT_EQ(computeWordStatistics(d).characters, 13);
+}
+
+TEST(DocReader, ParagraphPropertiesFromPagesAndStyles)
+{
+    std::vector<StyleDef> styles{{1, 0x0FFF, u"Normal", {}, {}},
+                                 {1, 0, u"Indented", sprm16(0x845E, 720) + sprm(0x2406, {1}), {}}};
+    DocSpec spec = plain(u"one\rtwo\rthree\r");
+    spec.styleSheet = buildStyleSheet(styles);
+    std::string tabs = sprm(0xC60D, {8, 0, 2, 0x40, 0x06, 0xA0, 0x0F, 0x02, 0x0B}); // add 1600 right, 4000 decimal dotted
+    spec.paras = {
+        {4, 0, sprm(0x2461, {1}) + sprm16(0xA413, 240) + sprm16(0xA414, 120) + sprm(0x6412, {0x2C, 0xFF, 0, 0})},
+        {8, 1, sprm16(0x8460, static_cast<uint16_t>(-360)) + sprm(0x2407, {1}) + tabs},
+        {14, 0, sprm(0x6412, {0xE0, 0x01, 1, 0}) + sprm(0x2431, {0}) + sprm(0x2405, {1})},
+    };
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const Story& s = d.mainStory();
+    const ParaFormat& p1 = d.paraFormatOf(s, 3);
+    EXPECT_EQ(p1.alignment, Alignment::Center);
+    EXPECT_EQ(p1.spaceBefore, 240);
+    EXPECT_EQ(p1.spaceAfter, 120);
+    EXPECT_EQ(p1.lineRule, LineRule::Exact); // a negative line height is exact
+    EXPECT_EQ(p1.lineSpacing, 212);
+    const ParaFormat& p2 = d.paraFormatOf(s, 7);
+    EXPECT_EQ(p2.leftIndent, 720);
+    EXPECT_EQ(p2.firstLineIndent, -360);
+    EXPECT_TRUE(p2.keepWithNext);
+    EXPECT_TRUE(p2.pageBreakBefore);
+    ASSERT_EQ(p2.tabs.size(), 2u);
+    EXPECT_EQ(p2.tabs[0].position, 1600);
+    EXPECT_EQ(p2.tabs[0].alignment, TabAlignment::Right);
+    EXPECT_EQ(p2.tabs[1].position, 4000);
+    EXPECT_EQ(p2.tabs[1].alignment, TabAlignment::Decimal);
+    EXPECT_EQ(p2.tabs[1].leader, TabLeader::Dot);
+    const ParaFormat& p3 = d.paraFormatOf(s, 13);
+    EXPECT_EQ(p3.lineRule, LineRule::Auto);
+    EXPECT_EQ(p3.lineSpacing, 480);
+    EXPECT_FALSE(p3.widowControl);
+    EXPECT_TRUE(p3.keepLinesTogether);
+    EXPECT_FALSE(p3.keepWithNext);
+}
+
+TEST(DocReader, TablesFromCellMarksRowEndsAndDepth)
+{
+    const std::string inTable = sprm(0x2416, {1});
+    // sprmTDefTable: 2 cells at 0, 1500 and 4500 twips.
+    std::string defTable = sprm(0xD608, {});
+    put16(defTable, 1 + 1 + 3 * 2);
+    defTable += std::string("\x02", 1);
+    put16(defTable, 0);
+    put16(defTable, 1500);
+    put16(defTable, 4500);
+    const std::string nested = sprm(0x2416, {1}) + sprm(0x6649, {2, 0, 0, 0});
+    // "before" | row 1: [a | b] | row 2: [nested table (x | y) | c] | "after"
+    DocSpec spec = plain(u"before\ra\u0007b\u0007\u0007x\ry\r\r\u0007c\u0007\u0007after\r");
+    spec.paras = {
+        {7, 0, {}},
+        {9, 0, inTable},
+        {11, 0, inTable},
+        {12, 0, inTable + sprm(0x2417, {1}) + defTable},
+        {14, 0, nested + sprm(0x244B, {1})},
+        {16, 0, nested + sprm(0x244B, {1})},
+        {17, 0, nested + sprm(0x244C, {1})},
+        {18, 0, inTable},
+        {20, 0, inTable},
+        {21, 0, inTable + sprm(0x2417, {1}) + defTable},
+        {27, 0, {}},
+    };
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const Story& s = d.mainStory();
+    const auto tables = findTables(d, 0, 0, s.size());
+    ASSERT_EQ(tables.size(), 1u) << bytes(s.text);
+    ASSERT_EQ(tables[0].rows.size(), 2u);
+    EXPECT_EQ(tables[0].rows[0].cells.size(), 2u);
+    EXPECT_EQ(tables[0].rows[1].cells.size(), 2u);
+    ASSERT_GE(tables[0].rows[0].rowFormat, 0);
+    const TableRowFormat& row = d.rowFormats[tables[0].rows[0].rowFormat];
+    ASSERT_EQ(row.cells.size(), 2u);
+    EXPECT_EQ(row.cells[0].width, 1500);
+    EXPECT_EQ(row.cells[1].width, 3000);
+    const TableCell& outer = tables[0].rows[1].cells[0];
+    const auto inner = findTables(d, 0, outer.start, outer.end, 2);
+    ASSERT_EQ(inner.size(), 1u);
+    ASSERT_EQ(inner[0].rows.size(), 1u);
+    EXPECT_EQ(inner[0].rows[0].cells.size(), 2u);
+    const WordStatistics stats = computeWordStatistics(d);
+    EXPECT_EQ(stats.words, 7); // before a b x y c after
+}
+
+TEST(DocReader, FieldsShowTheirResultNotTheirCode)
+{
+    struct Case {
+        std::u16string text;
+        std::string shown;
+    } cases[] = {
+        {u"A\x13 PAGE \x14" u"3\x15 B\r", "A3 B\r"},
+        // A field nested in an instruction is code as a whole; one in a result shows.
+        {u"\x13 IF \x13 DATE \x14x\x15 = 1 \x14yes\x15!\r", "yes!\r"},
+        {u"\x13 A \x14<\x13 B \x14inner\x15>\x15\r", "<inner>\r"},
+        // A field without a separator shows nothing; stray ends change nothing.
+        {u"x\x13 TOC \x15y\x15\x14z\r", "xyz\r"},
+        // An unfinished field at the end leaves the rest out but keeps the paragraph.
+        {u"keep\x13 broken\r", "keep\r"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.shown);
+        ReadResult r = read(plain(c.text));
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(bytes(r.document->mainStory().text), c.shown);
+    }
+}
+
+TEST(DocReader, SpecialCharactersNeedTheirFlag)
+{
+    // A 1, 2 or 8 is a picture, note reference or drawing only when flagged
+    // special; otherwise Word shows nothing for it.
+    DocSpec spec = plain(u"a\x01" u"b\x08" u"c\x01" u"d\x02\r");
+    spec.chars = {{1, 2, sprm(0x0855, {1})}, {3, 4, sprm(0x0855, {1})}};
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    EXPECT_EQ(bytes(d.mainStory().text), "a\x01" "b\x08" "cd\r");
+    ASSERT_EQ(d.objects.size(), 2u);
+    EXPECT_EQ(d.objects[0].kind, ObjectKind::Picture);
+    EXPECT_TRUE(d.objects[1].floating);
+    EXPECT_EQ(d.charFormatAt(d.mainStory(), 1).objectIndex, 0);
+    EXPECT_EQ(d.charFormatAt(d.mainStory(), 3).objectIndex, 1);
+}
+
+TEST(DocReader, SectionsCarryPageSetupAndHeadersInheritWhenEmpty)
+{
+    // Main story: two sections. Header story: six empty separator stories,
+    // then section 1's odd header and odd footer; section 2 defines none.
+    const std::u16string main = u"One\x0cTwo\r";
+    const std::u16string headers = u"H1\rF1\r\r";
+    DocSpec spec = plain(main + headers);
+    spec.ccp[0] = static_cast<uint32_t>(main.size());
+    spec.ccp[2] = static_cast<uint32_t>(headers.size());
+    const std::string sepx1 = sprm16(0xB01F, 11906) + sprm16(0xB020, 16838) + sprm(0x3009, {0}) +
+                              sprm(0x300A, {1}) + sprm16(0x500B, 1) + sprm16(0xB021, 1000);
+    spec.sections = {{4, sepx1}, {8, {}}};
+    spec.hdd = {0, 0, 0, 0, 0, 0, /* section 1 */ 0, 0, 3, 3, 6, 6, /* section 2 */ 6, 6, 6, 6, 6, 6, 6, 7};
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    ASSERT_EQ(d.sections.size(), 2u);
+    const SectionFormat& s1 = d.sections[0].format;
+    EXPECT_EQ(s1.pageWidth, 11906);
+    EXPECT_EQ(s1.pageHeight, 16838);
+    EXPECT_EQ(s1.start, SectionStart::Continuous);
+    EXPECT_TRUE(s1.titlePage);
+    EXPECT_EQ(s1.columns, 2);
+    EXPECT_EQ(s1.marginLeft, 1000);
+    EXPECT_EQ(d.sections[0].end, 4u);
+    EXPECT_TRUE(d.isSectionBreak(3));
+    // A section without properties has Word 97's Letter page with 1.25" sides.
+    EXPECT_EQ(d.sections[1].format.marginLeft, 1800);
+    EXPECT_EQ(d.sections[1].format.start, SectionStart::NewPage);
+    const int32_t header = d.headerStory(0, HeaderFooterIndex::Primary);
+    const int32_t footer = d.footerStory(0, HeaderFooterIndex::Primary);
+    ASSERT_GE(header, 0);
+    ASSERT_GE(footer, 0);
+    EXPECT_EQ(bytes(d.stories[header].text), "H1\r");
+    EXPECT_EQ(bytes(d.stories[footer].text), "F1\r");
+    EXPECT_EQ(d.stories[header].type, StoryType::PrimaryHeader);
+    EXPECT_EQ(d.headerStory(1, HeaderFooterIndex::Primary), header);
+    EXPECT_EQ(d.headerStory(0, HeaderFooterIndex::FirstPage), -1);
+    // Headers are not part of the main story's figures.
+    EXPECT_EQ(computeWordStatistics(d).words, 2);
+}
+
+TEST(DocReader, FootnoteReferencesPointAtTheirNotes)
+{
+    const std::u16string main = u"Text\x02 more\x02.\r";
+    const std::u16string notes = u"\x02 First\r\x02 Second\r\r";
+    DocSpec spec = plain(main + notes);
+    spec.ccp[0] = static_cast<uint32_t>(main.size());
+    spec.ccp[1] = static_cast<uint32_t>(notes.size());
+    const uint32_t n = spec.ccp[0];
+    spec.chars = {{4, 5, sprm(0x0855, {1})}, {10, 11, sprm(0x0855, {1})}, {n, n + 1, sprm(0x0855, {1})},
+                  {n + 8, n + 9, sprm(0x0855, {1})}};
+    spec.footnoteRefs = {4, 10};
+    spec.footnoteTexts = {0, 8, 17};
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    ASSERT_EQ(d.notes.size(), 2u);
+    const Story& m = d.mainStory();
+    EXPECT_EQ(d.charFormatAt(m, 4).noteIndex, 0);
+    EXPECT_EQ(d.charFormatAt(m, 10).noteIndex, 1);
+    const Note& second = d.notes[1];
+    ASSERT_GE(second.story, 0);
+    const Story& ns = d.stories[second.story];
+    EXPECT_EQ(ns.type, StoryType::Footnotes);
+    EXPECT_EQ(bytes(ns.text.substr(second.start, second.end - second.start)).substr(0, 9), "\x02 Second\r");
+    EXPECT_EQ(bytes(m.text), "Text\x02 more\x02.\r");
+}
+
+TEST(DocReader, StoredStatisticsAndSettingsFromDocumentProperties)
+{
+    DocSpec spec = plain(u"x\r");
+    spec.dop.assign(0x1F4, '\0');
+    set16(spec.dop, 0, 1);      // facing pages
+    set16(spec.dop, 10, 360);   // default tab stop
+    set32(spec.dop, 0x26, 1234); // words
+    set32(spec.dop, 0x2A, 5678); // characters
+    set16(spec.dop, 0x2E, 9);   // pages
+    set32(spec.dop, 0x30, 77);  // paragraphs
+    set32(spec.dop, 0x38, 88);  // lines
+    set32(spec.dop, 0x1AA, 6789); // characters with spaces
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    EXPECT_EQ(d.stored.words, 1234);
+    EXPECT_EQ(d.stored.characters, 5678);
+    EXPECT_EQ(d.stored.charactersWithSpaces, 6789);
+    EXPECT_EQ(d.stored.pages, 9);
+    EXPECT_EQ(d.stored.paragraphs, 77);
+    EXPECT_EQ(d.stored.lines, 88);
+    EXPECT_EQ(d.settings.defaultTabStop, 360);
+    EXPECT_TRUE(d.settings.evenAndOddHeaders);
+    // Stored figures are for comparison only: the count is the text's.
+    EXPECT_EQ(computeWordStatistics(d).words, 1);
+}
+
+TEST(DocReader, DamagedTablesGivePartialDocumentsOrClearErrors)
+{
+    DocSpec base = plain(u"Hello there\rsecond\r");
+    base.chars = {{0, 5, sprm(0x0835, {1})}};
+    base.paras = {{12, 0, sprm(0x2461, {2})}, {19, 0, {}}};
+    auto [goodWd, goodTable] = buildStreams(base);
+    // FIB offsets: the story counts and the table-stream locations.
+    const size_t ccpText = 64 + 12, fcLcb = 154;
+    auto location = [&](int index) { return fcLcb + 8 * index; };
+    struct Case {
+        const char* name;
+        std::function<void(std::string& wd, std::string& table)> damage;
+        bool readable;
+        std::string text; ///< expected main story when readable
+        bool diagnosed;   ///< whether the damage is worth a diagnostic
+    } cases[] = {
+        {"story count past the text",
+         [&](std::string& wd, std::string&) { set32(wd, ccpText, 0x7FFFFFF0u); }, true, "Hello there\rsecond\r", true},
+        {"piece table out of range",
+         [&](std::string& wd, std::string&) { set32(wd, location(33), 0xFFFFFF00u); }, false, "", true},
+        {"piece table cut", [&](std::string& wd, std::string&) { set32(wd, location(33) + 4, 3); }, false, "", true},
+        {"property pages past the stream",
+         [&](std::string& wd, std::string& table) {
+             const uint32_t at = static_cast<uint32_t>(get32(wd, location(12)));
+             set32(table, at + 8, 0x3FFFFF);
+         },
+         true, "Hello there\rsecond\r", true},
+        {"style sheet garbage",
+         [&](std::string& wd, std::string& table) {
+             const uint32_t at = static_cast<uint32_t>(get32(wd, location(1)));
+             for (size_t i = at + 2; i < at + 40 && i < table.size(); ++i)
+                 table[i] = '\xFF';
+         },
+         true, "Hello there\rsecond\r", false},
+        {"section table with huge property offset",
+         [&](std::string& wd, std::string& table) {
+             const uint32_t at = static_cast<uint32_t>(get32(wd, location(6)));
+             set32(table, at + 8 + 2, 0x7FFFFFF0u);
+         },
+         true, "Hello there\rsecond\r", false},
+        {"every location past the table stream",
+         [&](std::string& wd, std::string&) {
+             for (int i = 0; i < 93; ++i)
+                 if (i != 33)
+                     set32(wd, location(i), 0xFFFFFFF0u);
+         },
+         true, "Hello there\rsecond\r", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string wd = goodWd, table = goodTable;
+        c.damage(wd, table);
+        ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}, {u"1Table", table}}), ReadOptions{});
+        ASSERT_EQ(r.ok(), c.readable) << r.error;
+        if (!r.ok()) {
+            EXPECT_FALSE(r.error.empty());
+            continue;
+        }
+        EXPECT_EQ(bytes(r.document->mainStory().text), c.text);
+        if (c.diagnosed)
+            EXPECT_FALSE(r.document->diagnostics.empty());
+    }
+}
+
+TEST(DocReader, CyclicStyleBasesAndLongChainsEnd)
+{
+    std::vector<StyleDef> styles{{1, 2, u"Normal", {}, sprm(0x0835, {1})},
+                                 {1, 0, u"A", {}, sprm(0x0836, {1})},
+                                 {1, 1, u"B", {}, {}}};
+    for (int i = 0; i < 100; ++i)
+        styles.push_back({1, static_cast<uint16_t>(styles.size() - 1), u"chain", {}, {}});
+    DocSpec spec = plain(u"x\ry\r");
+    spec.styleSheet = buildStyleSheet(styles);
+    spec.paras = {{2, 2, {}}, {4, static_cast<uint16_t>(styles.size() - 1), {}}};
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(bytes(r.document->mainStory().text), "x\ry\r");
+    EXPECT_TRUE(r.document->charFormatAt(r.document->mainStory(), 0).italic);
+}
+
+TEST(DocReader, ParagraphLongerThanTheReadingBufferStaysWhole)
+{
+    // The reader hands very long paragraphs to the builder in parts; the
+    // parts must join without losing or doubling characters or formatting.
+    std::u16string text;
+    for (int i = 0; i < 30000; ++i)
+        text += u"abc ";
+    text += u"end\r";
+    DocSpec spec = plain(text);
+    spec.chars = {{65530, 65540, sprm(0x0835, {1})}};
+    spec.paras = {{static_cast<uint32_t>(text.size()), 0, sprm(0x2461, {2})}};
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const Story& s = d.mainStory();
+    ASSERT_EQ(s.text, text);
+    EXPECT_FALSE(d.charFormatAt(s, 65529).bold);
+    EXPECT_TRUE(d.charFormatAt(s, 65530).bold);
+    EXPECT_TRUE(d.charFormatAt(s, 65539).bold);
+    EXPECT_FALSE(d.charFormatAt(s, 65540).bold);
+    EXPECT_EQ(d.paraFormatOf(s, s.size() - 1).alignment, Alignment::Right);
+    EXPECT_EQ(computeWordStatistics(d).words, 30001);
+}

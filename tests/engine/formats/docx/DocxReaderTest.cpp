@@ -1,0 +1,451 @@
+// The Word package reader: text, fields, revisions, styles, sections, tables, notes and hostile packages.
+#include "DocxTestPackage.h"
+
+#include "engine/formats/Reader.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::test;
+
+namespace {
+
+ReadResult read(const DocxPackage& pkg, const ReadOptions& options = {})
+{
+    return readDocx(pkg.build(), options);
+}
+
+std::string mainText(const DocxPackage& pkg)
+{
+    ReadResult r = read(pkg);
+    if (!r.ok())
+        return "error: " + r.error;
+    return visible(r.document->mainStory());
+}
+
+bool hasDiagnostic(const Document& doc, const std::string& code)
+{
+    for (const Diagnostic& d : doc.diagnostics)
+        if (d.code == code)
+            return true;
+    return false;
+}
+
+} // namespace
+
+TEST(DocxReader, InlineContentBecomesWordsCharacters)
+{
+    // Each row is one paragraph's XML and the story Word holds for it.
+    struct Case {
+        const char* name;
+        const char* xml;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"runs join", "<w:r><w:t>Hel</w:t></w:r><w:r><w:t>lo</w:t></w:r>", "Hello¶"},
+        {"tabs and breaks",
+         R"(<w:r><w:t>a</w:t><w:tab/><w:t>b</w:t><w:br/><w:t>c</w:t><w:br w:type="page"/><w:t>d</w:t><w:br w:type="column"/><w:cr/></w:r>)",
+         "a→b↵c§d‡↵¶"},
+        {"hyphens and symbols",
+         R"(<w:r><w:t>e</w:t><w:noBreakHyphen/><w:t>mail</w:t><w:softHyphen/><w:sym w:font="Wingdings" w:char="F0E0"/></w:r>)",
+         "e‑mail¬\uF0E0¶"},
+        {"unpreserved whitespace is trimmed", "<w:r><w:t>  padded  </w:t></w:r>", "padded¶"},
+        {"preserved whitespace stays", R"(<w:r><w:t xml:space="preserve"> two  </w:t></w:r>)", " two  ¶"},
+        {"hyperlink, smart tag and content control",
+         R"(<w:hyperlink r:id="x"><w:r><w:t>link</w:t></w:r></w:hyperlink><w:smartTag><w:r><w:t>tag</w:t></w:r></w:smartTag>)"
+         R"(<w:sdt><w:sdtPr/><w:sdtContent><w:r><w:t>ctl</w:t></w:r></w:sdtContent></w:sdt>)",
+         "linktagctl¶"},
+        {"simple field keeps its result",
+         R"(<w:fldSimple w:instr="PAGE"><w:r><w:t>7</w:t></w:r></w:fldSimple>)", "7¶"},
+        {"complex field drops its instruction",
+         R"(<w:r><w:fldChar w:fldCharType="begin"/></w:r><w:r><w:instrText>DATE</w:instrText><w:t>x</w:t></w:r>)"
+         R"(<w:r><w:fldChar w:fldCharType="separate"/></w:r><w:r><w:t>today</w:t></w:r><w:r><w:fldChar w:fldCharType="end"/></w:r><w:r><w:t>!</w:t></w:r>)",
+         "today!¶"},
+        {"field nested in an instruction stays hidden",
+         R"(<w:r><w:fldChar w:fldCharType="begin"/><w:instrText>IF </w:instrText><w:fldChar w:fldCharType="begin"/>)"
+         R"(<w:instrText>PAGE</w:instrText><w:fldChar w:fldCharType="separate"/><w:t>1</w:t><w:fldChar w:fldCharType="end"/>)"
+         R"(<w:instrText> = 1 "one"</w:instrText><w:fldChar w:fldCharType="separate"/><w:t>one</w:t><w:fldChar w:fldCharType="end"/></w:r>)",
+         "one¶"},
+        {"field without a result shows nothing",
+         R"(<w:r><w:t>a</w:t><w:fldChar w:fldCharType="begin"/><w:instrText>TC x</w:instrText><w:fldChar w:fldCharType="end"/><w:t>b</w:t></w:r>)",
+         "ab¶"},
+        {"tracked changes read as the final text",
+         R"(<w:r><w:t xml:space="preserve">keep </w:t></w:r><w:ins><w:r><w:t xml:space="preserve">new </w:t></w:r></w:ins><w:del><w:r><w:delText>old </w:delText></w:r></w:del>)"
+         R"(<w:moveFrom><w:r><w:t>moved</w:t></w:r></w:moveFrom><w:moveTo><w:r><w:t>moved</w:t></w:r></w:moveTo>)",
+         "keep new moved¶"},
+        {"alternate content counts once",
+         R"(<w:r><mc:AlternateContent><mc:Choice Requires="wps"><w:t>choice</w:t></mc:Choice><mc:Fallback><w:t>fallback</w:t></mc:Fallback></mc:AlternateContent></w:r>)",
+         "choice¶"},
+        {"fallback when there is no choice",
+         R"(<mc:AlternateContent><mc:Fallback><w:r><w:t>fallback</w:t></w:r></mc:Fallback></mc:AlternateContent>)",
+         "fallback¶"},
+        {"equation text", R"(<m:oMath><m:f><m:num><m:r><m:t>a</m:t></m:r></m:num><m:den><m:r><m:t>b</m:t></m:r></m:den></m:f></m:oMath>)",
+         "ab¶"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocxPackage pkg;
+        pkg.body = std::string("<w:p>") + c.xml + "</w:p>";
+        EXPECT_EQ(mainText(pkg), c.expected);
+    }
+}
+
+TEST(DocxReader, DeletedParagraphMarkJoinsParagraphs)
+{
+    // Without honouring the deleted mark the final text would keep two
+    // paragraphs where Word shows one.
+    DocxPackage pkg;
+    pkg.body = R"(<w:p><w:pPr><w:rPr><w:del w:id="1" w:author="a"/></w:rPr></w:pPr><w:r><w:t xml:space="preserve">one </w:t></w:r></w:p>)" +
+               para("two") +
+               R"(<w:p><w:pPr><w:rPr><w:del w:id="2" w:author="a"/></w:rPr></w:pPr><w:r><w:t>last</w:t></w:r></w:p>)";
+    EXPECT_EQ(mainText(pkg), "one two¶last¶");
+}
+
+TEST(DocxReader, StylesFollowWordsInheritanceAndToggles)
+{
+    DocxPackage pkg;
+    pkg.styles = R"(
+      <w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:ascii="Calibri"/><w:sz w:val="22"/></w:rPr></w:rPrDefault></w:docDefaults>
+      <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+      <w:style w:type="paragraph" w:styleId="Heading1"><w:name w:val="heading 1"/><w:basedOn w:val="Normal"/>
+        <w:pPr><w:spacing w:before="240" w:after="0"/><w:keepNext/></w:pPr><w:rPr><w:b/><w:sz w:val="32"/></w:rPr></w:style>
+      <w:style w:type="paragraph" w:styleId="Sub"><w:basedOn w:val="Heading1"/><w:rPr><w:i/></w:rPr></w:style>
+      <w:style w:type="paragraph" w:styleId="Loop1"><w:basedOn w:val="Loop2"/></w:style>
+      <w:style w:type="paragraph" w:styleId="Loop2"><w:basedOn w:val="Loop1"/><w:rPr><w:caps/></w:rPr></w:style>
+      <w:style w:type="character" w:styleId="Strong"><w:rPr><w:b/></w:rPr></w:style>
+      <w:style w:type="character" w:styleId="Quiet"><w:rPr><w:vanish/><w:vertAlign w:val="superscript"/></w:rPr></w:style>)";
+    pkg.body =
+        R"(<w:p><w:pPr><w:pStyle w:val="Heading1"/></w:pPr><w:r><w:t>a</w:t></w:r>)"
+        R"(<w:r><w:rPr><w:rStyle w:val="Strong"/></w:rPr><w:t>b</w:t></w:r>)"
+        R"(<w:r><w:rPr><w:rStyle w:val="Strong"/><w:b/></w:rPr><w:t>c</w:t></w:r>)"
+        R"(<w:r><w:rPr><w:b w:val="0"/><w:u w:val="none"/></w:rPr><w:t>d</w:t></w:r></w:p>)"
+        R"(<w:p><w:pPr><w:pStyle w:val="Sub"/></w:pPr><w:r><w:rPr><w:rStyle w:val="Quiet"/><w:u w:val="dotted"/></w:rPr><w:t>e</w:t></w:r>)"
+        R"(<w:r><w:rPr><w:rStyle w:val="Missing"/><w:strike/></w:rPr><w:t>f</w:t></w:r></w:p>)"
+        R"(<w:p><w:pPr><w:pStyle w:val="Loop1"/></w:pPr><w:r><w:t>g</w:t></w:r></w:p>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& doc = *r.document;
+    const Story& s = doc.mainStory();
+    ASSERT_EQ(visible(s), "abcd¶ef¶g¶");
+    struct Expect {
+        uint32_t pos;
+        bool bold, italic, hidden, strike, caps;
+        UnderlineKind underline;
+        uint16_t size;
+    };
+    const Expect expects[] = {
+        {0, true, false, false, false, false, UnderlineKind::None, 32},   // bold from the heading
+        {1, false, false, false, false, false, UnderlineKind::None, 32},  // Strong flips the heading's bold off
+        {2, true, false, false, false, false, UnderlineKind::None, 32},   // direct bold is absolute
+        {3, false, false, false, false, false, UnderlineKind::None, 32},  // direct "off"; u none is no underline
+        {5, true, true, true, false, false, UnderlineKind::Dotted, 32},   // chain Sub -> Heading1; vanish hides
+        {6, true, true, false, true, false, UnderlineKind::None, 32},     // unknown character style is ignored
+        {9, false, false, false, false, true, UnderlineKind::None, 22},   // a basedOn cycle ends, caps still read
+    };
+    for (const Expect& e : expects) {
+        SCOPED_TRACE(e.pos);
+        const CharFormat& f = doc.charFormatAt(s, e.pos);
+        EXPECT_EQ(f.bold, e.bold);
+        EXPECT_EQ(f.italic, e.italic);
+        EXPECT_EQ(f.hidden, e.hidden);
+        EXPECT_EQ(f.strike, e.strike);
+        EXPECT_EQ(f.allCaps, e.caps);
+        EXPECT_EQ(f.underline, e.underline);
+        EXPECT_EQ(f.sizeHalfPoints, e.size);
+        EXPECT_EQ(f.fontName, "Calibri");
+    }
+    EXPECT_EQ(doc.charFormatAt(s, 5).verticalPosition, VerticalPosition::Superscript);
+    const ParaFormat& heading = doc.paraFormatOf(s, 4);
+    EXPECT_EQ(heading.styleName, "Heading 1");
+    EXPECT_EQ(heading.spaceBefore, 240);
+    EXPECT_TRUE(heading.keepWithNext);
+    EXPECT_TRUE(doc.paraFormatOf(s, 7).keepWithNext); // inherited through Sub
+}
+
+TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
+{
+    DocxPackage pkg;
+    pkg.numbering = R"xml(
+      <w:abstractNum w:abstractNumId="0">
+        <w:lvl w:ilvl="0"><w:start w:val="1"/><w:numFmt w:val="decimal"/><w:lvlText w:val="%1."/><w:pPr><w:ind w:left="720" w:hanging="360"/></w:pPr></w:lvl>
+        <w:lvl w:ilvl="1"><w:start w:val="1"/><w:numFmt w:val="lowerLetter"/><w:lvlText w:val="%1.%2)"/></w:lvl>
+      </w:abstractNum>
+      <w:abstractNum w:abstractNumId="1"><w:lvl w:ilvl="0"><w:numFmt w:val="bullet"/><w:lvlText w:val="&#x2022;"/></w:lvl></w:abstractNum>
+      <w:abstractNum w:abstractNumId="2"><w:lvl w:ilvl="0"><w:start w:val="4"/><w:numFmt w:val="upperRoman"/><w:lvlText w:val="%1"/></w:lvl></w:abstractNum>
+      <w:num w:numId="1"><w:abstractNumId w:val="0"/></w:num>
+      <w:num w:numId="2"><w:abstractNumId w:val="1"/></w:num>
+      <w:num w:numId="3"><w:abstractNumId w:val="2"/></w:num>)xml";
+    auto item = [](int num, int level, const char* text) {
+        return "<w:p><w:pPr><w:numPr><w:ilvl w:val=\"" + std::to_string(level) + "\"/><w:numId w:val=\"" +
+               std::to_string(num) + "\"/></w:numPr></w:pPr><w:r><w:t>" + text + "</w:t></w:r></w:p>";
+    };
+    pkg.body = item(1, 0, "a") + item(1, 1, "b") + item(1, 1, "c") + item(1, 0, "d") + item(1, 1, "e") +
+               item(2, 0, "f") + item(3, 0, "g") + item(3, 0, "h") + item(99, 0, "i") + para("j");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Story& s = r.document->mainStory();
+    const char16_t* expected[] = {u"1.", u"1.a)", u"1.b)", u"2.", u"2.a)", u"\u2022", u"IV", u"V", u"", u""};
+    uint32_t paragraph = 0;
+    for (uint32_t i = 0; i < s.size(); ++i) {
+        if (s.text[i] != Ch::ParagraphMark)
+            continue;
+        SCOPED_TRACE(paragraph);
+        ASSERT_LT(paragraph, std::size(expected));
+        EXPECT_EQ(r.document->paraFormatOf(s, i).listLabel, expected[paragraph]);
+        ++paragraph;
+    }
+    EXPECT_EQ(r.document->paraFormatOf(s, 1).leftIndent, 720); // the level's indent applies
+    EXPECT_EQ(r.document->paraFormatOf(s, 1).firstLineIndent, -360);
+    // The label is a property: it adds nothing to the text.
+    EXPECT_EQ(visible(s), "a¶b¶c¶d¶e¶f¶g¶h¶i¶j¶");
+}
+
+TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
+{
+    DocxPackage pkg;
+    pkg.headers = {{"header1.xml", "<w:p><w:r><w:t>Primary</w:t></w:r></w:p>"},
+                   {"header2.xml", "<w:p><w:r><w:t>First</w:t></w:r></w:p>"},
+                   {"footer1.xml", "<w:p><w:r><w:t>Foot</w:t></w:r></w:p>"}};
+    pkg.settings = R"(<w:evenAndOddHeaders/><w:defaultTabStop w:val="708"/>
+      <w:compat><w:doNotExpandShiftReturn/><w:compatSetting w:name="compatibilityMode" w:uri="x" w:val="15"/></w:compat>)";
+    pkg.body = R"(<w:p><w:r><w:t>one</w:t></w:r><w:pPr><w:sectPr>
+        <w:headerReference w:type="default" r:id="header1"/><w:footerReference w:type="default" r:id="footer1"/>
+        <w:pgSz w:w="11906" w:h="16838"/><w:pgMar w:top="1417" w:right="1134" w:bottom="1134" w:left="1418" w:header="708" w:footer="709" w:gutter="0"/>
+        <w:cols w:num="2" w:space="425"/></w:sectPr></w:pPr></w:p>)"
+               R"(<w:p><w:r><w:t>two</w:t></w:r></w:p>)"
+               R"(<w:sectPr><w:headerReference w:type="first" r:id="header2"/><w:type w:val="continuous"/><w:titlePg/></w:sectPr>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& doc = *r.document;
+    EXPECT_EQ(visible(doc.mainStory()), "one§two¶");
+    ASSERT_EQ(doc.sections.size(), 2u);
+    const SectionFormat& first = doc.sections[0].format;
+    EXPECT_EQ(first.pageWidth, 11906);
+    EXPECT_EQ(first.pageHeight, 16838);
+    EXPECT_EQ(first.marginTop, 1417);
+    EXPECT_EQ(first.marginLeft, 1418);
+    EXPECT_EQ(first.footerDistance, 709);
+    EXPECT_EQ(first.columns, 2);
+    EXPECT_EQ(first.columnSpacing, 425);
+    EXPECT_EQ(doc.sections[1].format.start, SectionStart::Continuous);
+    EXPECT_TRUE(doc.sections[1].format.titlePage);
+
+    // The second section defines only a first-page header; its primary header
+    // and footer are the first section's.
+    EXPECT_EQ(doc.sections[1].headers[0], -1);
+    const int32_t primary = doc.headerStory(1, HeaderFooterIndex::Primary);
+    ASSERT_GE(primary, 0);
+    EXPECT_EQ(visible(doc.stories[primary]), "Primary¶");
+    EXPECT_EQ(doc.stories[primary].type, StoryType::PrimaryHeader);
+    const int32_t firstPage = doc.headerStory(1, HeaderFooterIndex::FirstPage);
+    ASSERT_GE(firstPage, 0);
+    EXPECT_EQ(visible(doc.stories[firstPage]), "First¶");
+    EXPECT_EQ(doc.headerStory(0, HeaderFooterIndex::FirstPage), -1);
+    EXPECT_EQ(visible(doc.stories[doc.footerStory(1, HeaderFooterIndex::Primary)]), "Foot¶");
+
+    EXPECT_TRUE(doc.settings.evenAndOddHeaders);
+    EXPECT_EQ(doc.settings.defaultTabStop, 708);
+    EXPECT_EQ(doc.settings.compatibilityMode, 15);
+    EXPECT_EQ(doc.settings.compat.at("doNotExpandShiftReturn"), "1");
+}
+
+TEST(DocxReader, NestedTablesKeepCellAndRowMarks)
+{
+    DocxPackage pkg;
+    auto cell = [](const std::string& inner, const std::string& props = "") {
+        return "<w:tc><w:tcPr>" + props + "</w:tcPr>" + inner + "</w:tc>";
+    };
+    const std::string inner = R"(<w:tbl><w:tblGrid><w:gridCol w:w="1000"/></w:tblGrid><w:tr>)" + cell(para("x")) +
+                              "</w:tr></w:tbl>" + para("");
+    pkg.body = R"(<w:tbl><w:tblPr><w:tblStyle w:val="TableGrid"/></w:tblPr><w:tblGrid><w:gridCol w:w="2000"/><w:gridCol w:w="3000"/></w:tblGrid>)"
+               R"(<w:tr><w:trPr><w:tblHeader/></w:trPr>)" +
+               cell(para("a") + para("b"), R"(<w:vMerge w:val="restart"/>)") + cell(inner) +
+               "</w:tr><w:tr>" + cell(para(""), "<w:vMerge/>") + cell(para("c")) + "</w:tr>" +
+               R"(<w:sdt><w:sdtContent><w:tr>)" + cell(para("wide"), R"(<w:gridSpan w:val="2"/>)") +
+               "</w:tr></w:sdtContent></w:sdt></w:tbl>" + para("after");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& doc = *r.document;
+    const Story& s = doc.mainStory();
+    // The paragraph after the nested table ends the outer cell.
+    EXPECT_EQ(visible(s), "a¶b¤x¤¤¤¤¤c¤¤wide¤¤after¶");
+    auto tables = findTables(doc, 0, 0, s.size());
+    ASSERT_EQ(tables.size(), 1u);
+    ASSERT_EQ(tables[0].rows.size(), 3u);
+    EXPECT_EQ(tables[0].rows[0].cells.size(), 2u);
+    EXPECT_EQ(tables[0].rows[2].cells.size(), 1u);
+    const TableRowFormat& first = doc.rowFormats[tables[0].rows[0].rowFormat];
+    EXPECT_EQ(first.grid, (std::vector<Twips>{2000, 3000}));
+    EXPECT_TRUE(first.isHeader);
+    ASSERT_EQ(first.cells.size(), 2u);
+    EXPECT_EQ(first.cells[0].verticalMerge, VerticalMerge::Restart);
+    EXPECT_EQ(first.cells[1].width, 3000); // no tcW: its grid column
+    EXPECT_EQ(doc.rowFormats[tables[0].rows[1].rowFormat].cells[0].verticalMerge, VerticalMerge::Continue);
+    const TableRowFormat& wide = doc.rowFormats[tables[0].rows[2].rowFormat];
+    EXPECT_EQ(wide.cells[0].gridSpan, 2);
+    EXPECT_EQ(wide.cells[0].width, 5000);
+    const TableCell& outer = tables[0].rows[0].cells[1];
+    auto nested = findTables(doc, 0, outer.start, outer.end, 2);
+    ASSERT_EQ(nested.size(), 1u);
+    EXPECT_EQ(nested[0].rows.size(), 1u);
+}
+
+TEST(DocxReader, NotesCommentsAndTextBoxesAreTheirOwnStories)
+{
+    DocxPackage pkg;
+    pkg.footnotes = R"(<w:footnote w:type="separator" w:id="-1"><w:p><w:r><w:separator/></w:r></w:p></w:footnote>
+      <w:footnote w:id="1"><w:p><w:r><w:footnoteRef/><w:t xml:space="preserve"> Note text</w:t></w:r></w:p></w:footnote>)";
+    pkg.endnotes = R"(<w:endnote w:id="3"><w:p><w:r><w:t>End</w:t></w:r></w:p></w:endnote>)";
+    pkg.comments = R"(<w:comment w:id="0"><w:p><w:r><w:t>Remark</w:t></w:r></w:p></w:comment>)";
+    const std::string box = R"(<w:txbxContent><w:p><w:r><w:t>Boxed</w:t></w:r></w:p></w:txbxContent>)";
+    pkg.body = R"(<w:p><w:r><w:t>Body</w:t></w:r><w:r><w:footnoteReference w:id="1"/></w:r>)"
+               R"(<w:r><w:endnoteReference w:id="3"/></w:r><w:r><w:commentReference w:id="0"/></w:r>)"
+               R"(<w:r><w:footnoteReference w:id="42"/></w:r>)"
+               R"(<w:r><mc:AlternateContent><mc:Choice Requires="wps"><w:drawing><wp:anchor><wp:extent cx="635000" cy="1270"/>)"
+               R"(<a:graphic><a:graphicData><wps:wsp><wps:txbx>)" + box +
+               R"(</wps:txbx></wps:wsp></a:graphicData></a:graphic></wp:anchor></w:drawing></mc:Choice>)"
+               R"(<mc:Fallback><w:pict><v:shape style="position:absolute;width:50pt"><v:textbox>)" + box +
+               R"(</v:textbox></v:shape></w:pict></mc:Fallback></mc:AlternateContent></w:r>)"
+               R"(<w:r><w:pict><v:shape style="width:72pt;height:36pt"><v:textbox>)" + box +
+               R"(</v:textbox></v:shape></w:pict></w:r></w:p>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& doc = *r.document;
+    const Story& s = doc.mainStory();
+    EXPECT_EQ(visible(s), "Body²²²⚓□¶"); // the reference to a missing note still shows
+    EXPECT_TRUE(hasDiagnostic(doc, "docx.note"));
+    ASSERT_EQ(doc.notes.size(), 3u);
+
+    const CharFormat& ref = doc.charFormatAt(s, 4);
+    ASSERT_EQ(ref.noteIndex, 0);
+    const Note& foot = doc.notes[0];
+    EXPECT_EQ(foot.kind, NoteKind::Footnote);
+    EXPECT_EQ(doc.stories[foot.story].type, StoryType::Footnotes);
+    EXPECT_EQ(visible(doc.stories[foot.story]), "² Note text¶"); // no separator note
+    EXPECT_EQ(doc.notes[1].kind, NoteKind::Endnote);
+    EXPECT_EQ(doc.notes[2].kind, NoteKind::Comment);
+    EXPECT_EQ(visible(doc.stories[doc.notes[2].story]), "Remark¶");
+
+    // One text box from the DrawingML choice, not a second from its VML
+    // fallback; then the VML-only one, inline.
+    ASSERT_EQ(doc.objects.size(), 2u);
+    EXPECT_TRUE(doc.objects[0].floating);
+    EXPECT_EQ(doc.objects[0].kind, ObjectKind::TextBox);
+    EXPECT_EQ(doc.objects[0].width, 1000);
+    EXPECT_FALSE(doc.objects[1].floating);
+    EXPECT_EQ(doc.objects[1].width, 1440);
+    EXPECT_EQ(doc.charFormatAt(s, 7).objectIndex, 0);
+    int boxes = 0;
+    for (const Story& story : doc.stories)
+        if (story.type == StoryType::TextFrame) {
+            ++boxes;
+            EXPECT_EQ(visible(story), "Boxed¶");
+        }
+    EXPECT_EQ(boxes, 2);
+}
+
+TEST(DocxReader, StoredStatisticsAreKeptAside)
+{
+    DocxPackage pkg;
+    pkg.body = para("two words");
+    pkg.app = "<Pages>3</Pages><Words>999</Words><Characters>12</Characters><CharactersWithSpaces>14</CharactersWithSpaces>"
+              "<Lines>4</Lines><Paragraphs>2</Paragraphs><Application>Microsoft Office Word</Application>";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const StoredStatistics& st = r.document->stored;
+    EXPECT_EQ(st.pages, 3);
+    EXPECT_EQ(st.words, 999);
+    EXPECT_EQ(st.characters, 12);
+    EXPECT_EQ(st.charactersWithSpaces, 14);
+    EXPECT_EQ(st.lines, 4);
+    EXPECT_EQ(st.paragraphs, 2);
+    EXPECT_EQ(st.application, "Microsoft Office Word");
+    EXPECT_EQ(visible(r.document->mainStory()), "two words¶");
+}
+
+TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
+{
+    DocxPackage good;
+    good.body = para("fine");
+    const std::string bytes = good.build();
+
+    struct Case {
+        const char* name;
+        std::string input;
+        const char* errorContains;
+    };
+    const Case failures[] = {
+        {"not a zip", "this is plain text, not a package", "not a zip"},
+        {"truncated zip", bytes.substr(0, bytes.size() / 2), "zip"},
+        {"empty", "", "not a zip"},
+        {"no main part", makeZip({{"hello.txt", "hi"}}), "no Word document"},
+        {"encrypted container",
+         std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + std::string(200, '\0') +
+             std::string("E\0n\0c\0r\0y\0p\0t\0e\0d\0P\0a\0c\0k\0a\0g\0e\0", 32),
+         "password-protected documents cannot be counted"},
+    };
+    for (const Case& c : failures) {
+        SCOPED_TRACE(c.name);
+        ReadResult r = readDocx(c.input, {});
+        EXPECT_FALSE(r.ok());
+        EXPECT_NE(r.error.find(c.errorContains), std::string::npos) << r.error;
+    }
+
+    // A zip bomb: a part that inflates past the limits is refused whole.
+    {
+        DocxPackage bomb;
+        bomb.body = para(std::string(3u << 20, 'a'));
+        ReadOptions options;
+        options.limits.maxEntryBytes = 2u << 20;
+        ReadResult r = readDocx(bomb.build(), options);
+        EXPECT_FALSE(r.ok());
+        EXPECT_NE(r.error.find("more than the engine reads"), std::string::npos) << r.error;
+        options = {};
+        options.limits.maxCompressionRatio = 50;
+        r = readDocx(bomb.build(), options);
+        EXPECT_FALSE(r.ok());
+        EXPECT_NE(r.error.find("ratio"), std::string::npos) << r.error;
+    }
+    // Nesting deeper than the limit is refused before any recursive walk.
+    {
+        DocxPackage deep;
+        std::string nest;
+        for (int i = 0; i < 2000; ++i)
+            nest += "<w:sdt><w:sdtContent>";
+        for (int i = 0; i < 2000; ++i)
+            nest += "</w:sdtContent></w:sdt>";
+        deep.body = nest;
+        ReadResult r = read(deep);
+        EXPECT_FALSE(r.ok());
+        EXPECT_NE(r.error.find("nested"), std::string::npos) << r.error;
+    }
+    // Broken relationships and a damaged styles part leave a partial document.
+    {
+        DocxPackage partial;
+        partial.styles = "<w:style w:type=\"paragraph\"><unclosed>";
+        partial.body = para("text") + R"(<w:sectPr><w:headerReference w:type="default" r:id="nowhere"/>)"
+                                      R"(<w:footerReference w:type="default" r:id="footer9"/></w:sectPr>)";
+        partial.extraRels = R"(<Relationship Id="footer9" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/footer" Target="missing.xml"/>)";
+        ReadResult r = read(partial);
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(visible(r.document->mainStory()), "text¶");
+        EXPECT_TRUE(hasDiagnostic(*r.document, "docx.xml"));
+        EXPECT_TRUE(hasDiagnostic(*r.document, "docx.relationship"));
+        EXPECT_TRUE(hasDiagnostic(*r.document, "docx.part"));
+        EXPECT_EQ(r.document->sections.back().headers[0], -1);
+    }
+    // Entities are never expanded: a DOCTYPE cannot pull in other text.
+    {
+        DocxPackage entity;
+        entity.body = para("x");
+        std::string pkgBytes = entity.build();
+        const std::string doctype = R"(<?xml version="1.0"?><!DOCTYPE d [<!ENTITY e SYSTEM "file:///etc/passwd"><!ENTITY big "BIG">]>)";
+        const std::string doc = doctype + "<w:document " + std::string(WordNamespaces) +
+                                "><w:body><w:p><w:r><w:t>&e;&big;</w:t></w:r></w:p></w:body></w:document>";
+        ReadResult r = readDocx(makeZip({{"word/document.xml", doc}}), {});
+        ASSERT_TRUE(r.ok()) << r.error;
+        const std::string text = visible(r.document->mainStory());
+        EXPECT_EQ(text.find("root"), std::string::npos);
+        EXPECT_EQ(text.find("BIG"), std::string::npos);
+    }
+}

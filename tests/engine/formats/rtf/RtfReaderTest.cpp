@@ -1,0 +1,173 @@
+// RTF text and formatting: encodings, escapes, destinations, character and paragraph properties, styles.
+#include "RtfTestSupport.h"
+
+using namespace qm::engine;
+using namespace qm::engine::test;
+
+// Each case targets one way text goes wrong: a code page not applied, a
+// \u fallback counted twice, a destination's text leaking into the story,
+// a delimiter space kept as text.
+TEST(RtfReader, TextOfTheMainStory)
+{
+    struct Case {
+        const char* name;
+        std::string body;
+        std::u16string text;
+    } cases[] = {
+        {"paragraphs", R"(Hello\par World\par)", u"Hello\rWorld\r"},
+        {"delimiter space is not text", R"({\b bold}\i0  two)", u"bold two\r"},
+        {"line ends are not text", "a\r\nb\nc", u"abc\r"},
+        {"backslash line end is a paragraph", "a\\\nb", u"a\rb\r"},
+        {"ansi hex", R"(caf\'e9 \'93q\'94)", u"caf\u00E9 \u201Cq\u201D\r"},
+        {"ansicpg", R"(\ansicpg1251 \'e0\'e1)", u"\u0430\u0431\r"},
+        {"font charset wins over ansicpg", R"({\f1 \'e0}\'e0)", u"\u0430\u00E0\r"},
+        {"double-byte font", R"({\fonttbl{\f2\fcharset128 MS Mincho;}}{\f2 \'82\'a0x})", u"\u3042x\r"},
+        {"unicode with fallback", R"(\u8212\'97x)", u"\u2014x\r"},
+        {"uc0 has no fallback", R"(\uc0\u8212 x)", u"\u2014x\r"},
+        {"uc2 skips two", R"(\uc2\u8212\'81\'40x)", u"\u2014x\r"},
+        {"fallback is a control word too", R"(\u8212\emdash x)", u"\u2014x\r"},
+        {"negative unicode", R"(\u-3913 ?)", u"\uF0B7\r"},
+        {"uc is scoped to the group", R"({\uc2 a}\u8212 xy)", u"a\u2014y\r"},
+        {"escapes", R"(\{a\} \\b)", u"{a} \\b\r"},
+        {"special characters", R"(\emdash\endash\bullet\lquote\rquote\ldblquote\rdblquote)",
+         u"\u2014\u2013\u2022\u2018\u2019\u201C\u201D\r"},
+        {"spaces and hyphens", R"(a\~b\-c\_d\emspace\enspace\qmspace)", u"a\u00A0b\u001Fc\u001Ed\u2003\u2002\u2005\r"},
+        {"breaks", R"(a\line b\tab c\page d\column e)", u"a\u000Bb\tc\fd\u000Ee\r"},
+        {"ignorable destination", R"(a{\*\unknownthing hidden {nested} text}b)", u"ab\r"},
+        {"known non-text destinations", R"(a{\info{\title T}{\author A}}{\colortbl;\red1;}{\*\generator G;}b)", u"ab\r"},
+        {"field result only", R"({\field{\*\fldinst HYPERLINK "x"}{\fldrslt link}})", u"link\r"},
+        {"field instruction without star", R"({\field{\fldinst PAGE}{\fldrslt 7}})", u"7\r"},
+        {"list label is not text", R"({\listtext\pard\plain \'b7\tab}item\par)", u"item\r"},
+        {"index entry", R"(word{\xe {entry}})", u"word\r"},
+        {"ansi twin of unicode text", R"({\upr{ascii}{\*\ud{\u945 ?}}})", u"\u03B1\r"},
+        {"bin data", "{\\pict\\bin4 }{\\}}x", u"\u0001x\r"},
+        {"picture is one object", R"(a{\*\shppict{\pict\picwgoal100\pichgoal50 0a0b}}{\nonshppict{\pict 00}}b)", u"a\u0001b\r"},
+        {"object is one object", R"(a{\object\objw10\objh10{\*\objdata 0102}{\result{\pict 00}}}b)", u"a\u0001b\r"},
+        {"text after the document is not read", R"(a}trailing)", u"a\r"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto doc = readRtfText(wrapBody(c.body));
+        ASSERT_TRUE(doc);
+        EXPECT_EQ(doc->mainStory().text, c.text);
+    }
+}
+
+// Would catch a toggle read as on when given 0, a group not restoring its
+// formatting, or \plain leaving a property set.
+TEST(RtfReader, CharacterFormattingPerCharacter)
+{
+    auto doc = readRtfText(wrapBody(
+        R"(\fs20 {\b B}{\b\b0 n}{\i I}{\ul U}{\ul\ulnone n}{\uldb D}{\scaps S}{\caps C}{\super P}{\sub Q})"
+        R"({\super\nosupersub n}{\v H}{\strike K}{\b\i\plain n}{\f1 F}{\fs48 Z})"));
+    ASSERT_TRUE(doc);
+    const Story& s = doc->mainStory();
+    ASSERT_EQ(s.text, u"BnIUnDSCPQnHKnFZ\r");
+    auto at = [&](size_t i) { return doc->charFormatAt(s, static_cast<uint32_t>(i)); };
+    EXPECT_TRUE(at(0).bold);
+    EXPECT_FALSE(at(1).bold);
+    EXPECT_TRUE(at(2).italic);
+    EXPECT_EQ(at(3).underline, UnderlineKind::Single);
+    EXPECT_EQ(at(4).underline, UnderlineKind::None);
+    EXPECT_EQ(at(5).underline, UnderlineKind::Double);
+    EXPECT_TRUE(at(6).smallCaps);
+    EXPECT_TRUE(at(7).allCaps);
+    EXPECT_EQ(at(8).verticalPosition, VerticalPosition::Superscript);
+    EXPECT_EQ(at(9).verticalPosition, VerticalPosition::Subscript);
+    EXPECT_EQ(at(10).verticalPosition, VerticalPosition::Baseline);
+    EXPECT_TRUE(at(11).hidden);
+    EXPECT_TRUE(at(12).strike);
+    EXPECT_FALSE(at(13).bold);
+    EXPECT_FALSE(at(13).italic);
+    EXPECT_EQ(at(13).sizeHalfPoints, 24); // \plain restores RTF's 12 points
+    EXPECT_EQ(at(13).fontName, "Times New Roman");
+    EXPECT_EQ(at(14).fontName, "Arial Cyr");
+    EXPECT_EQ(at(15).sizeHalfPoints, 48);
+    EXPECT_EQ(at(0).sizeHalfPoints, 20);
+}
+
+// Would catch \slmult ignored (a multiple read as twips), tabs out of order
+// or losing their kind, and \pard not resetting the previous paragraph.
+TEST(RtfReader, ParagraphPropertiesOnTheMark)
+{
+    auto doc = readRtfText(wrapBody(
+        R"(\pard\qc\li720\ri360\fi-360\sb120\sa240\sl360\slmult1\keepn\keep\widctlpar\pagebb)"
+        R"(\tx3000\tqr\tldot\tx9000\tqc\tx1000 one\par)"
+        R"(\pard\qj\sl-300 two\par\pard\sl280 three\par\pard four\par)"));
+    ASSERT_TRUE(doc);
+    const Story& s = doc->mainStory();
+    ASSERT_EQ(s.text, u"one\rtwo\rthree\rfour\r");
+    const ParaFormat& one = doc->paraFormatOf(s, 3);
+    EXPECT_EQ(one.alignment, Alignment::Center);
+    EXPECT_EQ(one.leftIndent, 720);
+    EXPECT_EQ(one.rightIndent, 360);
+    EXPECT_EQ(one.firstLineIndent, -360);
+    EXPECT_EQ(one.spaceBefore, 120);
+    EXPECT_EQ(one.spaceAfter, 240);
+    EXPECT_EQ(one.lineRule, LineRule::Auto);
+    EXPECT_EQ(one.lineSpacing, 360);
+    EXPECT_TRUE(one.keepWithNext);
+    EXPECT_TRUE(one.keepLinesTogether);
+    EXPECT_TRUE(one.widowControl);
+    EXPECT_TRUE(one.pageBreakBefore);
+    ASSERT_EQ(one.tabs.size(), 3u);
+    EXPECT_EQ(one.tabs[0].position, 1000);
+    EXPECT_EQ(one.tabs[0].alignment, TabAlignment::Center);
+    EXPECT_EQ(one.tabs[1].position, 3000);
+    EXPECT_EQ(one.tabs[1].alignment, TabAlignment::Left);
+    EXPECT_EQ(one.tabs[2].alignment, TabAlignment::Right);
+    EXPECT_EQ(one.tabs[2].leader, TabLeader::Dot);
+
+    const ParaFormat& two = doc->paraFormatOf(s, 7);
+    EXPECT_EQ(two.alignment, Alignment::Justify);
+    EXPECT_EQ(two.lineRule, LineRule::Exact);
+    EXPECT_EQ(two.lineSpacing, 300);
+    EXPECT_EQ(two.leftIndent, 0);
+    EXPECT_TRUE(two.tabs.empty());
+    EXPECT_FALSE(two.keepWithNext);
+    EXPECT_EQ(doc->paraFormatOf(s, 13).lineRule, LineRule::AtLeast);
+    EXPECT_EQ(doc->paraFormatOf(s, 18).lineSpacing, 240);
+}
+
+// Would catch styles not applied, \sbasedon not followed, or a character
+// style leaking paragraph properties.
+TEST(RtfReader, StylesAppliedThroughTheirBase)
+{
+    auto doc = readRtfText(
+        R"({\rtf1\ansi\deff0{\fonttbl{\f0 Times;}{\f1 Arial;}})"
+        R"({\stylesheet{\ql\fs24 Normal;}{\s1\qc\sb240\f1\fs32\b\sbasedon0 Title;}{\s2\i\sbasedon1 Subtitle;})"
+        R"({\*\cs10\additive\ul\qr Emphasis Char;}})"
+        R"(\pard\plain\s2 sub\par\pard\plain plain {\cs10 e}\par})");
+    ASSERT_TRUE(doc);
+    const Story& s = doc->mainStory();
+    ASSERT_EQ(s.text, u"sub\rplain e\r");
+    const ParaFormat& sub = doc->paraFormatOf(s, 3);
+    EXPECT_EQ(sub.styleName, "Subtitle");
+    EXPECT_EQ(sub.alignment, Alignment::Center);
+    EXPECT_EQ(sub.spaceBefore, 240);
+    const CharFormat& subChar = doc->charFormatAt(s, 0);
+    EXPECT_TRUE(subChar.bold);
+    EXPECT_TRUE(subChar.italic);
+    EXPECT_EQ(subChar.fontName, "Arial");
+    EXPECT_EQ(subChar.sizeHalfPoints, 32);
+
+    const ParaFormat& plain = doc->paraFormatOf(s, s.size() - 1);
+    EXPECT_EQ(plain.styleName, "Normal");
+    EXPECT_EQ(plain.alignment, Alignment::Left);
+    EXPECT_EQ(doc->charFormatAt(s, 10).underline, UnderlineKind::Single);
+    EXPECT_EQ(doc->charFormatAt(s, 4).underline, UnderlineKind::None);
+}
+
+TEST(RtfReader, StoredStatisticsAndWriter)
+{
+    auto doc = readRtfText(wrapBody(
+        R"({\*\generator Microsoft Word 11.0.6568;}{\info{\title x}{\nofpages3}{\nofwords120}{\nofchars700})"
+        R"({\*\company ACME}{\nofcharsws812}\nofpages4}text)"));
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(doc->stored.pages, 4);
+    EXPECT_EQ(doc->stored.words, 120);
+    EXPECT_EQ(doc->stored.characters, 700);
+    EXPECT_EQ(doc->stored.charactersWithSpaces, 812);
+    EXPECT_EQ(doc->stored.application, "Microsoft Word 11.0.6568");
+    EXPECT_EQ(doc->mainStory().text, u"text\r");
+}

@@ -1,0 +1,131 @@
+// Fonts resolve to their metric twins, and lines are as tall as Word makes them.
+#include "TestDocuments.h"
+
+#include "engine/layout/FontCache.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::layout;
+using namespace qm::engine::layout::testing;
+
+TEST(Fonts, WordFontsGoToTheirTwins)
+{
+    struct Case {
+        const char* word;
+        const char* family;
+        bool substituted;
+    } cases[] = {
+        {"Times New Roman", "Liberation Serif", false},
+        {"Arial", "Liberation Sans", false},
+        {"Courier New", "Liberation Mono", false},
+        {"Calibri", "Carlito", false},
+        {"Cambria", "Caladea", false},
+        {"Liberation Serif", "Liberation Serif", false},
+        // Not installed: a twin of the same class, reported.
+        {"Garamond", "Liberation Serif", true},
+        {"Consolas", "Liberation Mono", true},
+        {"Tahoma", "Liberation Sans", true},
+        // Known metrics, drawn with a stand-in: not reported as missing.
+        {"Verdana", "DejaVu Sans", false},
+        {"Aptos", "Liberation Sans", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.word);
+        const ResolvedFace r = FontCache::instance().resolve(c.word, FontWeight::Regular, FontSlant::Upright);
+        ASSERT_NE(r.face, nullptr);
+        EXPECT_EQ(r.face->family(), c.family);
+        EXPECT_EQ(r.substituted, c.substituted);
+    }
+    const ResolvedFace bold = FontCache::instance().resolve("Arial", FontWeight::Bold, FontSlant::Upright);
+    const ResolvedFace regular = FontCache::instance().resolve("Arial", FontWeight::Regular, FontSlant::Upright);
+    EXPECT_NE(bold.face, regular.face);
+    EXPECT_GT(bold.face->advance(u'a'), 0);
+}
+
+TEST(Fonts, StandInsMeasureLikeTheWordFont)
+{
+    // Line lengths Word printed (to the last glyph's ink, a little short of
+    // its advance): Caladea alone would make the Cambria line 185.8 pt.
+    struct Case {
+        const char* what;
+        CharFormat chars;
+        std::u16string text;
+        double points;
+    } cases[] = {
+        {"Cambria 11 pt", font("Cambria", 22), u"initiatives undertaken during this period.", 193.07},
+        {"Calibri 12 pt", font("Calibri", 24), u"completed ahead of schedule.", 146.74},
+        {"Arial 12 pt", font("Arial", 24), u"Right-aligned Arial 12pt", 125.01},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto doc = makeDocument({{c.text, {}, c.chars}}, pageOfWidth(200));
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_NEAR(r.pages[0].lines[0].width / 20, c.points, 0.5);
+    }
+}
+
+TEST(Fonts, MissingFontIsNamedOnce)
+{
+    auto doc = makeDocument({{u"one", {}, font("Nowhere Grotesk", 24)}, {u"two", {}, font("Nowhere Grotesk", 20)}});
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.diagnostics.size(), 1u);
+    EXPECT_EQ(r.diagnostics[0].code, "layout-font-substituted");
+    EXPECT_NE(r.diagnostics[0].message.find("Nowhere Grotesk"), std::string::npos);
+    EXPECT_EQ(r.lineCount(), 2);
+}
+
+TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
+{
+    struct Case {
+        const char* what;
+        CharFormat chars;
+        LineRule rule;
+        int32_t spacing;
+        double height; // twips
+    } cases[] = {
+        {"Times New Roman 12 pt is 13.8 pt", font("Times New Roman", 24), LineRule::Auto, 240, 276},
+        {"Arial 12 pt is 13.8 pt", font("Arial", 24), LineRule::Auto, 240, 276},
+        {"Cambria 11 pt is 12.9 pt", font("Cambria", 22), LineRule::Auto, 240, 258},
+        {"Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 240, 269},
+        {"Aptos 12 pt is 14.65 pt", font("Aptos", 24), LineRule::Auto, 240, 293},
+        {"double spacing", font("Times New Roman", 24), LineRule::Auto, 480, 552},
+        {"1.15 lines of Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 276, 309},
+        {"exactly 10 pt, smaller than the font", font("Times New Roman", 24), LineRule::Exact, 200, 200},
+        {"at least 10 pt keeps the font's height", font("Times New Roman", 24), LineRule::AtLeast, 200, 276},
+        {"at least 20 pt raises it", font("Times New Roman", 24), LineRule::AtLeast, 400, 400},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ParaFormat pf;
+        pf.lineRule = c.rule;
+        pf.lineSpacing = c.spacing;
+        auto doc = makeDocument({{u"Line", pf, c.chars}});
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].height, c.height);
+    }
+}
+
+TEST(LineHeight, TallestFontOnTheLineWins)
+{
+    DocumentBuilder b("docx");
+    const uint32_t small = b.charFormat(font("Times New Roman", 20));
+    const uint32_t big = b.charFormat(font("Times New Roman", 48));
+    const uint32_t para = b.paraFormat({});
+    b.appendText(u"small ", small);
+    b.appendText(u"BIG", big);
+    b.appendText(u" small", small);
+    b.endParagraph(para, small);
+    b.appendText(u"small only", small);
+    b.endParagraph(para, small);
+    // A big paragraph mark makes an empty line big too.
+    b.endParagraph(para, big);
+    auto doc = b.finish({}, {});
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.lineCount(), 3);
+    EXPECT_DOUBLE_EQ(r.pages[0].lines[0].height, 552);
+    EXPECT_DOUBLE_EQ(r.pages[0].lines[1].height, 230);
+    EXPECT_DOUBLE_EQ(r.pages[0].lines[2].height, 552);
+}

@@ -1,0 +1,158 @@
+// Where lines break inside a paragraph: spaces, hyphens, tabs, indents, labels and long words.
+#include "TestDocuments.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::layout;
+using namespace qm::engine::layout::testing;
+
+namespace {
+
+std::vector<std::string> breakOne(const std::u16string& text, double widthChars, const ParaFormat& pf = {})
+{
+    auto doc = makeDocument({{text, pf}}, pageOfWidth(widthChars));
+    return allLineTexts(*doc, layoutDocument(*doc));
+}
+
+} // namespace
+
+TEST(LineBreaking, BreaksWhereWordBreaks)
+{
+    struct Case {
+        const char* what;
+        std::u16string text;
+        double width;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {"fits exactly", u"aaaa bbbbb", 10, {"aaaa bbbbb"}},
+        {"one character too many wraps the word", u"aaaa bbbbbb", 10, {"aaaa ", "bbbbbb"}},
+        {"trailing spaces hang past the margin", u"aaaaaaaaaa    bbb", 10, {"aaaaaaaaaa    ", "bbb"}},
+        {"no break at a no-break space", u"aaaaaa\u00A0bbbb", 10, {"aaaaaa\u00A0bbb", "b"}},
+        {"a plain space breaks there", u"aaaaaa bbbb", 10, {"aaaaaa ", "bbbb"}},
+        {"break after a hyphen", u"aaaaaa-bbbb", 10, {"aaaaaa-", "bbbb"}},
+        {"no break after a non-breaking hyphen", u"aaaaaa\u001Ebbbb", 10, {"aaaaaa\u001Ebbb", "b"}},
+        {"no break at a hyphen before a digit's sign", u"aaaaa -1234", 10, {"aaaaa ", "-1234"}},
+        {"optional hyphen breaks and shows", u"aaaaaaa\u001Fbbbb", 10, {"aaaaaaa~", "bbbb"}},
+        {"optional hyphen needs room for its hyphen", u"aaaaaaaaaa\u001Fbb", 10, {"aaaaaaaaaa~", "bb"}},
+        {"long word broken by characters", std::u16string(25, u'a'), 10,
+         {std::string(10, 'a'), std::string(10, 'a'), std::string(5, 'a')}},
+        {"long word after a short one starts a new line", u"aa " + std::u16string(12, u'b'), 10,
+         {"aa ", std::string(10, 'b'), "bb"}},
+        {"manual line break", u"aa\u000Bbb", 10, {"aa", "bb"}},
+        {"line break before the mark leaves an empty line", u"aa\u000B", 10, {"aa", ""}},
+        {"empty paragraph is one line", u"", 10, {""}},
+        {"an en dash may end a line", u"aaaaaa\u2013bbbb", 10, {"aaaaaa\u2013", "bbbb"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(breakOne(c.text, c.width), c.lines);
+    }
+}
+
+TEST(LineBreaking, IndentsNarrowTheLines)
+{
+    struct Case {
+        const char* what;
+        Twips left, right, first;
+        std::vector<std::string> lines;
+    } cases[] = {
+        // 10 characters wide; indents of whole characters.
+        {"none", 0, 0, 0, {"aaa bbb ", "ccc ddd"}},
+        {"left indent", 4 * 120, 0, 0, {"aaa ", "bbb ", "ccc ", "ddd"}},
+        {"right indent", 0, 4 * 120, 0, {"aaa ", "bbb ", "ccc ", "ddd"}},
+        {"first-line indent only narrows the first line", 0, 0, 4 * 120, {"aaa ", "bbb ccc ", "ddd"}},
+        {"hanging indent: the first line is the wide one", 4 * 120, 0, -4 * 120, {"aaa bbb ", "ccc ", "ddd"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ParaFormat pf;
+        pf.leftIndent = c.left;
+        pf.rightIndent = c.right;
+        pf.firstLineIndent = c.first;
+        EXPECT_EQ(breakOne(u"aaa bbb ccc ddd", 10.05, pf), c.lines);
+    }
+}
+
+TEST(LineBreaking, JustificationKeepsTheBreaks)
+{
+    const std::u16string text = u"one two three four five six seven eight nine ten eleven";
+    std::vector<std::vector<std::string>> seen;
+    for (Alignment a : {Alignment::Left, Alignment::Justify, Alignment::Center, Alignment::Right}) {
+        ParaFormat pf;
+        pf.alignment = a;
+        seen.push_back(breakOne(text, 17, pf));
+    }
+    for (size_t i = 1; i < seen.size(); ++i)
+        EXPECT_EQ(seen[i], seen[0]) << "alignment " << i;
+    EXPECT_GT(seen[0].size(), 2u);
+}
+
+TEST(LineBreaking, TabStopsPlaceTheFollowingText)
+{
+    struct Case {
+        const char* what;
+        std::u16string text;
+        std::vector<TabStop> tabs;
+        double width; // of the line, twips
+    } cases[] = {
+        {"default stop at half an inch", u"a\tb", {}, 720 + Mono},
+        {"second default stop", u"aaaaaaa\tb", {}, 1440 + Mono},
+        {"explicit left stop", u"a\tb", {{1000, TabAlignment::Left}}, 1000 + Mono},
+        {"default stops left of a custom stop are cleared", u"a\tb", {{2000, TabAlignment::Left}}, 2000 + Mono},
+        {"right stop ends the text at the stop", u"a\tbbb", {{3000, TabAlignment::Right}}, 3000},
+        {"centre stop centres the text on it", u"a\tbbbb", {{3000, TabAlignment::Center}}, 3000 + 2 * Mono},
+        {"decimal stop aligns the point", u"a\t12.50", {{3000, TabAlignment::Decimal}}, 3000 + 3 * Mono},
+        {"bar stop is no stop", u"a\tb", {{300, TabAlignment::Bar}}, 720 + Mono},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ParaFormat pf;
+        pf.tabs = c.tabs;
+        auto doc = makeDocument({{c.text, pf}}, pageOfWidth(60));
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_NEAR(r.pages[0].lines[0].width, c.width, 0.01);
+    }
+}
+
+TEST(LineBreaking, ListLabelTakesItsRoom)
+{
+    // Hanging indent of 720: the label sits at 0 and the text at the indent,
+    // so the first line holds as much text as the following ones.
+    ParaFormat pf;
+    pf.leftIndent = 720;
+    pf.firstLineIndent = -720;
+    pf.listLabel = u"1.";
+    auto doc = makeDocument({{u"aaaa bbbb cccc dddd", pf}}, pageOfWidth(16));
+    const LayoutResult r = layoutDocument(*doc);
+    EXPECT_EQ(allLineTexts(*doc, r), (std::vector<std::string>{"aaaa bbbb ", "cccc dddd"}));
+    EXPECT_EQ(r.pages[0].lines[0].label, u"1.");
+    EXPECT_NEAR(r.pages[0].lines[0].runs.front().x - r.pages[0].lines[0].x, 720, 0.01);
+
+    // A label wider than the hanging indent pushes the text to the next stop.
+    pf.listLabel = u"10.10.1";
+    auto wide = makeDocument({{u"aaaa", pf}}, pageOfWidth(16));
+    const LayoutResult w = layoutDocument(*wide);
+    EXPECT_NEAR(w.pages[0].lines[0].runs.front().x - w.pages[0].lines[0].x, 1440, 0.01);
+}
+
+TEST(LineBreaking, HiddenTextTakesNoRoom)
+{
+    CharFormat hidden = mono();
+    hidden.hidden = true;
+    DocumentBuilder b("docx");
+    const uint32_t plain = b.charFormat(mono());
+    const uint32_t secret = b.charFormat(hidden);
+    const uint32_t para = b.paraFormat({});
+    b.appendText(u"aaaa ", plain);
+    b.appendText(u"xxxxxxxxxxxxxxxxxxxx", secret);
+    b.appendText(u"bbbb", plain);
+    b.endParagraph(para, plain);
+    b.appendText(u"all hidden", secret);
+    b.endParagraph(para, secret);
+    auto doc = b.finish(pageOfWidth(10), {});
+    const LayoutResult r = layoutDocument(*doc);
+    EXPECT_EQ(r.lineCount(), 1); // the hidden paragraph has no line at all
+    EXPECT_NEAR(r.pages[0].lines[0].width, 9 * Mono, 0.01);
+}

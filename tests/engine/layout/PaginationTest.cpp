@@ -1,0 +1,290 @@
+// Lines flowing into pages: breaks, keeps, widows, spacing, sections, columns, tables, headers.
+#include "TestDocuments.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::layout;
+using namespace qm::engine::layout::testing;
+
+namespace {
+
+// Times New Roman 12 pt single lines are 276 twips; a Letter page with 1"
+// margins has 12960 twips of body: 46 lines.
+CharFormat times() { return font("Times New Roman", 24); }
+constexpr size_t LinesPerPage = 46;
+
+std::vector<Para> lines(size_t n, const ParaFormat& pf = {})
+{
+    std::vector<Para> out;
+    for (size_t i = 0; i < n; ++i)
+        out.push_back({u"Line " + utf8ToUtf16(std::to_string(i + 1)), pf, times()});
+    return out;
+}
+
+std::unique_ptr<Document> fromParas(std::vector<Para> paras)
+{
+    return makeDocument(paras);
+}
+
+} // namespace
+
+TEST(Pagination, FullPagesOfSingleLines)
+{
+    for (size_t n : {size_t{1}, LinesPerPage, LinesPerPage + 1, 3 * LinesPerPage}) {
+        SCOPED_TRACE(n);
+        auto doc = fromParas(lines(n));
+        const LayoutResult r = layoutDocument(*doc);
+        EXPECT_EQ(r.pageCount(), static_cast<int64_t>((n + LinesPerPage - 1) / LinesPerPage));
+        EXPECT_EQ(r.lineCount(), static_cast<int64_t>(n));
+        EXPECT_EQ(r.pages[0].lines.size(), std::min(n, LinesPerPage));
+    }
+}
+
+TEST(Pagination, EmptyDocumentHasOnePageAndItsEmptyParagraphIsALine)
+{
+    auto doc = makeDocument({});
+    const LayoutResult r = layoutDocument(*doc);
+    EXPECT_EQ(r.pageCount(), 1);
+    EXPECT_EQ(r.lineCount(), 1);
+}
+
+TEST(Pagination, ManualBreaks)
+{
+    struct Case {
+        const char* what;
+        std::vector<Para> paras;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        // The page break and the mark right after it stay on their line.
+        {"page break in its own paragraph", {{u"a", {}, times()}, {u"\u000C", {}, times()}, {u"b", {}, times()}}, {2, 1}},
+        {"text after a page break starts the next page", {{u"a\u000Cb", {}, times()}}, {1, 1}},
+        {"a column break on a one-column page acts as a page break", {{u"a\u000Eb", {}, times()}}, {1, 1}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto doc = makeDocument(c.paras);
+        EXPECT_EQ(linesPerPage(layoutDocument(*doc)), c.perPage);
+    }
+}
+
+TEST(Pagination, PageBreakBeforeOnlyWhenThePageHasContent)
+{
+    ParaFormat breakBefore;
+    breakBefore.pageBreakBefore = true;
+    auto first = makeDocument({{u"first", breakBefore, times()}, {u"second", breakBefore, times()}});
+    EXPECT_EQ(linesPerPage(layoutDocument(*first)), (std::vector<size_t>{1, 1}));
+}
+
+TEST(Pagination, WidowControlMovesLinesToTheNextPage)
+{
+    // 45 lines of Times, then a paragraph of 3 lines of Courier New 10 pt
+    // (227 twips each): 2 fit. With widow control the last line may not
+    // stand alone and the first may not either, so all three move; without,
+    // it splits 2 + 1.
+    const std::u16string three = u"aaaaaaaaa bbbbbbbbb ccccccccc";
+    for (bool control : {true, false}) {
+        SCOPED_TRACE(control);
+        std::vector<Para> paras = lines(LinesPerPage - 1);
+        ParaFormat pf;
+        pf.widowControl = control;
+        paras.push_back({three, pf, mono()});
+        SectionFormat page;
+        page.pageWidth = static_cast<Twips>(2880 + 10 * Mono + 1);
+        auto doc = makeDocument(paras, page);
+        const LayoutResult r = layoutDocument(*doc);
+        EXPECT_EQ(r.lineCount(), static_cast<int64_t>(LinesPerPage + 2));
+        EXPECT_EQ(linesPerPage(r), (control ? std::vector<size_t>{45, 3} : std::vector<size_t>{47, 1}));
+    }
+}
+
+TEST(Pagination, KeepsMoveParagraphsTogether)
+{
+    ParaFormat keepNext;
+    keepNext.keepWithNext = true;
+    ParaFormat together;
+    together.keepLinesTogether = true;
+    together.widowControl = false;
+    const std::u16string fourLines = u"aaaaaaaaa bbbbbbbbb ccccccccc ddddddddd";
+    SectionFormat page;
+    page.pageWidth = static_cast<Twips>(2880 + 10 * Mono + 1);
+    {
+        SCOPED_TRACE("a heading kept with its next paragraph leaves the page");
+        std::vector<Para> paras = lines(LinesPerPage - 1);
+        paras.push_back({u"Heading", keepNext, times()});
+        paras.push_back({u"Body", {}, times()});
+        EXPECT_EQ(linesPerPage(layoutDocument(*makeDocument(paras, page))), (std::vector<size_t>{45, 2}));
+    }
+    {
+        SCOPED_TRACE("without the keep the heading stays");
+        std::vector<Para> paras = lines(LinesPerPage - 1);
+        paras.push_back({u"Heading", {}, times()});
+        paras.push_back({u"Body", {}, times()});
+        EXPECT_EQ(linesPerPage(layoutDocument(*makeDocument(paras, page))), (std::vector<size_t>{46, 1}));
+    }
+    {
+        SCOPED_TRACE("keep lines together moves a paragraph that would split");
+        std::vector<Para> paras = lines(LinesPerPage - 2); // room for 3 of its 4 lines
+        paras.push_back({fourLines, together, mono()});
+        EXPECT_EQ(linesPerPage(layoutDocument(*makeDocument(paras, page))), (std::vector<size_t>{44, 4}));
+    }
+}
+
+TEST(Pagination, SpaceBeforeAtTheTopOfAPage)
+{
+    // Each paragraph asks for 12 pt before. At the top of a page reached by
+    // overflow the space is dropped; on the first page and after a manual
+    // break it stays.
+    ParaFormat spaced;
+    spaced.spaceBefore = 240;
+    auto doc = makeDocument({{u"a", spaced, times()}, {u"\u000C", {}, times()}, {u"b", spaced, times()}});
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.pageCount(), 2);
+    EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 1440 + 240);
+    EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, 1440 + 240);
+
+    // 276 + 240 per paragraph: 25 fit the first page; the 26th opens page 2
+    // at the margin.
+    std::vector<Para> paras(30, Para{u"x", spaced, times()});
+    const LayoutResult flow = layoutDocument(*makeDocument(paras));
+    ASSERT_EQ(flow.pageCount(), 2);
+    EXPECT_EQ(flow.pages[0].lines.size(), 25u);
+    EXPECT_DOUBLE_EQ(flow.pages[1].lines[0].y, 1440);
+}
+
+TEST(Pagination, ContextualSpacingBetweenParagraphsOfOneStyle)
+{
+    ParaFormat item;
+    item.styleName = "List";
+    item.spaceAfter = 200;
+    item.spaceBefore = 100;
+    item.contextualSpacing = true;
+    ParaFormat other = item;
+    other.styleName = "Normal";
+    auto doc = makeDocument({{u"a", item, times()}, {u"b", item, times()}, {u"c", other, times()}});
+    const LayoutResult r = layoutDocument(*doc);
+    const auto& l = r.pages[0].lines;
+    EXPECT_DOUBLE_EQ(l[1].y - l[0].y, 276);             // same style: no space between
+    EXPECT_DOUBLE_EQ(l[2].y - l[1].y, 276 + 200); // style changes: the larger space
+}
+
+TEST(Pagination, SectionStarts)
+{
+    struct Case {
+        const char* what;
+        SectionStart second;
+        int64_t pages;
+    } cases[] = {
+        {"continuous stays on the page", SectionStart::Continuous, 1},
+        {"new page", SectionStart::NewPage, 2},
+        {"odd page after page 1 leaves a blank page 2", SectionStart::OddPage, 3},
+        {"even page after page 1 is page 2", SectionStart::EvenPage, 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        b.appendText(u"first section", cf);
+        b.endSection(SectionFormat{}, {}, pf, cf);
+        b.appendText(u"second section", cf);
+        b.endParagraph(pf, cf);
+        SectionFormat last;
+        last.start = c.second;
+        auto doc = b.finish(last, {});
+        const LayoutResult r = layoutDocument(*doc);
+        EXPECT_EQ(r.pageCount(), c.pages);
+        EXPECT_EQ(r.lineCount(), 2);
+    }
+}
+
+TEST(Pagination, ColumnsHoldTheirShareOfLines)
+{
+    SectionFormat two;
+    two.columns = 2;
+    auto doc = makeDocument(lines(2 * LinesPerPage + 1), two);
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.pageCount(), 2);
+    EXPECT_EQ(r.pages[0].lines.size(), 2 * LinesPerPage);
+    EXPECT_EQ(r.pages[0].lines[LinesPerPage].column, 1);
+    EXPECT_GT(r.pages[0].lines[LinesPerPage].x, r.pages[0].lines[0].x + two.textWidth() / 2.0);
+}
+
+TEST(Pagination, TableRowsCountTheirFullestCell)
+{
+    // Two cells of 10 characters: one of three lines, one of one.
+    DocumentBuilder b("docx");
+    const uint32_t cf = b.charFormat(mono());
+    const uint32_t pf = b.paraFormat({});
+    TableRowFormat row;
+    row.cellMarginLeft = row.cellMarginRight = 0;
+    row.cells = {{static_cast<Twips>(10 * Mono + 1)}, {static_cast<Twips>(10 * Mono + 1)}};
+    b.appendText(u"before", cf);
+    b.endParagraph(pf, cf);
+    b.beginTable();
+    b.beginRow();
+    b.beginCell();
+    b.appendText(u"aaaaaaaaa bbbbbbbbb ccccccccc", cf);
+    b.endCell(pf, cf);
+    b.beginCell();
+    b.appendText(u"one", cf);
+    b.endCell(pf, cf);
+    b.endRow(row, cf);
+    b.beginRow();
+    b.beginCell();
+    b.endCell(pf, cf); // an empty row is one line
+    b.beginCell();
+    b.endCell(pf, cf);
+    b.endRow(row, cf);
+    b.endTable();
+    b.appendText(u"after", cf);
+    b.endParagraph(pf, cf);
+    auto doc = b.finish({}, {});
+    const LayoutResult r = layoutDocument(*doc);
+    EXPECT_EQ(r.lineCount(), 1 + 3 + 1 + 1);
+    // The paragraph after the table starts below the tallest cell.
+    const auto& l = r.pages[0].lines;
+    const double rowsBottom = l[0].y + l[0].height + 3 * l[0].height + l[0].height;
+    EXPECT_NEAR(l.back().y, rowsBottom, 0.01);
+}
+
+TEST(Pagination, HeadersAreLaidOutButNotCounted)
+{
+    DocumentBuilder b("docx");
+    const uint32_t cf = b.charFormat(times());
+    const uint32_t pf = b.paraFormat({});
+    for (int i = 0; i < 50; ++i) {
+        b.appendText(u"body", cf);
+        b.endParagraph(pf, cf);
+    }
+    const StoryId header = b.newStory(StoryType::PrimaryHeader);
+    b.setStory(header);
+    // A header of 6 lines from 0.5" reaches past the 1" margin and pushes
+    // the body down.
+    for (int i = 0; i < 6; ++i) {
+        b.appendText(u"header line", cf);
+        b.endParagraph(pf, cf);
+    }
+    HeaderFooterRefs refs;
+    refs.headers[0] = static_cast<int32_t>(header);
+    auto doc = b.finish({}, refs);
+    const LayoutResult r = layoutDocument(*doc);
+    EXPECT_EQ(r.lineCount(), 50);
+    ASSERT_GE(r.pageCount(), 2);
+    EXPECT_EQ(r.pages[0].headerLines.size(), 6u);
+    EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 720 + 6 * 276);
+    EXPECT_EQ(r.pages[0].lines.size(), static_cast<size_t>((15840 - 1440 - (720 + 6 * 276)) / 276));
+    EXPECT_EQ(headerFooterLineCount(*doc, header, 0), 6);
+    EXPECT_EQ(headerFooterLineCount(*doc, 99, 0), 0);
+}
+
+TEST(Pagination, LayoutLeavesTheDocumentAlone)
+{
+    auto doc = fromParas(lines(60));
+    const std::u16string before = doc->mainStory().text;
+    const LayoutResult a = layoutDocument(*doc);
+    const LayoutResult b = layoutDocument(*doc);
+    EXPECT_EQ(doc->mainStory().text, before);
+    EXPECT_EQ(a.lineCount(), b.lineCount());
+    EXPECT_EQ(a.pageCount(), b.pageCount());
+}

@@ -1,0 +1,310 @@
+// Measurements on documents built here, with answers worked out by hand.
+#include "engine/wizard/EngineLayout.h"
+#include "engine/wizard/Measurements.h"
+#include "engine/model/DocumentBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace qm;
+using namespace qm::engine;
+
+namespace {
+
+struct Run {
+    std::u16string text;
+    CharFormat format;
+};
+using Paragraph = std::vector<Run>;
+
+CharFormat plain() { return CharFormat{}; }
+CharFormat bold()
+{
+    CharFormat f;
+    f.bold = true;
+    return f;
+}
+CharFormat underlined()
+{
+    CharFormat f;
+    f.underline = UnderlineKind::Single;
+    return f;
+}
+CharFormat allCaps()
+{
+    CharFormat f;
+    f.allCaps = true;
+    return f;
+}
+
+/// A document: main paragraphs, and optionally a primary header and footer
+/// for its one section; `headerTable` puts a one-cell table in the header.
+struct Spec {
+    std::vector<Paragraph> body;
+    std::vector<Paragraph> header;
+    std::vector<Paragraph> footer;
+    bool headerTable = false;
+};
+
+std::unique_ptr<Document> build(const Spec& spec)
+{
+    DocumentBuilder b("docx");
+    const uint32_t para = b.paraFormat(ParaFormat{});
+    const uint32_t mark = b.charFormat(CharFormat{});
+    auto write = [&](const std::vector<Paragraph>& paragraphs) {
+        for (const Paragraph& p : paragraphs) {
+            for (const Run& r : p)
+                b.appendText(r.text, b.charFormat(r.format));
+            b.endParagraph(para, mark);
+        }
+    };
+    write(spec.body);
+    HeaderFooterRefs refs;
+    if (!spec.header.empty() || spec.headerTable) {
+        refs.headers[0] = int32_t(b.newStory(StoryType::PrimaryHeader));
+        b.setStory(StoryId(refs.headers[0]));
+        if (spec.headerTable) {
+            b.beginTable();
+            b.beginRow();
+            b.beginCell();
+            b.appendText(u"cell", mark);
+            b.endCell(para, mark);
+            b.endRow(TableRowFormat{}, mark);
+            b.endTable();
+        }
+        write(spec.header);
+    }
+    if (!spec.footer.empty()) {
+        refs.footers[0] = int32_t(b.newStory(StoryType::PrimaryFooter));
+        b.setStory(StoryId(refs.footers[0]));
+        write(spec.footer);
+    }
+    b.setStory(0);
+    SectionFormat page;
+    return b.finish(page, refs);
+}
+
+class MeasurementsTest : public ::testing::Test {
+protected:
+    /// Opens the document in a session and returns the measurements on it.
+    Measurements& open(const Spec& spec)
+    {
+        m_spec = spec;
+        wizard = std::make_unique<WordWizard>(prompter, ReadOptions{},
+                                              [this](const std::filesystem::path&, const ReadOptions&) {
+                                                  ReadResult r;
+                                                  r.document = build(m_spec);
+                                                  return r;
+                                              });
+        wizard->setLayoutProvider(&layout);
+        wizard->OpenWord(Visibility::Hidden);
+        EXPECT_TRUE(wizard->openJustDoc("built.docx", OpenMode::ReadOnly));
+        measurements = std::make_unique<Measurements>(
+            *wizard,
+            [this](std::string_view profile, std::string_view key, std::string_view def) {
+                EXPECT_EQ(profile, "Office");
+                auto it = keys.find(std::string(key));
+                return it == keys.end() ? std::string(def) : it->second;
+            },
+            [] { return std::string("Office"); });
+        return *measurements;
+    }
+    std::u16string mainText() { return wizard->document()->content().text(); }
+
+    RecordingPrompter prompter;
+    EngineLayout layout;
+    std::unique_ptr<WordWizard> wizard;
+    std::unique_ptr<Measurements> measurements;
+    std::map<std::string, std::string> keys;
+
+private:
+    Spec m_spec;
+};
+
+} // namespace
+
+TEST_F(MeasurementsTest, SwitchesCountEachFormattedRunOnce)
+{
+    struct Case {
+        const char* name;
+        Paragraph paragraph;
+        const char* amount;
+        double expected;
+    } cases[] = {
+        {"bold, plain, bold", {{u"Bold", bold()}, {u" plain ", plain()}, {u"Bold", bold()}}, "2.0", 4},
+        {"bold words apart by a space only", {{u"Bold", bold()}, {u" ", plain()}, {u"Bold", bold()}}, "2.0", 2},
+        {"a run ends the story", {{u"plain ", plain()}, {u"Bold", bold()}}, "2.0", 2},
+        {"nothing bold", {{u"plain text", plain()}}, "2.0", 0},
+        // A running total rounded half to even after every addition: 2, 4, 6, 8.
+        {"1.5 four times",
+         {{u"a", bold()}, {u"b", plain()}, {u"c", bold()}, {u"d", plain()}, {u"e", bold()}, {u"f", plain()},
+          {u"g", bold()}},
+         "1.5", 8},
+        {"1.5 once", {{u"a", bold()}}, "1.5", 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        keys = {{"BoldONOFFAmount", c.amount}};
+        Measurements& m = open(Spec{{c.paragraph}});
+        EXPECT_EQ(m.CountBoldCharsONOFF(), c.expected);
+    }
+    EXPECT_TRUE(prompter.messages.empty());
+}
+
+TEST_F(MeasurementsTest, CharacterFamilyChargesTheExcessAndCapsTheFullAmount)
+{
+    keys = {{"BoldCharAmount", "2.0"}, {"UnderlineCharAmount", "2.5"}, {"CapsCharAmount", "2.0"}};
+    Measurements& m = open(Spec{{{{u"Bold", bold()}, {u" Text ", plain()}, {u"under", underlined()},
+                                  {u" shown", allCaps()}}}});
+    const std::u16string before = mainText();
+    EXPECT_EQ(m.CountBoldchars(), 4.0);
+    EXPECT_EQ(m.CountUnderlinechars(), 8.0);  // 1.5 × 5 = 7.5, rounded half to even
+    EXPECT_EQ(m.CountCapsChars(), 4.0);       // B and T typed as capitals; "shown" only looks so
+    keys["BoldCharAmount"] = "1.0";
+    EXPECT_EQ(m.CountBoldchars(), 0.0);
+    EXPECT_EQ(mainText(), before); // every counting edit undone
+}
+
+TEST_F(MeasurementsTest, WordsCharactersAndHeaderTraversal)
+{
+    Spec spec{{{{u"One two-part\tthree.", plain()}}}, {{{u"Head words", plain()}}}, {{{u"Foot", plain()}}}};
+    struct Case {
+        const char* traverse;
+        const char* firstPage;
+        int64_t words, characters, withSpaces;
+    } cases[] = {
+        {"0", "0", 4, 17, 19},
+        {"1", "0", 7, 30, 33},
+        {"0", "1", 7, 30, 33},
+        {"1", "1", 10, 43, 47}, // section 1's primary header and footer count twice
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.traverse) + c.firstPage);
+        keys = {{"TraverseHeaderAndFooter", c.traverse}, {"TraverseHeaderAndFooterFirstPage", c.firstPage}};
+        Measurements& m = open(spec);
+        EXPECT_EQ(m.CountWords(), c.words);
+        EXPECT_EQ(m.CountChar(), c.characters);
+        EXPECT_EQ(m.CountCharWspace(), c.withSpaces);
+    }
+    // No headers or footers: the keys change nothing.
+    keys = {{"TraverseHeaderAndFooter", "1"}, {"TraverseHeaderAndFooterFirstPage", "1"}};
+    EXPECT_EQ(open(Spec{spec.body}).CountWords(), 4);
+}
+
+TEST_F(MeasurementsTest, ReturnsInGrossLineModeAndOtherwise)
+{
+    Spec spec{{{{u"a", plain()}}, {}, {{u"b", plain()}}}};
+    struct Case {
+        const char* unit;
+        const char* amount;
+        int64_t expected;
+    } cases[] = {
+        {"Line", "1.0", 0},       // each return billed once already
+        {"Line", "2.0", 3},
+        {"Line", "1.5", 2},       // 1.5 rounded half to even
+        {"Gross Line", "5.0", 2}, // the closing mark is not billed; the amount does not apply
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.unit + std::string(" ") + c.amount);
+        keys = {{"DonePer", c.unit}, {"EnterAmount", c.amount}};
+        EXPECT_EQ(open(spec).CountReturnAndEnters(), c.expected);
+    }
+    keys = {{"DonePer", "Gross Line"}};
+    EXPECT_EQ(open(Spec{{{}}}).CountReturnAndEnters(), 0); // never below zero
+}
+
+TEST_F(MeasurementsTest, TablesInHeadersAndTabs)
+{
+    Spec spec{{{{u"a\tb\tc", plain()}}}, {{{u"head\t", plain()}}}};
+    spec.headerTable = true;
+    struct Case {
+        const char* traverse;
+        const char* firstPage;
+        double tables, tabs;
+    } cases[] = {
+        {"0", "0", 0, 2},
+        {"1", "0", 1.5, 3},
+        {"1", "1", 3, 4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.traverse) + c.firstPage);
+        keys = {{"TraverseHeaderAndFooter", c.traverse},
+                {"TraverseHeaderAndFooterFirstPage", c.firstPage},
+                {"TableAmount", "1.5"}};
+        Measurements& m = open(spec);
+        EXPECT_EQ(m.CountNumTables(), c.tables);
+        EXPECT_EQ(m.CountTabs(), c.tabs);
+    }
+}
+
+TEST_F(MeasurementsTest, GrossLineCleanUpsStayForLaterMeasurements)
+{
+    Spec spec{{{{u"first", plain()}}, {}, {}, {{u" ", plain()}}, {{u"second\fthird", plain()}}}};
+    keys = {{"DoNotCountBlankLine", "0"}};
+    Measurements& m = open(spec);
+    EXPECT_EQ(m.CountGrossLines(), 6); // a page break ends a line too
+    EXPECT_EQ(m.CountWords(), 3);
+
+    keys = {{"DoNotCountBlankLine", "1"}};
+    Measurements& cleaned = open(spec);
+    const int64_t lines = cleaned.CountGrossLines();
+    // Blank paragraphs go first; the page break becomes two spaces; then the
+    // space-only line goes with both its marks, joining its neighbours.
+    EXPECT_EQ(mainText(), u"firstsecond  third\r");
+    EXPECT_EQ(lines, 1);
+    keys = {{"DonePer", "Line"}, {"EnterAmount", "2.0"}};
+    EXPECT_EQ(cleaned.CountReturnAndEnters(), 1);
+    EXPECT_EQ(cleaned.CountWords(), 2);
+    EXPECT_TRUE(prompter.messages.empty());
+}
+
+TEST_F(MeasurementsTest, CountlinesSumsTheSwitchedOnExtrasAndDivides)
+{
+    Spec spec{{{{u"Bold", bold()}, {u" and plain\ttext", plain()}}, {{u"Second", plain()}}}};
+    keys = {{"CharPerLine", "10"}};
+    LineBreakdown parts;
+    EXPECT_DOUBLE_EQ(open(spec).Countlines("", "Office", &parts), 2.2); // 22 characters, no spaces
+    EXPECT_EQ(parts.characters, 22);
+
+    keys = {{"CharPerLine", "10"},       {"LineCountWithSpaces", "1"}, {"BoldONOFF2", "1"},
+            {"CountBoldCharAs2", "1.0"}, {"CountTabs", "1"},            {"CountCaps", "1"},
+            {"CountReturnAndEnter", "1"}, {"EnterAmount", "2.0"}};
+    const double lines = open(spec).Countlines("", "Office", &parts);
+    // 25 with spaces (the tab one of them) + bold run 2 + bold excess 4 +
+    // returns 2 + tab 1 + capitals B and S at 2 each = 38.
+    EXPECT_EQ(parts.characters, 25);
+    EXPECT_EQ(parts.formatting, 6);
+    EXPECT_EQ(parts.returns, 2);
+    EXPECT_EQ(parts.tabs, 1);
+    EXPECT_EQ(parts.caps, 4);
+    EXPECT_DOUBLE_EQ(lines, 3.8);
+    EXPECT_TRUE(prompter.messages.empty());
+}
+
+TEST_F(MeasurementsTest, ProfileErrorsAreReportedWithTheirTag)
+{
+    Spec spec{{{{u"text", plain()}}}};
+    struct Case {
+        std::map<std::string, std::string> keys;
+        const char* description;
+    } cases[] = {
+        {{{"CharPerLine", "0"}}, "Division by zero"},
+        {{{"CharPerLine", "sixty"}}, "Type mismatch"},
+        {{{"CharPerLine", "60"}, {"LineCountWithSpaces", "yes"}}, "Type mismatch"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.description);
+        keys = c.keys;
+        prompter.messages.clear();
+        EXPECT_EQ(open(spec).Countlines("", "Office"), 0.0);
+        ASSERT_EQ(prompter.messages.size(), 1u);
+        EXPECT_EQ(prompter.messages[0],
+                  errorReportMessage(c.description, "-Count Lines-"));
+    }
+    keys = {{"BoldONOFFAmount", "two"}};
+    prompter.messages.clear();
+    EXPECT_EQ(open(spec).CountBoldCharsONOFF(), 0.0);
+    ASSERT_EQ(prompter.messages.size(), 1u);
+    EXPECT_EQ(prompter.messages[0], errorReportMessage("Type mismatch", "-Count Bold Chr ON OFF-"));
+}
