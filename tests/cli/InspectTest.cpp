@@ -71,12 +71,6 @@ TEST(Inspect, JsonEscapesEveryCharacterThatNeedsIt)
     }
 }
 
-TEST(Inspect, UsageNeedsAFile)
-{
-    EXPECT_EQ(run({}).code, UsageFailure);
-    EXPECT_EQ(run({"--bogus", "x.txt"}).code, UsageFailure);
-}
-
 // The figures of a plain-text file; runs once the text reader is part of the build.
 TEST(Inspect, ReportsWordsFiguresOfATextFile)
 {

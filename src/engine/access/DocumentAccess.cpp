@@ -39,11 +39,6 @@ void Find::setReplacementText(std::u16string_view text)
 
 void Find::setReplacementText(std::string_view utf8) { setReplacementText(utf8ToUtf16(utf8)); }
 
-bool Find::hasFontCriteria() const
-{
-    return std::any_of(m_font.begin(), m_font.end(), [](CriterionState s) { return s != CriterionState::Cleared; });
-}
-
 const CompiledPattern& Find::pattern()
 {
     if (!m_pattern)
@@ -73,11 +68,15 @@ bool carries(const CharFormat& f, FontCriterion criterion)
     return false;
 }
 
-// Per character format: whether it satisfies every font criterion of the find.
+// Per character format: whether a match may cover it. Hidden text is never
+// found (Word's find passes over hidden text that is not displayed, and the
+// statistics leave it out too); the rest must satisfy every font criterion.
 std::vector<uint8_t> allowedFormats(const Document& doc, const Find& find)
 {
     std::vector<uint8_t> allowed(doc.charFormats.size(), 1);
     for (size_t i = 0; i < doc.charFormats.size(); ++i) {
+        if (doc.charFormats[i].hidden)
+            allowed[i] = 0;
         for (size_t c = 0; c < 6; ++c) {
             const auto criterion = static_cast<FontCriterion>(c);
             const CriterionState state = find.font(criterion);
@@ -383,10 +382,8 @@ std::optional<PatternMatch> DocumentAccess::search(Find& find, size_t story, uin
     const Story& s = m_document->stories[story];
     std::vector<uint8_t> allowed;
     MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
-    if (find.hasFontCriteria()) {
-        allowed = allowedFormats(*m_document, find);
-        subject.allowedFormats = &allowed;
-    }
+    allowed = allowedFormats(*m_document, find);
+    subject.allowedFormats = &allowed;
     return compiled.pattern->search(subject, from, to);
 }
 
@@ -407,10 +404,8 @@ ReplaceOutcome DocumentAccess::replaceAll(Find& find, size_t story, uint32_t fro
     const Story& s = m_document->stories[story];
     std::vector<uint8_t> allowed;
     MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
-    if (find.hasFontCriteria()) {
-        allowed = allowedFormats(*m_document, find);
-        subject.allowedFormats = &allowed;
-    }
+    allowed = allowedFormats(*m_document, find);
+    subject.allowedFormats = &allowed;
     // Every match is found in the text as it was, each search starting where
     // the previous match ended: no overlaps, and replacement text is never
     // searched again. The whole set is then applied as one edit.
@@ -450,10 +445,12 @@ void DocumentAccess::edit(size_t story, const std::vector<StoryEdit>& edits)
         Restore r;
         r.pos = static_cast<uint32_t>(e.pos + delta);
         r.length = static_cast<uint32_t>(e.text.size());
-        r.text = s.text.substr(e.pos, e.length);
-        r.attrs.assign(s.attrs.begin() + e.pos, s.attrs.begin() + e.pos + e.length);
+        r.offset = static_cast<uint32_t>(step.text.size());
+        r.originalLength = e.length;
+        step.text.append(s.text, e.pos, e.length);
+        step.attrs.insert(step.attrs.end(), s.attrs.begin() + e.pos, s.attrs.begin() + e.pos + e.length);
         delta += static_cast<int64_t>(e.text.size()) - e.length;
-        step.restores.push_back(std::move(r));
+        step.restores.push_back(r);
     }
     m_document->applyEdits(story, edits);
     m_undo.push_back(std::move(step));
@@ -470,22 +467,24 @@ bool DocumentAccess::undo(int times)
         // later runs inserted behind the first, so the formatting returns
         // character for character.
         std::vector<StoryEdit> edits;
+        edits.reserve(step.restores.size());
         for (const Restore& r : step.restores) {
-            size_t run = 0;
+            const uint32_t endOfOriginal = r.offset + r.originalLength;
+            uint32_t run = r.offset;
             bool first = true;
             do {
-                size_t runEnd = run;
-                while (runEnd < r.text.size() && r.attrs[runEnd] == r.attrs[run])
+                uint32_t runEnd = run;
+                while (runEnd < endOfOriginal && step.attrs[runEnd] == step.attrs[run])
                     ++runEnd;
                 StoryEdit e;
                 e.pos = first ? r.pos : r.pos + r.length;
                 e.length = first ? r.length : 0;
-                e.text = r.text.substr(run, runEnd - run);
-                e.attr = run < r.attrs.size() ? r.attrs[run] : CharAttr{};
+                e.text = step.text.substr(run, runEnd - run);
+                e.attr = run < endOfOriginal ? step.attrs[run] : CharAttr{};
                 edits.push_back(std::move(e));
                 first = false;
                 run = runEnd;
-            } while (run < r.text.size());
+            } while (run < endOfOriginal);
         }
         m_document->applyEdits(step.story, edits);
         if (step.story == 0 && step.sectionEnds.size() == m_document->sections.size())

@@ -41,7 +41,6 @@ public:
     const std::u16string& text() const { return m_text; }
     PatternSyntax syntax() const { return m_syntax; }
     CriterionState font(FontCriterion criterion) const { return m_font[static_cast<size_t>(criterion)]; }
-    bool hasFontCriteria() const;
 
     /// The find and replacement texts compiled, each kept until it changes.
     const CompiledPattern& pattern();
@@ -239,15 +238,21 @@ private:
     friend class Selection;
     friend class HeadersFooters;
 
+    // One edit to take back: [pos, pos + length) of the edited text returns
+    // to the original characters kept at [offset, offset + originalLength)
+    // of its step's buffers (one buffer per step, not one per edit: a replace
+    // all over a long document makes millions of edits).
     struct Restore {
-        uint32_t pos = 0;    // in the edited text
-        uint32_t length = 0; // of the text that replaced the original
-        std::u16string text;
-        std::vector<CharAttr> attrs;
+        uint32_t pos = 0;
+        uint32_t length = 0;
+        uint32_t offset = 0;
+        uint32_t originalLength = 0;
     };
     struct UndoStep {
         size_t story = 0;
         std::vector<Restore> restores;
+        std::u16string text;
+        std::vector<CharAttr> attrs;
         std::vector<uint32_t> sectionEnds; // main story only
     };
 

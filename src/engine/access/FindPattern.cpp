@@ -139,6 +139,36 @@ Caret parseCaret(std::u16string_view text, size_t& pos, CaretContext context)
     return r;
 }
 
+// The simulation's state: the threads alive at one position, in order of
+// preference, each with its group positions.
+struct ThreadList {
+    std::vector<uint32_t> pcs;
+    std::vector<uint32_t> caps; // `slots` per thread
+    std::vector<uint32_t> stamp; // generation in which an instruction was last added
+    uint32_t generation = 0;
+    void clear()
+    {
+        pcs.clear();
+        caps.clear();
+        ++generation;
+    }
+};
+
+constexpr uint32_t Visit = UINT32_MAX;
+// A step of following the non-consuming instructions: visit an instruction,
+// or (slot != Visit) restore a group position on the way back.
+struct Frame {
+    uint32_t pc;
+    uint32_t slot;
+    uint32_t value;
+};
+
+struct SearchScratch {
+    ThreadList lists[2];
+    std::vector<uint32_t> work;
+    std::vector<Frame> stack;
+};
+
 // The pattern as a tree, before counts are unrolled into the program.
 struct Node {
     enum class Kind : uint8_t { Test, Star, Group, WordStart, WordEnd, Repeat };
@@ -535,6 +565,14 @@ bool FindPattern::CharSet::contains(char16_t c) const
     return in != negated;
 }
 
+bool FindPattern::isWordPattern() const
+{
+    const auto& p = m_program;
+    return p.size() == 6 && p[0].op == Op::WordStart && p[1].op == Op::Split && p[1].x == 4 &&
+           p[2].op == Op::Test && p[2].test.kind == Test::Kind::Any && p[3].op == Op::Jump &&
+           p[4].op == Op::WordEnd && p[5].op == Op::Match;
+}
+
 bool FindPattern::passes(const Test& t, const MatchSubject& s, uint32_t pos) const
 {
     const char16_t c = s.text[pos];
@@ -599,38 +637,49 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
         return true;
     };
 
+    // The word pattern "<*>", which every word count runs over whole
+    // documents: from each word start, the shortest run to the next word end
+    // is that word, matched when every character of it may be covered.
+    // Exactly what the general simulation below gives, without its bookkeeping.
+    if (isWordPattern()) {
+        for (uint32_t i = from; i < to; ++i) {
+            if (!isWordStart(text, i))
+                continue;
+            uint32_t j = i + 1;
+            while (j < text.size() && !isWordEnd(text, j))
+                ++j;
+            if (j > to)
+                break; // the word runs past the stretch, and so does every later one
+            bool covered = true;
+            for (uint32_t k = i; k < j && covered; ++k)
+                covered = eligible(k);
+            if (covered)
+                return single(i, j);
+            i = j - 1;
+        }
+        return std::nullopt;
+    }
+
     // Breadth-first simulation: every live alternative advances one character
     // at a time, at most one thread per instruction, in order of preference.
+    // The buffers are kept per thread between searches, so repeated searches
+    // (a replace all, a find-next loop) do not allocate.
     const uint32_t size = static_cast<uint32_t>(m_program.size());
     const size_t slots = 2 * (std::min(m_groups, CapturedGroups) + 1);
-    struct List {
-        std::vector<uint32_t> pcs;
-        std::vector<uint32_t> caps; // slots per thread
-        std::vector<uint32_t> stamp;
-        uint32_t generation = 0;
-        void clear()
-        {
-            pcs.clear();
-            caps.clear();
-            ++generation;
-        }
-    };
-    List lists[2];
-    for (List& l : lists) {
-        l.stamp.assign(size, 0);
-        l.pcs.reserve(size);
-        l.caps.reserve(size * slots);
+    thread_local SearchScratch scratch;
+    ThreadList* lists = scratch.lists;
+    for (int k = 0; k < 2; ++k) {
+        lists[k].stamp.assign(size, 0);
+        lists[k].generation = 0;
+        lists[k].pcs.clear();
+        lists[k].caps.clear();
     }
-    std::vector<uint32_t> work(slots, PatternMatch::Unset);
-    constexpr uint32_t Visit = UINT32_MAX;
-    struct Frame {
-        uint32_t pc;
-        uint32_t slot; // Visit, or a slot to restore to value
-        uint32_t value;
-    };
-    std::vector<Frame> stack;
+    std::vector<uint32_t>& work = scratch.work;
+    work.assign(slots, PatternMatch::Unset);
+    std::vector<Frame>& stack = scratch.stack;
+    stack.clear();
 
-    auto addThread = [&](List& l, uint32_t pc0, uint32_t pos) {
+    auto addThread = [&](ThreadList& l, uint32_t pc0, uint32_t pos) {
         stack.push_back({pc0, Visit, 0});
         while (!stack.empty()) {
             const Frame f = stack.back();
@@ -673,8 +722,8 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
         }
     };
 
-    List* current = &lists[0];
-    List* next = &lists[1];
+    ThreadList* current = &lists[0];
+    ThreadList* next = &lists[1];
     current->clear();
     std::optional<PatternMatch> best;
     for (uint32_t i = from; i <= to; ++i) {

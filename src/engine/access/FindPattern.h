@@ -89,6 +89,7 @@ public:
 private:
     friend class PatternCompiler;
     bool passes(const Test& t, const MatchSubject& s, uint32_t pos) const;
+    bool isWordPattern() const; // "<*>"
 
     std::vector<Inst> m_program;
     std::vector<CharSet> m_sets;

@@ -420,6 +420,7 @@ namespace {
 class FixedLayout : public LayoutProvider {
 public:
     LayoutFigures measure(const Document&, size_t story) override { return {story == 0 ? 42 : 2, 3, {}}; }
+    std::optional<uint32_t> lineEnd(const Document&, size_t, uint32_t pos) override { return pos + 6; }
 };
 } // namespace
 
@@ -448,4 +449,26 @@ TEST(DocumentAccess, StatisticsComeFromWordCountAndTheLayout)
     EXPECT_EQ(access.builtInProperty(BuiltInProperty::Pages).value, 3);
     EXPECT_EQ(access.storyLines(0).value, 42);
     EXPECT_FALSE(access.storyLines(7).ok());
+    // With a layout, the selection extends to the laid-out line's end, not the paragraph's.
+    access.selection().homeKeyStory();
+    access.selection().endKeyLineExtend();
+    EXPECT_EQ(utf8(access.selection().text()), "06/30/");
+}
+
+// Hidden text is neither found nor counted, as in Word with hidden text not shown.
+TEST(DocumentAccess, HiddenTextIsNeverFound)
+{
+    const CharFormat hidden = with([](CharFormat& f) { f.hidden = true; });
+    DocumentAccess access(makeDocument({{u"shown"}, {u" secret", hidden}, {u" Tail\r"}}));
+    struct Case {
+        std::u16string_view find;
+        PatternSyntax syntax;
+        int64_t expected;
+    } cases[] = {{u"[!^13- ]", W, 9}, {u"<*>", W, 2}, {u"secret", L, 0}, {u"[A-Z]", W, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.find));
+        Range content = access.content();
+        EXPECT_EQ(replaceAndCompare(content, c.find, c.syntax, u"BB", false).replaced, c.expected);
+        access.undo();
+    }
 }

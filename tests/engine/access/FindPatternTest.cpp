@@ -202,3 +202,40 @@ TEST(WordCharacters, ClassesAndCaseFolding)
     EXPECT_EQ(foldCase(u'\u03A3'), u'\u03C3');
     EXPECT_EQ(foldCase(u'\u00DF'), u'\u00DF');
 }
+
+// "<*>" has a direct scan of its own; "(<*>)" means the same but goes through
+// the general simulation. Both must agree on every text, stretch and set of
+// allowed formats.
+TEST(FindPattern, WordPatternScanAgreesWithTheGeneralMatcher)
+{
+    CompiledPattern direct = FindPattern::compile(u"<*>", W);
+    CompiledPattern general = FindPattern::compile(u"(<*>)", W);
+    ASSERT_TRUE(direct.pattern && general.pattern);
+    const std::u16string alphabet = u"ab1'\u2019- \r\t\u0007.\u00E9";
+    uint32_t seed = 12345;
+    auto next = [&](uint32_t n) {
+        seed = seed * 1103515245u + 12345u;
+        return (seed >> 16) % n;
+    };
+    for (int round = 0; round < 3000; ++round) {
+        std::u16string text;
+        std::vector<CharAttr> attrs;
+        const uint32_t length = next(24);
+        for (uint32_t i = 0; i < length; ++i) {
+            text.push_back(alphabet[next(static_cast<uint32_t>(alphabet.size()))]);
+            attrs.push_back(CharAttr{next(2), 0});
+        }
+        std::vector<uint8_t> allowed{1, static_cast<uint8_t>(round % 2)};
+        MatchSubject subject{text, attrs.data(), round % 3 == 0 ? nullptr : &allowed};
+        const uint32_t from = next(length + 1);
+        const uint32_t to = from + next(length - from + 1);
+        auto a = direct.pattern->search(subject, from, to);
+        auto b = general.pattern->search(subject, from, to);
+        SCOPED_TRACE("\"" + utf8(text) + "\" [" + std::to_string(from) + ", " + std::to_string(to) + ")");
+        ASSERT_EQ(a.has_value(), b.has_value());
+        if (a) {
+            EXPECT_EQ(a->start, b->start);
+            EXPECT_EQ(a->end, b->end);
+        }
+    }
+}
