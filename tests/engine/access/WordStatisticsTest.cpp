@@ -48,7 +48,7 @@ TEST(WordStatistics, CountsLikeWordCount)
     }
 }
 
-TEST(WordStatistics, ParagraphsWithTextOnlyAndHiddenTextLeftOut)
+TEST(WordStatistics, HiddenTextCountsAndMarksButTheLastCountAsSpaces)
 {
     DocumentBuilder b("txt");
     const uint32_t plain = b.charFormat(CharFormat{});
@@ -60,15 +60,25 @@ TEST(WordStatistics, ParagraphsWithTextOnlyAndHiddenTextLeftOut)
     b.appendText(u" secret", hidden);
     b.endParagraph(para, plain);
     b.endParagraph(para, plain); // empty
-    b.appendText(u"all hidden", hidden);
+    b.appendText(u"a\u0001b\u000Bc", plain); // a picture and a line break
     b.endParagraph(para, plain);
+    b.beginTable();
+    b.beginRow();
+    b.beginCell();
+    b.appendText(u"cell", plain);
+    b.endCell(para, plain);
+    b.endRow(TableRowFormat{}, plain);
+    b.endTable();
     b.appendText(u"two", plain);
     b.endParagraph(para, plain);
     auto doc = b.finish(SectionFormat{}, HeaderFooterRefs{});
     const WordStatistics s = computeWordStatistics(*doc);
-    EXPECT_EQ(s.words, 2);
-    EXPECT_EQ(s.characters, 6);
-    EXPECT_EQ(s.paragraphs, 2);
+    EXPECT_EQ(s.words, 7);       // one secret a b c cell two: a picture and a break both end a word
+    EXPECT_EQ(s.characters, 19); // hidden "secret" included
+    // 19, one space, the picture, and the marks less the story's last: four
+    // paragraph marks and a cell and a row end make 5.
+    EXPECT_EQ(s.charactersWithSpaces, 26);
+    EXPECT_EQ(s.paragraphs, 4);
 }
 
 TEST(WordStatistics, RangeOfAStory)

@@ -271,14 +271,14 @@ TEST_F(MeasurementsTest, CountlinesSumsTheSwitchedOnExtrasAndDivides)
             {"CountBoldCharAs2", "1.0"}, {"CountTabs", "1"},            {"CountCaps", "1"},
             {"CountReturnAndEnter", "1"}, {"EnterAmount", "2.0"}};
     const double lines = open(spec).Countlines("", "Office", &parts);
-    // 25 with spaces (the tab one of them) + bold run 2 + bold excess 4 +
-    // returns 2 + tab 1 + capitals B and S at 2 each = 38.
-    EXPECT_EQ(parts.characters, 25);
+    // 26 with spaces (the tab and the first paragraph mark among them) + bold
+    // run 2 + bold excess 4 + returns 2 + tab 1 + capitals B and S at 2 each = 39.
+    EXPECT_EQ(parts.characters, 26);
     EXPECT_EQ(parts.formatting, 6);
     EXPECT_EQ(parts.returns, 2);
     EXPECT_EQ(parts.tabs, 1);
     EXPECT_EQ(parts.caps, 4);
-    EXPECT_DOUBLE_EQ(lines, 3.8);
+    EXPECT_DOUBLE_EQ(lines, 3.9);
     EXPECT_TRUE(prompter.messages.empty());
 }
 
