@@ -21,15 +21,6 @@ namespace qm::cli {
 
 namespace {
 
-std::string trimmed(std::string_view s)
-{
-    while (!s.empty() && std::isspace(static_cast<unsigned char>(s.front())))
-        s.remove_prefix(1);
-    while (!s.empty() && std::isspace(static_cast<unsigned char>(s.back())))
-        s.remove_suffix(1);
-    return std::string(s);
-}
-
 /// A result row's name on one line: the file date line joins with a blank.
 std::string oneLine(std::string text)
 {
@@ -225,7 +216,7 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         return settings::ReadINI(settings, "Profiles", *found, key, def);
     };
     const browser::FilePattern pattern(
-        patternOption ? *patternOption : trimmed(readProfile("DocType", "*.doc;*.rtf;*.txt;*.text")));
+        patternOption ? *patternOption : readProfile("DocType", "*.doc;*.rtf;*.txt;*.text"));
 
     app::ChaseList list;
     app::StopFlag stop;

@@ -1,5 +1,6 @@
 // The "profile" and "options" commands: the profile store and Options.ini from the command line.
 #include "Cli.h"
+#include "cli/Json.h"
 #include "settings/Encoding.h"
 #include "settings/Options.h"
 #include "settings/ProfileStore.h"
@@ -34,58 +35,6 @@ void take(Result<void> result)
 {
     if (!result)
         fail(result.error());
-}
-
-/// JSON string literal; bytes that are not UTF-8 become U+FFFD so the
-/// output stays valid JSON whatever a hand-edited file holds.
-std::string jsonString(std::string_view text)
-{
-    std::string out = "\"";
-    for (size_t pos = 0; pos < text.size();) {
-        const auto c = static_cast<unsigned char>(text[pos]);
-        if (c >= 0x80) {
-            size_t len = 1;
-            while (len < 4 && pos + len < text.size() &&
-                   (static_cast<unsigned char>(text[pos + len]) & 0xC0) == 0x80)
-                ++len;
-            const std::string_view piece = text.substr(pos, len);
-            if (isValidUtf8(piece) && characterCount(piece) == 1) {
-                out += piece;
-                pos += len;
-            } else {
-                out += "\\ufffd";
-                ++pos;
-            }
-            continue;
-        }
-        ++pos;
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (c < 0x20) {
-                char escape[8];
-                std::snprintf(escape, sizeof escape, "\\u%04x", c);
-                out += escape;
-            } else {
-                out += static_cast<char>(c);
-            }
-        }
-    }
-    return out + "\"";
 }
 
 struct ShownKey

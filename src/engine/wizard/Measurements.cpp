@@ -604,6 +604,22 @@ void replaceRepeatedly(Target& target, std::string_view findText, std::string_vi
 
 } // namespace
 
+template <class Edit>
+void Measurements::forEveryHeaderAndFooter(Edit&& edit)
+{
+    // The clean-ups follow only the key for all headers and footers.
+    if (!flag("TraverseHeaderAndFooter"))
+        return;
+    DocumentAccess& doc = document();
+    for (size_t section = 1; section <= doc.sectionsCount(); ++section)
+        for (bool headers : {true, false})
+            for (int i = 1; i <= 3; ++i) {
+                Range range = headers ? doc.headers(section).item(i) : doc.footers(section).item(i);
+                if (range.exists())
+                    edit(range);
+            }
+}
+
 void Measurements::clearPageBreaks()
 {
     trapped(m_wizard, "-Clear Page Breaks-", [&] {
@@ -612,16 +628,7 @@ void Measurements::clearPageBreaks()
         selection.homeKeyStory();
         // Two spaces keep the words on either side of the break apart.
         replaceRepeatedly(selection, "^m", "  ");
-        if (flag("TraverseHeaderAndFooter")) {
-            DocumentAccess& doc = document();
-            for (size_t section = 1; section <= doc.sectionsCount(); ++section)
-                for (bool headers : {true, false})
-                    for (int i = 1; i <= 3; ++i) {
-                        Range range = headers ? doc.headers(section).item(i) : doc.footers(section).item(i);
-                        if (range.exists())
-                            replaceRepeatedly(range, "^m", "  ");
-                    }
-        }
+        forEveryHeaderAndFooter([](Range& range) { replaceRepeatedly(range, "^m", "  "); });
     });
 }
 
@@ -680,16 +687,7 @@ void Measurements::clearBlankLines()
         const size_t length = from == std::u16string::npos ? 0 : to - from + 1;
         if (length <= 1)
             selection.deleteText();
-        if (flag("TraverseHeaderAndFooter")) {
-            DocumentAccess& doc = document();
-            for (size_t section = 1; section <= doc.sectionsCount(); ++section)
-                for (bool headers : {true, false})
-                    for (int i = 1; i <= 3; ++i) {
-                        Range range = headers ? doc.headers(section).item(i) : doc.footers(section).item(i);
-                        if (range.exists())
-                            replaceRepeatedly(range, "^p^p", "^p");
-                    }
-        }
+        forEveryHeaderAndFooter([](Range& range) { replaceRepeatedly(range, "^p^p", "^p"); });
     });
 }
 

@@ -93,6 +93,10 @@ private:
     /// name, in order, adding what each returns.
     template <class Measure>
     void traverseHeadersAndFooters(Measure&& measure);
+    /// Calls `edit` on every header and footer range of every section when
+    /// the profile traverses them all.
+    template <class Edit>
+    void forEveryHeaderAndFooter(Edit&& edit);
     int64_t replaceAndCompare(Range& range, std::string_view pattern, std::string_view marker, Unit unit,
                               std::optional<std::pair<FontCriterion, CriterionState>> font = std::nullopt);
     int64_t replaceAndCompareDocument(std::string_view pattern, std::string_view marker,
