@@ -270,8 +270,9 @@ TEST(Money, ParsesRoundsAndFormatsCurrency)
         SCOPED_TRACE(c.text);
         const auto parsed = parseCurrency(c.text);
         ASSERT_EQ(parsed.has_value(), c.units.has_value());
-        if (parsed)
+        if (parsed) {
             EXPECT_EQ(parsed->units, *c.units);
+        }
     }
     EXPECT_EQ(formatCurrency(Currency{12345678}), "$1,234.57");
     EXPECT_EQ(formatCurrency(Currency{-20000}), "($2.00)");

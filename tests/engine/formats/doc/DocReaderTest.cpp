@@ -24,14 +24,6 @@ DocSpec plain(std::u16string text)
     return spec;
 }
 
-bool hasDiagnostic(const Document& doc, std::string_view code)
-{
-    for (const auto& d : doc.diagnostics)
-        if (d.code == code)
-            return true;
-    return false;
-}
-
 std::string bytes(const std::u16string& s)
 {
     std::string out;
@@ -451,8 +443,9 @@ TEST(DocReader, DamagedTablesGivePartialDocumentsOrClearErrors)
             continue;
         }
         EXPECT_EQ(bytes(r.document->mainStory().text), c.text);
-        if (c.diagnosed)
+        if (c.diagnosed) {
             EXPECT_FALSE(r.document->diagnostics.empty());
+        }
     }
 }
 
