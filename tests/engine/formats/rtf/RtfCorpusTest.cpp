@@ -45,7 +45,7 @@ TEST(RtfCorpus, EveryFileReadsOrFailsClearly)
         const std::string bytes = buffer.str();
         const auto start = std::chrono::steady_clock::now();
         ReadResult r = readRtf(bytes, {});
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)); // a hang guard
         if (r.ok())
             expectWellFormed(*r.document);
         else

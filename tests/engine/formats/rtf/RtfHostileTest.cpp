@@ -70,7 +70,7 @@ TEST(RtfHostile, DeepNestingIsBoundedAndKeepsText)
     auto deep = readRtfText(text);
     auto skip = readRtfText(skipped);
     auto open = readRtfText(unclosed);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60)); // a hang guard
     ASSERT_TRUE(deep && skip && open);
     EXPECT_EQ(deep->mainStory().text, u"deep after\r");
     EXPECT_TRUE(deep->charFormatAt(deep->mainStory(), 0).bold);
