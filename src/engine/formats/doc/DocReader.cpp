@@ -276,16 +276,20 @@ void DocReader::readNotes(const FcLcb& refsWhere, const FcLcb& textsWhere, uint3
         return;
     m_builder.setStory(id);
     StoryContext context;
+    // One reference per note; the text table has a CP more than there are
+    // notes, and for footnotes and endnotes one more for the story's closing
+    // guard paragraph, which belongs to no note.
+    const size_t elementSize = kind == NoteKind::Comment ? 30 : 2;
+    const size_t refCount = refs.size() >= 4 ? (refs.size() - 4) / (4 + elementSize) : 0;
     const size_t textCps = texts.size() / 4;
-    for (size_t i = 0; i + 1 < textCps; ++i)
+    const size_t noteCount = std::min(refCount, textCps > 0 ? textCps - 1 : 0);
+    for (size_t i = 0; i <= noteCount && i < textCps; ++i)
         context.noteStarts.push_back(storyStart + u32(texts, 4 * i));
     buildRange(storyStart, storyStart + storyLength, context);
 
     // A note's text runs from its start to the next note's start.
-    const size_t elementSize = kind == NoteKind::Comment ? 30 : 2;
-    const size_t refCount = refs.size() >= 4 ? (refs.size() - 4) / (4 + elementSize) : 0;
     const uint32_t storyEnd = m_builder.document().stories[id].size();
-    for (size_t i = 0; i < context.noteStartPositions.size(); ++i) {
+    for (size_t i = 0; i < context.noteStartPositions.size() && i < noteCount; ++i) {
         Note note;
         note.kind = kind;
         note.story = static_cast<int32_t>(id);

@@ -1,0 +1,91 @@
+// Word 97-2003 files a word processor converted from our RTF fixtures read as their sources do.
+#include "engine/formats/Reader.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+using namespace qm::engine;
+
+namespace {
+
+const std::filesystem::path fixtures = std::filesystem::path(QM_SOURCE_DIR) / "tests/engine/formats/doc/fixtures";
+
+std::unique_ptr<Document> read(const std::string& name)
+{
+    std::ifstream in(fixtures / name, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    ReadResult r = name.ends_with(".doc") ? readDoc(bytes.str(), {}) : readRtf(bytes.str(), {});
+    EXPECT_TRUE(r.ok()) << name << ": " << r.error;
+    return std::move(r.document);
+}
+
+// The formatting a count can see, character by character.
+std::string formatsOf(const Document& doc)
+{
+    std::string out;
+    const Story& s = doc.mainStory();
+    for (uint32_t i = 0; i < s.size(); ++i) {
+        const CharFormat& f = doc.charFormatAt(s, i);
+        out += f.bold ? 'b' : '-';
+        out += f.italic ? 'i' : '-';
+        out += f.underlined() ? 'u' : '-';
+        out += f.smallCaps ? 's' : '-';
+        out += f.hidden ? 'h' : '-';
+        out += f.verticalPosition == VerticalPosition::Superscript ? '^'
+               : f.verticalPosition == VerticalPosition::Subscript ? '_'
+                                                                   : '-';
+        out += ' ';
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(ConvertedDoc, TextFormatsAndTablesMatchTheirRtfSources)
+{
+    for (const char* name : {"formatted-runs", "table"}) {
+        SCOPED_TRACE(name);
+        auto doc = read(std::string(name) + ".doc");
+        auto rtf = read(std::string(name) + ".rtf");
+        ASSERT_TRUE(doc && rtf);
+        EXPECT_EQ(doc->mainStory().text, rtf->mainStory().text);
+        EXPECT_EQ(formatsOf(*doc), formatsOf(*rtf));
+        const auto docTables = findTables(*doc, 0, 0, doc->mainStory().size());
+        const auto rtfTables = findTables(*rtf, 0, 0, rtf->mainStory().size());
+        ASSERT_EQ(docTables.size(), rtfTables.size());
+        for (size_t t = 0; t < docTables.size(); ++t) {
+            EXPECT_EQ(docTables[t].rows.size(), rtfTables[t].rows.size());
+            EXPECT_EQ(docTables[t].rows[0].cells.size(), rtfTables[t].rows[0].cells.size());
+        }
+    }
+}
+
+TEST(ConvertedDoc, SectionsHeadersAndNotes)
+{
+    auto doc = read("sections-and-notes.doc");
+    ASSERT_TRUE(doc);
+    ASSERT_EQ(doc->sections.size(), 2u);
+    auto storyText = [&](int32_t story) {
+        return story < 0 ? std::u16string() : doc->stories[size_t(story)].text;
+    };
+    // The converter moves the first section's headers and footers between
+    // page kinds; every text survives in the kind it gave it.
+    std::u16string headers, footers;
+    for (size_t s = 0; s < 2; ++s)
+        for (auto index : {HeaderFooterIndex::Primary, HeaderFooterIndex::FirstPage, HeaderFooterIndex::EvenPages}) {
+            headers += storyText(doc->headerStory(s, index));
+            footers += storyText(doc->footerStory(s, index));
+        }
+    EXPECT_NE(headers.find(u"Running header"), std::u16string::npos);
+    EXPECT_NE(headers.find(u"First page header"), std::u16string::npos);
+    EXPECT_NE(footers.find(u"Page footer"), std::u16string::npos);
+    EXPECT_EQ(headers.find(u"footer"), std::u16string::npos);
+    ASSERT_EQ(doc->notes.size(), 1u);
+    const Note& note = doc->notes[0];
+    const std::u16string noteText = doc->stories[size_t(note.story)].text.substr(note.start, note.end - note.start);
+    EXPECT_NE(noteText.find(u"The note's text."), std::u16string::npos);
+    EXPECT_NE(doc->mainStory().text.find(u"Second section text."), std::u16string::npos);
+}
