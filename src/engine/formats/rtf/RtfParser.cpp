@@ -215,8 +215,7 @@ void RtfParser::groupStart()
     const Destination d = state().dest;
     // Inside these, nested groups carry nothing the document shows.
     // (Information groups are read: Word writes each statistic in a group of its own.)
-    if (d == Destination::Picture || d == Destination::Object || d == Destination::Ignored ||
-        d == Destination::ColorTable) {
+    if (d == Destination::Picture || d == Destination::Object || d == Destination::ColorTable) {
         m_lexer.skipGroup();
         return;
     }
@@ -466,7 +465,6 @@ void RtfParser::controlWord(const Token& token)
         }
         return;
     case Destination::StyleSheet:
-    case Destination::Ignored:
     case Destination::Generator:
         return;
     case Destination::Text:
@@ -550,7 +548,7 @@ bool RtfParser::startDestination(Kw kw)
         if (!claimClose(s, CloseAction::Shape))
             return true;
         s.dest = Destination::Shape;
-        m_shapes.push_back(ShapeContext{m_stack.size()});
+        m_shapes.push_back(ShapeContext{});
         return true;
     case Kw::ShpInst:
     case Kw::ShpPict:

@@ -26,7 +26,6 @@ enum class Destination : uint8_t {
     Object,     ///< an embedded object; shown as one object character
     Shape,      ///< a drawing object; only its text box text is read
     Upr,        ///< ANSI twin of a Unicode destination: ignored in favour of \ud
-    Ignored,
 };
 
 /// What closing a group does beyond restoring the enclosing state.
@@ -81,7 +80,6 @@ private:
         int codePage = 0;
     };
     struct ShapeContext {
-        size_t depth = 0;     ///< stack size of the shape's group
         int32_t story = -1;   ///< its text box story, once \shptxt is seen
         Twips left = 0, top = 0, right = 0, bottom = 0;
     };

@@ -171,3 +171,22 @@ TEST(RtfReader, StoredStatisticsAndWriter)
     EXPECT_EQ(doc->stored.application, "Microsoft Word 11.0.6568");
     EXPECT_EQ(doc->mainStory().text, u"text\r");
 }
+
+// The label a writer rendered for a list paragraph belongs to that
+// paragraph only (without its tab), and the document's settings come from
+// the header words wherever they stand.
+TEST(RtfReader, ListLabelsAndDocumentSettings)
+{
+    auto doc = readRtfText(wrapBody(
+        R"(\deftab360\margmirror\hyphauto1 )"
+        R"({\listtext\pard\plain 1.\tab}first\par{\pntext\'b7\tab}second\par third\par)"));
+    ASSERT_TRUE(doc);
+    const Story& s = doc->mainStory();
+    ASSERT_EQ(s.text, u"first\rsecond\rthird\r");
+    EXPECT_EQ(doc->paraFormatOf(s, 5).listLabel, u"1.");
+    EXPECT_EQ(doc->paraFormatOf(s, 12).listLabel, u"\u00B7");
+    EXPECT_TRUE(doc->paraFormatOf(s, 18).listLabel.empty());
+    EXPECT_EQ(doc->settings.defaultTabStop, 360);
+    EXPECT_TRUE(doc->settings.mirrorMargins);
+    EXPECT_TRUE(doc->settings.autoHyphenation);
+}
