@@ -113,9 +113,8 @@ void DocumentBuilder::appendText(std::u16string_view text, uint32_t charFormat)
 {
     if (!roomFor(text.size()))
         return;
-    Story& s = m_doc->stories[m_current];
-    s.text.reserve(s.text.size() + text.size());
-    s.attrs.reserve(s.attrs.size() + text.size());
+    // No reserve here: reserving exactly what each append needs would copy
+    // the whole story on every call, and readers append run by run.
     for (char16_t c : text) {
         if (c < 32 && !keptControl(c))
             continue;
