@@ -20,8 +20,10 @@ int countCommand(Context& ctx);
 std::span<const Command> commands()
 {
     static const Command table[] = {
-        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json]",
-         "count documents and folders under a billing profile and print the results and totals", countCommand},
+        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown]",
+         "count documents and folders under a billing profile and print the results and totals; --breakdown "
+         "adds every measurement of each document and the parts of its billed lines",
+         countCommand},
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
         {"inspect", "inspect FILE... [--profile NAME] [--json]",
          "show the format, statistics, headers, footers and diagnostics the engine finds; with a profile, "

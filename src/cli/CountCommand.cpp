@@ -4,6 +4,7 @@
 #include "app/ChaseList.h"
 #include "app/WizardEngine.h"
 #include "browser/FolderSearch.h"
+#include "cli/Breakdown.h"
 #include "cli/Json.h"
 #include "cli/StderrPrompter.h"
 #include "settings/IniRW.h"
@@ -101,13 +102,14 @@ void printCsv(std::ostream& out, const app::RunResult& result, const Totals& tot
 }
 
 void printJson(std::ostream& out, const std::string& profile, const app::RunResult& result, const Totals& totals,
-               const std::vector<Message>& messages)
+               const std::vector<Message>& messages, const std::vector<ProfileFigures>& breakdowns)
 {
     Json doc = Json::object();
     doc.set("profile", profile);
     doc.set("unit", result.unitLabel);
     Json& rows = doc.set("rows", Json::array());
-    for (const auto& row : result.rows) {
+    for (size_t i = 0; i < result.rows.size(); ++i) {
+        const app::ResultRow& row = result.rows[i];
         Json r = Json::object();
         r.set("name", row.name);
         r.set("count", row.countValue);
@@ -115,6 +117,8 @@ void printJson(std::ostream& out, const std::string& profile, const app::RunResu
         r.set("path", row.path);
         r.set("count_text", row.count);
         r.set("amount_text", row.amount);
+        if (i < breakdowns.size())
+            addProfileFigures(r, breakdowns[i]);
         rows.push(std::move(r));
     }
     Json& t = doc.set("totals", Json::object());
@@ -195,12 +199,15 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const std::optional<std::string> patternOption = ctx.args.option("--pattern");
     const bool csv = ctx.args.flag("--csv");
     const bool json = ctx.args.flag("--json");
+    const bool breakdown = ctx.args.flag("--breakdown");
     const std::vector<std::string> paths = ctx.args.positionals();
     if (!profileOption || paths.empty())
         throw UsageError("usage: quillmeter count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... "
-                         "[--csv|--json]");
+                         "[--csv|--json] [--breakdown]");
     if (csv && json)
         throw UsageError("choose one of --csv and --json");
+    if (csv && breakdown)
+        throw UsageError("--breakdown goes with the table or --json, not with --csv");
     const std::string& profileName = *profileOption;
 
     const settings::SettingsContext settings{ctx.settingsFolder};
@@ -263,13 +270,25 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     for (const std::string& path : result.unopened)
         ctx.err << "quillmeter count: " << path << ": could not be opened; left out of the count\n";
 
+    // The breakdown measures each counted document again, every measurement
+    // on the document as read, so a client can follow the bill line by line.
+    std::vector<ProfileFigures> breakdowns;
+    if (breakdown)
+        for (const app::ResultRow& row : result.rows)
+            breakdowns.push_back(measureUnderProfile(row.path, *found, settings, prompter));
+
     const Totals totals = totalsOf(result);
-    if (json)
-        printJson(ctx.out, *found, result, totals, prompter.messages);
-    else if (csv)
+    if (json) {
+        printJson(ctx.out, *found, result, totals, prompter.messages, breakdowns);
+    } else if (csv) {
         printCsv(ctx.out, result, totals, currency);
-    else if (result.ending != app::RunEnding::NotStarted)
+    } else if (result.ending != app::RunEnding::NotStarted) {
         printTable(ctx.out, result, totals, currency);
+        for (size_t i = 0; i < breakdowns.size(); ++i) {
+            ctx.out << "\n" << oneLine(result.rows[i].name) << "\n";
+            writeProfileFigures(ctx.out, breakdowns[i]);
+        }
+    }
 
     switch (result.ending) {
     case app::RunEnding::Finished:

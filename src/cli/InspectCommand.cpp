@@ -1,7 +1,6 @@
 // `quillmeter inspect`: what the engine reads and counts in each file, as text or JSON.
 #include "Cli.h"
-#include "app/Money.h"
-#include "app/WizardEngine.h"
+#include "cli/Breakdown.h"
 #include "cli/CountCommand.h"
 #include "cli/Json.h"
 #include "cli/StderrPrompter.h"
@@ -29,14 +28,6 @@ std::string_view severityName(engine::Severity s)
     return "unknown";
 }
 
-/// Every measurement of one document under a profile, each taken on the
-/// document as read (the gross-line clean-ups of one do not reach the next),
-/// and the parts of the billed-line figure.
-struct ProfileFigures {
-    std::vector<std::pair<std::string, double>> measurements;
-    engine::LineBreakdown lines;
-};
-
 struct Inspected {
     std::string file;
     std::string error; ///< the file could not be read
@@ -44,63 +35,6 @@ struct Inspected {
     std::optional<ProfileFigures> profile;
 };
 
-ProfileFigures measureUnderProfile(const std::string& file, const std::string& profile,
-                                   const settings::SettingsContext& settings, Prompter& prompter)
-{
-    app::WizardEngine engine(prompter, settings, [profile] { return profile; });
-    engine.OpenWord(false);
-    engine::Measurements& m = engine.measurements();
-    using Op = std::function<double()>;
-    const std::pair<const char*, Op> operations[] = {
-        {"CountWords", [&] { return double(m.CountWords(file)); }},
-        {"CountChar", [&] { return double(m.CountChar(file)); }},
-        {"CountCharWspace", [&] { return double(m.CountCharWspace(file)); }},
-        {"CountReturnAndEnters", [&] { return double(m.CountReturnAndEnters()); }},
-        {"CountPages", [&] { return double(m.CountPages()); }},
-        {"CountGrossLines", [&] { return double(m.CountGrossLines()); }},
-        {"CountBoldchars", [&] { return m.CountBoldchars(); }},
-        {"CountItalicChars", [&] { return m.CountItalicChars(); }},
-        {"CountUnderlinechars", [&] { return m.CountUnderlinechars(); }},
-        {"CountCapsChars", [&] { return m.CountCapsChars(); }},
-        {"CountBoldCharsONOFF", [&] { return m.CountBoldCharsONOFF(); }},
-        {"CountUnderLineCharsONOFF", [&] { return m.CountUnderLineCharsONOFF(); }},
-        {"CountItalicCharsONOFF", [&] { return m.CountItalicCharsONOFF(); }},
-        {"CountCapsCharsONOFF", [&] { return m.CountCapsCharsONOFF(); }},
-        {"CountSuperScriptCharsONOFF", [&] { return m.CountSuperScriptCharsONOFF(); }},
-        {"CountSubScriptCharsONOFF", [&] { return m.CountSubScriptCharsONOFF(); }},
-        {"CountNumTables", [&] { return m.CountNumTables(); }},
-        {"CountTabs", [&] { return m.CountTabs(); }},
-    };
-    ProfileFigures figures;
-    for (const auto& [name, op] : operations) {
-        if (!engine.openJustDoc(file, true))
-            break;
-        figures.measurements.emplace_back(name, op());
-        engine.CloseDocument();
-    }
-    if (engine.openJustDoc(file, true)) {
-        figures.measurements.emplace_back("Countlines", m.Countlines(file, profile, &figures.lines));
-        engine.CloseDocument();
-    }
-    engine.CompleteClose();
-    return figures;
-}
-
-Json breakdownJson(const engine::LineBreakdown& b)
-{
-    Json json = Json::object();
-    json.set(b.charactersWithSpaces ? "characters_with_spaces" : "characters", b.characters);
-    Json& formatting = json.set("formatting", Json::object());
-    for (const auto& [name, value] : b.formattingParts)
-        formatting.set(name, value);
-    json.set("formatting_total", b.formatting);
-    json.set("returns", b.returns);
-    json.set("tabs", b.tabs);
-    json.set("caps", b.caps);
-    json.set("characters_per_line", b.charactersPerLine);
-    json.set("lines", b.lines);
-    return json;
-}
 
 Json toJson(const Inspected& item)
 {
@@ -146,12 +80,8 @@ Json toJson(const Inspected& item)
         entry.set("message", d.message);
     }
 
-    if (item.profile) {
-        Json& measurements = json.set("measurements", Json::object());
-        for (const auto& [name, value] : item.profile->measurements)
-            measurements.set(name, value);
-        json.set("breakdown", breakdownJson(item.profile->lines));
-    }
+    if (item.profile)
+        addProfileFigures(json, *item.profile);
 
     // What the saving program recorded, for comparing with the engine's figures.
     const engine::StoredStatistics& st = s.stored;
@@ -190,16 +120,8 @@ void writeText(std::ostream& out, const Inspected& item)
             << engine::headerFooterName(story.index) << ": " << story.statistics.characters << " characters, "
             << story.statistics.words << " words" << (story.inherited ? " (from an earlier section)" : "") << "\n";
     }
-    if (item.profile) {
-        for (const auto& [name, value] : item.profile->measurements)
-            line(name, app::plainNumber(value));
-        const engine::LineBreakdown& b = item.profile->lines;
-        out << "  Countlines = (" << (b.charactersWithSpaces ? "characters with spaces " : "characters ")
-            << b.characters << " + formatting " << b.formatting << " + returns " << b.returns << " + tabs "
-            << b.tabs << " + caps " << b.caps << ") / " << b.charactersPerLine << " characters per line\n";
-        for (const auto& [name, value] : b.formattingParts)
-            out << "    formatting: " << name << " " << app::plainNumber(value) << "\n";
-    }
+    if (item.profile)
+        writeProfileFigures(out, *item.profile);
     for (const engine::Diagnostic& d : s.diagnostics) {
         out << "  " << severityName(d.severity) << " " << d.code;
         if (!d.location.empty())

@@ -117,3 +117,15 @@ TEST_F(CountCommand, ByDateAsksForAMissingRangeAndUsesToday)
     EXPECT_EQ(count({"--profile", "Per Word", "--by-date", (root / "docs").string()}), Failure);
     EXPECT_NE(err.str().find("There Are No Files To Traverse"), std::string::npos);
 }
+
+TEST_F(CountCommand, BreakdownAddsEveryMeasurementOfEachDocument)
+{
+    write("settings/Profiles.ini", "[Per Word]\r\nDonePer=Word\r\nCharPerLine=4\r\nDocType=*.txt\r\n");
+    EXPECT_EQ(count({"--profile", "Per Word", "--json", "--breakdown", (root / "docs/b.txt").string()}), Success);
+    const std::string json = out.str();
+    // "bbb": one word of three characters, 3 / 4 of a line.
+    for (const char* part : {"\"measurements\": {", "\"CountWords\": 1", "\"CountChar\": 3", "\"Countlines\": 0.75",
+                             "\"breakdown\": {", "\"characters\": 3", "\"characters_per_line\": 4"})
+        EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
+    EXPECT_THROW(count({"--profile", "Per Word", "--csv", "--breakdown", (root / "docs").string()}), UsageError);
+}
