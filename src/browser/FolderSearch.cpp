@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 
 namespace fs = std::filesystem;
 
@@ -106,6 +107,27 @@ SearchReport searchFolder(const fs::path& folder, const FilePattern& pattern, Su
     SearchReport report;
     searchInto(folder, pattern, subFolders, visit, report, 0);
     return report;
+}
+
+std::optional<Message> pathSelectionProblem(const fs::path& node)
+{
+    std::error_code error;
+    const bool isFolder = fs::is_directory(node, error);
+    if (!error && isFolder) {
+        fs::directory_iterator probe(node, error);
+        if (!error)
+            return std::nullopt;
+    }
+    if (!error || error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory)
+        return Message{"Path", "The Select Node Is Not A Path", MessageIcon::Information, MessageButtons::Ok};
+    // A drive whose medium is missing (an empty card reader or optical drive).
+    if (error.value() == ENOMEDIUM || error == std::errc::io_error || error == std::errc::no_such_device)
+        return Message{"Device", "The Selected Device Is Not Ready, Please Try Again Later.", MessageIcon::None,
+                       MessageButtons::Ok};
+    return Message{"Error",
+                   "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<" +
+                       node.string() + ": " + error.message() + ">>\r-Path Selection-",
+                   MessageIcon::Critical, MessageButtons::Ok};
 }
 
 } // namespace qm::browser

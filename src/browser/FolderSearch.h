@@ -2,9 +2,11 @@
 #pragma once
 
 #include "browser/FilePattern.h"
+#include "engine/Prompter.h"
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,5 +40,12 @@ struct SearchReport {
 SearchReport searchFolder(const std::filesystem::path& folder, const FilePattern& pattern,
                           SubFolders subFolders,
                           const std::function<SearchStep(const std::string& path)>& visit);
+
+/// What choosing a node of the folder tree shows: nothing when the node is a
+/// folder the file list can show, else the message the browser shows while
+/// it keeps its previous folder ("The Select Node Is Not A Path" for a node
+/// that is no folder, the device message for a drive without its medium, the
+/// common error report tagged "-Path Selection-" for anything else).
+std::optional<Message> pathSelectionProblem(const std::filesystem::path& node);
 
 } // namespace qm::browser

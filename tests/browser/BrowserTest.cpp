@@ -172,3 +172,22 @@ TEST(CPause, WaitsTheFullAmountInEveryUnitAndAcrossMidnight)
         EXPECT_NEAR(pumps, c.expectedPasses, 1);
     }
 }
+
+TEST_F(TempTree, ChoosingANodeThatIsNoFolderSaysSo)
+{
+    touch("file.doc");
+    EXPECT_FALSE(pathSelectionProblem(root));
+    const qm::Message notAPath{"Path", "The Select Node Is Not A Path", qm::MessageIcon::Information,
+                               qm::MessageButtons::Ok};
+    EXPECT_EQ(pathSelectionProblem(root / "file.doc"), notAPath);
+    EXPECT_EQ(pathSelectionProblem(root / "missing"), notAPath);
+    if (::geteuid() != 0) { // root reads any folder
+        fs::create_directory(root / "locked");
+        fs::permissions(root / "locked", fs::perms::none);
+        const auto locked = pathSelectionProblem(root / "locked");
+        ASSERT_TRUE(locked);
+        EXPECT_EQ(locked->title, "Error");
+        EXPECT_NE(locked->text.find("-Path Selection-"), std::string::npos);
+        fs::permissions(root / "locked", fs::perms::owner_all);
+    }
+}
