@@ -1,12 +1,14 @@
 // Throughput benchmark: documents counted per second, every extra of a profile switched on.
 //
 // Generates a deterministic set of transcription-like documents of two to
-// five pages in each format it can write (.txt, .rtf, .docx, .odt), counts
+// five pages in each format (.txt, .rtf, .docx, .odt, .doc), counts
 // each one as a count run does with a profile that switches every extra on
 // (billed per line, so Countlines calls every measurement), adds the gross
 // lines and the pages, and prints documents per second per format on one core.
-// Word 97-2003 files are not generated: this program has no writer for them.
 #include "app/WizardEngine.h"
+
+// The in-memory Word 97-2003 writer the reader's tests build their files with.
+#include "DocFixture.h"
 
 #include <zip.h>
 
@@ -173,6 +175,28 @@ void writeOdt(const fs::path& path, const std::vector<Paragraph>& text)
     writeZip(path, {{"mimetype", "application/vnd.oasis.opendocument.text"}, {"content.xml", content}});
 }
 
+void writeDoc(const fs::path& path, const std::vector<Paragraph>& text)
+{
+    namespace fixture = qm::engine::doc::test;
+    fixture::DocSpec spec;
+    for (const Paragraph& p : text) {
+        if (p.tab)
+            spec.text += u'\t';
+        for (const auto& [run, format] : p.runs) {
+            const uint32_t from = uint32_t(spec.text.size());
+            spec.text += std::u16string(run.begin(), run.end()); // the generated text is ASCII
+            if (format != ' ')
+                spec.chars.push_back({from, uint32_t(spec.text.size()),
+                                      format == 'b'   ? fixture::sprm(0x0835, {1})
+                                      : format == 'i' ? fixture::sprm(0x0836, {1})
+                                                      : fixture::sprm(0x2A3E, {1})});
+        }
+        spec.text += u'\r';
+        spec.paras.push_back({uint32_t(spec.text.size()), 0, {}});
+    }
+    std::ofstream(path, std::ios::binary) << fixture::buildDoc(spec);
+}
+
 // Every flag of the profile record on, billed per line.
 const std::map<std::string, std::string> everyExtra = {
     {"DonePer", "Line"},         {"CharPerLine", "65"},           {"LineCountWithSpaces", "1"},
@@ -201,7 +225,8 @@ int main(int argc, char** argv)
         const char* extension;
         void (*write)(const fs::path&, const std::vector<Paragraph>&);
     };
-    const Format formats[] = {{"txt", writeTxt}, {"rtf", writeRtf}, {"docx", writeDocx}, {"odt", writeOdt}};
+    const Format formats[] = {
+        {"txt", writeTxt}, {"rtf", writeRtf}, {"docx", writeDocx}, {"odt", writeOdt}, {"doc", writeDoc}};
     std::mt19937 rng(20261122);
     std::map<std::string, std::vector<fs::path>> files;
     for (const Format& f : formats)
