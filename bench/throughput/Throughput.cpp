@@ -39,7 +39,7 @@ struct Paragraph {
 std::vector<Paragraph> makeText(std::mt19937& rng)
 {
     std::vector<Paragraph> text;
-    const int paragraphs = std::uniform_int_distribution<int>(16, 40)(rng);
+    const int paragraphs = std::uniform_int_distribution<int>(22, 44)(rng);
     for (int p = 0; p < paragraphs; ++p) {
         Paragraph para;
         para.tab = rng() % 4 == 0;
