@@ -102,6 +102,10 @@ struct InlineObject {
 struct StoredStatistics {
     std::optional<int64_t> pages, words, characters, charactersWithSpaces, lines, paragraphs;
     std::string application; ///< who saved the file, when it says
+    /// Whether the saving program says the figures were an exact count of
+    /// the text as saved (Word 97-2003 files say so; when they say no, Word
+    /// stored an estimate, such as a word count worked out from the characters).
+    std::optional<bool> exact;
 };
 
 /// Document-wide settings the layout needs.

@@ -221,6 +221,9 @@ void DocReader::readStoredStatistics()
     if (tab > 0)
         settings.defaultTabStop = tab;
     StoredStatistics& stored = m_builder.stored();
+    // fExactCWords: Word recounted before saving; without it the figures
+    // may be estimates or stale.
+    stored.exact = (static_cast<uint8_t>(dop[6]) & 0x02) != 0;
     stored.words = s32(dop, 0x26);
     stored.characters = s32(dop, 0x2A);
     stored.pages = u16(dop, 0x2E);

@@ -371,7 +371,12 @@ TEST(DocReader, StoredStatisticsAndSettingsFromDocumentProperties)
     set32(spec.dop, 0x1AA, 6789); // characters with spaces
     ReadResult r = read(spec);
     ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(r.document->stored.exact, false);
+    spec.dop[6] = 0x02; // Word says it counted exactly
+    r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
     const Document& d = *r.document;
+    EXPECT_EQ(d.stored.exact, true);
     EXPECT_EQ(d.stored.words, 1234);
     EXPECT_EQ(d.stored.characters, 5678);
     EXPECT_EQ(d.stored.charactersWithSpaces, 6789);
