@@ -507,6 +507,9 @@ void DocReader::flushParagraph(std::vector<PendingChar>& chars, StoryContext& co
         if (m_builder.limitReached())
             return;
         const ResolvedChp& chp = characterProperties(chars[i], pap);
+        // Tracked changes read as the final text: deleted text is left out.
+        if (chp.chp.deleted)
+            continue;
         emit(chars[i], chp, context, pending, pendingFormat);
     }
     if (!pending.empty())

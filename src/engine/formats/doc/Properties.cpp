@@ -194,6 +194,7 @@ void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op,
     case 0x083C: f.hidden = toggle(v, b.hidden); break;
     case 0x2A53: f.doubleStrike = toggle(v, b.doubleStrike); break;
     case 0x0855: chp.special = v != 0; break;
+    case 0x0800: chp.deleted = v != 0; break;
     case 0x6A03: chp.picture = u32(op, 0); break;
     case 0x4A30: chp.istd = u16(op, 0); break;
     case 0x2A3E: f.underline = underlineKind(v); break;

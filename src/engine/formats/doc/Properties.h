@@ -25,6 +25,7 @@ struct Chp {
     CharFormat format;
     uint16_t istd = 10;           ///< character style; 10 is "Default Paragraph Font"
     bool special = false;         ///< the character is one of Word's special characters
+    bool deleted = false;         ///< a tracked deletion: not in the final text Word counts
     std::optional<uint32_t> picture; ///< offset of the picture's header in the "Data" stream
     char16_t symbol = 0;          ///< the character a symbol character shows
 };

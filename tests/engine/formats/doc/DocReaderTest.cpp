@@ -271,6 +271,15 @@ TEST(DocReader, FieldsShowTheirResultNotTheirCode)
     }
 }
 
+TEST(DocReader, TrackedDeletionsAreNotInTheFinalText)
+{
+    DocSpec spec = plain(u"keep gone kept\r");
+    spec.chars.push_back({5, 10, sprm(0x0800, {1})}); // "gone " marked deleted
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(bytes(r.document->mainStory().text), "keep kept\r");
+}
+
 TEST(DocReader, SpecialCharactersNeedTheirFlag)
 {
     // A 1, 2 or 8 is a picture, note reference or drawing only when flagged
