@@ -162,7 +162,7 @@ size_t matchRows(const std::vector<Row>& a, const std::vector<Row>& b,
                  std::vector<std::pair<size_t, size_t>>* pairs)
 {
     const size_t n = a.size(), m = b.size();
-    if (pairs && n * m <= 20'000'000) {
+    if (pairs && n * m <= 50'000'000) {
         std::vector<uint16_t> dp((n + 1) * (m + 1), 0);
         auto at = [&](size_t i, size_t j) -> uint16_t& { return dp[i * (m + 1) + j]; };
         for (size_t i = n; i-- > 0;)

@@ -106,6 +106,7 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
                              double limit)
 {
     double ascent = 0, descent = 0;
+    double blankAscent = 0, blankDescent = 0;
     bool anyVisible = false;
     double x = x0;
     double contentEnd = x0;
@@ -120,9 +121,14 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
         // 10 pt ending in a Calibri 11 pt mark is 11.5 pt high on Word's pages.
         if (mark)
             continue;
-        // A tab takes no height of its own either (a Calibri tab between
-        // Arial TOC text leaves the line at Arial's height).
-        if (it.c != Ch::Tab) {
+        // Tabs and spaces take no height of their own either: a Calibri tab
+        // or a 14 pt space between Arial 10 pt words leaves the line at
+        // Arial's height on Word's pages.
+        if (it.c == Ch::Space || it.c == Ch::Tab) {
+            const MeasuredFont& f = m_measurer.font(it.format);
+            blankAscent = std::max(blankAscent, f.ascent);
+            blankDescent = std::max(blankDescent, f.descent);
+        } else {
             const MeasuredFont& f = m_measurer.font(it.format);
             double itemAscent = f.ascent;
             if (it.c == Ch::Object) {
@@ -149,6 +155,10 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
                 contentEnd = x;
             }
         }
+    }
+    if (ascent == 0 && descent == 0) {
+        ascent = blankAscent;
+        descent = blankDescent;
     }
     if (ascent == 0 && descent == 0) {
         // Nothing visible: the line takes the height of the paragraph mark.
