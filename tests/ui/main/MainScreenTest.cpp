@@ -1,0 +1,384 @@
+// The main screen driven through its controls' names, over a copy of the samples.
+#include "app/CountRun.h"
+#include "settings/IniRW.h"
+#include "ui/main/VersionCheck.h"
+#include "ui/main/frmMain.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFile>
+#include <QFocusEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+using namespace qm;
+using namespace qm::ui;
+namespace fs = std::filesystem;
+
+Q_DECLARE_METATYPE(qm::app::RunResult)
+
+namespace {
+
+/// An engine that counts every document as one unit and, from the second
+/// document on, holds the document open until Stop is pressed: the run is
+/// then certainly inside a document when the flag is set.
+class HoldingEngine : public app::CountingEngine {
+public:
+    explicit HoldingEngine(app::StopFlag& stop) : m_stop(stop) {}
+    void OpenWord(bool) override {}
+    bool openJustDoc(const std::string&, bool) override
+    {
+        if (m_opened++ >= 1) {
+            const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            while (!m_stop.isSet() && std::chrono::steady_clock::now() < until)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return true;
+    }
+    double measure(app::Measurement, const std::string&, const std::string&) override { return 1; }
+    bool CloseDocument() override { return true; }
+    void resizeWordBack() override {}
+    void CompleteClose() override {}
+
+private:
+    app::StopFlag& m_stop;
+    int m_opened = 0;
+};
+
+} // namespace
+
+class MainScreenTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    fs::path m_folder;
+    RecordingPrompter m_prompter;
+    std::vector<MsgBoxRequest> m_boxes;
+
+    fs::path documents() const { return m_folder / "documents"; }
+    std::string option(std::string_view key) const
+    {
+        return settings::ReadINI(settings::SettingsContext{m_folder}, "Options", "MAIN", key, "<absent>");
+    }
+    void setOption(std::string_view key, std::string_view value) const
+    {
+        settings::WriteINI(settings::SettingsContext{m_folder}, "Options", "MAIN", key, value);
+    }
+
+    std::unique_ptr<frmMain> makeScreen(EngineFactory engine = {})
+    {
+        MainScreenServices services;
+        services.settings.folder = m_folder;
+        services.prompter = &m_prompter;
+        services.askMsgBox = [this](const MsgBoxRequest& r, QWidget*) {
+            m_boxes.push_back(r);
+            return MsgBoxAnswer{true, true};
+        };
+        services.printers.names = [] { return std::vector<std::string>{"Office Laser", "Back Room"}; };
+        services.printers.defaultName = [] { return std::string("Office Laser"); };
+        services.makeEngine = std::move(engine);
+        return std::make_unique<frmMain>(std::move(services));
+    }
+
+    template <class T> static T* child(QObject& screen, const char* name)
+    {
+        T* found = screen.findChild<T*>(name);
+        if (!found)
+            qFatal("no control named %s", name);
+        return found;
+    }
+
+    bool shown(const std::string& text) const
+    {
+        for (const Message& m : m_prompter.messages)
+            if (m.text == text)
+                return true;
+        return false;
+    }
+
+private slots:
+    void init()
+    {
+        qRegisterMetaType<app::RunResult>();
+        m_dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_dir->isValid());
+        m_folder = m_dir->path().toStdString();
+        const fs::path samples = fs::path(QM_SOURCE_DIR) / "samples";
+        for (const char* file : {"Options.ini", "Profiles.ini", "ProfileList.log"})
+            fs::copy_file(samples / file, m_folder / file);
+        fs::copy(samples / "documents", documents());
+        m_prompter = RecordingPrompter{};
+        m_boxes.clear();
+    }
+
+    // The lists must stay aligned through adds and removes, and the
+    // duplicate rule must hold across two presses of the same button.
+    void addAndRemoveFiles()
+    {
+        auto screen = makeScreen();
+        QVERIFY(screen->setBrowserFolder(QString::fromStdString(documents().string())));
+        auto* files = child<QListWidget>(*screen, "File1");
+        QCOMPARE(files->count(), 5);
+        QCOMPARE(child<QLabel>(*screen, "lblTotalInFolder")->text(), QString("Total Files:5"));
+
+        files->item(0)->setSelected(true);
+        files->item(2)->setSelected(true);
+        auto* add = child<QPushButton>(*screen, "cmdInsert");
+        add->click();
+        add->click(); // duplicates are refused by the samples' options
+        auto* chase = child<QListWidget>(*screen, "lstDofileList");
+        auto* paths = child<QListWidget>(*screen, "lstDofileListPATH");
+        QCOMPARE(chase->count(), 2);
+        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:2"));
+        QCOMPARE(paths->item(1)->text(),
+                 QString::fromStdString((documents() / files->item(2)->text().toStdString()).string()));
+
+        files->clearSelection();
+        add->click();
+        QVERIFY(shown("Please Select A File To Add From The File List"));
+
+        child<QPushButton>(*screen, "cmdInsertAll")->click();
+        QCOMPARE(chase->count(), 5);
+
+        // Removing non-adjacent entries keeps each name beside its path.
+        chase->item(1)->setSelected(true);
+        chase->item(3)->setSelected(true);
+        child<QPushButton>(*screen, "cmdRemoveFile")->click();
+        QCOMPARE(chase->count(), 3);
+        for (int i = 0; i < chase->count(); ++i)
+            QVERIFY(paths->item(i)->text().endsWith("/" + chase->item(i)->text()));
+
+        m_prompter.messages.clear();
+        chase->clearSelection();
+        child<QPushButton>(*screen, "cmdRemoveFile")->click();
+        QVERIFY(shown("Please Select A File To Remove From The Chase List"));
+        QCOMPARE(chase->count(), 3);
+
+        // The context menu reads "Remove Files" for several entries and
+        // offers "Traverse Selected Only" only with a selection.
+        chase->item(0)->setSelected(true);
+        chase->item(1)->setSelected(true);
+        screen->prepareChaseListMenu();
+        QCOMPARE(screen->chaseListMenu()->findChild<QAction*>("mnuRemoveFile")->text(), QString("Remove Files"));
+        QVERIFY(screen->chaseListMenu()->findChild<QAction*>("mnuChaseSelected")->isEnabled());
+
+        child<QPushButton>(*screen, "cmdRemoveALL")->click();
+        QCOMPARE(chase->count(), 0);
+        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:0"));
+        screen->prepareChaseListMenu();
+        QVERIFY(!screen->chaseListMenu()->findChild<QAction*>("mnuRemoveAll")->isEnabled());
+        QVERIFY(!screen->chaseListMenu()->findChild<QAction*>("mnuChaseSelected")->isEnabled());
+    }
+
+    // A full list refuses more with its message; Add By Date without a
+    // stored range asks first, and Cancel adds nothing.
+    void limitAndDateRangeQuestion()
+    {
+        auto screen = makeScreen();
+        QVERIFY(screen->setBrowserFolder(QString::fromStdString(documents().string())));
+        for (size_t i = 0; i < app::ChaseList::limit; ++i)
+            screen->chaseList().append("x.txt", "/nowhere/x" + std::to_string(i) + ".txt");
+        screen->refreshChaseList();
+        child<QPushButton>(*screen, "cmdInsertAll")->click();
+        QVERIFY(shown("You Can Not Add More Then 32,767 Files To The Chase List"));
+        QCOMPARE(screen->chaseList().size(), app::ChaseList::limit);
+        child<QPushButton>(*screen, "cmdRemoveALL")->click();
+
+        m_prompter.messages.clear();
+        m_prompter.answers = {MessageAnswer::Cancel};
+        child<QPushButton>(*screen, "cmdAddSubFolderByDate")->click();
+        QCOMPARE(m_prompter.messages.size(), size_t(1));
+        QCOMPARE(m_prompter.messages[0].title, std::string("Date Range"));
+        QCOMPARE(m_prompter.beeps, 1);
+        QCOMPARE(screen->chaseList().size(), size_t(0));
+
+        // OK goes on with today as the range: the copies were made today.
+        m_prompter.answers = {MessageAnswer::Ok};
+        child<QPushButton>(*screen, "cmdAddSubFolderByDate")->click();
+        QCOMPARE(child<QListWidget>(*screen, "lstDofileList")->count(), 5);
+        QVERIFY(child<QTabWidget>(*screen, "SSTab1")->isEnabled());
+        QVERIFY(child<QFrame>(*screen, "FrameStop")->isHidden());
+    }
+
+    // The run counts on a worker thread with our engine and the grid gets
+    // one row per document; the tabs are locked while it runs.
+    void countRunFillsTheGrid()
+    {
+        auto screen = makeScreen();
+        QSignalSpy finished(screen.get(), &frmMain::runFinished);
+        QVERIFY(screen->setBrowserFolder(QString::fromStdString(documents().string())));
+        child<QPushButton>(*screen, "cmdInsertAll")->click();
+        child<QPushButton>(*screen, "CmdStart")->click();
+        QVERIFY(!child<QTabWidget>(*screen, "SSTab1")->isEnabled());
+        QVERIFY(!child<QFrame>(*screen, "FrameStop")->isHidden());
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 120000);
+
+        auto* grid = child<QTableWidget>(*screen, "flexgrid");
+        QCOMPARE(grid->rowCount(), 5);
+        QCOMPARE(grid->columnCount(), 5);
+        for (int r = 0; r < grid->rowCount(); ++r) {
+            QVERIFY(grid->item(r, 2)->text().toDouble() > 0);
+            QVERIFY(!grid->item(r, 3)->text().isEmpty());
+            QVERIFY(QFile::exists(grid->item(r, 4)->text()));
+            QCOMPARE(grid->item(r, 1)->text(), child<QListWidget>(*screen, "lstDofileList")->item(r)->text());
+        }
+        const auto result = finished.at(0).at(0).value<app::RunResult>();
+        QCOMPARE(result.ending, app::RunEnding::Finished);
+        QCOMPARE(result.unitLabel, std::string("Lines"));
+        QVERIFY(child<QTabWidget>(*screen, "SSTab1")->isEnabled());
+        QVERIFY(child<QFrame>(*screen, "FrameStop")->isHidden());
+        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:5"));
+        QVERIFY(m_prompter.messages.empty());
+    }
+
+    // Stop during the second document: that document is finished, no more
+    // are opened, and the run ends without the report.
+    void stopEndsTheRunAfterTheCurrentDocument()
+    {
+        std::unique_ptr<frmMain> screen;
+        screen = makeScreen([&](Prompter&, const settings::SettingsContext&, const std::string&) {
+            return std::make_unique<HoldingEngine>(screen->stopFlag());
+        });
+        QSignalSpy finished(screen.get(), &frmMain::runFinished);
+        QSignalSpy ended(screen.get(), &frmMain::runEnded);
+        for (int i = 0; i < 10; ++i)
+            screen->chaseList().append("clinic-note-0302.txt", (documents() / "clinic-note-0302.txt").string());
+        screen->refreshChaseList();
+        child<QPushButton>(*screen, "CmdStart")->click();
+        QTRY_VERIFY(child<QLabel>(*screen, "lbltotalFiles")->text().startsWith("Files To Count:2 of 10"));
+        child<QPushButton>(*screen, "cmdStop")->click();
+        QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 30000);
+        const auto result = ended.at(0).at(0).value<app::RunResult>();
+        QCOMPARE(result.ending, app::RunEnding::Stopped);
+        QCOMPARE(result.rows.size(), size_t(2));
+        QCOMPARE(child<QTableWidget>(*screen, "flexgrid")->rowCount(), 2);
+        QCOMPARE(finished.count(), 0);
+        QVERIFY(child<QTabWidget>(*screen, "SSTab1")->isEnabled());
+    }
+
+    // The seconds box's key and range rules, and Save writing the options.
+    void secondsBoxAndSave()
+    {
+        auto screen = makeScreen();
+        auto* seconds = child<QLineEdit>(*screen, "txtSecToPrint");
+        auto* save = child<QPushButton>(*screen, "CmdSave");
+        QVERIFY(!save->isEnabled());
+        QTest::keyClick(seconds, Qt::Key_Backspace);
+        QCOMPARE(seconds->text(), QString());
+        QTest::keyClicks(seconds, "6x0");
+        QCOMPARE(seconds->text(), QString("60"));
+        QVERIFY(m_prompter.messages.empty());
+        QTest::keyClicks(seconds, "5");
+        QCOMPARE(seconds->text(), QString());
+        QVERIFY(shown("Value must be 0 to 60 seconds"));
+        QFocusEvent out(QEvent::FocusOut);
+        QApplication::sendEvent(seconds, &out);
+        QCOMPARE(seconds->text(), QString("0"));
+        QVERIFY(save->isEnabled());
+
+        QTest::keyClick(seconds, Qt::Key_Backspace);
+        QTest::keyClicks(seconds, "012");
+        child<QLineEdit>(*screen, "mskFax")->setText("(217) 555-0199");
+        m_prompter.messages.clear();
+        m_prompter.answers = {MessageAnswer::Cancel};
+        save->click();
+        QCOMPARE(option("SecToWait"), std::string("0"));
+
+        child<QLineEdit>(*screen, "mskFax")->clear();
+        child<QCheckBox>(*screen, "chkDupilcateFiles")->setChecked(false);
+        m_prompter.messages.clear();
+        m_prompter.answers = {MessageAnswer::Ok};
+        save->click();
+        QCOMPARE(m_prompter.messages.size(), size_t(2));
+        QCOMPARE(m_prompter.messages[0].text,
+                 std::string("You Have Left Some Fields Blank, Would You Like To Continue Saving?"));
+        QCOMPARE(m_prompter.messages[1].text, std::string("Options Saved."));
+        QCOMPARE(option("SecToWait"), std::string("012")); // a leading zero is no excess
+        QCOMPARE(option("Fax"), std::string("<absent>"));
+        QCOMPARE(option("AddDupilcateFiles"), std::string("0"));
+        QCOMPARE(option("PrinterToUse"), std::string("Office Laser"));
+        QCOMPARE(option("CompanyName"), std::string("Demo Transcription Services"));
+
+        // A chosen printer is written at once; Clear deletes the company keys.
+        auto* printer = child<QComboBox>(*screen, "cboPrinterToUse");
+        printer->setCurrentIndex(1);
+        QMetaObject::invokeMethod(printer, "activated", Q_ARG(int, 1));
+        QCOMPARE(option("PrinterToUse"), std::string("Back Room"));
+        m_prompter.answers = {MessageAnswer::Ok};
+        child<QPushButton>(*screen, "cmdClear")->click();
+        QCOMPARE(option("CompanyName"), std::string("<absent>"));
+        QCOMPARE(option("Zip"), std::string("<absent>"));
+        QVERIFY(!save->isEnabled());
+    }
+
+    // The profile chosen at close is the one selected at the next start; a
+    // stored name that is not listed selects nothing.
+    void profileToUseRoundTrip()
+    {
+        setOption("ProfileToUse", "Per Word");
+        {
+            auto screen = makeScreen();
+            QCOMPARE(screen->profileBox()->currentText(), QString("Per Word"));
+            QCOMPARE(screen->profileList()->currentRow(), 1);
+            QCOMPARE(child<QComboBox>(*screen, "cboFiletype")->currentText(),
+                     QString("*.doc;*.rtf;*.txt;*.text;*.odt"));
+            screen->profileList()->setCurrentRow(0);
+            QCOMPARE(screen->currentProfile(), QString("Demo Transcription"));
+            QVERIFY(screen->close());
+        }
+        QCOMPARE(option("ProfileToUse"), std::string("Demo Transcription"));
+
+        setOption("ProfileToUse", "Nobody");
+        {
+            auto screen = makeScreen();
+            QCOMPARE(screen->currentProfile(), QString());
+            QCOMPARE(screen->profileList()->currentRow(), -1);
+            QVERIFY(screen->close());
+        }
+        QCOMPARE(option("ProfileToUse"), std::string("<absent>"));
+    }
+
+    // Only the 97 generation before its second service release warns, and
+    // a ticked "Do Not Show This Again" silences it for good.
+    void versionWarning()
+    {
+        const struct {
+            const char* version;
+            const char* verChk;
+            bool warns;
+        } cases[] = {{"8.0", "1", true},  {"8.0a", "1", true}, {"8.0b", "1", false}, {"9.0", "1", false},
+                     {"7.0", "1", false}, {"8.0", "0", false}, {"Quillmeter engine " QM_VERSION, "1", false}};
+        for (const auto& c : cases) {
+            const auto warning = outdatedVersionWarning(c.version, c.verChk);
+            QVERIFY2(warning.has_value() == c.warns, c.version);
+        }
+        QVERIFY(outdatedVersionWarning("8.0a", "1")->startsWith("You Are Runing Microsoft(R) Word 97 8a,"));
+
+        setOption("VerChk", ""); // absent: the warning is still due
+        const settings::SettingsContext context{m_folder};
+        int asked = 0;
+        const MessageBoxAsk tick = [&](const MsgBoxRequest& r, QWidget*) {
+            ++asked;
+            return MsgBoxAnswer{true, r.sign == "!"};
+        };
+        runVersionCheck(context, "8.0", tick, nullptr);
+        QCOMPARE(option("VerChk"), std::string("0"));
+        runVersionCheck(context, "8.0", tick, nullptr);
+        QCOMPARE(asked, 1);
+    }
+};
+
+QTEST_MAIN(MainScreenTest)
+#include "MainScreenTest.moc"
