@@ -1,0 +1,310 @@
+// Laid-out pages drawn on a raster: ink where the layout put the text, none for hidden text, tables.
+#include "engine/model/DocumentBuilder.h"
+#include "render/FontFaces.h"
+#include "render/PageDrawer.h"
+
+#include <gtest/gtest.h>
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <functional>
+#include <optional>
+
+using namespace qm::engine;
+using namespace qm::engine::layout;
+
+namespace {
+
+// A tenth of a pixel per twip: 144 pixels per inch, fine enough to tell
+// a glyph's place to within a point.
+constexpr double PxPerTwip = 0.1;
+
+struct Box {
+    double left, top, right, bottom; // twips
+};
+
+/// A page drawn on white.
+class Raster {
+public:
+    Raster(const Document& doc, const LaidOutPage& page)
+    {
+        m_width = static_cast<int>(page.width * PxPerTwip);
+        m_height = static_cast<int>(page.height * PxPerTwip);
+        m_surface = cairo_image_surface_create(CAIRO_FORMAT_RGB24, m_width, m_height);
+        cairo_t* cr = cairo_create(m_surface);
+        cairo_set_source_rgb(cr, 1, 1, 1);
+        cairo_paint(cr);
+        cairo_scale(cr, PxPerTwip, PxPerTwip);
+        {
+            std::lock_guard lock(qm::render::renderLock());
+            qm::render::PageDrawer drawer(doc);
+            drawer.drawPage(cr, page);
+        }
+        cairo_destroy(cr);
+        cairo_surface_flush(m_surface);
+    }
+    ~Raster() { cairo_surface_destroy(m_surface); }
+
+    /// Red, green and blue of the pixel at (x, y) twips.
+    std::array<int, 3> rgb(double x, double y) const
+    {
+        const int px = std::clamp(static_cast<int>(x * PxPerTwip), 0, m_width - 1);
+        const int py = std::clamp(static_cast<int>(y * PxPerTwip), 0, m_height - 1);
+        const auto* row = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(m_surface) +
+                                                            py * cairo_image_surface_get_stride(m_surface));
+        const uint32_t v = row[px];
+        return {static_cast<int>((v >> 16) & 0xFF), static_cast<int>((v >> 8) & 0xFF), static_cast<int>(v & 0xFF)};
+    }
+
+    /// The bounding box of pixels that pass `test`, inside `within`.
+    std::optional<Box> ink(const Box& within, const std::function<bool(std::array<int, 3>)>& test = dark) const
+    {
+        std::optional<Box> box;
+        const double step = 1 / PxPerTwip;
+        for (double y = std::max(0.0, within.top); y < within.bottom; y += step)
+            for (double x = std::max(0.0, within.left); x < within.right; x += step)
+                if (test(rgb(x, y))) {
+                    if (!box)
+                        box = Box{x, y, x + step, y + step};
+                    box->left = std::min(box->left, x);
+                    box->top = std::min(box->top, y);
+                    box->right = std::max(box->right, x + step);
+                    box->bottom = std::max(box->bottom, y + step);
+                }
+        return box;
+    }
+
+    static bool dark(std::array<int, 3> c) { return std::max({c[0], c[1], c[2]}) < 110; }
+
+private:
+    cairo_surface_t* m_surface = nullptr;
+    int m_width = 0, m_height = 0;
+};
+
+CharFormat times(uint16_t halfPoints = 24)
+{
+    CharFormat f;
+    f.fontName = "Times New Roman";
+    f.sizeHalfPoints = halfPoints;
+    return f;
+}
+
+struct Para {
+    std::u16string text;
+    ParaFormat format = {};
+    CharFormat chars = times();
+    std::u16string hiddenTail = {};
+};
+
+std::unique_ptr<Document> makeDocument(const std::vector<Para>& paras)
+{
+    DocumentBuilder b("docx");
+    for (const Para& p : paras) {
+        const uint32_t cf = b.charFormat(p.chars);
+        b.appendText(p.text, cf);
+        if (!p.hiddenTail.empty()) {
+            CharFormat hidden = p.chars;
+            hidden.hidden = true;
+            b.appendText(p.hiddenTail, b.charFormat(hidden));
+        }
+        b.endParagraph(b.paraFormat(p.format), cf);
+    }
+    return b.finish({}, {});
+}
+
+Box band(const LaidOutLine& l) { return {0, l.y, 12240, l.y + l.height}; }
+
+// Glyphs sit inside their advance but not flush with it: side bearings of
+// Times at 12 pt are under a point.
+constexpr double Bearing = 30;
+
+} // namespace
+
+// Catches text drawn at the wrong scale, from the wrong origin, or in a face
+// of other widths than the layout measured: each line's ink must start at
+// its first run and end at the end of its last one, aligned as laid out.
+TEST(PageDrawer, InkCoversEachLineWhereTheLayoutPutIt)
+{
+    ParaFormat centred, right;
+    centred.alignment = Alignment::Center;
+    right.alignment = Alignment::Right;
+    // No descenders: the ink of capitals and ascenders ends on the baseline.
+    auto doc = makeDocument({{u"Left the text in Times"},
+                             {u"Centred text", centred},
+                             {u"Flush RIGHT", right},
+                             {u"LARGE WAVE", {}, times(48)}});
+    const LayoutResult layout = layoutDocument(*doc);
+    ASSERT_EQ(layout.pages.size(), 1u);
+    const Raster raster(*doc, layout.pages[0]);
+    for (const LaidOutLine& line : layout.pages[0].lines) {
+        SCOPED_TRACE(line.start);
+        ASSERT_FALSE(line.runs.empty());
+        const auto ink = raster.ink(band(line));
+        ASSERT_TRUE(ink.has_value());
+        EXPECT_NEAR(ink->left, line.runs.front().x, Bearing);
+        EXPECT_NEAR(ink->right, line.x + line.width, Bearing);
+        // Capitals stand on the baseline and reach most of the way up.
+        EXPECT_NEAR(ink->bottom, line.y + line.ascent, 30);
+        EXPECT_LT(ink->top, line.y + line.ascent * 0.5);
+        EXPECT_GE(ink->top, line.y);
+    }
+}
+
+// The layout leaves hidden characters out of its runs but inside the line's
+// range; a renderer drawing the range would show them.
+TEST(PageDrawer, HiddenTextIsNotDrawn)
+{
+    auto doc = makeDocument({{u"Shown", {}, times(), u"HIDDEN HIDDEN HIDDEN"}, {u"", {}, times(), u"ONLY HIDDEN"}});
+    const LayoutResult layout = layoutDocument(*doc);
+    ASSERT_EQ(layout.pages.size(), 1u);
+    const Raster raster(*doc, layout.pages[0]);
+    const LaidOutLine& line = layout.pages[0].lines.at(0);
+    const auto ink = raster.ink(band(line));
+    ASSERT_TRUE(ink.has_value());
+    EXPECT_NEAR(ink->right, line.runs.back().x + line.runs.back().width, Bearing);
+    // Nothing anywhere below the first line.
+    EXPECT_FALSE(raster.ink({0, line.y + line.height, 12240, 15840}).has_value());
+}
+
+// Tabs are sized by the layout and not stored per character; the text after
+// a tab must still start at the stop (the default stops every half inch).
+TEST(PageDrawer, TextAfterATabStartsAtTheStop)
+{
+    auto doc = makeDocument({{u"A\tB"}, {u"Word\t\tX"}});
+    const LayoutResult layout = layoutDocument(*doc);
+    const Raster raster(*doc, layout.pages[0]);
+    struct Case {
+        size_t line;
+        double stop;
+    } cases[] = {{0, 1440 + 720}, {1, 1440 + 1440}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.line);
+        const LaidOutLine& l = layout.pages[0].lines.at(c.line);
+        const auto after = raster.ink({c.stop - 100, l.y, 12240, l.y + l.height});
+        ASSERT_TRUE(after.has_value());
+        EXPECT_NEAR(after->left, c.stop, Bearing);
+        // Nothing between the first word and the stop.
+        const auto before = raster.ink({1440, l.y, c.stop - 100, l.y + l.height});
+        ASSERT_TRUE(before.has_value());
+        EXPECT_LT(before->right, 1440 + 700);
+    }
+}
+
+// A justified paragraph's wrapped lines reach the right margin; its last
+// line does not stretch.
+TEST(PageDrawer, JustifiedLinesSpreadToTheMargin)
+{
+    ParaFormat justified;
+    justified.alignment = Alignment::Justify;
+    auto doc = makeDocument({{u"Justified text runs over more than one line so that its first line is spread out "
+                              u"to the right margin while its last line keeps its natural width.",
+                              justified}});
+    const LayoutResult layout = layoutDocument(*doc);
+    const auto& lines = layout.pages[0].lines;
+    ASSERT_GE(lines.size(), 2u);
+    const Raster raster(*doc, layout.pages[0]);
+    const auto first = raster.ink(band(lines.front()));
+    const auto last = raster.ink(band(lines.back()));
+    ASSERT_TRUE(first && last);
+    EXPECT_NEAR(first->right, 12240 - 1440, Bearing);
+    EXPECT_NEAR(last->right, lines.back().x + lines.back().width, Bearing);
+    EXPECT_LT(last->right, 12240 - 1440 - 1000);
+}
+
+TEST(PageDrawer, ColourUnderlineAndListLabel)
+{
+    CharFormat red = times();
+    red.color = 0xFF0000;
+    red.underline = UnderlineKind::Single;
+    ParaFormat listed;
+    listed.listLabel = u"1.";
+    listed.leftIndent = 720;
+    listed.firstLineIndent = -360;
+    auto doc = makeDocument({{u"red and underlined", {}, red}, {u"Listed", listed}});
+    const LayoutResult layout = layoutDocument(*doc);
+    const Raster raster(*doc, layout.pages[0]);
+    const LaidOutLine& redLine = layout.pages[0].lines.at(0);
+    auto isRed = [](std::array<int, 3> c) { return c[0] > 180 && c[1] < 90 && c[2] < 90; };
+    const auto redInk = raster.ink(band(redLine), isRed);
+    ASSERT_TRUE(redInk.has_value());
+    EXPECT_FALSE(raster.ink(band(redLine)).has_value()) << "nothing of the red line is drawn black";
+    // The underline runs under the spaces between the words too: the row
+    // just below the baseline is red from the first letter to the last.
+    const double underY = redLine.y + redLine.ascent + 30;
+    int redColumns = 0, columns = 0;
+    for (double x = redInk->left + 20; x < redInk->right - 20; x += 10, ++columns)
+        redColumns += isRed(raster.rgb(x, underY)) || isRed(raster.rgb(x, underY - 10)) || isRed(raster.rgb(x, underY + 10));
+    EXPECT_GT(columns, 0);
+    EXPECT_EQ(redColumns, columns);
+
+    const LaidOutLine& listLine = layout.pages[0].lines.at(1);
+    ASSERT_EQ(listLine.label, u"1.");
+    const auto label = raster.ink({0, listLine.y, listLine.runs.front().x - 20, listLine.y + listLine.height});
+    ASSERT_TRUE(label.has_value());
+    EXPECT_NEAR(label->left, 1440 + 360, Bearing);
+}
+
+namespace {
+
+std::unique_ptr<Document> table(bool borders)
+{
+    DocumentBuilder b("docx");
+    const uint32_t cf = b.charFormat(times());
+    const uint32_t pf = b.paraFormat({});
+    TableRowFormat row;
+    row.cells = {{2880}, {2880}};
+    row.cells[1].shading = 0x00C000;
+    row.borders = borders;
+    b.appendText(u"before", cf);
+    b.endParagraph(pf, cf);
+    b.beginTable();
+    for (int r = 0; r < 2; ++r) {
+        b.beginRow();
+        for (const char16_t* text : {u"cell one", u"cell two"}) {
+            b.beginCell();
+            b.appendText(text, cf);
+            b.endCell(pf, cf);
+        }
+        b.endRow(row, cf);
+    }
+    b.endTable();
+    b.appendText(u"after", cf);
+    b.endParagraph(pf, cf);
+    return b.finish({}, {});
+}
+
+} // namespace
+
+// Cell edges lie a cell margin left of the text (108 twips by default) and a
+// cell width apart; the shaded cell is filled under its text.
+TEST(PageDrawer, TableCellsHaveBordersAndShading)
+{
+    for (bool borders : {true, false}) {
+        SCOPED_TRACE(borders);
+        auto doc = table(borders);
+        const LayoutResult layout = layoutDocument(*doc);
+        const auto& lines = layout.pages[0].lines;
+        ASSERT_EQ(lines.size(), 6u);
+        const Raster raster(*doc, layout.pages[0]);
+        const double top = lines[1].y, bottom = lines[4].y + lines[4].height;
+        for (double edge : {1440.0 - 108, 1440.0 - 108 + 2880, 1440.0 - 108 + 5760}) {
+            SCOPED_TRACE(edge);
+            const auto line = raster.ink({edge - 15, top + 20, edge + 15, bottom - 20});
+            EXPECT_EQ(line.has_value(), borders);
+            if (borders && line) {
+                EXPECT_LT(line->top, top + 40);
+                EXPECT_GT(line->bottom, bottom - 40);
+            }
+        }
+        auto isGreen = [](std::array<int, 3> c) { return c[1] > 150 && c[0] < 60 && c[2] < 60; };
+        const auto green = raster.ink({1440 - 108 + 2880 + 20, top, 1440 - 108 + 5760 - 20, bottom}, isGreen);
+        ASSERT_TRUE(green.has_value());
+        EXPECT_NEAR(green->top, top, 40);
+        EXPECT_NEAR(green->bottom, bottom, 40);
+        EXPECT_FALSE(raster.ink({1440 - 108 + 20, top, 1440 - 108 + 2880 - 20, bottom}, isGreen).has_value());
+        // The shading does not hide the text.
+        EXPECT_TRUE(raster.ink({1440 - 108 + 2880 + 60, lines[1].y, 1440 - 108 + 5760 - 60, lines[1].y + lines[1].height})
+                        .has_value());
+    }
+}
