@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFocusEvent>
+#include <QFrame>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -314,7 +315,7 @@ void ProfileDialog::build()
     // A postal code: digits with an optional dash and extension.
     lineEdit(C::mskZip)->setValidator(
         new QRegularExpressionValidator(QRegularExpression("[0-9]{0,5}(-[0-9]{0,4})?"), this));
-    lineEdit(C::mskZip)->setPlaceholderText("#####-####");
+    lineEdit(C::mskZip)->setMinimumWidth(lineEdit(C::mskZip)->fontMetrics().horizontalAdvance("00000-00000"));
 
     // Billing.
     auto* billing = new QGroupBox("Billing:", this);
@@ -328,6 +329,7 @@ void ProfileDialog::build()
     billingGrid->addWidget(control(C::chkLineCountWithSpaces), 1, 3);
     billingGrid->setColumnStretch(3, 1);
     lineEdit(C::txtBillAmount)->setMaximumWidth(110);
+    control(C::cboDoneBy)->setMinimumWidth(control(C::cboDoneBy)->fontMetrics().horizontalAdvance("Character And Space") + 40);
     lineEdit(C::txtCharPerLine)->setMaximumWidth(60);
 
     // Counting rules: a check box with its amount, in two columns, then the
@@ -343,12 +345,15 @@ void ProfileDialog::build()
         amount->setMaximumWidth(56);
         rulesGrid->addWidget(amount, row, column + 1);
     }
-    int row = half;
-    rulesGrid->addWidget(control(C::chkCountHeaderFooter), row, 2, 1, 2);
-    rulesGrid->addWidget(control(C::chkTraverseHeaderAndFooter), ++row, 0, 1, 2);
-    rulesGrid->addWidget(control(C::chkTraverseHeaderAndFooterFirstPage), row, 2, 1, 2);
-    rulesGrid->addWidget(control(C::chkRoundCountToNearestWholeNumber), ++row, 0, 1, 2);
-    rulesGrid->addWidget(control(C::chkDoNotCountBlankLine), row, 2, 1, 2);
+    auto* separator = new QFrame(this);
+    separator->setFrameShape(QFrame::HLine);
+    separator->setFrameShadow(QFrame::Sunken);
+    rulesGrid->addWidget(separator, half, 0, 1, 4);
+    const C plainBoxes[] = {C::chkCountHeaderFooter, C::chkRoundCountToNearestWholeNumber,
+                            C::chkTraverseHeaderAndFooter, C::chkTraverseHeaderAndFooterFirstPage,
+                            C::chkDoNotCountBlankLine};
+    for (int i = 0; i < int(std::size(plainBoxes)); ++i)
+        rulesGrid->addWidget(control(plainBoxes[i]), half + 1 + i / 2, (i % 2) * 2, 1, 2);
     control(C::chkTraverseHeaderAndFooter)
         ->setToolTip("This options counts all unique headers and footers throughout the entire document, "
                      "differentiated by section breaks");
@@ -384,6 +389,7 @@ void ProfileDialog::build()
     browseButton->setObjectName("cmdDFPathBrowse");
     browseButton->setToolTip("Choose the folder the file browser opens for this profile");
     browseButton->setAutoDefault(false);
+    browseButton->setMaximumWidth(browseButton->fontMetrics().horizontalAdvance("...") * 4);
     connect(browseButton, &QPushButton::clicked, this, &ProfileDialog::browse);
     documentsGrid->addWidget(browseButton, 1, 3);
     documentsGrid->setColumnStretch(2, 1);
