@@ -7,6 +7,8 @@
 #include "cli/Breakdown.h"
 #include "cli/Json.h"
 #include "cli/StderrPrompter.h"
+#include "report/InvoiceFile.h"
+#include "report/Report.h"
 #include "settings/IniRW.h"
 #include "settings/Options.h"
 #include "settings/ProfileStore.h"
@@ -200,10 +202,13 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const bool csv = ctx.args.flag("--csv");
     const bool json = ctx.args.flag("--json");
     const bool breakdown = ctx.args.flag("--breakdown");
+    const std::optional<std::string> invoiceOption = ctx.args.option("--invoice");
     const std::vector<std::string> paths = ctx.args.positionals();
     if (!profileOption || paths.empty())
         throw UsageError("usage: quillmeter count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... "
-                         "[--csv|--json] [--breakdown]");
+                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf]");
+    if (invoiceOption && !report::invoiceFormatOf(*invoiceOption))
+        throw UsageError("--invoice writes a .docx or a .pdf file: " + *invoiceOption);
     if (csv && json)
         throw UsageError("choose one of --csv and --json");
     if (csv && breakdown)
@@ -277,6 +282,27 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         for (const app::ResultRow& row : result.rows)
             breakdowns.push_back(measureUnderProfile(row.path, *found, settings, prompter));
 
+    // The invoice is the report a finished run hands over to; a stopped or
+    // failed run has none, as on the screen.
+    bool invoiceFailed = false;
+    if (invoiceOption) {
+        if (result.ending == app::RunEnding::Finished) {
+            report::ReportSources sources;
+            sources.settings = settings;
+            sources.rows = result.rows;
+            sources.currency = currency;
+            report::Report report(std::move(sources), prompter);
+            const auto invoice = report.writereport(*found);
+            const engine::WriteResult written = report::saveInvoice(*invoice, *invoiceOption);
+            if (!written.ok()) {
+                ctx.err << "quillmeter count: " << *invoiceOption << ": " << written.error << "\n";
+                invoiceFailed = true;
+            }
+        } else {
+            ctx.err << "quillmeter count: the run did not finish; no invoice written\n";
+        }
+    }
+
     const Totals totals = totalsOf(result);
     if (json) {
         printJson(ctx.out, *found, result, totals, prompter.messages, breakdowns);
@@ -292,7 +318,7 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
 
     switch (result.ending) {
     case app::RunEnding::Finished:
-        return result.unopened.empty() ? Success : Failure;
+        return result.unopened.empty() && !invoiceFailed ? Success : Failure;
     case app::RunEnding::ProfileError:
         return UsageFailure;
     case app::RunEnding::NotStarted:

@@ -83,11 +83,16 @@ InvoiceContent invoiceContent(const InvoiceSettings& settings, std::span<const a
         // grid rows after the first document, leaving the first two documents white.
         const std::size_t gridRow = i + 1;
         out.banded = gridRow % 2 == 1 && gridRow != 1 && settings.tableColor;
-        out.document = trimmed(settings.showDocPath ? row.path : row.name);
+        // The grid's name cell may already carry the run's file date line for the
+        // screen; the invoice writes its own below, so the name alone is taken
+        // and the date shows once.
+        const std::string name = row.name.substr(0, row.name.find('\r'));
+        out.document = trimmed(settings.showDocPath ? row.path : name);
         if (withDate)
             out.document += "\r|" + settings.showFileCreateInfo + " "
                 + (fileDate ? fileDate(row.path, settings.showFileCreateInfo) : std::string()) + "|";
-        out.count = formatNumber(leadingNumber(row.count), countPattern);
+        // An empty count cell is typed as it is, not as a zero.
+        out.count = trimmed(row.count).empty() ? std::string() : formatNumber(leadingNumber(row.count), countPattern);
         out.amount = trimmed(row.amount);
         content.rows.push_back(std::move(out));
     }

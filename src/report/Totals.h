@@ -26,7 +26,13 @@ struct Totals {
 /// Asked before each row; true ends the walk early (the user pressed Stop).
 using StopRequested = std::function<bool()>;
 
-/// Sums the grid's count and amount cells. Empty cells count as a document but add
+/// Sums the grid's count and amount cells. The results grid is a heading row
+/// followed by one row per document, and `rows` holds the document rows only.
+/// The heading row carries neither a count nor an amount, and empty cells are
+/// skipped rather than read as zero, so walking it would add nothing: leaving
+/// it out gives the same totals (with rounding too, as nothing is added for
+/// it). It still counts in the grid's row count, which is why the documents
+/// figure is that count minus one and the invoice's "Total:" is the count itself. Empty cells count as a document but add
 /// nothing. With whole-unit rounding each count and the running total are rounded
 /// half to even before adding, so 1.5 and 2.5 make 4. Nothing when stopped early.
 [[nodiscard]] std::optional<Totals> computeTotals(std::span<const app::ResultRow> rows,

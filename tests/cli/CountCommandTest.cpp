@@ -1,5 +1,6 @@
 // quillmeter count with a scripted engine: filling the list, output forms and exit codes.
 #include "cli/CountCommand.h"
+#include "engine/formats/Reader.h"
 
 #include <gtest/gtest.h>
 
@@ -128,4 +129,29 @@ TEST_F(CountCommand, BreakdownAddsEveryMeasurementOfEachDocument)
                              "\"breakdown\": {", "\"characters\": 3", "\"characters_per_line\": 4"})
         EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
     EXPECT_THROW(count({"--profile", "Per Word", "--csv", "--breakdown", (root / "docs").string()}), UsageError);
+}
+
+TEST_F(CountCommand, InvoiceIsWrittenAfterAFinishedRun)
+{
+    write("settings/Options.ini", "[MAIN]\r\nCompanyName=Quill Typing\r\n");
+    write("settings/Profiles.ini", "[Per Word]\r\nDonePer=Word\r\nBillAmount=$0.10\r\nDocType=*.txt\r\n"
+                                   "PrintCountedDoc=1\r\nShowBillingRate=1\r\n");
+    const fs::path invoice = root / "invoice.docx";
+    EXPECT_EQ(count({"--profile", "Per Word", "--invoice", invoice.string(), (root / "docs").string()}), Success);
+    EXPECT_NE(out.str().find("2 documents"), std::string::npos) << "the table is still printed";
+    const engine::ReadResult read = engine::readDocument(invoice);
+    ASSERT_TRUE(read.ok()) << read.error;
+    const std::u16string& text = read.document->mainStory().text;
+    for (const char16_t* part : {u"Per Word\r", u"Quill Typing", u"a.txt\a12.00\a$1.20\a",
+                                 u"Total:3    ( Billed @ $0.10 / Word )\a15.00\a$1.50\a"})
+        EXPECT_NE(text.find(part), std::u16string::npos) << std::string(part, part + std::char_traits<char16_t>::length(part));
+
+    // A file of another kind is refused before anything is counted.
+    EXPECT_THROW(count({"--profile", "Per Word", "--invoice", (root / "invoice.txt").string(), (root / "docs").string()}),
+                 UsageError);
+    // A folder that does not exist: the run's table is printed, the exit says the invoice failed.
+    EXPECT_EQ(count({"--profile", "Per Word", "--invoice", (root / "none/invoice.docx").string(),
+                     (root / "docs").string()}),
+              Failure);
+    EXPECT_NE(err.str().find("none/invoice.docx: cannot write the file"), std::string::npos) << err.str();
 }

@@ -109,6 +109,12 @@ void Document::applyEdits(size_t storyIndex, const std::vector<StoryEdit>& edits
             s.end = mapPosition(s.end);
         sections.back().end = static_cast<uint32_t>(text.size());
     }
+    for (Field& f : fields) {
+        if (f.story == static_cast<int32_t>(storyIndex)) {
+            f.start = mapPosition(f.start);
+            f.end = mapPosition(f.end);
+        }
+    }
     story.text = std::move(text);
     story.attrs = std::move(attrs);
 }

@@ -97,6 +97,17 @@ struct InlineObject {
     int32_t story = -1; ///< a text box's own story, or -1
 };
 
+/// A field such as a page number: the text [start, end) of a story is the
+/// result the instruction last produced ("1" for "PAGE"). Counting and layout
+/// read the result like any other text; writers keep the instruction so that
+/// the word processor recomputes it.
+struct Field {
+    int32_t story = 0;
+    uint32_t start = 0;
+    uint32_t end = 0;
+    std::string instruction; ///< as Word writes it, e.g. "PAGE"
+};
+
 /// Statistics the saving program stored in the file (docProps/app.xml, the DOP,
 /// RTF \info). Kept for comparison only: counting never uses them.
 struct StoredStatistics {
@@ -140,6 +151,7 @@ public:
     std::vector<Section> sections{Section{}};
     std::vector<Note> notes;
     std::vector<InlineObject> objects;
+    std::vector<Field> fields; ///< in the order they were built
     DocumentSettings settings;
     StoredStatistics stored;
     std::vector<Diagnostic> diagnostics;

@@ -278,6 +278,15 @@ int32_t DocumentBuilder::addNote(const Note& note)
     return static_cast<int32_t>(m_doc->notes.size() - 1);
 }
 
+int32_t DocumentBuilder::addField(uint32_t start, std::string instruction)
+{
+    const uint32_t end = position();
+    if (start >= end)
+        return -1;
+    m_doc->fields.push_back(Field{static_cast<int32_t>(m_current), start, end, std::move(instruction)});
+    return static_cast<int32_t>(m_doc->fields.size() - 1);
+}
+
 void DocumentBuilder::diagnose(std::string code, Severity severity, std::string location,
                                std::string message)
 {

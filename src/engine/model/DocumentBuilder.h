@@ -70,6 +70,9 @@ public:
 
     int32_t addObject(const InlineObject& object);
     int32_t addNote(const Note& note);
+    /// Marks [start, position()) of the current story as the result of a
+    /// field with this instruction. Empty or reversed ranges are refused (-1).
+    int32_t addField(uint32_t start, std::string instruction);
 
     DocumentSettings& settings() { return m_doc->settings; }
     StoredStatistics& stored() { return m_doc->stored; }

@@ -1,0 +1,282 @@
+// Tests for the .docx writer: what it writes reads back through our own reader unchanged.
+#include "engine/formats/Reader.h"
+#include "engine/formats/docx/ZipPackage.h"
+#include "engine/formats/docxwriter/DocxWriter.h"
+#include "engine/model/DocumentBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace qm::engine {
+namespace {
+
+namespace fs = std::filesystem;
+
+class DocxWriterTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_folder = fs::temp_directory_path() / ("qm-docxwriter-" + std::to_string(::getpid()) + "-" +
+                                                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(m_folder);
+        fs::create_directories(m_folder);
+    }
+    void TearDown() override { fs::remove_all(m_folder); }
+
+    std::unique_ptr<Document> roundTrip(const Document& doc)
+    {
+        const fs::path file = m_folder / "out.docx";
+        const WriteResult written = writeDocx(doc, file);
+        EXPECT_TRUE(written.ok()) << written.error;
+        ReadResult read = readDocument(file);
+        EXPECT_TRUE(read.ok()) << read.error;
+        if (read.ok())
+            for (const Diagnostic& d : read.document->diagnostics)
+                ADD_FAILURE() << "reader diagnostic " << d.code << ": " << d.message;
+        return std::move(read.document);
+    }
+
+    fs::path m_folder;
+};
+
+CharFormat font(const char* name, int halfPoints)
+{
+    CharFormat f;
+    f.fontName = name;
+    f.sizeHalfPoints = static_cast<uint16_t>(halfPoints);
+    return f;
+}
+
+/// A document with every kind of content the writer handles: formatted runs,
+/// special characters, a nested table with widths, shading and no borders,
+/// two sections of different page setups, and a footer with a PAGE field.
+std::unique_ptr<Document> sample()
+{
+    DocumentBuilder b("docx");
+    CharFormat plain = font("Arial", 22);
+    CharFormat bold = plain;
+    bold.bold = true;
+    bold.color = 0x1F3864;
+    CharFormat hidden = font("Courier New", 2);
+    hidden.hidden = true;
+    hidden.italic = true;
+    hidden.underline = UnderlineKind::Double;
+    CharFormat raised = font("Times New Roman", 16);
+    raised.verticalPosition = VerticalPosition::Superscript;
+    raised.allCaps = true;
+    raised.strike = true;
+    ParaFormat right;
+    right.alignment = Alignment::Right;
+    right.spaceAfter = 120;
+    right.leftIndent = 360;
+    right.firstLineIndent = -180;
+    right.lineRule = LineRule::Exact;
+    right.lineSpacing = 300;
+    right.tabs = {TabStop{2880, TabAlignment::Decimal, TabLeader::Dot}};
+    ParaFormat centred;
+    centred.alignment = Alignment::Center;
+    centred.widowControl = false;
+    centred.keepWithNext = true;
+
+    b.appendUtf8("Fish & chips <cost> \"a lot\"", b.charFormat(plain));
+    b.appendUtf8(" bold", b.charFormat(bold));
+    b.appendText(u"\t\u00e9t\u00e9 \u20ac\u000bnext line", b.charFormat(plain));
+    b.endParagraph(b.paraFormat(right), b.charFormat(bold));
+    b.appendUtf8("hidden", b.charFormat(hidden));
+    b.appendUtf8("x2", b.charFormat(raised));
+    b.endParagraph(b.paraFormat(centred), b.charFormat(plain));
+
+    TableRowFormat row;
+    row.borders = false;
+    row.grid = {3000, 2000};
+    row.cells = {TableCellFormat{3000, 1, VerticalMerge::None, 0xC0C0C0},
+                 TableCellFormat{2000, 1, VerticalMerge::None, AutoColor}};
+    TableRowFormat inner;
+    inner.grid = {900, 900};
+    inner.cells = {TableCellFormat{900, 1, VerticalMerge::None, 0x000000},
+                   TableCellFormat{900, 1, VerticalMerge::None, AutoColor}};
+    b.beginTable();
+    b.beginRow();
+    b.beginCell();
+    b.appendUtf8("cell one", b.charFormat(plain));
+    b.endParagraph(b.paraFormat(right), b.charFormat(plain));
+    b.appendUtf8("second paragraph", b.charFormat(bold));
+    b.endCell(b.paraFormat(right), b.charFormat(plain));
+    b.beginCell();
+    b.beginTable();
+    b.beginRow();
+    b.beginCell();
+    b.appendUtf8("in", b.charFormat(plain));
+    b.endCell(0, b.charFormat(plain));
+    b.beginCell();
+    b.endCell(0, b.charFormat(plain));
+    b.endRow(inner, b.charFormat(plain));
+    b.endTable();
+    b.appendUtf8("after inner", b.charFormat(plain));
+    b.endCell(0, b.charFormat(plain));
+    b.endRow(row, b.charFormat(plain));
+    b.endTable();
+
+    SectionFormat landscape;
+    landscape.pageWidth = 15840;
+    landscape.pageHeight = 12240;
+    landscape.marginLeft = 720;
+    landscape.titlePage = true;
+    b.appendUtf8("end of first section", b.charFormat(plain));
+    b.endSection(landscape, HeaderFooterRefs{}, 0, b.charFormat(plain));
+
+    const StoryId footer = b.newStory(StoryType::PrimaryFooter);
+    b.setStory(footer);
+    b.appendUtf8("Page ", b.charFormat(plain));
+    const uint32_t start = b.position();
+    b.appendUtf8("1", b.charFormat(bold));
+    b.addField(start, "PAGE");
+    b.endParagraph(b.paraFormat(right), b.charFormat(plain));
+    b.setStory(0);
+    b.appendUtf8("second section", b.charFormat(plain));
+    HeaderFooterRefs refs;
+    refs.footers[0] = static_cast<int32_t>(footer);
+    SectionFormat last;
+    last.marginTop = 2000;
+    last.start = SectionStart::Continuous;
+    return b.finish(last, refs);
+}
+
+/// The properties the writer promises to keep, one line per character, so a
+/// difference names the character and the property.
+std::string describe(const Document& doc, size_t story)
+{
+    std::ostringstream out;
+    const Story& s = doc.stories[story];
+    for (uint32_t i = 0; i < s.size(); ++i) {
+        const CharFormat& c = doc.charFormatAt(s, i);
+        out << i << " U+" << std::hex << int(s.text[i]) << std::dec;
+        // A row's end mark has no run properties in the package to keep its font in.
+        const bool rowEnd = doc.endsParagraph(story, i) && doc.paraFormatOf(s, i).rowEnd;
+        if (!rowEnd)
+            out << " " << c.fontName << " " << c.sizeHalfPoints << " b" << c.bold << " i" << c.italic << " h"
+                << c.hidden << " caps" << c.allCaps << " st" << c.strike << " u" << int(c.underline) << " v"
+                << int(c.verticalPosition) << " c" << std::hex << c.color << std::dec;
+        if (doc.endsParagraph(story, i)) {
+            const ParaFormat& p = doc.paraFormatOf(s, i);
+            out << " | al" << int(p.alignment) << " li" << p.leftIndent << " fi" << p.firstLineIndent << " sa"
+                << p.spaceAfter << " ls" << p.lineSpacing << "/" << int(p.lineRule) << " wc" << p.widowControl
+                << " kn" << p.keepWithNext << " tabs" << p.tabs.size() << " d" << int(p.tableDepth) << " re"
+                << p.rowEnd;
+            if (p.rowEnd && p.rowFormat >= 0) {
+                const TableRowFormat& r = doc.rowFormats[static_cast<size_t>(p.rowFormat)];
+                out << " borders" << r.borders << " grid";
+                for (Twips g : r.grid)
+                    out << " " << g;
+                out << " cells";
+                for (const TableCellFormat& cell : r.cells)
+                    out << " " << cell.width << "/" << std::hex << cell.shading << std::dec;
+            }
+        }
+        out << "\n";
+    }
+    return out.str();
+}
+
+TEST_F(DocxWriterTest, ContentAndFormatsReadBackUnchanged)
+{
+    const auto doc = sample();
+    const auto read = roundTrip(*doc);
+    ASSERT_TRUE(read);
+    // Without escaping, the ampersand and brackets would make the part unreadable;
+    // without the row and cell widths the grid would come back empty.
+    EXPECT_EQ(describe(*read, 0), describe(*doc, 0));
+    EXPECT_EQ(read->mainStory().text, doc->mainStory().text);
+}
+
+TEST_F(DocxWriterTest, SectionsKeepTheirPageSetupAndFooter)
+{
+    const auto doc = sample();
+    const auto read = roundTrip(*doc);
+    ASSERT_TRUE(read);
+    ASSERT_EQ(read->sections.size(), 2u);
+    for (size_t i = 0; i < 2; ++i) {
+        SCOPED_TRACE(i);
+        const SectionFormat& want = doc->sections[i].format;
+        const SectionFormat& got = read->sections[i].format;
+        EXPECT_EQ(got.pageWidth, want.pageWidth);
+        EXPECT_EQ(got.pageHeight, want.pageHeight);
+        EXPECT_EQ(got.marginTop, want.marginTop);
+        EXPECT_EQ(got.marginLeft, want.marginLeft);
+        EXPECT_EQ(got.titlePage, want.titlePage);
+        EXPECT_EQ(got.start, want.start);
+        EXPECT_EQ(read->sections[i].end, doc->sections[i].end);
+    }
+    const int32_t footer = read->footerStory(1, HeaderFooterIndex::Primary);
+    ASSERT_GT(footer, 0);
+    EXPECT_EQ(read->stories[static_cast<size_t>(footer)].text, u"Page 1\r");
+    // The first section has no footer of its own and none before it.
+    EXPECT_EQ(read->footerStory(0, HeaderFooterIndex::Primary), -1);
+}
+
+TEST_F(DocxWriterTest, PageFieldStaysAFieldWithItsResult)
+{
+    const auto doc = sample();
+    const auto parts = docxParts(*doc);
+    ASSERT_TRUE(parts.contains("word/footer1.xml"));
+    const std::string& footer = parts.at("word/footer1.xml");
+    // Begin, instruction, separator, the result in its own format, end: a word
+    // processor shows each page's number, a reader that ignores fields the "1".
+    const auto begin = footer.find("w:fldCharType=\"begin\"");
+    const auto instruction = footer.find("> PAGE </w:instrText>");
+    const auto separate = footer.find("w:fldCharType=\"separate\"");
+    const auto result = footer.find(">1</w:t>");
+    const auto end = footer.find("w:fldCharType=\"end\"");
+    ASSERT_NE(begin, std::string::npos);
+    EXPECT_LT(begin, instruction);
+    EXPECT_LT(instruction, separate);
+    EXPECT_LT(separate, result);
+    EXPECT_LT(result, end);
+    EXPECT_EQ(footer.find("Page 1"), std::string::npos) << "the label and the field are separate runs";
+}
+
+TEST_F(DocxWriterTest, PackageHasEveryPartItsRelationshipsName)
+{
+    const auto doc = sample();
+    const fs::path file = m_folder / "parts.docx";
+    ASSERT_TRUE(writeDocx(*doc, file).ok());
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ZipPackage zip(bytes, Limits{});
+    ASSERT_TRUE(zip.isOpen()) << zip.error();
+    for (const char* part : {"[Content_Types].xml", "_rels/.rels", "word/document.xml", "word/styles.xml",
+                             "word/settings.xml", "word/footer1.xml", "word/_rels/document.xml.rels",
+                             "docProps/core.xml", "docProps/app.xml"}) {
+        SCOPED_TRACE(part);
+        EXPECT_TRUE(zip.contains(part));
+    }
+    const std::string types = zip.read("[Content_Types].xml").bytes;
+    EXPECT_NE(types.find("/word/footer1.xml"), std::string::npos) << "a part without a content type is refused";
+    const std::string rels = zip.read("word/_rels/document.xml.rels").bytes;
+    EXPECT_NE(rels.find("Target=\"footer1.xml\""), std::string::npos);
+}
+
+TEST_F(DocxWriterTest, WriteReplacesAWholeFileAndLeavesNothingOnFailure)
+{
+    const auto doc = sample();
+    const fs::path file = m_folder / "invoice.docx";
+    {
+        std::ofstream old(file);
+        old << "an older file";
+    }
+    ASSERT_TRUE(writeDocx(*doc, file).ok());
+    EXPECT_TRUE(readDocument(file).ok());
+    // Only the document itself is left in the folder: no temporary file.
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder), fs::directory_iterator()), 1);
+
+    const WriteResult failed = writeDocx(*doc, m_folder / "no such folder" / "x.docx");
+    EXPECT_FALSE(failed.ok());
+    EXPECT_FALSE(failed.error.empty());
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder), fs::directory_iterator()), 1);
+}
+
+} // namespace
+} // namespace qm::engine
