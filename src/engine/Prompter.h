@@ -17,6 +17,9 @@ struct Message {
     std::string text; ///< line breaks as "\r" where the product breaks a line with character 13
     MessageIcon icon = MessageIcon::None;
     MessageButtons buttons = MessageButtons::Ok;
+    /// Whether Enter presses the last button (Cancel, No) rather than the
+    /// first: questions whose "yes" loses something default to keeping it.
+    bool defaultIsLast = false;
     bool operator==(const Message&) const = default;
 };
 
