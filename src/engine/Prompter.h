@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qm {
@@ -22,6 +23,26 @@ struct Message {
     bool defaultIsLast = false;
     bool operator==(const Message&) const = default;
 };
+
+/// The error report every failing operation shows: title "Error", the
+/// critical icon, the fixed apology, a line break and "Error Message <<" with
+/// the description and ">>". The operation's location tag (such as
+/// "-Opening DOC-"), when given, follows on its own line.
+inline Message errorReport(std::string_view description, std::string_view locationTag = {})
+{
+    Message m;
+    m.title = "Error";
+    m.icon = MessageIcon::Critical;
+    m.buttons = MessageButtons::Ok;
+    m.text = "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<";
+    m.text += description;
+    m.text += ">>";
+    if (!locationTag.empty()) {
+        m.text += "\r";
+        m.text += locationTag;
+    }
+    return m;
+}
 
 /// Shows messages and returns the user's answer. The GUI shows dialogs, the
 /// command line prints to stderr and answers from its flags, tests record.
