@@ -1,0 +1,169 @@
+// The print job's steps, its waits in half-second slices, and its end steps.
+#include "print/PrintJob.h"
+
+#include "engine/wizard/WordWizard.h"
+#include "settings/IniRW.h"
+#include "settings/Options.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <exception>
+
+namespace qm::print {
+
+namespace {
+
+constexpr std::string_view kLocationTag = "-Printing-";
+constexpr double kSliceMs = 500;
+
+Message information(std::string title, std::string text)
+{
+    return Message{std::move(title), std::move(text), MessageIcon::Information, MessageButtons::Ok};
+}
+
+std::string trimmed(std::string_view text)
+{
+    const size_t first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos)
+        return {};
+    const size_t last = text.find_last_not_of(" \t\r\n");
+    return std::string(text.substr(first, last - first + 1));
+}
+
+} // namespace
+
+settings::Result<int> parseSecToWait(std::string_view text)
+{
+    const std::string number = trimmed(text);
+    const std::string quoted = "\"" + std::string(text) + "\"";
+    if (number.empty() || number.find_first_not_of("+-.0123456789eE") != std::string::npos)
+        return settings::Failure("type mismatch: " + quoted + " is not a number of seconds");
+    errno = 0;
+    char* end = nullptr;
+    const double value = std::strtod(number.c_str(), &end);
+    if (end != number.c_str() + number.size() || !std::isfinite(value))
+        return settings::Failure("type mismatch: " + quoted + " is not a number of seconds");
+    // Rounding half to even is the default rounding mode's nearest.
+    const double whole = std::nearbyint(value);
+    if (errno == ERANGE || whole < -32768 || whole > 32767)
+        return settings::Failure("overflow: " + quoted +
+                                 " seconds is more than a whole number of 16 bits holds");
+    return static_cast<int>(whole);
+}
+
+PrintJob::PrintJob(PrintingEngine& engine, PrinterSystem& printers, Prompter& prompter,
+                   settings::SettingsContext settings, app::RunControl control,
+                   browser::Clock& clock)
+    : m_engine(engine), m_printers(printers), m_prompter(prompter), m_settings(std::move(settings)),
+      m_control(std::move(control)), m_clock(clock)
+{
+}
+
+template <class Step> void PrintJob::guarded(Step&& step)
+{
+    try {
+        step();
+    } catch (const std::exception& e) {
+        m_prompter.show(engine::errorReportMessage(e.what(), kLocationTag));
+    } catch (...) {
+        m_prompter.show(engine::errorReportMessage("internal failure", kLocationTag));
+    }
+}
+
+bool PrintJob::refused(const app::ChaseList& list)
+{
+    std::vector<std::string> names;
+    guarded([&] { names = m_printers.printerNames(); });
+    if (hooks.printersRefreshed)
+        hooks.printersRefreshed(names);
+    if (list.empty()) {
+        m_prompter.show(information("Print", "There Are No Files To Print"));
+        return true;
+    }
+    if (names.empty()) {
+        m_prompter.show(information("Selected Printer",
+                                    "There Are No Printer Installed On This System, Please "
+                                    "Install A Printer Before Using This Feature"));
+        return true;
+    }
+    const std::string chosen =
+        settings::ReadINI(m_settings, settings::kOptionsBaseName, settings::kOptionsSection,
+                          "PrinterToUse", DefaultPrinterName(m_printers));
+    if (!PrinterExists(m_printers, chosen)) {
+        m_prompter.show(information("Selected Printer",
+                                    "The Selected Printer No Longer Exists, Please Go To "
+                                    "Options And Select A Printer"));
+        return true;
+    }
+    return false;
+}
+
+int PrintJob::readSecToWait()
+{
+    const std::string text = settings::ReadINI(m_settings, settings::kOptionsBaseName,
+                                               settings::kOptionsSection, "SecToWait", "0");
+    const settings::Result<int> seconds = parseSecToWait(text);
+    if (seconds)
+        return *seconds;
+    // The job still runs, without waits, as it would after a reported error.
+    m_prompter.show(engine::errorReportMessage(
+        "the option SecToWait of " +
+            settings::iniFilePath(m_settings, settings::kOptionsBaseName).string() + ": " +
+            seconds.error(),
+        kLocationTag));
+    return 0;
+}
+
+PrintResult PrintJob::run(const app::ChaseList& list)
+{
+    PrintResult result;
+    if (refused(list))
+        return result;
+
+    browser::CPause pause(m_clock, m_control.pumpEvents);
+    if (m_control.stop)
+        m_control.stop->clear();
+    if (hooks.started)
+        hooks.started();
+    const int secToWait = readSecToWait();
+    guarded([&] { m_engine.OpenWord(); });
+
+    result.ending = PrintEnding::Finished;
+    const size_t count = list.size();
+    for (size_t i = 0; i < count && result.ending == PrintEnding::Finished; ++i) {
+        m_control.pump();
+        if (hooks.entrySelected)
+            hooks.entrySelected(i);
+        const std::string path = trimmed(list[i].path);
+        guarded([&] {
+            if (!m_engine.openJustDoc(path)) {
+                result.unopened.push_back(path);
+                return;
+            }
+            (m_engine.PrintDocument() ? result.printed : result.failed).push_back(path);
+            m_engine.CloseDocument();
+        });
+        // No wait follows the first document; every later one is followed by
+        // the slices, Stop being seen after the slice in which it was pressed.
+        if (i != 0) {
+            for (int slice = 0; slice < waitSlices(secToWait); ++slice) {
+                m_control.pump();
+                pause.wait(kSliceMs, browser::CPause::Milliseconds);
+                if (m_control.stopRequested()) {
+                    result.ending = PrintEnding::Stopped;
+                    break;
+                }
+            }
+        }
+        if (m_control.stopRequested())
+            result.ending = PrintEnding::Stopped;
+    }
+
+    guarded([&] { m_engine.CompleteClose(); });
+    if (hooks.ended)
+        hooks.ended();
+    return result;
+}
+
+} // namespace qm::print
