@@ -87,10 +87,7 @@ bool PrintJob::refused(const app::ChaseList& list)
                                     "Install A Printer Before Using This Feature"));
         return true;
     }
-    const std::string chosen =
-        settings::ReadINI(m_settings, settings::kOptionsBaseName, settings::kOptionsSection,
-                          "PrinterToUse", DefaultPrinterName(m_printers));
-    if (!PrinterExists(m_printers, chosen)) {
+    if (!PrinterExists(m_printers, printerToUse(m_printers, m_settings, chosenPrinter))) {
         m_prompter.show(information("Selected Printer",
                                     "The Selected Printer No Longer Exists, Please Go To "
                                     "Options And Select A Printer"));
@@ -141,7 +138,10 @@ PrintResult PrintJob::run(const app::ChaseList& list)
                 result.unopened.push_back(path);
                 return;
             }
-            (m_engine.PrintDocument() ? result.printed : result.failed).push_back(path);
+            if (m_engine.PrintDocument())
+                result.printed.push_back(path);
+            else
+                result.failed.push_back({path, m_engine.lastError()});
             m_engine.CloseDocument();
         });
         // No wait follows the first document; every later one is followed by

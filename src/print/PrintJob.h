@@ -11,6 +11,7 @@
 #include "settings/SettingsContext.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,8 @@ public:
     virtual bool PrintDocument() = 0;
     virtual bool CloseDocument() = 0;
     virtual void CompleteClose() = 0;
+    /// Why the last PrintDocument failed, where the engine knows.
+    virtual std::string lastError() const { return {}; }
 };
 
 /// How a job ended: refused by one of its checks (nothing started),
@@ -45,7 +48,14 @@ struct PrintResult
     PrintEnding ending = PrintEnding::Refused;
     std::vector<std::string> printed;  ///< paths handed to the printer, in order
     std::vector<std::string> unopened; ///< paths that could not be opened (skipped)
-    std::vector<std::string> failed;   ///< paths opened but not printed
+    /// Documents opened but not printed, with the engine's reason.
+    struct Failure
+    {
+        std::string path;
+        std::string reason;
+        bool operator==(const Failure&) const = default;
+    };
+    std::vector<Failure> failed;
 };
 
 /// What the screen shows of a job. Every member may be left empty.
@@ -83,6 +93,8 @@ public:
              settings::SettingsContext settings, app::RunControl control, browser::Clock& clock);
 
     PrintJobHooks hooks;
+    /// A printer named for this job only, in place of `PrinterToUse`.
+    std::optional<std::string> chosenPrinter;
 
     PrintResult run(const app::ChaseList& list);
 

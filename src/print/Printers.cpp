@@ -1,6 +1,9 @@
 // The default printer and the existence check, over whichever print system is installed.
 #include "print/Printers.h"
 
+#include "settings/IniRW.h"
+#include "settings/Options.h"
+
 #include <algorithm>
 #include <exception>
 
@@ -35,6 +38,15 @@ bool PrinterExists(PrinterSystem& printers, std::string_view name)
     } catch (const std::exception&) {
         return false;
     }
+}
+
+std::string printerToUse(PrinterSystem& printers, const settings::SettingsContext& settings,
+                         const std::optional<std::string>& chosen)
+{
+    if (chosen)
+        return *chosen;
+    return settings::ReadINI(settings, settings::kOptionsBaseName, settings::kOptionsSection,
+                             "PrinterToUse", DefaultPrinterName(printers));
 }
 
 } // namespace qm::print

@@ -3,6 +3,7 @@
 
 #include "render/PdfRenderer.h"
 #include "settings/Result.h"
+#include "settings/SettingsContext.h"
 
 #include <functional>
 #include <optional>
@@ -48,5 +49,11 @@ std::string DefaultPrinterName(PrinterSystem& printers);
 /// "Office", but a stored choice must name the printer as it was listed.
 /// False on any failure to ask the system.
 bool PrinterExists(PrinterSystem& printers, std::string_view name);
+
+/// The printer printing uses: `chosen` when given (the command line's
+/// choice), else the option `PrinterToUse`, read now, whose default is the
+/// default printer's name.
+std::string printerToUse(PrinterSystem& printers, const settings::SettingsContext& settings,
+                         const std::optional<std::string>& chosen = std::nullopt);
 
 } // namespace qm::print

@@ -3,8 +3,6 @@
 
 #include "engine/layout/Layout.h"
 #include "render/PdfRenderer.h"
-#include "settings/IniRW.h"
-#include "settings/Options.h"
 
 #include <exception>
 
@@ -41,9 +39,7 @@ bool WizardPrinting::PrintDocument()
     m_lastError.clear();
     try {
         const std::string systemDefault = DefaultPrinterName(m_printers);
-        std::string printer =
-            settings::ReadINI(m_settings, settings::kOptionsBaseName, settings::kOptionsSection,
-                              "PrinterToUse", systemDefault);
+        std::string printer = printerToUse(m_printers, m_settings, chosenPrinter);
         // A stored printer that is gone leaves the document to the printer
         // the application prints on otherwise: the system's default.
         if (!PrinterExists(m_printers, printer))

@@ -7,6 +7,7 @@
 #include "print/Printers.h"
 #include "settings/SettingsContext.h"
 
+#include <optional>
 #include <string>
 
 namespace qm::print {
@@ -28,7 +29,9 @@ public:
 
     /// Why the last PrintDocument failed; empty after a success. The screen
     /// shows nothing then; the command line says it.
-    const std::string& lastError() const { return m_lastError; }
+    std::string lastError() const override { return m_lastError; }
+    /// A printer named for this session only, in place of `PrinterToUse`.
+    std::optional<std::string> chosenPrinter;
 
 private:
     PrinterSystem& m_printers;

@@ -46,6 +46,7 @@ public:
         return true;
     }
     void CompleteClose() override { calls.push_back("CompleteClose"); }
+    std::string lastError() const override { return "paper jam"; }
 
     std::vector<std::string> calls;
     std::vector<double> printedAt;
@@ -221,7 +222,7 @@ TEST_F(PrintJobTest, FailuresOnTheWayDoNotEndTheJob)
         run(listOf({"/d/missing.txt", "/d/jam.txt", "/d/throw.txt", "/d/ok.txt"}));
     EXPECT_EQ(result.ending, PrintEnding::Finished);
     EXPECT_EQ(result.unopened, std::vector<std::string>{"/d/missing.txt"});
-    EXPECT_EQ(result.failed, std::vector<std::string>{"/d/jam.txt"});
+    EXPECT_EQ(result.failed, (std::vector<PrintResult::Failure>{{"/d/jam.txt", "paper jam"}}));
     EXPECT_EQ(result.printed, std::vector<std::string>{"/d/ok.txt"});
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.messages[0].title, "Error");
