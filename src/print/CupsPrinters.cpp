@@ -104,21 +104,60 @@ settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
                                                   const PdfProducer& produce)
 {
     std::string error;
-    const Connection http = connect(serverName(), error);
+    const std::string server = serverName();
+    const Connection http = connect(server, error);
     if (!http)
         return settings::Failure(error);
     auto failure = [&](const std::string& what) {
         return settings::Failure("printer \"" + printer + "\": " + what + ": " +
                                  cupsLastErrorString());
     };
-    // The job names its queue: nothing about the user's default printer changes.
-    const int job = cupsCreateJob(http.get(), printer.c_str(), title.c_str(), 0, nullptr);
+
+    // The requests name the queue on the server this connection reaches,
+    // not on whichever server libcups would choose by itself. The job names
+    // its queue: nothing about the user's default printer changes.
+    std::string host;
+    int port = 0;
+    splitServer(server, host, port);
+    char uri[HTTP_MAX_URI];
+    httpAssembleURIf(HTTP_URI_CODING_ALL, uri, sizeof uri, "ipp", nullptr, "localhost", port,
+                     "/printers/%s", printer.c_str());
+    const std::string resource = "/printers/" + printer;
+    auto request = [&](ipp_op_t operation, int job) {
+        ipp_t* r = ippNewRequest(operation);
+        ippAddString(r, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri);
+        if (job > 0)
+            ippAddInteger(r, IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", job);
+        ippAddString(r, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
+                     cupsUser());
+        return r;
+    };
+    auto cancel = [&](int job) {
+        ippDelete(cupsDoRequest(http.get(), request(IPP_OP_CANCEL_JOB, job), "/jobs/"));
+    };
+
+    ipp_t* create = request(IPP_OP_CREATE_JOB, 0);
+    ippAddString(create, IPP_TAG_OPERATION, IPP_TAG_NAME, "job-name", nullptr, title.c_str());
+    ipp_t* created = cupsDoRequest(http.get(), create, resource.c_str());
+    ipp_attribute_t* id = created ? ippFindAttribute(created, "job-id", IPP_TAG_INTEGER) : nullptr;
+    const int job =
+        id && cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE ? ippGetInteger(id, 0) : 0;
+    ippDelete(created);
     if (job <= 0)
         return failure("the job could not be created");
-    if (cupsStartDocument(http.get(), printer.c_str(), job, title.c_str(), CUPS_FORMAT_PDF, 1) !=
-        HTTP_STATUS_CONTINUE) {
-        cupsCancelJob2(http.get(), printer.c_str(), job, 0);
-        return failure("the document could not be sent");
+
+    ipp_t* send = request(IPP_OP_SEND_DOCUMENT, job);
+    ippAddString(send, IPP_TAG_OPERATION, IPP_TAG_NAME, "document-name", nullptr, title.c_str());
+    ippAddString(send, IPP_TAG_OPERATION, IPP_TAG_MIMETYPE, "document-format", nullptr,
+                 CUPS_FORMAT_PDF);
+    ippAddBoolean(send, IPP_TAG_OPERATION, "last-document", 1);
+    const http_status_t started =
+        cupsSendRequest(http.get(), send, resource.c_str(), CUPS_LENGTH_VARIABLE);
+    if (started != HTTP_STATUS_CONTINUE) {
+        ippDelete(send);
+        const settings::Failure f = failure("the document could not be sent");
+        cancel(job);
+        return f;
     }
     bool sent = true;
     const render::Result rendered = produce([&](const unsigned char* data, size_t size) {
@@ -126,15 +165,17 @@ settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
                HTTP_STATUS_CONTINUE;
         return sent;
     });
-    const ipp_status_t finished = cupsFinishDocument(http.get(), printer.c_str());
-    if (!rendered.ok || !sent) {
-        cupsCancelJob2(http.get(), printer.c_str(), job, 0);
-        if (!rendered.ok)
-            return settings::Failure("printer \"" + printer + "\": " + rendered.error);
-        return failure("the document could not be sent");
+    ippDelete(cupsGetResponse(http.get(), resource.c_str()));
+    ippDelete(send);
+    const ipp_status_t finished = cupsLastError();
+    if (!rendered.ok || !sent || finished > IPP_STATUS_OK_EVENTS_COMPLETE) {
+        const settings::Failure f =
+            !rendered.ok ? settings::Failure("printer \"" + printer + "\": " + rendered.error)
+            : !sent      ? failure("the document could not be sent")
+                         : failure("the printer did not accept the document");
+        cancel(job);
+        return f;
     }
-    if (finished > IPP_STATUS_OK_EVENTS_COMPLETE)
-        return failure("the printer did not accept the document");
     return job;
 }
 
