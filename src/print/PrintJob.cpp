@@ -2,6 +2,7 @@
 #include "print/PrintJob.h"
 
 #include "engine/wizard/WordWizard.h"
+#include "settings/Encoding.h"
 #include "settings/IniRW.h"
 #include "settings/Options.h"
 
@@ -22,32 +23,25 @@ Message information(std::string title, std::string text)
     return Message{std::move(title), std::move(text), MessageIcon::Information, MessageButtons::Ok};
 }
 
-std::string trimmed(std::string_view text)
-{
-    const size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos)
-        return {};
-    const size_t last = text.find_last_not_of(" \t\r\n");
-    return std::string(text.substr(first, last - first + 1));
-}
-
 } // namespace
 
 settings::Result<int> parseSecToWait(std::string_view text)
 {
-    const std::string number = trimmed(text);
+    const std::string number(settings::trimBlanks(text));
     const std::string quoted = "\"" + std::string(text) + "\"";
     if (number.empty() || number.find_first_not_of("+-.0123456789eE") != std::string::npos)
-        return settings::Failure("type mismatch: " + quoted + " is not a number of seconds");
+        return settings::Failure("Type mismatch number 13: " + quoted +
+                                 " is not a number of seconds");
     errno = 0;
     char* end = nullptr;
     const double value = std::strtod(number.c_str(), &end);
     if (end != number.c_str() + number.size() || !std::isfinite(value))
-        return settings::Failure("type mismatch: " + quoted + " is not a number of seconds");
+        return settings::Failure("Type mismatch number 13: " + quoted +
+                                 " is not a number of seconds");
     // Rounding half to even is the default rounding mode's nearest.
     const double whole = std::nearbyint(value);
     if (errno == ERANGE || whole < -32768 || whole > 32767)
-        return settings::Failure("overflow: " + quoted +
+        return settings::Failure("Overflow number 6: " + quoted +
                                  " seconds is more than a whole number of 16 bits holds");
     return static_cast<int>(whole);
 }
@@ -132,7 +126,7 @@ PrintResult PrintJob::run(const app::ChaseList& list)
         m_control.pump();
         if (hooks.entrySelected)
             hooks.entrySelected(i);
-        const std::string path = trimmed(list[i].path);
+        const std::string path(settings::trimBlanks(list[i].path));
         guarded([&] {
             if (!m_engine.openJustDoc(path)) {
                 result.unopened.push_back(path);

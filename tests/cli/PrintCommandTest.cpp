@@ -27,8 +27,7 @@ protected:
         fs::create_directories(root / "docs");
         std::ofstream(root / "docs/a.txt") << "First document.\n";
         std::ofstream(root / "docs/b.txt") << "Second document.\n";
-        printers.names = {"Office", "Label"};
-        printers.defaultName = "Office";
+        qm::testing::officeAndLabel(printers);
     }
     void TearDown() override { fs::remove_all(root); }
 

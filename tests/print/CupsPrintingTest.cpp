@@ -50,9 +50,7 @@ protected:
     {
         if (!server->failure().empty())
             GTEST_SKIP() << "no CUPS server for the test: " << server->failure();
-        folder = fs::temp_directory_path() /
-                 ("qm-cups-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        folder = qm::testing::perTestFolder("qm-cups-");
         fs::create_directories(folder / "settings");
         settings.folder = folder / "settings";
         jobsBefore = server->jobs("Test").size();

@@ -4,8 +4,11 @@
 #include "browser/CPause.h"
 #include "print/Printers.h"
 
+#include <filesystem>
 #include <functional>
+#include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace qm::testing {
@@ -61,5 +64,22 @@ public:
             onIdle(now);
     }
 };
+
+/// A fresh folder for the running test, named after it; the caller removes it.
+inline std::filesystem::path perTestFolder(const std::string& prefix)
+{
+    const auto path = std::filesystem::temp_directory_path() /
+                      (prefix + std::to_string(::getpid()) + "-" +
+                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::create_directories(path);
+    return path;
+}
+
+/// Two printers, "Office" (the default) and "Label".
+inline void officeAndLabel(FakePrinterSystem& printers)
+{
+    printers.names = {"Office", "Label"};
+    printers.defaultName = "Office";
+}
 
 } // namespace qm::testing

@@ -61,13 +61,9 @@ class PrintJobTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        folder = fs::temp_directory_path() /
-                 ("qm-printjob-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(folder);
+        folder = qm::testing::perTestFolder("qm-printjob-");
         settings.folder = folder;
-        printers.names = {"Office", "Label"};
-        printers.defaultName = "Office";
+        qm::testing::officeAndLabel(printers);
     }
     void TearDown() override { fs::remove_all(folder); }
 
@@ -240,8 +236,8 @@ TEST_F(PrintJobTest, SecToWaitIsASixteenBitWholeNumber)
     EXPECT_EQ(*parseSecToWait("2.5"), 2);
     EXPECT_EQ(*parseSecToWait("3.5"), 4);
     EXPECT_EQ(*parseSecToWait("32767"), 32767);
-    EXPECT_NE(parseSecToWait("32768").error().find("overflow"), std::string::npos);
-    EXPECT_NE(parseSecToWait("two").error().find("type mismatch"), std::string::npos);
+    EXPECT_NE(parseSecToWait("32768").error().find("Overflow number 6"), std::string::npos);
+    EXPECT_NE(parseSecToWait("two").error().find("Type mismatch number 13"), std::string::npos);
     EXPECT_FALSE(parseSecToWait(""));
 
     setOption("SecToWait", "ten");

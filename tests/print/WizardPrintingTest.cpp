@@ -25,13 +25,9 @@ class WizardPrintingTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        folder = fs::temp_directory_path() /
-                 ("qm-wizardprint-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(folder);
+        folder = qm::testing::perTestFolder("qm-wizardprint-");
         settings.folder = folder;
-        printers.names = {"Office", "Label"};
-        printers.defaultName = "Office";
+        qm::testing::officeAndLabel(printers);
         document = folder / "long letter.txt";
         std::ofstream out(document);
         for (int i = 1; i <= 90; ++i)

@@ -107,8 +107,7 @@ private slots:
         m_calls.list.clear();
         m_calls.closed = false;
         m_printers = std::make_shared<qm::testing::FakePrinterSystem>();
-        m_printers->names = {"Office", "Label"};
-        m_printers->defaultName = "Office";
+        qm::testing::officeAndLabel(*m_printers);
     }
 
     // The printer box lists the print system's printers; Print walks the
