@@ -1,5 +1,4 @@
-// The "print" command: the documents named on the command line printed as the Print button prints
-// the Chase List.
+// The "print" command: the files named printed as the Print button prints the Chase List.
 #pragma once
 
 #include "Cli.h"

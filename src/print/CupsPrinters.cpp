@@ -2,8 +2,11 @@
 #include "print/CupsPrinters.h"
 
 #include <cups/cups.h>
+#include <exception>
 #include <memory>
+#include <string>
 #include <sys/socket.h>
+#include <vector>
 
 namespace qm::print {
 
@@ -44,6 +47,18 @@ struct DestList
     ~DestList() { cupsFreeDests(count, dests); }
 };
 
+Connection openConnection(const std::string& server, std::string& error)
+{
+    std::string host;
+    int port = 0;
+    splitServer(server, host, port);
+    http_t* http = httpConnect2(host.c_str(), port, nullptr, AF_UNSPEC, cupsEncryption(), 1,
+                                kConnectTimeoutMs, nullptr);
+    if (!http)
+        error = "the print system at " + server + " cannot be reached";
+    return Connection(http);
+}
+
 } // namespace
 
 std::string CupsPrinterSystem::serverName() const
@@ -56,23 +71,11 @@ std::string CupsPrinterSystem::serverName() const
     return host + ":" + std::to_string(ippPort());
 }
 
-static Connection connect(const std::string& server, std::string& error)
-{
-    std::string host;
-    int port = 0;
-    splitServer(server, host, port);
-    http_t* http = httpConnect2(host.c_str(), port, nullptr, AF_UNSPEC, cupsEncryption(), 1,
-                                kConnectTimeoutMs, nullptr);
-    if (!http)
-        error = "the print system at " + server + " cannot be reached";
-    return Connection(http);
-}
-
 std::vector<std::string> CupsPrinterSystem::printerNames()
 {
     std::vector<std::string> names;
     std::string error;
-    const Connection http = connect(serverName(), error);
+    const Connection http = openConnection(serverName(), error);
     if (!http)
         return names;
     DestList list;
@@ -88,7 +91,7 @@ std::vector<std::string> CupsPrinterSystem::printerNames()
 std::string CupsPrinterSystem::systemDefaultName()
 {
     std::string error;
-    const Connection http = connect(serverName(), error);
+    const Connection http = openConnection(serverName(), error);
     if (!http)
         return {};
     DestList list;
@@ -105,7 +108,7 @@ settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
 {
     std::string error;
     const std::string server = serverName();
-    const Connection http = connect(server, error);
+    const Connection http = openConnection(server, error);
     if (!http)
         return settings::Failure(error);
     auto failure = [&](const std::string& what) {

@@ -6,9 +6,8 @@
 #include "settings/IniRW.h"
 #include "settings/Options.h"
 
-#include <cerrno>
+#include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <exception>
 
 namespace qm::print {
@@ -27,20 +26,20 @@ Message information(std::string title, std::string text)
 
 settings::Result<int> parseSecToWait(std::string_view text)
 {
-    const std::string number(settings::trimBlanks(text));
+    std::string_view number = settings::trimBlanks(text);
     const std::string quoted = "\"" + std::string(text) + "\"";
-    if (number.empty() || number.find_first_not_of("+-.0123456789eE") != std::string::npos)
-        return settings::Failure("Type mismatch number 13: " + quoted +
-                                 " is not a number of seconds");
-    errno = 0;
-    char* end = nullptr;
-    const double value = std::strtod(number.c_str(), &end);
-    if (end != number.c_str() + number.size() || !std::isfinite(value))
+    if (!number.empty() && number.front() == '+')
+        number.remove_prefix(1);
+    // Read without the user's locale: the options file holds "2.5" wherever it is written.
+    double value = 0;
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+    if (number.empty() || end != number.data() + number.size() ||
+        (error != std::errc() && error != std::errc::result_out_of_range) || std::isnan(value))
         return settings::Failure("Type mismatch number 13: " + quoted +
                                  " is not a number of seconds");
     // Rounding half to even is the default rounding mode's nearest.
     const double whole = std::nearbyint(value);
-    if (errno == ERANGE || whole < -32768 || whole > 32767)
+    if (error == std::errc::result_out_of_range || whole < -32768 || whole > 32767)
         return settings::Failure("Overflow number 6: " + quoted +
                                  " seconds is more than a whole number of 16 bits holds");
     return static_cast<int>(whole);

@@ -1,5 +1,4 @@
-// Printing the Chase List: the checks before anything starts, one document after another, the waits
-// between them.
+// Printing the Chase List: the checks first, one document after another, waits between them.
 #pragma once
 
 #include "app/ChaseList.h"

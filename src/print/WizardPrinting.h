@@ -1,5 +1,4 @@
-// The engine session a print job drives: our readers open a document, our layout and renderer print
-// it.
+// The engine session a print job drives: our readers open, our layout and renderer print.
 #pragma once
 
 #include "engine/wizard/WordWizard.h"

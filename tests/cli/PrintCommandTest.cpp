@@ -1,5 +1,4 @@
-// quillmeter print over a print system that keeps what it is sent: which printer, in what order,
-// and refusals.
+// quillmeter print over a fake print system: printer, order, refusals and named failures.
 #include "cli/PrintCommand.h"
 
 #include "print/PrintFakes.h"

@@ -1,5 +1,4 @@
-// Printing through a real CUPS server started for the test: the queues, the jobs in order, refusals
-// and Stop.
+// Printing through a CUPS server started for the test: queues, jobs in order, refusals, Stop.
 #include "cli/Cli.h"
 #include "engine/formats/Reader.h"
 #include "engine/layout/Layout.h"

@@ -1,5 +1,4 @@
-// A CUPS daemon of the test's own: loopback only, two raw queues, every document kept in its spool
-// folder.
+// A CUPS daemon of the test's own: loopback only, two raw queues, every document kept.
 #pragma once
 
 #include <filesystem>

@@ -1,5 +1,4 @@
-// The print job over a scripted engine: its refusals, the waits between documents, Stop, and
-// failures on the way.
+// The print job over a scripted engine: refusals, waits between documents, Stop, failures.
 #include "print/PrintJob.h"
 
 #include "print/PrintFakes.h"
@@ -239,6 +238,9 @@ TEST_F(PrintJobTest, SecToWaitIsASixteenBitWholeNumber)
     EXPECT_NE(parseSecToWait("32768").error().find("Overflow number 6"), std::string::npos);
     EXPECT_NE(parseSecToWait("two").error().find("Type mismatch number 13"), std::string::npos);
     EXPECT_FALSE(parseSecToWait(""));
+    EXPECT_FALSE(parseSecToWait("2,5"));
+    EXPECT_FALSE(parseSecToWait("1e999"));
+    EXPECT_EQ(*parseSecToWait("+1"), 1);
 
     setOption("SecToWait", "ten");
     const PrintResult result = run(listOf({"/d/a.txt", "/d/b.txt"}));

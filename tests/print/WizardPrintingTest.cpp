@@ -1,5 +1,4 @@
-// Printing one document with our engine: the PDF the printer receives, which printer gets it, and
-// failures.
+// Printing one document with our engine: the PDF sent, the printer it goes to, failures.
 #include "print/WizardPrinting.h"
 
 #include "engine/formats/Reader.h"

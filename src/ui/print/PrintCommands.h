@@ -1,5 +1,4 @@
-// Printing from the main screen: Print and the Chase List's "Print" run the print job without
-// freezing the window.
+// Print and the Chase List's "Print" on the main screen, the window alive while printing.
 #pragma once
 
 #include "print/PrintJob.h"

@@ -1,5 +1,4 @@
-// Print from the main screen over a scripted engine: the job reaches the engine off the screen's
-// thread, messages come through the prompter, Stop ends a wait.
+// Print from the main screen over a scripted engine: the job, its messages, Stop and closing.
 #include "ui/print/PrintCommands.h"
 
 #include "print/PrintFakes.h"
@@ -7,6 +6,7 @@
 #include "ui/main/frmMain.h"
 
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QFrame>
 #include <QListWidget>
 #include <QPushButton>
@@ -171,6 +171,35 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(m_calls.closed.load(), 3000);
         const auto calls = m_calls.snapshot();
         QVERIFY(std::find(calls.begin(), calls.end(), "open /docs/c.txt") == calls.end());
+    }
+
+    // Closing the window while printing stops the job first and closes
+    // once it has ended; a screen destroyed in a wait does not hang.
+    void closingWaitsForTheJob()
+    {
+        setOption("SecToWait", "30");
+        auto screen = makeScreen();
+        for (const char* name : {"a.txt", "b.txt", "c.txt"})
+            screen->chaseList().append(name, std::string("/docs/") + name);
+        screen->show();
+        emit screen->printRequested();
+        QTRY_VERIFY_WITH_TIMEOUT(m_calls.snapshot().size() >= 5, 10000);
+        QVERIFY(!screen->close());
+        QVERIFY(screen->isVisible());
+        QTRY_VERIFY_WITH_TIMEOUT(m_calls.closed.load(), 3000);
+        QTRY_VERIFY(!screen->isVisible());
+
+        m_calls.closed = false;
+        auto second = makeScreen();
+        for (const char* name : {"a.txt", "b.txt"})
+            second->chaseList().append(name, std::string("/docs/") + name);
+        emit second->printRequested();
+        QTRY_VERIFY_WITH_TIMEOUT(m_calls.snapshot().size() >= 11, 10000);
+        QElapsedTimer timer;
+        timer.start();
+        second.reset();
+        QVERIFY(m_calls.closed.load());
+        QVERIFY(timer.elapsed() < 2000);
     }
 };
 
