@@ -16,6 +16,7 @@ int profileCommand(Context& ctx);
 int optionsCommand(Context& ctx);
 int inspectCommand(Context& ctx);
 int countCommand(Context& ctx);
+int printCommand(Context& ctx);
 
 std::span<const Command> commands()
 {
@@ -24,6 +25,10 @@ std::span<const Command> commands()
          "count documents and folders under a billing profile and print the results and totals; --breakdown "
          "adds every measurement of each document and the parts of its billed lines",
          countCommand},
+        {"print", "print [--printer NAME] FILE...",
+         "print the documents one after another on the chosen printer (PrinterToUse, else the default "
+         "printer), waiting SecToWait seconds between them",
+         printCommand},
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
         {"inspect", "inspect FILE... [--profile NAME] [--json]",
          "show the format, statistics, headers, footers and diagnostics the engine finds; with a profile, "

@@ -640,6 +640,12 @@ void frmMain::refillPrinters()
     m_cboPrinterToUse->setCurrentIndex(m_cboPrinterToUse->findText(stored, Qt::MatchExactly));
 }
 
+void frmMain::setPrinterList(PrinterList printers)
+{
+    m_printers = std::move(printers);
+    refillPrinters();
+}
+
 QString frmMain::optionText(const char* key) const
 {
     const std::string_view k(key);

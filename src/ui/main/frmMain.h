@@ -104,6 +104,10 @@ public:
     void setBusy(bool busy);
     /// Shows progress "n of N" in the progress bar; 0 of 0 hides it.
     void showProgress(int done, int total);
+    /// Refills the printer box from the system's printers, the stored
+    /// `PrinterToUse` selected; `setPrinterList` changes where they come from.
+    void refillPrinters();
+    void setPrinterList(PrinterList printers);
 
 public slots:
     void startRun(app::RunScope scope = app::RunScope::AllEntries);
@@ -141,7 +145,6 @@ private:
     void buildMenus();
     void loadProfiles();
     void loadOptions();
-    void refillPrinters();
     void refreshFileList();
     void showFolderInTree();
     void updateCounters();

@@ -7,6 +7,7 @@
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
 #include "ui/main/frmSplash.h"
+#include "ui/print/PrintCommands.h"
 #include "ui/profile/ProfileCommands.h"
 
 #include <QApplication>
@@ -49,6 +50,7 @@ int main(int argc, char** argv)
     qm::ui::showSplashThen(2000, [&] {
         mainScreen = std::make_unique<qm::ui::frmMain>(services);
         qm::ui::attachProfileCommands(*mainScreen);
+        qm::ui::attachPrintCommands(*mainScreen);
         mainScreen->show();
         if (parser.isSet(screenshotDir)) {
             qm::ui::startScreenshotRun(*mainScreen, parser.value(screenshotDir), parser.value(screenshotDocuments));
