@@ -7,6 +7,7 @@
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
 #include "ui/main/frmSplash.h"
+#include "ui/totals/ReportCommands.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -52,6 +53,7 @@ int main(int argc, char** argv)
             qm::ui::startScreenshotRun(*mainScreen, parser.value(screenshotDir), parser.value(screenshotDocuments));
             return;
         }
+        qm::ui::attachReportCommands(*mainScreen);
         // The check asks our engine for its version text, as it would ask
         // any word processor, and stays silent for it.
         qm::RecordingPrompter quiet;
