@@ -20,24 +20,18 @@ int countCommand(Context& ctx);
 std::span<const Command> commands()
 {
     static const Command table[] = {
-        {"count",
-         "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] "
-         "[--breakdown] "
-         "[--invoice FILE.docx|FILE.pdf]",
-         "count documents and folders under a billing profile and print the results and totals; "
-         "--breakdown "
-         "adds every measurement of each document and the parts of its billed lines; --invoice "
-         "also writes the "
-         "run's invoice",
+        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown] "
+                  "[--invoice FILE.docx|FILE.pdf]",
+         "count documents and folders under a billing profile and print the results and totals; --breakdown "
+         "adds every measurement of each document and the parts of its billed lines; --invoice also writes "
+         "the run's invoice",
          countCommand},
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
         {"inspect", "inspect FILE... [--profile NAME] [--json]",
-         "show the format, statistics, headers, footers and diagnostics the engine finds; with a "
-         "profile, "
+         "show the format, statistics, headers, footers and diagnostics the engine finds; with a profile, "
          "every measurement and the parts of the billed lines",
          inspectCommand},
-        {"profile",
-         "profile list | show NAME [--json] | set NAME KEY VALUE | add NAME | delete NAME",
+        {"profile", "profile list | show NAME [--json] | set NAME KEY VALUE | add NAME | delete NAME",
          "list, show, change, add or delete billing profiles (an empty VALUE removes the key)",
          profileCommand},
         {"options", "options show [--json] | set KEY VALUE",

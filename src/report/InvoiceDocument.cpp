@@ -14,10 +14,7 @@ using engine::Twips;
 namespace {
 
 constexpr const char* kFont = "Times New Roman";
-constexpr uint16_t halfPoints(int points)
-{
-    return static_cast<uint16_t>(points * 2);
-}
+constexpr uint16_t halfPoints(int points) { return static_cast<uint16_t>(points * 2); }
 /// Word 2010's compatibility mode: the last one that outdents tables by their cell padding.
 constexpr int32_t kTableOutdentCompatibilityMode = 14;
 
@@ -68,9 +65,8 @@ void InvoiceDocument::endLine(Alignment alignment)
 void InvoiceDocument::endCell(Alignment alignment)
 {
     const engine::Story& story = m_builder.document().stories[m_builder.currentStory()];
-    const bool lineEnded =
-        !story.text.empty() && story.text.back() == engine::Ch::ParagraphMark &&
-        m_builder.document().paraFormatOf(story, story.size() - 1).tableDepth > 0;
+    const bool lineEnded = !story.text.empty() && story.text.back() == engine::Ch::ParagraphMark
+                           && m_builder.document().paraFormatOf(story, story.size() - 1).tableDepth > 0;
     if (lineEnded)
         endLine(alignment);
     engine::ParaFormat paragraph;
@@ -137,8 +133,7 @@ void InvoiceDocument::typeResults(const InvoiceContent& content, bool tableColor
     // The document column takes what the two figure columns leave of the
     // 468 points between the margins; the figures are right-aligned.
     static constexpr std::array<Twips, 3> widths = {324 * 20, 72 * 20, 72 * 20};
-    static constexpr std::array<Alignment, 3> alignments = {Alignment::Left, Alignment::Right,
-                                                            Alignment::Right};
+    static constexpr std::array<Alignment, 3> alignments = {Alignment::Left, Alignment::Right, Alignment::Right};
     const CharFormat body = m_font;
 
     // The heading row is filled last, after the totals row, so its first
@@ -232,8 +227,7 @@ std::unique_ptr<engine::Document> InvoiceDocument::finish()
         paragraph.alignment = Alignment::Right;
         m_builder.endParagraph(m_builder.paraFormat(paragraph), m_builder.charFormat(number));
         m_builder.setStory(0);
-        refs.footers[static_cast<size_t>(engine::HeaderFooterIndex::Primary) - 1] =
-            static_cast<int32_t>(footer);
+        refs.footers[static_cast<size_t>(engine::HeaderFooterIndex::Primary) - 1] = static_cast<int32_t>(footer);
     }
     auto document = m_builder.finish(engine::SectionFormat{}, refs);
     // The tables sit as Word placed them before its 2013 format: the cells'
@@ -244,8 +238,8 @@ std::unique_ptr<engine::Document> InvoiceDocument::finish()
     return document;
 }
 
-std::unique_ptr<engine::Document> invoiceDocument(const std::string& profileName,
-                                                  const InvoiceContent& content, bool tableColor)
+std::unique_ptr<engine::Document> invoiceDocument(const std::string& profileName, const InvoiceContent& content,
+                                                  bool tableColor)
 {
     InvoiceDocument invoice;
     invoice.typeHiddenFirstLine(profileName);

@@ -28,8 +28,7 @@ engine::WriteResult saveInvoice(const engine::Document& invoice, const std::file
 {
     const auto format = invoiceFormatOf(path);
     if (!format)
-        return {"an invoice is written as .docx or .pdf, not as \"" + path.extension().string() +
-                "\""};
+        return {"an invoice is written as .docx or .pdf, not as \"" + path.extension().string() + "\""};
     if (*format == InvoiceFormat::Docx)
         return engine::writeDocx(invoice, path);
 
@@ -45,21 +44,18 @@ engine::WriteResult saveInvoice(const engine::Document& invoice, const std::file
     return {};
 }
 
-std::optional<std::filesystem::path> handOverInvoice(const engine::Document& invoice,
-                                                     const std::string& profileName,
-                                                     const settings::SettingsContext& context,
-                                                     Prompter& prompter,
+std::optional<std::filesystem::path> handOverInvoice(const engine::Document& invoice, const std::string& profileName,
+                                                     const settings::SettingsContext& context, Prompter& prompter,
                                                      const InvoiceHandover& handover)
 {
     // A name the file system takes whatever the profile is called.
     std::string name = "Invoice " + profileName;
-    std::ranges::replace_if(
-        name, [](char c) { return c == '/' || c == '\\' || c == ':' || c == '\0'; }, '_');
+    std::ranges::replace_if(name, [](char c) { return c == '/' || c == '\\' || c == ':' || c == '\0'; }, '_');
     const std::filesystem::path temporary = handover.temporaryFolder / (name + ".docx");
 
     std::optional<std::filesystem::path> target;
-    const std::string ask = settings::ReadINI(context, settings::kOptionsBaseName,
-                                              settings::kOptionsSection, "AskSaveWindow", "0");
+    const std::string ask =
+        settings::ReadINI(context, settings::kOptionsBaseName, settings::kOptionsSection, "AskSaveWindow", "0");
     if (ask == "0" && handover.askSavePath)
         target = handover.askSavePath(temporary.filename());
     if (!target)
@@ -67,8 +63,7 @@ std::optional<std::filesystem::path> handOverInvoice(const engine::Document& inv
 
     const engine::WriteResult written = saveInvoice(invoice, *target);
     if (!written.ok()) {
-        prompter.show(engine::errorReportMessage(target->string() + ": " + written.error,
-                                                 "-Export To Report-"));
+        prompter.show(engine::errorReportMessage(target->string() + ": " + written.error, "-Export To Report-"));
         return std::nullopt;
     }
     if (handover.open)

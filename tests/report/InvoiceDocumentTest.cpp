@@ -1,13 +1,13 @@
 // Tests for the invoice document: written as .docx and read back with our own reader.
-#include "report/InvoiceDocument.h"
-
 #include "engine/formats/Reader.h"
 #include "engine/formats/docxwriter/DocxWriter.h"
+#include "report/InvoiceDocument.h"
 #include "report/Report.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -18,8 +18,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono;
 using engine::Document;
 
-struct Cell
-{
+struct Cell {
     std::vector<std::string> paragraphs;
     uint32_t shading = engine::AutoColor;
     engine::Alignment alignment = engine::Alignment::Left;
@@ -29,8 +28,7 @@ using Table = std::vector<Row>;
 
 /// The invoice as our reader sees it: the paragraphs before the first table,
 /// the tables cell by cell, the paragraphs after the last one, the footer.
-struct ReadInvoice
-{
+struct ReadInvoice {
     std::unique_ptr<Document> doc;
     std::vector<std::string> before;
     std::vector<Table> tables;
@@ -83,13 +81,11 @@ ReadInvoice readBack(const Document& invoice, const fs::path& folder)
         Table table;
         for (const engine::TableRow& r : t.rows) {
             Row row;
-            const engine::TableRowFormat& format =
-                doc.rowFormats.at(static_cast<size_t>(r.rowFormat));
+            const engine::TableRowFormat& format = doc.rowFormats.at(static_cast<size_t>(r.rowFormat));
             for (size_t c = 0; c < r.cells.size(); ++c) {
                 Cell cell;
                 cell.paragraphs = paragraphs(doc, r.cells[c].start, r.cells[c].end + 1);
-                cell.shading =
-                    c < format.cells.size() ? format.cells[c].shading : engine::AutoColor;
+                cell.shading = c < format.cells.size() ? format.cells[c].shading : engine::AutoColor;
                 cell.alignment = doc.paraFormatOf(doc.mainStory(), r.cells[c].end).alignment;
                 row.push_back(cell);
             }
@@ -97,8 +93,7 @@ ReadInvoice readBack(const Document& invoice, const fs::path& folder)
         }
         out.tables.push_back(table);
     }
-    out.paragraphsAfter =
-        tables.empty() ? 0 : paragraphs(doc, tables.back().end, doc.mainStory().size()).size();
+    out.paragraphsAfter = tables.empty() ? 0 : paragraphs(doc, tables.back().end, doc.mainStory().size()).size();
     const int32_t footer = doc.footerStory(0, engine::HeaderFooterIndex::Primary);
     if (footer > 0) {
         const engine::Story& s = doc.stories[static_cast<size_t>(footer)];
@@ -124,8 +119,7 @@ using Keys = std::vector<std::pair<std::string, std::string>>;
 void set(Keys& keys, const Keys& changes)
 {
     for (const auto& [key, value] : changes) {
-        const auto it =
-            std::find_if(keys.begin(), keys.end(), [&](const auto& e) { return e.first == key; });
+        const auto it = std::find_if(keys.begin(), keys.end(), [&](const auto& e) { return e.first == key; });
         if (it != keys.end())
             it->second = value;
         else
@@ -133,29 +127,20 @@ void set(Keys& keys, const Keys& changes)
     }
 }
 
-class InvoiceDocumentTest : public ::testing::Test
-{
+class InvoiceDocumentTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        m_folder = fs::temp_directory_path() /
-                   ("qm-invoice-" + std::to_string(::getpid()) + "-" +
-                    ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        m_folder = fs::temp_directory_path() / ("qm-invoice-" + std::to_string(::getpid()) + "-" +
+                                                ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(m_folder);
         fs::create_directories(m_folder);
-        m_options = {{"CompanyName", "Quill Typing"},
-                     {"Address", "1 Main St"},
-                     {"City", "Springfield"},
-                     {"State", "il"},
-                     {"Zip", "627011234"},
-                     {"Phone", "2175551234"},
-                     {"Fax", "2175559876"}};
-        m_profile = {{"DonePer", "Line"},      {"BillAmount", "$1.25"}, {"Address", "9 Oak Ave"},
-                     {"City", "Peoria"},       {"State", "il"},         {"zip", "61602"},
-                     {"PrintCountedDoc", "1"}, {"TableColor", "1"}};
-        m_rows = {row("a.doc", "2.5", "$3.13", "/docs/a.doc"),
-                  row("b.doc", "3.5", "$4.38", "/docs/b.doc"), row("c.doc", "", "", "/docs/c.doc"),
-                  row("d.doc", "1", "$1.25", "/docs/d.doc")};
+        m_options = {{"CompanyName", "Quill Typing"}, {"Address", "1 Main St"}, {"City", "Springfield"},
+                     {"State", "il"}, {"Zip", "627011234"}, {"Phone", "2175551234"}, {"Fax", "2175559876"}};
+        m_profile = {{"DonePer", "Line"}, {"BillAmount", "$1.25"}, {"Address", "9 Oak Ave"}, {"City", "Peoria"},
+                     {"State", "il"}, {"zip", "61602"}, {"PrintCountedDoc", "1"}, {"TableColor", "1"}};
+        m_rows = {row("a.doc", "2.5", "$3.13", "/docs/a.doc"), row("b.doc", "3.5", "$4.38", "/docs/b.doc"),
+                  row("c.doc", "", "", "/docs/c.doc"), row("d.doc", "1", "$1.25", "/docs/d.doc")};
     }
     void TearDown() override { fs::remove_all(m_folder); }
 
@@ -212,8 +197,7 @@ TEST_F(InvoiceDocumentTest, HiddenLineLetterheadAndBillTo)
     const engine::CharFormat& hidden = invoice.doc->charFormatAt(invoice.doc->mainStory(), 0);
     EXPECT_EQ(hidden.sizeHalfPoints, 2);
     EXPECT_EQ(hidden.color, InvoiceColor::White);
-    EXPECT_EQ(invoice.doc->charFormatAt(invoice.doc->mainStory(), 12).sizeHalfPoints, 20)
-        << "10 point after it";
+    EXPECT_EQ(invoice.doc->charFormatAt(invoice.doc->mainStory(), 12).sizeHalfPoints, 20) << "10 point after it";
 
     ASSERT_EQ(invoice.tables.size(), 2u);
     const Table& letterhead = invoice.tables[0];
@@ -221,8 +205,7 @@ TEST_F(InvoiceDocumentTest, HiddenLineLetterheadAndBillTo)
     ASSERT_EQ(letterhead[0].size(), 2u);
     // Each block ends with its own line's mark, then the cell's empty paragraph.
     EXPECT_EQ(letterhead[0][0].paragraphs,
-              (std::vector<std::string>{"", "Bill To:", "Acme Clinic", "9 Oak Ave",
-                                        "Peoria, il 61602", ""}));
+              (std::vector<std::string>{"", "Bill To:", "Acme Clinic", "9 Oak Ave", "Peoria, il 61602", ""}));
     EXPECT_EQ(letterhead[0][1].paragraphs,
               (std::vector<std::string>{"Quill Typing", "1 Main St", "Springfield, IL 62701-1234",
                                         "Phone: (217) 555-1234", "Fax:    (217) 555-9876", ""}));
@@ -239,8 +222,7 @@ TEST_F(InvoiceDocumentTest, HiddenLineLetterheadAndBillTo)
     const engine::Story& main = invoice.doc->mainStory();
     const auto company = main.text.find(u"Quill Typing");
     ASSERT_NE(company, std::u16string::npos);
-    const engine::CharFormat& name =
-        invoice.doc->charFormatAt(main, static_cast<uint32_t>(company));
+    const engine::CharFormat& name = invoice.doc->charFormatAt(main, static_cast<uint32_t>(company));
     EXPECT_TRUE(name.bold);
     EXPECT_EQ(name.sizeHalfPoints, 36);
     EXPECT_EQ(name.fontName, "Times New Roman");
@@ -251,8 +233,7 @@ TEST_F(InvoiceDocumentTest, HiddenLineLetterheadAndBillTo)
 
 TEST_F(InvoiceDocumentTest, LetterheadFieldsVary)
 {
-    struct Case
-    {
+    struct Case {
         const char* name;
         Keys options;
         Keys profile;
@@ -263,14 +244,12 @@ TEST_F(InvoiceDocumentTest, LetterheadFieldsVary)
         {"empty phone and fax leave their lines, the date follows",
          {{"Phone", " "}, {"Fax", ""}},
          {{"IncludeDate", "1"}},
-         {"Quill Typing", "1 Main St", "Springfield, IL 62701-1234", "", "",
-          "Monday, November 02, 2026", ""},
+         {"Quill Typing", "1 Main St", "Springfield, IL 62701-1234", "", "", "Monday, November 02, 2026", ""},
          "Peoria, il 61602"},
         {"zips of 5 and 10 characters as stored, 9 through the mask",
          {{"Zip", "62701"}},
          {{"zip", "616021111"}, {"IncludeDate", "yes"}},
-         {"Quill Typing", "1 Main St", "Springfield, IL 62701", "Phone: (217) 555-1234",
-          "Fax:    (217) 555-9876", ""},
+         {"Quill Typing", "1 Main St", "Springfield, IL 62701", "Phone: (217) 555-1234", "Fax:    (217) 555-9876", ""},
          "Peoria, il 61602-1111"},
     };
     for (const Case& c : cases) {
@@ -297,16 +276,14 @@ TEST_F(InvoiceDocumentTest, ResultsTableWithHeadingBandsAndTotals)
 
     EXPECT_EQ(texts(results[0]), (std::vector<std::string>{"Document Name", "Lines", "Amount:"}));
     EXPECT_EQ(texts(results[1]), (std::vector<std::string>{"a.doc", "3", "$3.13"}));
-    EXPECT_EQ(texts(results[3]), (std::vector<std::string>{"c.doc", "", ""}))
-        << "empty cells typed as they are";
+    EXPECT_EQ(texts(results[3]), (std::vector<std::string>{"c.doc", "", ""})) << "empty cells typed as they are";
     // 2.5 and 3.5 round to 2 and 4 before they are added: 2 + 4 + 1 + 1 = 8.
     EXPECT_EQ(texts(results[6]),
               (std::vector<std::string>{"Total:6    ( Billed @ $1.25 / Line )", "8", "$10.01"}));
 
     // Heading on black, every third document on 25% grey from the third on, totals on 50% grey.
     const uint32_t none = engine::AutoColor;
-    const uint32_t shading[] = {InvoiceColor::Black,  none, none,
-                                InvoiceColor::Gray25, none, InvoiceColor::Gray25,
+    const uint32_t shading[] = {InvoiceColor::Black, none, none, InvoiceColor::Gray25, none, InvoiceColor::Gray25,
                                 InvoiceColor::Gray50};
     for (size_t r = 0; r < results.size(); ++r) {
         SCOPED_TRACE(r);
@@ -321,13 +298,11 @@ TEST_F(InvoiceDocumentTest, ResultsTableWithHeadingBandsAndTotals)
     auto formatAt = [&](std::u16string_view text) -> const engine::CharFormat& {
         const auto at = main.text.find(text);
         EXPECT_NE(at, std::u16string::npos);
-        return invoice.doc->charFormatAt(
-            main, static_cast<uint32_t>(std::min<size_t>(at, main.size() - 1)));
+        return invoice.doc->charFormatAt(main, static_cast<uint32_t>(std::min<size_t>(at, main.size() - 1)));
     };
     EXPECT_EQ(formatAt(u"Lines").color, InvoiceColor::White);
     EXPECT_TRUE(formatAt(u"Lines").bold);
-    EXPECT_EQ(formatAt(u"Document Name").color, InvoiceColor::White)
-        << "the colour the totals row left";
+    EXPECT_EQ(formatAt(u"Document Name").color, InvoiceColor::White) << "the colour the totals row left";
     EXPECT_EQ(formatAt(u"Total:6").sizeHalfPoints, 24);
     EXPECT_EQ(formatAt(u"Total:6").color, InvoiceColor::White);
     EXPECT_EQ(formatAt(u" Billed @").sizeHalfPoints, 20);
@@ -352,8 +327,7 @@ TEST_F(InvoiceDocumentTest, ResultsTableWithHeadingBandsAndTotals)
 
 TEST_F(InvoiceDocumentTest, ProfileSwitchesChangeTheTable)
 {
-    struct Case
-    {
+    struct Case {
         const char* name;
         Keys profile;
         std::vector<std::string> firstRow;
