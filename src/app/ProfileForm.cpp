@@ -569,7 +569,7 @@ DeleteResult deleteSelectedProfile(const ProfileEditorEnvironment& environment, 
         return result;
     }
     if (prompter.show(Message{"Delete Profile", "Are You Sure You Want to Delete?", MessageIcon::Question,
-                              MessageButtons::OkCancel}) != MessageAnswer::Ok)
+                              MessageButtons::OkCancel, true}) != MessageAnswer::Ok)
         return result;
 
     const size_t at = size_t(lists.selected);

@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qm {
@@ -17,8 +18,31 @@ struct Message {
     std::string text; ///< line breaks as "\r" where the product breaks a line with character 13
     MessageIcon icon = MessageIcon::None;
     MessageButtons buttons = MessageButtons::Ok;
+    /// Whether Enter presses the last button (Cancel, No) rather than the
+    /// first: questions whose "yes" loses something default to keeping it.
+    bool defaultIsLast = false;
     bool operator==(const Message&) const = default;
 };
+
+/// The error report every failing operation shows: title "Error", the
+/// critical icon, the fixed apology, a line break and "Error Message <<" with
+/// the description and ">>". The operation's location tag (such as
+/// "-Opening DOC-"), when given, follows on its own line.
+inline Message errorReport(std::string_view description, std::string_view locationTag = {})
+{
+    Message m;
+    m.title = "Error";
+    m.icon = MessageIcon::Critical;
+    m.buttons = MessageButtons::Ok;
+    m.text = "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<";
+    m.text += description;
+    m.text += ">>";
+    if (!locationTag.empty()) {
+        m.text += "\r";
+        m.text += locationTag;
+    }
+    return m;
+}
 
 /// Shows messages and returns the user's answer. The GUI shows dialogs, the
 /// command line prints to stderr and answers from its flags, tests record.

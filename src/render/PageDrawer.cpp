@@ -15,22 +15,6 @@ using namespace engine::layout;
 
 namespace {
 
-// The same capitals the measurer widths were taken from.
-char16_t upper(char16_t c)
-{
-    if (c >= u'a' && c <= u'z')
-        return static_cast<char16_t>(c - 32);
-    if (c >= 0xE0 && c <= 0xFE && c != 0xF7)
-        return static_cast<char16_t>(c - 32);
-    if (c >= 0x3B1 && c <= 0x3C9 && c != 0x3C2)
-        return static_cast<char16_t>(c - 32);
-    if (c >= 0x430 && c <= 0x44F)
-        return static_cast<char16_t>(c - 32);
-    return c;
-}
-
-bool isLower(char16_t c) { return upper(c) != c; }
-
 bool isHighSurrogate(char16_t c) { return c >= 0xD800 && c <= 0xDBFF; }
 bool isLowSurrogate(char16_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
 
@@ -47,10 +31,8 @@ bool drawsNothing(char16_t c)
     case Ch::ParagraphMark:
     case Ch::ColumnBreak:
     case Ch::Space:
-    case Ch::NoBreakSpace:
-        return true;
-    default:
-        return c < 32 && c != Ch::NonBreakingHyphen && c != Ch::OptionalHyphen && c != Ch::NoteReference;
+    case Ch::NoBreakSpace: return true;
+    default: return c < 32 && c != Ch::NonBreakingHyphen && c != Ch::OptionalHyphen && c != Ch::NoteReference;
     }
 }
 
@@ -142,30 +124,11 @@ const std::vector<Table>& PageDrawer::tablesOf(size_t story)
 
 std::vector<PageDrawer::Area> PageDrawer::columns(int32_t section) const
 {
-    std::vector<Area> out;
     if (m_document.sections.empty())
-        return out;
-    const size_t index = std::clamp<size_t>(static_cast<size_t>(std::max(0, section)), 0, m_document.sections.size() - 1);
-    const SectionFormat& f = m_document.sections[index].format;
-    // The columns as the layout sets them up for the section.
-    const double left = std::abs(f.marginLeft) + std::max(0, f.gutter);
-    const double textWidth = std::max<double>(1.0, f.textWidth());
-    const int32_t n = std::clamp(f.columns, 1, 64);
-    if (n == 1) {
-        out.push_back({left, textWidth});
-        return out;
-    }
-    double x = left;
-    const double spacing = std::max(0, f.columnSpacing);
-    const double equal = std::max(1.0, (textWidth - spacing * (n - 1)) / n);
-    for (int32_t i = 0; i < n; ++i) {
-        const double w = static_cast<size_t>(i) < f.columnWidths.size() && f.columnWidths[i] > 0
-                             ? static_cast<double>(f.columnWidths[i])
-                             : equal;
-        out.push_back({x, w});
-        x += w + spacing;
-    }
-    return out;
+        return {};
+    const size_t index =
+        std::clamp<size_t>(static_cast<size_t>(std::max(0, section)), 0, m_document.sections.size() - 1);
+    return sectionColumns(m_document.sections[index].format);
 }
 
 std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page, const std::vector<LaidOutLine>& lines,
@@ -197,12 +160,19 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
             if (rowLines.empty())
                 continue;
             const TableRowFormat fallback;
-            const TableRowFormat& rf = row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_document.rowFormats.size()
-                                           ? m_document.rowFormats[row.rowFormat]
-                                           : fallback;
-            const size_t col = story == 0 ? std::clamp<size_t>(static_cast<size_t>(std::max<int16_t>(0, rowLines.front()->column)), 0, cols.size() - 1) : 0;
+            const TableRowFormat& rf =
+                row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_document.rowFormats.size()
+                    ? m_document.rowFormats[row.rowFormat]
+                    : fallback;
+            const size_t col =
+                story == 0 ? std::clamp<size_t>(static_cast<size_t>(std::max<int16_t>(0, rowLines.front()->column)), 0,
+                                                cols.size() - 1)
+                           : 0;
             const Area area = cols.empty() ? Area{} : cols[col];
-            const double width = story == 0 ? area.width : m_document.sections[std::clamp<size_t>(page.section, 0, m_document.sections.size() - 1)].format.textWidth();
+            const double width =
+                story == 0 ? area.width
+                           : m_document.sections[std::clamp<size_t>(page.section, 0, m_document.sections.size() - 1)]
+                                 .format.textWidth();
             double x = area.left + rf.leftIndent - rf.cellMarginLeft;
             const size_t cellCount = std::max<size_t>(1, row.cells.size());
             size_t gridColumn = 0;
@@ -229,7 +199,8 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                     cellWidth = width / static_cast<double>(cellCount);
                 gridColumn += static_cast<size_t>(spanCols);
                 const TableCell& cell = row.cells[c];
-                const Area textArea{x + rf.cellMarginLeft, std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight)};
+                const Area textArea{x + rf.cellMarginLeft,
+                                    std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight)};
                 const LaidOutLine* first = nullptr;
                 const LaidOutLine* last = nullptr;
                 for (const LaidOutLine* l : rowLines) {
@@ -243,7 +214,8 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                         last = l;
                 }
                 if (first && cell.end < s.size()) {
-                    const ParaFormat& firstPf = m_document.paraFormatOf(s, m_document.paragraphEnd(story, first->start));
+                    const ParaFormat& firstPf =
+                        m_document.paraFormatOf(s, m_document.paragraphEnd(story, first->start));
                     const ParaFormat& lastPf = m_document.paraFormatOf(s, m_document.paragraphEnd(story, last->start));
                     top = std::min(top, first->y - spaceBefore(firstPf) - rf.cellMarginTop);
                     bottom = std::max(bottom, last->y + last->height + spaceAfter(lastPf) + rf.cellMarginBottom);
@@ -303,10 +275,10 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
         if (!f.face)
             return;
         double em = f.scale * f.face->metrics().unitsPerEm;
-        if (c < 0x10000 && !f.allCaps && f.smallCaps && isLower(static_cast<char16_t>(c)))
+        if (c < 0x10000 && !f.allCaps && f.smallCaps && hasDisplayCapital(static_cast<char16_t>(c)))
             em *= 0.8; // small capitals at four fifths of the size, as measured
         if ((f.allCaps || f.smallCaps) && c < 0x10000)
-            c = upper(static_cast<char16_t>(c));
+            c = displayCapital(static_cast<char16_t>(c));
         const DrawFace* face = drawFaceFor(*f.face);
         unsigned glyph = face ? face->glyph(c) : 0;
         if (glyph == 0 && c < 0x10000) {
@@ -387,27 +359,23 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
             const char16_t c = s.text[p];
             double w = 0;
             switch (c) {
-            case Ch::Tab:
-                ++tabs;
-                continue;
+            case Ch::Tab: ++tabs; continue;
             case Ch::ParagraphMark:
             case Ch::CellEnd:
             case Ch::LineBreak:
             case Ch::PageBreak:
             case Ch::ColumnBreak:
-            case Ch::Anchor:
-                break;
+            case Ch::Anchor: break;
             case Ch::OptionalHyphen:
                 // Shown only where it ends a wrapped line.
                 if (ri == lastRun && p + 1 == run.end && line.reason == BreakReason::Wrap)
                     w = m_measurer.width(u'-', run.charFormat);
                 break;
-            case Ch::NonBreakingHyphen:
-                w = m_measurer.width(u'-', run.charFormat);
-                break;
+            case Ch::NonBreakingHyphen: w = m_measurer.width(u'-', run.charFormat); break;
             case Ch::Object: {
                 const int32_t obj = cf.objectIndex;
-                if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() && !m_document.objects[obj].floating)
+                if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() &&
+                    !m_document.objects[obj].floating)
                     w = m_document.objects[obj].width;
                 break;
             }
@@ -417,9 +385,7 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
                 w = digits * m_measurer.width(u'1', run.charFormat);
                 break;
             }
-            default:
-                w = m_measurer.width(c, run.charFormat);
-                break;
+            default: w = m_measurer.width(c, run.charFormat); break;
             }
             widths[i] = w;
             known += w;
@@ -539,12 +505,8 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
                     stroke(seg.from, seg.to, under - thickness, thickness);
                     stroke(seg.from, seg.to, under + thickness, thickness);
                     break;
-                case UnderlineKind::Thick:
-                    stroke(seg.from, seg.to, under + thickness / 2, thickness * 2);
-                    break;
-                default:
-                    stroke(seg.from, seg.to, under, thickness);
-                    break;
+                case UnderlineKind::Thick: stroke(seg.from, seg.to, under + thickness / 2, thickness * 2); break;
+                default: stroke(seg.from, seg.to, under, thickness); break;
                 }
             }
             cairo_set_dash(cr, nullptr, 0, 0);
@@ -581,7 +543,10 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
     cairo_font_options_destroy(fo);
 
     const std::vector<Area> cols = columns(page.section);
-    const size_t section = m_document.sections.empty() ? 0 : std::clamp<size_t>(static_cast<size_t>(std::max(0, page.section)), 0, m_document.sections.size() - 1);
+    const size_t section =
+        m_document.sections.empty()
+            ? 0
+            : std::clamp<size_t>(static_cast<size_t>(std::max(0, page.section)), 0, m_document.sections.size() - 1);
     const Area sectionArea = m_document.sections.empty()
                                  ? Area{}
                                  : Area{static_cast<double>(std::abs(m_document.sections[section].format.marginLeft) +
@@ -592,7 +557,8 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
         const std::vector<LaidOutLine>* lines;
         bool body;
     };
-    const Part parts[] = {{&page.headerLines, false}, {&page.lines, true}, {&page.footerLines, false}, {&page.noteLines, false}};
+    const Part parts[] = {
+        {&page.headerLines, false}, {&page.lines, true}, {&page.footerLines, false}, {&page.noteLines, false}};
     for (const Part& part : parts) {
         if (part.lines->empty())
             continue;
@@ -621,7 +587,8 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
                 area = &it->second;
             } else if (l.tableDepth == 0) {
                 own = part.body && !cols.empty()
-                          ? cols[std::clamp<size_t>(static_cast<size_t>(std::max<int16_t>(0, l.column)), 0, cols.size() - 1)]
+                          ? cols[std::clamp<size_t>(static_cast<size_t>(std::max<int16_t>(0, l.column)), 0,
+                                                    cols.size() - 1)]
                           : sectionArea;
                 area = &own;
             }

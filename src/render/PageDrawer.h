@@ -6,7 +6,6 @@
 #include "engine/model/Document.h"
 
 #include <cairo.h>
-
 #include <map>
 #include <vector>
 
@@ -35,10 +34,7 @@ public:
 
 private:
     /// A text area: the left edge and width lines were broken for.
-    struct Area {
-        double left = 0;
-        double width = 0;
-    };
+    using Area = engine::layout::ColumnArea;
     struct CellBox {
         double left = 0, width = 0, top = 0, bottom = 0;
         uint32_t shading = engine::AutoColor;

@@ -659,8 +659,9 @@ TEST(ProfileDelete, MiddleProfileKeepsListOrder)
     const DeleteResult result = deleteSelectedProfile(editor.environment, lists);
     EXPECT_TRUE(result.deleted);
     ASSERT_EQ(editor.prompter.messages.size(), 1u);
+    // Cancel is the default: Enter alone never deletes a profile.
     EXPECT_EQ(editor.prompter.messages[0], (Message{"Delete Profile", "Are You Sure You Want to Delete?",
-                                                    MessageIcon::Question, MessageButtons::OkCancel}));
+                                                    MessageIcon::Question, MessageButtons::OkCancel, true}));
     EXPECT_EQ(lists.names, (std::vector<std::string>{"Alpha", "Gamma"}));
     EXPECT_EQ(lists.selectedName(), "Gamma");
     EXPECT_EQ(result.nowSelected, std::optional<std::string>("Gamma"));

@@ -95,10 +95,7 @@ private:
     std::vector<RowBox> tableRows(size_t story, const Table& table, double width, uint8_t depth);
 
     // Pagination of the main story.
-    struct Region {
-        double left = 0;
-        double width = 0;
-    };
+    using Region = ColumnArea;
     void startPage(bool firstOfSection);
     void nextColumn(bool overflow);
     void newPage(bool overflow);
@@ -303,28 +300,7 @@ double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidO
     return height;
 }
 
-void Engine::setColumns(size_t section)
-{
-    const SectionFormat& f = m_doc.sections[section].format;
-    const double left = std::abs(f.marginLeft) + std::max(0, f.gutter);
-    const double textWidth = std::max<double>(1.0, f.textWidth());
-    m_columns.clear();
-    const int32_t n = std::clamp(f.columns, 1, 64);
-    if (n == 1) {
-        m_columns.push_back({left, textWidth});
-        return;
-    }
-    double x = left;
-    const double spacing = std::max(0, f.columnSpacing);
-    const double equal = std::max(1.0, (textWidth - spacing * (n - 1)) / n);
-    for (int32_t i = 0; i < n; ++i) {
-        const double w = static_cast<size_t>(i) < f.columnWidths.size() && f.columnWidths[i] > 0
-                             ? static_cast<double>(f.columnWidths[i])
-                             : equal;
-        m_columns.push_back({x, w});
-        x += w + spacing;
-    }
-}
+void Engine::setColumns(size_t section) { m_columns = sectionColumns(m_doc.sections[section].format); }
 
 void Engine::startPage(bool firstOfSection)
 {
@@ -421,8 +397,7 @@ void Engine::applySectionStart(size_t section)
             return;
         }
         break;
-    case SectionStart::NewPage:
-        break;
+    case SectionStart::NewPage: break;
     case SectionStart::EvenPage:
     case SectionStart::OddPage: {
         // The section must start on an odd (even) page: a blank page is
@@ -489,8 +464,9 @@ double Engine::keepChainHeight(uint32_t start)
             pos = mark + 1;
             continue;
         }
-        const size_t take = pf.keepLinesTogether ? lines.size()
-                            : pf.widowControl && lines.size() >= 2 ? 2 : std::min<size_t>(1, lines.size());
+        const size_t take = pf.keepLinesTogether                   ? lines.size()
+                            : pf.widowControl && lines.size() >= 2 ? 2
+                                                                   : std::min<size_t>(1, lines.size());
         for (size_t i = 0; i < take && i < lines.size(); ++i)
             height += roundTwips(lines[i].height);
         break;
@@ -611,7 +587,8 @@ void Engine::placeTable(const Table& table)
         size_t nextLine = 0;
         while (true) {
             const double remaining = row.height - done;
-            if (m_y + remaining <= bottom() + Eps || (columnEmpty() && remaining > columnHeight() && row.lines.empty())) {
+            if (m_y + remaining <= bottom() + Eps ||
+                (columnEmpty() && remaining > columnHeight() && row.lines.empty())) {
                 for (size_t i = nextLine; i < row.lines.size(); ++i) {
                     LaidOutLine l = row.lines[i];
                     l.y = m_y + (l.y - done);
@@ -629,8 +606,7 @@ void Engine::placeTable(const Table& table)
             // The row does not fit: move it whole when it may not split or
             // would fit on the next page, else split it between lines.
             const bool wholeFitsFresh = remaining <= columnHeight() - (isRepeatedHeader ? 0 : 0);
-            if (!columnEmpty() && (row.cantSplit || wholeFitsFresh) && done == 0 &&
-                (row.cantSplit || nextLine == 0)) {
+            if (!columnEmpty() && (row.cantSplit || wholeFitsFresh) && done == 0 && (row.cantSplit || nextLine == 0)) {
                 // Word splits rows that may split only when at least one line
                 // of every cell fits; moving is the common case.
                 const double avail = bottom() - m_y;
@@ -714,6 +690,29 @@ void Engine::layoutMain()
 }
 
 } // namespace
+
+std::vector<ColumnArea> sectionColumns(const SectionFormat& f)
+{
+    std::vector<ColumnArea> columns;
+    const double left = std::abs(f.marginLeft) + std::max(0, f.gutter);
+    const double textWidth = std::max<double>(1.0, f.textWidth());
+    const int32_t n = std::clamp(f.columns, 1, 64);
+    if (n == 1) {
+        columns.push_back({left, textWidth});
+        return columns;
+    }
+    double x = left;
+    const double spacing = std::max(0, f.columnSpacing);
+    const double equal = std::max(1.0, (textWidth - spacing * (n - 1)) / n);
+    for (int32_t i = 0; i < n; ++i) {
+        const double w = static_cast<size_t>(i) < f.columnWidths.size() && f.columnWidths[i] > 0
+                             ? static_cast<double>(f.columnWidths[i])
+                             : equal;
+        columns.push_back({x, w});
+        x += w + spacing;
+    }
+    return columns;
+}
 
 LayoutResult layoutDocument(const Document& document, const LayoutOptions& options)
 {

@@ -40,11 +40,11 @@ struct LaidOutLine {
     uint32_t story = 0;
     uint32_t start = 0;
     uint32_t end = 0;
-    double x = 0;         ///< left edge of the line's box (column or cell, plus indents)
-    double y = 0;         ///< top of the line, twips from the page's top edge
-    double width = 0;     ///< advance width of the text, trailing spaces left out
-    double height = 0;    ///< line pitch, spacing rule applied (space before/after not included)
-    double ascent = 0;    ///< baseline below y
+    double x = 0;      ///< left edge of the line's box (column or cell, plus indents)
+    double y = 0;      ///< top of the line, twips from the page's top edge
+    double width = 0;  ///< advance width of the text, trailing spaces left out
+    double height = 0; ///< line pitch, spacing rule applied (space before/after not included)
+    double ascent = 0; ///< baseline below y
     BreakReason reason = BreakReason::Wrap;
     uint8_t tableDepth = 0;
     int16_t column = 0;
@@ -58,12 +58,12 @@ struct LaidOutLine {
 
 struct LaidOutPage {
     int32_t section = 0;
-    double width = 0;  ///< twips
+    double width = 0; ///< twips
     double height = 0;
     std::vector<LaidOutLine> lines;       ///< body lines in reading order (columns in turn)
     std::vector<LaidOutLine> headerLines; ///< the header shown on this page
     std::vector<LaidOutLine> footerLines;
-    std::vector<LaidOutLine> noteLines;   ///< footnotes at the bottom of the page
+    std::vector<LaidOutLine> noteLines; ///< footnotes at the bottom of the page
 };
 
 /// Values a document leaves unset; a document's own formats win.
@@ -91,6 +91,18 @@ struct LayoutResult {
     /// later pages.
     int64_t lineCount() const;
 };
+
+/// One column of a section's text area: its left edge from the page's left
+/// side and its width, in twips.
+struct ColumnArea {
+    double left = 0;
+    double width = 0;
+};
+
+/// The columns a section sets its text in, left to right: the text width
+/// shared out equally unless the section gives each column its own width,
+/// with the section's spacing between them (1 to 64 columns).
+std::vector<ColumnArea> sectionColumns(const SectionFormat& format);
 
 /// Lays out the whole document. A pure function of the document and the
 /// options: the document is only read. Safe to call from several threads.

@@ -10,7 +10,13 @@ namespace qm::engine::layout {
 
 namespace {
 
-char16_t upper(char16_t c)
+// Word draws superscript and subscript at two thirds of the size, rounded to
+// the half point it can store.
+double reducedSize(double halfPoints) { return std::max(1.0, std::round(halfPoints * 2.0 / 3.0)); }
+
+} // namespace
+
+char16_t displayCapital(char16_t c)
 {
     if (c >= u'a' && c <= u'z')
         return static_cast<char16_t>(c - 32);
@@ -24,21 +30,9 @@ char16_t upper(char16_t c)
     return c;
 }
 
-bool isLower(char16_t c) { return upper(c) != c; }
-
-// Word draws superscript and subscript at two thirds of the size, rounded to
-// the half point it can store.
-double reducedSize(double halfPoints)
-{
-    return std::max(1.0, std::round(halfPoints * 2.0 / 3.0));
-}
-
-} // namespace
-
-TextMeasurer::TextMeasurer(const Document& document, const LayoutOptions& options,
-                           std::vector<Diagnostic>& diagnostics)
-    : m_document(document), m_options(options), m_diagnostics(diagnostics),
-      m_fonts(document.charFormats.size()), m_prepared(document.charFormats.size(), false)
+TextMeasurer::TextMeasurer(const Document& document, const LayoutOptions& options, std::vector<Diagnostic>& diagnostics)
+    : m_document(document), m_options(options), m_diagnostics(diagnostics), m_fonts(document.charFormats.size()),
+      m_prepared(document.charFormats.size(), false)
 {
 }
 
@@ -48,9 +42,8 @@ void TextMeasurer::prepare(uint32_t index)
     const CharFormat& cf = m_document.charFormats[index];
     MeasuredFont& f = m_fonts[index];
     const std::string& name = cf.fontName.empty() ? m_options.defaultFontName : cf.fontName;
-    const ResolvedFace resolved = FontCache::instance().resolve(
-        name, cf.bold ? FontWeight::Bold : FontWeight::Regular,
-        cf.italic ? FontSlant::Italic : FontSlant::Upright);
+    const ResolvedFace resolved = FontCache::instance().resolve(name, cf.bold ? FontWeight::Bold : FontWeight::Regular,
+                                                                cf.italic ? FontSlant::Italic : FontSlant::Upright);
     if (resolved.substituted && std::find(m_reported.begin(), m_reported.end(), name) == m_reported.end()) {
         m_reported.push_back(name);
         m_diagnostics.push_back({"layout-font-substituted", Severity::Note, name,
@@ -108,9 +101,9 @@ double TextMeasurer::width(char16_t c, uint32_t charFormat)
         return 0;
     double scale = f.scale;
     if (f.allCaps) {
-        c = upper(c);
-    } else if (f.smallCaps && isLower(c)) {
-        c = upper(c);
+        c = displayCapital(c);
+    } else if (f.smallCaps && hasDisplayCapital(c)) {
+        c = displayCapital(c);
         scale *= 0.8; // Word sets small capitals at four fifths of the size
     }
     const Face* face = f.face;

@@ -17,16 +17,23 @@ struct MeasuredFont {
     /// The Word font's own widths where the face only stands in for it.
     const WordFontStyle* known = nullptr;
     const WordFontStyle* knownRegular = nullptr;
-    double scale = 0;      ///< twips per font unit (size, caps and position scaling applied)
-    double hScale = 1;     ///< horizontal scale of the format
-    double spacing = 0;    ///< extra twips after each character
-    double ascent = 0;     ///< above the baseline, the line gap included
+    double scale = 0;   ///< twips per font unit (size, caps and position scaling applied)
+    double hScale = 1;  ///< horizontal scale of the format
+    double spacing = 0; ///< extra twips after each character
+    double ascent = 0;  ///< above the baseline, the line gap included
     double descent = 0;
-    double sizeTwips = 0;  ///< the nominal size, before superscript or small caps
+    double sizeTwips = 0; ///< the nominal size, before superscript or small caps
     bool hidden = false;
     bool allCaps = false;
     bool smallCaps = false;
 };
+
+/// The capital a lower-case letter is shown as under all capitals or small
+/// capitals (Latin, Latin-1, Greek and Cyrillic); any other character as it
+/// is. Measuring and drawing both use it so they agree on every width.
+char16_t displayCapital(char16_t c);
+/// Whether `c` has such a capital.
+inline bool hasDisplayCapital(char16_t c) { return displayCapital(c) != c; }
 
 /// Measures characters in one document's formats. Built once per layout; not
 /// shared between threads (the faces it points to are).
@@ -44,7 +51,11 @@ public:
     double width(std::u16string_view text, uint32_t charFormat);
 
     /// Line height of a format at single spacing, twips.
-    double singleLineHeight(uint32_t charFormat) { const auto& f = font(charFormat); return f.ascent + f.descent; }
+    double singleLineHeight(uint32_t charFormat)
+    {
+        const auto& f = font(charFormat);
+        return f.ascent + f.descent;
+    }
 
 private:
     void prepare(uint32_t charFormat);

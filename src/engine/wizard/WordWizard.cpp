@@ -20,19 +20,6 @@ std::string quoted(const std::filesystem::path& file) { return "\"" + file.strin
 
 } // namespace
 
-Message errorReportMessage(std::string_view description, std::string_view locationTag)
-{
-    Message m;
-    m.title = "Error";
-    m.icon = MessageIcon::Critical;
-    m.buttons = MessageButtons::Ok;
-    m.text = "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<";
-    m.text += description;
-    m.text += ">>\r";
-    m.text += locationTag;
-    return m;
-}
-
 WordWizard::WordWizard(Prompter& prompter, ReadOptions options, DocumentLoader loader)
     : m_prompter(prompter), m_options(std::move(options)), m_loader(std::move(loader))
 {
@@ -70,8 +57,8 @@ void WordWizard::MaxWord()
         Message m;
         m.title = "ERROR";
         m.icon = MessageIcon::Critical;
-        m.text = "Err In opening Microsoft Word " + std::string(NoSessionText) + " err number=" +
-                 std::to_string(static_cast<int>(EngineErrorNumber::NoSession));
+        m.text = "Err In opening Microsoft Word " + std::string(NoSessionText) +
+                 " err number=" + std::to_string(static_cast<int>(EngineErrorNumber::NoSession));
         m_prompter.show(m);
         return;
     }

@@ -21,10 +21,12 @@ enum class WindowState : int { Normal = 0, Maximized = 1, Minimized = 2 };
 /// Numbers of the engine's own failures, shown where a report gives a number.
 enum class EngineErrorNumber : int { NoSession = 1, NoDocument = 2, CannotOpen = 3, Internal = 4 };
 
-/// The error report every engine operation shows when it fails: title
-/// "Error", a critical icon, the common text, the failure's description and
-/// the operation's location tag (such as "-Opening DOC-").
-Message errorReportMessage(std::string_view description, std::string_view locationTag);
+/// The error report every engine operation shows when it fails, always
+/// with the operation's location tag.
+inline Message errorReportMessage(std::string_view description, std::string_view locationTag)
+{
+    return errorReport(description, locationTag);
+}
 
 /// The counting engine object. It owns one session of our own document
 /// engine (standing where a word processor's instance stood) and one current

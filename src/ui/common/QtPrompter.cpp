@@ -17,11 +17,21 @@ std::unique_ptr<QMessageBox> QtPrompter::makeBox(const Message& message, QWidget
     box->setText(text);
     box->setTextFormat(Qt::PlainText);
     switch (message.icon) {
-    case MessageIcon::None: box->setIcon(QMessageBox::NoIcon); break;
-    case MessageIcon::Information: box->setIcon(QMessageBox::Information); break;
-    case MessageIcon::Exclamation: box->setIcon(QMessageBox::Warning); break;
-    case MessageIcon::Critical: box->setIcon(QMessageBox::Critical); break;
-    case MessageIcon::Question: box->setIcon(QMessageBox::Question); break;
+    case MessageIcon::None:
+        box->setIcon(QMessageBox::NoIcon);
+        break;
+    case MessageIcon::Information:
+        box->setIcon(QMessageBox::Information);
+        break;
+    case MessageIcon::Exclamation:
+        box->setIcon(QMessageBox::Warning);
+        break;
+    case MessageIcon::Critical:
+        box->setIcon(QMessageBox::Critical);
+        break;
+    case MessageIcon::Question:
+        box->setIcon(QMessageBox::Question);
+        break;
     }
     switch (message.buttons) {
     case MessageButtons::Ok:
@@ -29,15 +39,17 @@ std::unique_ptr<QMessageBox> QtPrompter::makeBox(const Message& message, QWidget
         break;
     case MessageButtons::OkCancel:
         box->setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
-        box->setDefaultButton(QMessageBox::Ok);
+        box->setDefaultButton(message.defaultIsLast ? QMessageBox::Cancel : QMessageBox::Ok);
         box->setEscapeButton(QMessageBox::Cancel);
         break;
     case MessageButtons::YesNo:
         box->setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+        box->setDefaultButton(message.defaultIsLast ? QMessageBox::No : QMessageBox::Yes);
         box->setEscapeButton(QMessageBox::No);
         break;
     case MessageButtons::YesNoCancel:
         box->setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+        box->setDefaultButton(message.defaultIsLast ? QMessageBox::Cancel : QMessageBox::Yes);
         box->setEscapeButton(QMessageBox::Cancel);
         break;
     }
@@ -47,13 +59,17 @@ std::unique_ptr<QMessageBox> QtPrompter::makeBox(const Message& message, QWidget
 MessageAnswer QtPrompter::answerOf(const Message& message, int clickedButton)
 {
     switch (clickedButton) {
-    case QMessageBox::Ok: return MessageAnswer::Ok;
-    case QMessageBox::Yes: return MessageAnswer::Yes;
-    case QMessageBox::No: return MessageAnswer::No;
-    case QMessageBox::Cancel: return MessageAnswer::Cancel;
+    case QMessageBox::Ok:
+        return MessageAnswer::Ok;
+    case QMessageBox::Yes:
+        return MessageAnswer::Yes;
+    case QMessageBox::No:
+        return MessageAnswer::No;
+    case QMessageBox::Cancel:
+        return MessageAnswer::Cancel;
     default:
         // Closed by the window manager: the box's way out.
-        return message.buttons == MessageButtons::Ok ? MessageAnswer::Ok
+        return message.buttons == MessageButtons::Ok      ? MessageAnswer::Ok
                : message.buttons == MessageButtons::YesNo ? MessageAnswer::No
                                                           : MessageAnswer::Cancel;
     }
@@ -66,7 +82,10 @@ MessageAnswer QtPrompter::show(const Message& message)
     return answerOf(message, clicked);
 }
 
-void QtPrompter::beep() { QApplication::beep(); }
+void QtPrompter::beep()
+{
+    QApplication::beep();
+}
 
 MessageAnswer GuiThreadPrompter::show(const Message& message)
 {
@@ -84,7 +103,8 @@ void GuiThreadPrompter::beep()
         m_inner.beep();
         return;
     }
-    QMetaObject::invokeMethod(m_gui, [&] { m_inner.beep(); }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        m_gui, [&] { m_inner.beep(); }, Qt::BlockingQueuedConnection);
 }
 
 } // namespace qm::ui

@@ -1018,7 +1018,7 @@ void frmMain::saveOptions()
 void frmMain::clearOptions()
 {
     const MessageAnswer answer = m_prompter->show(
-        Message{"Clear", "Clear Company Info?", MessageIcon::Question, MessageButtons::OkCancel});
+        Message{"Clear", "Clear Company Info?", MessageIcon::Question, MessageButtons::OkCancel, true});
     if (answer != MessageAnswer::Ok)
         return;
     for (QLineEdit* box : {m_txtCompanyName, m_txtAddress, m_txtCity, m_txtState, m_mskZip, m_mskPhone, m_mskFax})

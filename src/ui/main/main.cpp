@@ -7,6 +7,7 @@
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
 #include "ui/main/frmSplash.h"
+#include "ui/profile/ProfileCommands.h"
 #include "ui/totals/ReportCommands.h"
 
 #include <QApplication>
@@ -48,6 +49,7 @@ int main(int argc, char** argv)
     std::unique_ptr<qm::ui::frmMain> mainScreen;
     qm::ui::showSplashThen(2000, [&] {
         mainScreen = std::make_unique<qm::ui::frmMain>(services);
+        qm::ui::attachProfileCommands(*mainScreen);
         mainScreen->show();
         if (parser.isSet(screenshotDir)) {
             qm::ui::startScreenshotRun(*mainScreen, parser.value(screenshotDir), parser.value(screenshotDocuments));

@@ -49,14 +49,18 @@ private slots:
             QMessageBox::StandardButtons buttons;
         };
         const Case cases[] = {
-            {{"Files", "a\rb", MessageIcon::Information, MessageButtons::Ok}, QMessageBox::Information,
+            {{"Files", "a\rb", MessageIcon::Information, MessageButtons::Ok},
+             QMessageBox::Information,
              QMessageBox::Ok},
-            {{"Save", "Save Company Info?", MessageIcon::Question, MessageButtons::OkCancel}, QMessageBox::Question,
+            {{"Save", "Save Company Info?", MessageIcon::Question, MessageButtons::OkCancel},
+             QMessageBox::Question,
              QMessageBox::Ok | QMessageBox::Cancel},
             {{"Error", "x", MessageIcon::Critical, MessageButtons::Ok}, QMessageBox::Critical, QMessageBox::Ok},
-            {{"Profile", "x", MessageIcon::None, MessageButtons::YesNo}, QMessageBox::NoIcon,
+            {{"Profile", "x", MessageIcon::None, MessageButtons::YesNo},
+             QMessageBox::NoIcon,
              QMessageBox::Yes | QMessageBox::No},
-            {{"Warn", "x", MessageIcon::Exclamation, MessageButtons::YesNoCancel}, QMessageBox::Warning,
+            {{"Warn", "x", MessageIcon::Exclamation, MessageButtons::YesNoCancel},
+             QMessageBox::Warning,
              QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel},
         };
         for (const Case& c : cases) {
@@ -67,7 +71,14 @@ private slots:
             QCOMPARE(box->icon(), c.icon);
             QCOMPARE(box->standardButtons(), c.buttons);
         }
+        // Enter presses the first button unless the question asks for the last.
         const Message okCancel{"Clear", "Clear Company Info?", MessageIcon::Question, MessageButtons::OkCancel};
+        const auto plain = QtPrompter::makeBox(okCancel, nullptr);
+        QCOMPARE(plain->defaultButton(), plain->button(QMessageBox::Ok));
+        Message keepByDefault = okCancel;
+        keepByDefault.defaultIsLast = true;
+        const auto cautious = QtPrompter::makeBox(keepByDefault, nullptr);
+        QCOMPARE(cautious->defaultButton(), cautious->button(QMessageBox::Cancel));
         QCOMPARE(QtPrompter::answerOf(okCancel, QMessageBox::Ok), MessageAnswer::Ok);
         QCOMPARE(QtPrompter::answerOf(okCancel, -1), MessageAnswer::Cancel);
     }

@@ -1,12 +1,16 @@
-// The profile screens driven through their controls: add, edit and delete end to end, keys, unit and F1.
+// The profile screens driven through their controls: add, edit and delete end to end, keys, unit
+// and F1.
 #include "ui/profile/ProfileDialog.h"
 
 #include "settings/IniRW.h"
+#include "ui/main/frmMain.h"
+#include "ui/profile/ProfileCommands.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -287,6 +291,40 @@ private slots:
                  QByteArray("[Alpha]\r\nCity=A\r\n[Gamma]\r\nCity=G\r\nDefaultTraversalPath=/gamma\r\n"));
         QCOMPARE(h.applied.size(), 1);
         QCOMPARE(h.applied[0].traversalPath, std::string("/gamma"));
+    }
+
+    // The main screen's buttons reach the commands, which read and rewrite
+    // its own profile box and list: a cancelled delete changes nothing, a
+    // confirmed one drops the selected name from both and from the files.
+    void mainScreenButtons()
+    {
+        Harness h;
+        writeFile(h.file("Profiles.ini"), "[Alpha]\r\nCity=A\r\n[Beta]\r\nCity=B\r\n[Gamma]\r\nCity=G\r\n");
+        writeFile(h.file("ProfileList.log"), "\"Alpha\"\r\n\"Beta\"\r\n\"Gamma\"\r\n");
+        writeFile(h.file("Options.ini"), "[MAIN]\r\nProfileToUse=Beta\r\n");
+        ui::MainScreenServices services;
+        services.settings = h.context.environment.settings;
+        services.prompter = &h.prompter;
+        services.printers.names = [] { return std::vector<std::string>{}; };
+        services.printers.defaultName = [] { return std::string(); };
+        ui::frmMain screen(services);
+        ui::attachProfileCommands(screen);
+        auto* list = find<QListWidget>(screen, "lblProfileShowing");
+        QCOMPARE(list->currentItem()->text(), QString("Beta"));
+
+        h.prompter.answers = {MessageAnswer::Cancel};
+        QTest::mouseClick(find<QPushButton>(screen, "cmdDeleteProfile"), Qt::LeftButton);
+        QCOMPARE(list->count(), 3);
+        QCOMPARE(h.prompter.messages.back().text, std::string("Are You Sure You Want to Delete?"));
+
+        h.prompter.answers = {MessageAnswer::Ok};
+        QTest::mouseClick(find<QPushButton>(screen, "cmdDeleteProfile"), Qt::LeftButton);
+        QCOMPARE(list->count(), 2);
+        QCOMPARE(list->item(1)->text(), QString("Gamma"));
+        QCOMPARE(screen.currentProfile(), QString("Gamma"));
+        QCOMPARE(find<QComboBox>(screen, "cboProfile")->count(), 2);
+        QCOMPARE(readFile(h.file("ProfileList.log")), QByteArray("\"Alpha\"\r\n\"Gamma\"\r\n"));
+        QCOMPARE(h.read("Beta", "City"), std::string("<none>"));
     }
 };
 
