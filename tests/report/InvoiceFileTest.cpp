@@ -28,32 +28,26 @@ InvoiceContent content(size_t documents)
     c.billToLines = {"Bill To:", "Acme Clinic", "9 Oak Ave", "Peoria, il 61602"};
     c.hasTable = true;
     for (size_t i = 0; i < documents; ++i)
-        c.rows.push_back(
-            {"report-" + std::to_string(i) + ".doc", "10.00", "$12.50", i % 2 == 1 && i != 1});
+        c.rows.push_back({"report-" + std::to_string(i) + ".doc", "10.00", "$12.50", i % 2 == 1 && i != 1});
     c.totalLabel = "Total:" + std::to_string(documents + 1);
     c.countTotal = std::to_string(documents * 10) + ".00";
     c.amountTotal = "$" + std::to_string(documents * 12) + ".50";
     return c;
 }
 
-class InvoiceFileTest : public ::testing::Test
-{
+class InvoiceFileTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        m_folder = fs::temp_directory_path() /
-                   ("qm-invoice-file-" + std::to_string(::getpid()) + "-" +
-                    ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        m_folder = fs::temp_directory_path() / ("qm-invoice-file-" + std::to_string(::getpid()) + "-" +
+                                                ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(m_folder);
         fs::create_directories(m_folder / "tmp");
         m_context.folder = m_folder;
     }
     void TearDown() override { fs::remove_all(m_folder); }
 
-    void writeOptions(const std::string& text)
-    {
-        std::ofstream(m_folder / "Options.ini") << "[MAIN]\n" << text;
-    }
+    void writeOptions(const std::string& text) { std::ofstream(m_folder / "Options.ini") << "[MAIN]\n" << text; }
 
     fs::path m_folder;
     settings::SettingsContext m_context;
@@ -94,14 +88,11 @@ TEST_F(InvoiceFileTest, PdfHasTheLaidOutPagesInTheInvoiceFonts)
         const std::vector<std::string> fonts = pdfFonts(bytes);
         const auto uses = [&](std::initializer_list<const char*> names) {
             return std::any_of(fonts.begin(), fonts.end(), [&](const std::string& f) {
-                return std::any_of(names.begin(), names.end(),
-                                   [&](const char* n) { return f.starts_with(n); });
+                return std::any_of(names.begin(), names.end(), [&](const char* n) { return f.starts_with(n); });
             });
         };
-        EXPECT_TRUE(uses({"TimesNewRoman", "LiberationSerif", "Tinos"}))
-            << ::testing::PrintToString(fonts);
-        EXPECT_TRUE(uses(
-            {"TimesNewRomanPS-Bold", "TimesNewRoman-Bold", "LiberationSerif-Bold", "Tinos-Bold"}))
+        EXPECT_TRUE(uses({"TimesNewRoman", "LiberationSerif", "Tinos"})) << ::testing::PrintToString(fonts);
+        EXPECT_TRUE(uses({"TimesNewRomanPS-Bold", "TimesNewRoman-Bold", "LiberationSerif-Bold", "Tinos-Bold"}))
             << "the company name and the table's heading are bold";
     }
 }
@@ -134,8 +125,7 @@ TEST_F(InvoiceFileTest, HandOverAsksWhereToKeepItThenOpensIt)
 
     // AskSaveWindow missing: "0", the dialog asks; a .pdf answer gives a PDF.
     EXPECT_EQ(handOverInvoice(*invoice, "Acme/Clinic", m_context, m_prompter, handover), chosen);
-    EXPECT_EQ(suggested, (std::vector<fs::path>{"Invoice Acme_Clinic.docx"}))
-        << "a name the file system takes";
+    EXPECT_EQ(suggested, (std::vector<fs::path>{"Invoice Acme_Clinic.docx"})) << "a name the file system takes";
     EXPECT_EQ(opened, (std::vector<fs::path>{chosen}));
     EXPECT_TRUE(readBytes(chosen.string()).starts_with("%PDF-"));
 
@@ -163,13 +153,10 @@ TEST_F(InvoiceFileTest, FailedHandOverReportsAndOpensNothing)
     const auto invoice = invoiceDocument("Acme Clinic", content(1), true);
     InvoiceHandover handover;
     handover.temporaryFolder = m_folder / "tmp";
-    handover.askSavePath = [&](const fs::path&) -> std::optional<fs::path> {
-        return m_folder / "gone" / "a.pdf";
-    };
+    handover.askSavePath = [&](const fs::path&) -> std::optional<fs::path> { return m_folder / "gone" / "a.pdf"; };
     bool opened = false;
     handover.open = [&](const fs::path&) { return opened = true; };
-    EXPECT_EQ(handOverInvoice(*invoice, "Acme Clinic", m_context, m_prompter, handover),
-              std::nullopt);
+    EXPECT_EQ(handOverInvoice(*invoice, "Acme Clinic", m_context, m_prompter, handover), std::nullopt);
     EXPECT_FALSE(opened);
     ASSERT_EQ(m_prompter.messages.size(), 1u);
     EXPECT_EQ(m_prompter.messages[0].title, "Error");

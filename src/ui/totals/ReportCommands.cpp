@@ -32,14 +32,13 @@ report::ReportSources reportSources(frmMain& main, const std::vector<app::Result
 
 } // namespace
 
-std::optional<std::filesystem::path> askInvoicePath(QWidget* parent,
-                                                    const std::filesystem::path& suggested)
+std::optional<std::filesystem::path> askInvoicePath(QWidget* parent, const std::filesystem::path& suggested)
 {
     const QString start = QDir(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
                               .filePath(QString::fromStdString(suggested.string()));
     QString filter = kDocxFilter;
-    QString chosen = QFileDialog::getSaveFileName(
-        parent, "Save Invoice As", start, QString(kDocxFilter) + ";;" + kPdfFilter, &filter);
+    QString chosen = QFileDialog::getSaveFileName(parent, "Save Invoice As", start,
+                                                  QString(kDocxFilter) + ";;" + kPdfFilter, &filter);
     if (chosen.isEmpty())
         return std::nullopt;
     // A name typed without either extension takes the kind picked in the dialog.
@@ -64,41 +63,46 @@ void createInvoice(frmMain& main, const ReportServices& services, const std::str
         handover.askSavePath = [&](const std::filesystem::path& suggested) {
             return services.askSavePath(&main, suggested);
         };
-    handover.open = services.open;
-    handover.temporaryFolder = services.temporaryFolder.empty()
-                                   ? std::filesystem::path(QDir::tempPath().toStdString())
-                                   : services.temporaryFolder;
-    (void)report::handOverInvoice(*invoice, profileName, main.settingsContext(), main.prompter(),
-                                  handover);
+    // Without an application for the file the invoice is still kept: the
+    // user is told where, so it can be opened by hand.
+    handover.open = [&](const std::filesystem::path& file) {
+        if (services.open && services.open(file))
+            return true;
+        main.prompter().show({"Invoice",
+                              "The Invoice Was Saved As\r" + file.string() + "\rNo Program Could Be Found To Open It.",
+                              MessageIcon::Information});
+        return false;
+    };
+    handover.temporaryFolder = services.temporaryFolder.empty() ? std::filesystem::path(QDir::tempPath().toStdString())
+                                                                : services.temporaryFolder;
+    (void)report::handOverInvoice(*invoice, profileName, main.settingsContext(), main.prompter(), handover);
 }
 
 void attachReportCommands(frmMain& main, ReportServices services)
 {
-    QObject::connect(
-        &main, &frmMain::runFinished, &main, [&main, services](const app::RunResult& result) {
-            const std::string profile = main.currentProfile().toStdString();
-            if (profile.empty())
-                return;
-            const std::string showInWord = settings::ReadINI(main.settingsContext(), "Profiles",
-                                                             profile, "ShowReportInWord", "1");
-            if (showInWord != "0") {
-                createInvoice(main, services, profile, result.rows);
-                return;
-            }
-            report::Report report(reportSources(main, result.rows), main.prompter());
-            report.ReportToWindow(profile, [&](const report::Totals& totals,
-                                               const std::string& profileName) {
-                frmTotals form(totals, &main);
-                form.setProfileName(QString::fromStdString(profileName));
-                form.createInvoice = [&main, &services, rows = result.rows](const QString& name) {
-                    createInvoice(main, services, name.toStdString(), rows);
-                };
-                if (services.runTotals)
-                    services.runTotals(form);
-                else
-                    form.exec();
-            });
+    QObject::connect(&main, &frmMain::runFinished, &main, [&main, services](const app::RunResult& result) {
+        const std::string profile = main.currentProfile().toStdString();
+        if (profile.empty())
+            return;
+        const std::string showInWord =
+            settings::ReadINI(main.settingsContext(), "Profiles", profile, "ShowReportInWord", "1");
+        if (showInWord != "0") {
+            createInvoice(main, services, profile, result.rows);
+            return;
+        }
+        report::Report report(reportSources(main, result.rows), main.prompter());
+        report.ReportToWindow(profile, [&](const report::Totals& totals, const std::string& profileName) {
+            frmTotals form(totals, &main);
+            form.setProfileName(QString::fromStdString(profileName));
+            form.createInvoice = [&main, &services, rows = result.rows](const QString& name) {
+                createInvoice(main, services, name.toStdString(), rows);
+            };
+            if (services.runTotals)
+                services.runTotals(form);
+            else
+                form.exec();
         });
+    });
 }
 
 } // namespace qm::ui

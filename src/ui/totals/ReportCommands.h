@@ -16,16 +16,13 @@ class frmMain;
 class frmTotals;
 
 /// Asks where to keep the invoice, offering .docx and .pdf; nothing when cancelled.
-std::optional<std::filesystem::path> askInvoicePath(QWidget* parent,
-                                                    const std::filesystem::path& suggested);
+std::optional<std::filesystem::path> askInvoicePath(QWidget* parent, const std::filesystem::path& suggested);
 /// Opens a file in the desktop's default application for its kind.
 bool openWithDesktop(const std::filesystem::path& file);
 
 /// The desktop pieces the report uses; tests put scripted ones in their place.
-struct ReportServices
-{
-    std::function<std::optional<std::filesystem::path>(QWidget* parent,
-                                                       const std::filesystem::path& suggested)>
+struct ReportServices {
+    std::function<std::optional<std::filesystem::path>(QWidget* parent, const std::filesystem::path& suggested)>
         askSavePath = askInvoicePath;
     std::function<bool(const std::filesystem::path&)> open = openWithDesktop;
     /// Where an invoice nobody chose a place for is kept; empty for the

@@ -58,8 +58,7 @@ frmTotals::frmTotals(const report::Totals& totals, QWidget* parent) : QDialog(pa
     QFont headingFont = font();
     headingFont.setFamilies({"MS Sans Serif", "Sans Serif"});
     headingFont.setBold(true);
-    const struct
-    {
+    const struct {
         const char* heading;
         QString headingText;
         const char* value;

@@ -16,8 +16,7 @@ namespace qm::ui {
 /// headings never change except the count's, which names the profile's
 /// unit. "&Create Invoice" builds the invoice for the stored profile and
 /// closes the screen; "&Close" only closes it; F1 opens the help page.
-class frmTotals : public QDialog
-{
+class frmTotals : public QDialog {
     Q_OBJECT
 public:
     explicit frmTotals(const report::Totals& totals, QWidget* parent = nullptr);

@@ -43,15 +43,11 @@ template <class T> T* child(QObject& screen, const char* name)
     return found;
 }
 
-QString text(QObject& screen, const char* name)
-{
-    return child<QLabel>(screen, name)->text();
-}
+QString text(QObject& screen, const char* name) { return child<QLabel>(screen, name)->text(); }
 
 } // namespace
 
-class TotalsScreenTest : public QObject
-{
+class TotalsScreenTest : public QObject {
     Q_OBJECT
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -60,8 +56,7 @@ private:
 
     void setProfileKey(std::string_view key, std::string_view value) const
     {
-        settings::WriteINI(settings::SettingsContext{m_folder}, "Profiles", "Demo Transcription",
-                           key, value);
+        settings::WriteINI(settings::SettingsContext{m_folder}, "Profiles", "Demo Transcription", key, value);
     }
 
     std::unique_ptr<frmMain> makeMainScreen()
@@ -69,9 +64,7 @@ private:
         MainScreenServices services;
         services.settings.folder = m_folder;
         services.prompter = &m_prompter;
-        services.askMsgBox = [](const MsgBoxRequest&, QWidget*) {
-            return MsgBoxAnswer{true, true};
-        };
+        services.askMsgBox = [](const MsgBoxRequest&, QWidget*) { return MsgBoxAnswer{true, true}; };
         services.printers.names = [] { return std::vector<std::string>{"Office Laser"}; };
         services.printers.defaultName = [] { return std::string("Office Laser"); };
         return std::make_unique<frmMain>(std::move(services));
@@ -79,21 +72,19 @@ private:
 
     /// The totals screen ReportToWindow would show for `rows` under the
     /// sample profile, handed to `inspect` instead of being shown.
-    void withTotalsScreen(const std::vector<app::ResultRow>& rows,
-                          const std::function<void(frmTotals&)>& inspect)
+    void withTotalsScreen(const std::vector<app::ResultRow>& rows, const std::function<void(frmTotals&)>& inspect)
     {
         report::ReportSources sources;
         sources.settings.folder = m_folder;
         sources.rows = rows;
         report::Report report(std::move(sources), m_prompter);
         bool shown = false;
-        QVERIFY(report.ReportToWindow("Demo Transcription",
-                                      [&](const report::Totals& totals, const std::string& name) {
-                                          frmTotals form(totals);
-                                          form.setProfileName(QString::fromStdString(name));
-                                          inspect(form);
-                                          shown = true;
-                                      }));
+        QVERIFY(report.ReportToWindow("Demo Transcription", [&](const report::Totals& totals, const std::string& name) {
+            frmTotals form(totals);
+            form.setProfileName(QString::fromStdString(name));
+            inspect(form);
+            shown = true;
+        }));
         QVERIFY(shown);
     }
 
@@ -170,8 +161,7 @@ private slots:
     // screen comes first and its "&Create Invoice" writes it.
     void finishedRunHandsOverToTheReport()
     {
-        settings::WriteINI(settings::SettingsContext{m_folder}, "Options", "MAIN", "AskSaveWindow",
-                           "0");
+        settings::WriteINI(settings::SettingsContext{m_folder}, "Options", "MAIN", "AskSaveWindow", "0");
         setProfileKey("ShowReportInWord", "1");
         setProfileKey("PrintCountedDoc", "1");
         auto screen = makeMainScreen();
@@ -221,6 +211,18 @@ private slots:
         QVERIFY(body.find(u"b.doc\a2.50\a$3.13\a") != std::u16string::npos);
         QVERIFY(body.find(u"Total:4") != std::u16string::npos);
         QVERIFY(m_prompter.messages.empty());
+
+        // No application for the file: the user learns where the invoice is.
+        services.open = [](const fs::path&) { return false; };
+        setProfileKey("ShowReportInWord", "1");
+        answer = m_folder / "again.docx";
+        QObject::disconnect(screen.get(), &frmMain::runFinished, nullptr, nullptr);
+        attachReportCommands(*screen, services);
+        emit screen->runFinished(run);
+        QVERIFY(fs::exists(answer));
+        QCOMPARE(m_prompter.messages.size(), size_t(1));
+        QCOMPARE(m_prompter.messages[0].text,
+                 "The Invoice Was Saved As\r" + answer.string() + "\rNo Program Could Be Found To Open It.");
     }
 };
 
