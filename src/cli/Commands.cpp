@@ -21,9 +21,11 @@ int printCommand(Context& ctx);
 std::span<const Command> commands()
 {
     static const Command table[] = {
-        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown]",
+        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown] "
+                  "[--invoice FILE.docx|FILE.pdf]",
          "count documents and folders under a billing profile and print the results and totals; --breakdown "
-         "adds every measurement of each document and the parts of its billed lines",
+         "adds every measurement of each document and the parts of its billed lines; --invoice also writes "
+         "the run's invoice",
          countCommand},
         {"print", "print [--printer NAME] FILE...",
          "print the documents one after another on the chosen printer (PrinterToUse, else the default "

@@ -4,6 +4,7 @@
 #include "render/FontFaces.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <limits>
 
@@ -33,6 +34,18 @@ bool drawsNothing(char16_t c)
     case Ch::NoBreakSpace: return true;
     default: return c < 32 && c != Ch::NonBreakingHyphen && c != Ch::OptionalHyphen && c != Ch::NoteReference;
     }
+}
+
+/// "PAGE", " PAGE \* MERGEFORMAT " and the like: the instruction's first word, in any case.
+bool isPageField(std::string_view instruction)
+{
+    const size_t start = instruction.find_first_not_of(' ');
+    if (start == std::string_view::npos)
+        return false;
+    const std::string_view word = instruction.substr(start, instruction.find(' ', start) - start);
+    return std::ranges::equal(word, std::string_view("PAGE"), [](char a, char b) {
+        return std::toupper(static_cast<unsigned char>(a)) == b;
+    });
 }
 
 bool isBlank(char16_t c) { return c == Ch::Space || c == Ch::Tab || c == Ch::NoBreakSpace || drawsNothing(c); }
@@ -399,10 +412,39 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
         std::vector<Segment> underline;
         const bool wordsOnly = cf.underline == UnderlineKind::Words;
         double x = run.x + spread;
+        // A page number field's stored result stands for this page's number:
+        // the number is drawn in its place, kept to the paragraph's alignment.
+        const Field* pageField = nullptr;
+        if (m_pageNumber > 0)
+            for (const Field& field : m_document.fields)
+                if (field.story == static_cast<int32_t>(line.story) && field.start >= run.start &&
+                    field.end <= run.end && field.start < field.end &&
+                    isPageField(field.instruction))
+                    pageField = &field;
         for (uint32_t i = 0; i < count; ++i) {
             const uint32_t p = run.start + i;
             const char16_t c = s.text[p];
             double w = widths[i];
+            if (pageField && p >= pageField->start && p < pageField->end) {
+                if (p == pageField->start) {
+                    double stored = 0;
+                    for (uint32_t q = pageField->start; q < pageField->end; ++q)
+                        stored += widths[q - run.start];
+                    const std::string number = std::to_string(m_pageNumber);
+                    double wide = 0;
+                    for (char d : number)
+                        wide += m_measurer.width(static_cast<char16_t>(d), run.charFormat);
+                    double dx = x - (pf.alignment == Alignment::Right    ? wide - stored
+                                     : pf.alignment == Alignment::Center ? (wide - stored) / 2
+                                                                         : 0);
+                    for (char d : number) {
+                        drawChar(static_cast<char16_t>(d), run.charFormat, dx, yShift);
+                        dx += m_measurer.width(static_cast<char16_t>(d), run.charFormat);
+                    }
+                }
+                x += w;
+                continue;
+            }
             if (c == Ch::Space && extraPerSpace > 0 && p < lastInk)
                 w += extraPerSpace;
             if (c == Ch::NoteReference && cf.noteIndex >= 0) {
@@ -489,8 +531,9 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
     }
 }
 
-void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page)
+void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
 {
+    m_pageNumber = pageNumber;
     cairo_save(cr);
     cairo_font_options_t* fo = cairo_font_options_create();
     // Glyph positions come from the layout; hinting would move them.

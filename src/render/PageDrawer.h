@@ -28,7 +28,9 @@ public:
 
     /// Draws `page` on `cr`, whose user space must be in twips with the
     /// origin at the page's top-left corner. The caller holds renderLock().
-    void drawPage(cairo_t* cr, const engine::layout::LaidOutPage& page);
+    /// With a `pageNumber`, PAGE fields show it instead of the result the
+    /// document stored (which is the first page's number on every page).
+    void drawPage(cairo_t* cr, const engine::layout::LaidOutPage& page, int pageNumber = 0);
 
 private:
     /// A text area: the left edge and width lines were broken for.
@@ -52,6 +54,7 @@ private:
     std::vector<engine::Diagnostic> m_diagnostics;
     engine::layout::TextMeasurer m_measurer;
     std::map<size_t, std::vector<engine::Table>> m_tables;
+    int m_pageNumber = 0; ///< of the page being drawn; 0 leaves PAGE fields as stored
 };
 
 } // namespace qm::render

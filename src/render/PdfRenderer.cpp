@@ -76,7 +76,7 @@ Result render(const engine::Document& document, const engine::layout::LayoutResu
         cairo_pdf_surface_set_size(surface, pagePoints(page.width, 12240), pagePoints(page.height, 15840));
         cairo_save(cr);
         cairo_scale(cr, 1.0 / TwipsPerPoint, 1.0 / TwipsPerPoint);
-        drawer.drawPage(cr, page);
+        drawer.drawPage(cr, page, n);
         cairo_restore(cr);
         cairo_show_page(cr);
         ++result.pages;

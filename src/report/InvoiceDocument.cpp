@@ -15,6 +15,8 @@ namespace {
 
 constexpr const char* kFont = "Times New Roman";
 constexpr uint16_t halfPoints(int points) { return static_cast<uint16_t>(points * 2); }
+/// Word 2010's compatibility mode: the last one that outdents tables by their cell padding.
+constexpr int32_t kTableOutdentCompatibilityMode = 14;
 
 /// A borderless table row with these column widths and cell shadings.
 engine::TableRowFormat rowFormat(std::span<const Twips> widths, uint32_t shading)
@@ -227,7 +229,13 @@ std::unique_ptr<engine::Document> InvoiceDocument::finish()
         m_builder.setStory(0);
         refs.footers[static_cast<size_t>(engine::HeaderFooterIndex::Primary) - 1] = static_cast<int32_t>(footer);
     }
-    return m_builder.finish(engine::SectionFormat{}, refs);
+    auto document = m_builder.finish(engine::SectionFormat{}, refs);
+    // The tables sit as Word placed them before its 2013 format: the cells'
+    // text in line with the page margin, the shading reaching into the
+    // margin by the cell padding. The file says so, so that every word
+    // processor places them alike and our own PDF matches the .docx.
+    document->settings.compatibilityMode = kTableOutdentCompatibilityMode;
+    return document;
 }
 
 std::unique_ptr<engine::Document> invoiceDocument(const std::string& profileName, const InvoiceContent& content,

@@ -1,7 +1,9 @@
 // Keeping the finished invoice in a file (.docx or .pdf) and handing it to the user.
 #include "report/InvoiceFile.h"
 
+#include "engine/layout/Layout.h"
 #include "engine/wizard/WordWizard.h"
+#include "render/PdfRenderer.h"
 #include "settings/IniRW.h"
 #include "settings/Options.h"
 
@@ -27,9 +29,19 @@ engine::WriteResult saveInvoice(const engine::Document& invoice, const std::file
     const auto format = invoiceFormatOf(path);
     if (!format)
         return {"an invoice is written as .docx or .pdf, not as \"" + path.extension().string() + "\""};
-    if (*format == InvoiceFormat::Pdf)
-        return {"PDF invoices cannot be written yet; choose .docx"};
-    return engine::writeDocx(invoice, path);
+    if (*format == InvoiceFormat::Docx)
+        return engine::writeDocx(invoice, path);
+
+    // The PDF shows the invoice as our layout places it, page for page as
+    // the .docx of the same invoice lays out.
+    render::PdfOptions options;
+    options.title = "Invoice";
+    const engine::layout::LayoutResult layout =
+        engine::layout::layoutDocument(invoice, options.layout);
+    const render::Result rendered = render::renderPdf(invoice, layout, path.string(), options);
+    if (!rendered.ok)
+        return {rendered.error};
+    return {};
 }
 
 std::optional<std::filesystem::path> handOverInvoice(const engine::Document& invoice, const std::string& profileName,

@@ -2,6 +2,8 @@
 #include "cli/CountCommand.h"
 #include "engine/formats/Reader.h"
 
+#include "../render/PdfFacts.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -145,6 +147,13 @@ TEST_F(CountCommand, InvoiceIsWrittenAfterAFinishedRun)
     for (const char16_t* part : {u"Per Word\r", u"Quill Typing", u"a.txt\a12.00\a$1.20\a",
                                  u"Total:3    ( Billed @ $0.10 / Word )\a15.00\a$1.50\a"})
         EXPECT_NE(text.find(part), std::u16string::npos) << std::string(part, part + std::char_traits<char16_t>::length(part));
+
+    // The same invoice as PDF, one page.
+    const fs::path pdf = root / "invoice.pdf";
+    EXPECT_EQ(count({"--profile", "Per Word", "--invoice", pdf.string(), (root / "docs").string()}), Success);
+    const std::string bytes = qm::testing::readBytes(pdf.string());
+    EXPECT_TRUE(bytes.starts_with("%PDF-"));
+    EXPECT_EQ(qm::testing::pdfPageCount(bytes), 1);
 
     // A file of another kind is refused before anything is counted.
     EXPECT_THROW(count({"--profile", "Per Word", "--invoice", (root / "invoice.txt").string(), (root / "docs").string()}),

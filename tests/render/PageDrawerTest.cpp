@@ -27,7 +27,7 @@ struct Box {
 /// A page drawn on white.
 class Raster {
 public:
-    Raster(const Document& doc, const LaidOutPage& page)
+    Raster(const Document& doc, const LaidOutPage& page, int pageNumber = 0)
     {
         m_width = static_cast<int>(page.width * PxPerTwip);
         m_height = static_cast<int>(page.height * PxPerTwip);
@@ -39,7 +39,7 @@ public:
         {
             std::lock_guard lock(qm::render::renderLock());
             qm::render::PageDrawer drawer(doc);
-            drawer.drawPage(cr, page);
+            drawer.drawPage(cr, page, pageNumber);
         }
         cairo_destroy(cr);
         cairo_surface_flush(m_surface);
@@ -165,6 +165,41 @@ TEST(PageDrawer, HiddenTextIsNotDrawn)
     EXPECT_NEAR(ink->right, line.runs.back().x + line.runs.back().width, Bearing);
     // Nothing anywhere below the first line.
     EXPECT_FALSE(raster.ink({0, line.y + line.height, 12240, 15840}).has_value());
+}
+
+// A footer's PAGE field stores the first page's "1"; each page must show its
+// own number instead, still flush with the right margin.
+TEST(PageDrawer, PageFieldShowsThePagesOwnNumber)
+{
+    DocumentBuilder b("docx");
+    const uint32_t cf = b.charFormat(times());
+    b.appendText(u"Body", cf);
+    b.endParagraph(b.paraFormat({}), cf);
+    const StoryId footer = b.newStory(StoryType::PrimaryFooter);
+    b.setStory(footer);
+    b.appendText(u"1", cf);
+    b.addField(b.position() - 1, "PAGE");
+    ParaFormat right;
+    right.alignment = Alignment::Right;
+    b.endParagraph(b.paraFormat(right), cf);
+    b.setStory(0);
+    HeaderFooterRefs refs;
+    refs.footers[static_cast<size_t>(HeaderFooterIndex::Primary) - 1] =
+        static_cast<int32_t>(footer);
+    auto doc = b.finish({}, refs);
+
+    const LayoutResult layout = layoutDocument(*doc);
+    ASSERT_EQ(layout.pages.size(), 1u);
+    ASSERT_FALSE(layout.pages[0].footerLines.empty());
+    const Box footerBand = band(layout.pages[0].footerLines.front());
+    const auto stored = Raster(*doc, layout.pages[0]).ink(footerBand);
+    const auto first = Raster(*doc, layout.pages[0], 1).ink(footerBand);
+    const auto twelfth = Raster(*doc, layout.pages[0], 12).ink(footerBand);
+    ASSERT_TRUE(stored && first && twelfth);
+    EXPECT_NEAR(first->left, stored->left, 1);
+    EXPECT_NEAR(twelfth->right, stored->right, Bearing);
+    // Two digits of Times at 12 point: one more digit's width (120 twips) to the left.
+    EXPECT_NEAR(twelfth->left, stored->left - 120, Bearing);
 }
 
 // Tabs are sized by the layout and not stored per character; the text after

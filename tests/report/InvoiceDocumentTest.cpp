@@ -35,6 +35,7 @@ struct ReadInvoice {
     size_t paragraphsAfter = 0;
     std::string footer;
     engine::Alignment footerAlignment = engine::Alignment::Left;
+    std::string footerXml; ///< the footer part as written, where its field shows
 };
 
 std::string utf8(std::u16string_view text)
@@ -67,6 +68,9 @@ ReadInvoice readBack(const Document& invoice, const fs::path& folder)
     engine::ReadResult read = engine::readDocument(file);
     EXPECT_TRUE(read.ok()) << read.error;
     ReadInvoice out;
+    for (const auto& [name, part] : engine::docxParts(invoice))
+        if (name.starts_with("word/footer"))
+            out.footerXml = part;
     if (!read.ok())
         return out;
     out.doc = std::move(read.document);
@@ -313,6 +317,12 @@ TEST_F(InvoiceDocumentTest, ResultsTableWithHeadingBandsAndTotals)
     EXPECT_EQ(invoice.paragraphsAfter, 1u);
     EXPECT_EQ(invoice.footer, "1\r");
     EXPECT_EQ(invoice.footerAlignment, engine::Alignment::Right);
+    // The footer's number is a PAGE field, so every page shows its own, and
+    // the tables are placed the older way our own PDF places them.
+    EXPECT_NE(invoice.footerXml.find("<w:instrText xml:space=\"preserve\"> PAGE </w:instrText>"),
+              std::string::npos)
+        << invoice.footerXml;
+    EXPECT_EQ(invoice.doc->settings.compatibilityMode, 14);
 }
 
 TEST_F(InvoiceDocumentTest, ProfileSwitchesChangeTheTable)

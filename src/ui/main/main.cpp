@@ -9,6 +9,7 @@
 #include "ui/main/frmSplash.h"
 #include "ui/print/PrintCommands.h"
 #include "ui/profile/ProfileCommands.h"
+#include "ui/totals/ReportCommands.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -56,6 +57,7 @@ int main(int argc, char** argv)
             qm::ui::startScreenshotRun(*mainScreen, parser.value(screenshotDir), parser.value(screenshotDocuments));
             return;
         }
+        qm::ui::attachReportCommands(*mainScreen);
         // The check asks our engine for its version text, as it would ask
         // any word processor, and stays silent for it.
         qm::RecordingPrompter quiet;
