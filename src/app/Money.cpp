@@ -99,18 +99,28 @@ CurrencyFormat CurrencyFormat::fromEnvironment()
     return format;
 }
 
-std::string formatCurrency(Currency amount, const CurrencyFormat& format)
+Currency shownAmount(Currency amount, const CurrencyFormat& format)
 {
     const bool negative = amount.units < 0;
     const int64_t magnitude = negative ? -amount.units : amount.units;
     int64_t scale = 1;
     for (int d = format.decimals; d < 4; ++d)
         scale *= 10;
-    // Halves to even at the displayed precision, as the amounts are summed.
     int64_t shown = magnitude / scale;
     const int64_t rest = magnitude % scale;
     if (rest * 2 > scale || (rest * 2 == scale && shown % 2 == 1))
         ++shown;
+    return Currency{(negative ? -shown : shown) * scale};
+}
+
+std::string formatCurrency(Currency amount, const CurrencyFormat& format)
+{
+    const bool negative = amount.units < 0;
+    int64_t scale = 1;
+    for (int d = format.decimals; d < 4; ++d)
+        scale *= 10;
+    const int64_t rounded = shownAmount(amount, format).units;
+    const int64_t shown = (negative ? -rounded : rounded) / scale;
     int64_t decimalsScale = 1;
     for (int d = 0; d < format.decimals; ++d)
         decimalsScale *= 10;

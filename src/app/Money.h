@@ -42,6 +42,11 @@ struct CurrencyFormat {
     static CurrencyFormat fromEnvironment(); ///< from the LC_MONETARY of the process
 };
 
+/// The amount as the format shows it: rounded, halves to even, to the
+/// format's decimals. A bill's total is the sum of these, so it agrees with
+/// the rows the customer reads.
+Currency shownAmount(Currency amount, const CurrencyFormat& format = {});
+
 /// "$1,234.50"; a negative amount in parentheses, "($2.00)", as the US format writes it.
 std::string formatCurrency(Currency amount, const CurrencyFormat& format = {});
 

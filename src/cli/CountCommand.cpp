@@ -50,13 +50,15 @@ struct Totals {
     app::Currency amount;
 };
 
-Totals totalsOf(const app::RunResult& result)
+// The amount total adds the amounts as each row shows them, in whole cents,
+// as the invoice and the totals screen do: the figures a customer checks.
+Totals totalsOf(const app::RunResult& result, const app::CurrencyFormat& currency)
 {
     Totals t;
     for (const auto& row : result.rows) {
         ++t.documents;
         t.count += row.countValue;
-        t.amount = t.amount + row.amountValue;
+        t.amount = t.amount + app::shownAmount(row.amountValue, currency);
     }
     return t;
 }
@@ -303,7 +305,7 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         }
     }
 
-    const Totals totals = totalsOf(result);
+    const Totals totals = totalsOf(result, currency);
     if (json) {
         printJson(ctx.out, *found, result, totals, prompter.messages, breakdowns);
     } else if (csv) {

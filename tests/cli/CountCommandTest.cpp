@@ -164,3 +164,15 @@ TEST_F(CountCommand, InvoiceIsWrittenAfterAFinishedRun)
               Failure);
     EXPECT_NE(err.str().find("none/invoice.docx: cannot write the file"), std::string::npos) << err.str();
 }
+
+// Three documents at $0.125 each show $0.12 apiece: the total is the $0.36
+// the rows add up to, as on the invoice, not the $0.38 of the exact sum.
+TEST_F(CountCommand, TotalAddsTheAmountsAsShown)
+{
+    write("settings/Profiles.ini", "[Per Word]\r\nDonePer=Word\r\nBillAmount=$0.125\r\nDocType=*.txt\r\n");
+    fs::create_directories(root / "eighths");
+    for (const char* name : {"eighths/x.txt", "eighths/y.txt", "eighths/z.txt"})
+        write(name, "w");
+    EXPECT_EQ(count({"--profile", "Per Word", "--csv", (root / "eighths").string()}), Success);
+    EXPECT_NE(out.str().find("Total,3,$0.36,"), std::string::npos) << out.str();
+}
