@@ -38,14 +38,12 @@ int runPrint(Context& ctx, print::PrinterSystem& printers, browser::Clock& clock
     print::WizardPrinting engine(prompter, printers, settings);
     engine.chosenPrinter = printer;
     app::StopFlag stop;
-    print::PrintJob job(engine, printers, prompter, settings, app::RunControl{nullptr, &stop},
-                        clock);
+    print::PrintJob job(engine, printers, prompter, settings, app::RunControl{nullptr, &stop}, clock);
     job.chosenPrinter = printer;
     const std::string destination = print::printerToUse(printers, settings, printer);
     job.hooks.entrySelected = [&](size_t index) {
         if (ctx.stderrIsTerminal)
-            ctx.err << "\rPrinting " << index + 1 << " of " << list.size() << "\x1b[K"
-                    << std::flush;
+            ctx.err << "\rPrinting " << index + 1 << " of " << list.size() << "\x1b[K" << std::flush;
     };
     const print::PrintResult result = job.run(list);
     if (ctx.stderrIsTerminal && result.ending != print::PrintEnding::Refused)
@@ -59,8 +57,7 @@ int runPrint(Context& ctx, print::PrinterSystem& printers, browser::Clock& clock
     // The screen says nothing about a document that did not print; here its
     // reason is worth a line.
     for (const print::PrintResult::Failure& failure : result.failed)
-        ctx.err << "quillmeter print: " << failure.path << ": not printed: " << failure.reason
-                << "\n";
+        ctx.err << "quillmeter print: " << failure.path << ": not printed: " << failure.reason << "\n";
     return result.unopened.empty() && result.failed.empty() ? Success : Failure;
 }
 

@@ -16,8 +16,7 @@ namespace {
 /// a print system that is down must not hold the screen for long.
 constexpr int kConnectTimeoutMs = 5000;
 
-struct HttpCloser
-{
+struct HttpCloser {
     void operator()(http_t* http) const { httpClose(http); }
 };
 using Connection = std::unique_ptr<http_t, HttpCloser>;
@@ -40,8 +39,7 @@ void splitServer(const std::string& server, std::string& host, int& port)
     }
 }
 
-struct DestList
-{
+struct DestList {
     cups_dest_t* dests = nullptr;
     int count = 0;
     ~DestList() { cupsFreeDests(count, dests); }
@@ -52,8 +50,8 @@ Connection openConnection(const std::string& server, std::string& error)
     std::string host;
     int port = 0;
     splitServer(server, host, port);
-    http_t* http = httpConnect2(host.c_str(), port, nullptr, AF_UNSPEC, cupsEncryption(), 1,
-                                kConnectTimeoutMs, nullptr);
+    http_t* http =
+        httpConnect2(host.c_str(), port, nullptr, AF_UNSPEC, cupsEncryption(), 1, kConnectTimeoutMs, nullptr);
     if (!http)
         error = "the print system at " + server + " cannot be reached";
     return Connection(http);
@@ -102,8 +100,7 @@ std::string CupsPrinterSystem::systemDefaultName()
     return {};
 }
 
-settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
-                                                  const std::string& title,
+settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer, const std::string& title,
                                                   const PdfProducer& produce)
 {
     std::string error;
@@ -112,8 +109,7 @@ settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
     if (!http)
         return settings::Failure(error);
     auto failure = [&](const std::string& what) {
-        return settings::Failure("printer \"" + printer + "\": " + what + ": " +
-                                 cupsLastErrorString());
+        return settings::Failure("printer \"" + printer + "\": " + what + ": " + cupsLastErrorString());
     };
 
     // The requests name the queue on the server this connection reaches,
@@ -123,39 +119,33 @@ settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
     int port = 0;
     splitServer(server, host, port);
     char uri[HTTP_MAX_URI];
-    httpAssembleURIf(HTTP_URI_CODING_ALL, uri, sizeof uri, "ipp", nullptr, "localhost", port,
-                     "/printers/%s", printer.c_str());
+    httpAssembleURIf(HTTP_URI_CODING_ALL, uri, sizeof uri, "ipp", nullptr, "localhost", port, "/printers/%s",
+                     printer.c_str());
     const std::string resource = "/printers/" + printer;
     auto request = [&](ipp_op_t operation, int job) {
         ipp_t* r = ippNewRequest(operation);
         ippAddString(r, IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr, uri);
         if (job > 0)
             ippAddInteger(r, IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", job);
-        ippAddString(r, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
-                     cupsUser());
+        ippAddString(r, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr, cupsUser());
         return r;
     };
-    auto cancel = [&](int job) {
-        ippDelete(cupsDoRequest(http.get(), request(IPP_OP_CANCEL_JOB, job), "/jobs/"));
-    };
+    auto cancel = [&](int job) { ippDelete(cupsDoRequest(http.get(), request(IPP_OP_CANCEL_JOB, job), "/jobs/")); };
 
     ipp_t* create = request(IPP_OP_CREATE_JOB, 0);
     ippAddString(create, IPP_TAG_OPERATION, IPP_TAG_NAME, "job-name", nullptr, title.c_str());
     ipp_t* created = cupsDoRequest(http.get(), create, resource.c_str());
     ipp_attribute_t* id = created ? ippFindAttribute(created, "job-id", IPP_TAG_INTEGER) : nullptr;
-    const int job =
-        id && cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE ? ippGetInteger(id, 0) : 0;
+    const int job = id && cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE ? ippGetInteger(id, 0) : 0;
     ippDelete(created);
     if (job <= 0)
         return failure("the job could not be created");
 
     ipp_t* send = request(IPP_OP_SEND_DOCUMENT, job);
     ippAddString(send, IPP_TAG_OPERATION, IPP_TAG_NAME, "document-name", nullptr, title.c_str());
-    ippAddString(send, IPP_TAG_OPERATION, IPP_TAG_MIMETYPE, "document-format", nullptr,
-                 CUPS_FORMAT_PDF);
+    ippAddString(send, IPP_TAG_OPERATION, IPP_TAG_MIMETYPE, "document-format", nullptr, CUPS_FORMAT_PDF);
     ippAddBoolean(send, IPP_TAG_OPERATION, "last-document", 1);
-    const http_status_t started =
-        cupsSendRequest(http.get(), send, resource.c_str(), CUPS_LENGTH_VARIABLE);
+    const http_status_t started = cupsSendRequest(http.get(), send, resource.c_str(), CUPS_LENGTH_VARIABLE);
     if (started != HTTP_STATUS_CONTINUE) {
         ippDelete(send);
         const settings::Failure f = failure("the document could not be sent");
@@ -164,18 +154,16 @@ settings::Result<int> CupsPrinterSystem::printPdf(const std::string& printer,
     }
     bool sent = true;
     const render::Result rendered = produce([&](const unsigned char* data, size_t size) {
-        sent = cupsWriteRequestData(http.get(), reinterpret_cast<const char*>(data), size) ==
-               HTTP_STATUS_CONTINUE;
+        sent = cupsWriteRequestData(http.get(), reinterpret_cast<const char*>(data), size) == HTTP_STATUS_CONTINUE;
         return sent;
     });
     ippDelete(cupsGetResponse(http.get(), resource.c_str()));
     ippDelete(send);
     const ipp_status_t finished = cupsLastError();
     if (!rendered.ok || !sent || finished > IPP_STATUS_OK_EVENTS_COMPLETE) {
-        const settings::Failure f =
-            !rendered.ok ? settings::Failure("printer \"" + printer + "\": " + rendered.error)
-            : !sent      ? failure("the document could not be sent")
-                         : failure("the printer did not accept the document");
+        const settings::Failure f = !rendered.ok ? settings::Failure("printer \"" + printer + "\": " + rendered.error)
+                                    : !sent      ? failure("the document could not be sent")
+                                                 : failure("the printer did not accept the document");
         cancel(job);
         return f;
     }

@@ -10,8 +10,7 @@ namespace qm::print {
 /// Asks a CUPS server on every call (nothing is cached, so a printer added
 /// or removed shows at once). Each call opens its own connection and closes
 /// it again, so one object may be used from any thread.
-class CupsPrinterSystem : public PrinterSystem
-{
+class CupsPrinterSystem : public PrinterSystem {
 public:
     /// `server` is "host:port" or a local socket path; empty for the one the
     /// user's CUPS settings name (CUPS_SERVER, client.conf, the local daemon).

@@ -35,8 +35,7 @@ settings::Result<int> parseSecToWait(std::string_view text)
     const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
     if (number.empty() || end != number.data() + number.size() ||
         (error != std::errc() && error != std::errc::result_out_of_range) || std::isnan(value))
-        return settings::Failure("Type mismatch number 13: " + quoted +
-                                 " is not a number of seconds");
+        return settings::Failure("Type mismatch number 13: " + quoted + " is not a number of seconds");
     // Rounding half to even is the default rounding mode's nearest.
     const double whole = std::nearbyint(value);
     if (error == std::errc::result_out_of_range || whole < -32768 || whole > 32767)
@@ -46,8 +45,7 @@ settings::Result<int> parseSecToWait(std::string_view text)
 }
 
 PrintJob::PrintJob(PrintingEngine& engine, PrinterSystem& printers, Prompter& prompter,
-                   settings::SettingsContext settings, app::RunControl control,
-                   browser::Clock& clock)
+                   settings::SettingsContext settings, app::RunControl control, browser::Clock& clock)
     : m_engine(engine), m_printers(printers), m_prompter(prompter), m_settings(std::move(settings)),
       m_control(std::move(control)), m_clock(clock)
 {
@@ -75,15 +73,13 @@ bool PrintJob::refused(const app::ChaseList& list)
         return true;
     }
     if (names.empty()) {
-        m_prompter.show(information("Selected Printer",
-                                    "There Are No Printer Installed On This System, Please "
-                                    "Install A Printer Before Using This Feature"));
+        m_prompter.show(information("Selected Printer", "There Are No Printer Installed On This System, Please "
+                                                        "Install A Printer Before Using This Feature"));
         return true;
     }
     if (!PrinterExists(m_printers, printerToUse(m_printers, m_settings, chosenPrinter))) {
-        m_prompter.show(information("Selected Printer",
-                                    "The Selected Printer No Longer Exists, Please Go To "
-                                    "Options And Select A Printer"));
+        m_prompter.show(information("Selected Printer", "The Selected Printer No Longer Exists, Please Go To "
+                                                        "Options And Select A Printer"));
         return true;
     }
     return false;
@@ -91,15 +87,14 @@ bool PrintJob::refused(const app::ChaseList& list)
 
 int PrintJob::readSecToWait()
 {
-    const std::string text = settings::ReadINI(m_settings, settings::kOptionsBaseName,
-                                               settings::kOptionsSection, "SecToWait", "0");
+    const std::string text =
+        settings::ReadINI(m_settings, settings::kOptionsBaseName, settings::kOptionsSection, "SecToWait", "0");
     const settings::Result<int> seconds = parseSecToWait(text);
     if (seconds)
         return *seconds;
     // The job still runs, without waits, as it would after a reported error.
     m_prompter.show(engine::errorReportMessage(
-        "the option SecToWait of " +
-            settings::iniFilePath(m_settings, settings::kOptionsBaseName).string() + ": " +
+        "the option SecToWait of " + settings::iniFilePath(m_settings, settings::kOptionsBaseName).string() + ": " +
             seconds.error(),
         kLocationTag));
     return 0;

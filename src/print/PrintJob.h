@@ -18,8 +18,7 @@
 namespace qm::print {
 
 /// The engine session's operations a print job calls, in calling order.
-class PrintingEngine
-{
+class PrintingEngine {
 public:
     virtual ~PrintingEngine() = default;
     virtual void OpenWord() = 0;
@@ -35,21 +34,14 @@ public:
 
 /// How a job ended: refused by one of its checks (nothing started),
 /// through the whole list, or by Stop.
-enum class PrintEnding
-{
-    Refused,
-    Finished,
-    Stopped
-};
+enum class PrintEnding { Refused, Finished, Stopped };
 
-struct PrintResult
-{
+struct PrintResult {
     PrintEnding ending = PrintEnding::Refused;
     std::vector<std::string> printed;  ///< paths handed to the printer, in order
     std::vector<std::string> unopened; ///< paths that could not be opened (skipped)
     /// Documents opened but not printed, with the engine's reason.
-    struct Failure
-    {
+    struct Failure {
         std::string path;
         std::string reason;
         bool operator==(const Failure&) const = default;
@@ -58,8 +50,7 @@ struct PrintResult
 };
 
 /// What the screen shows of a job. Every member may be left empty.
-struct PrintJobHooks
-{
+struct PrintJobHooks {
     /// The printer box refilled with the installed printers (the job's first step).
     std::function<void(const std::vector<std::string>& names)> printersRefreshed;
     /// Stop shown and the busy animation started, as the job starts.
@@ -78,18 +69,14 @@ settings::Result<int> parseSecToWait(std::string_view text);
 
 /// The wait after a document: slices of half a second, one more than twice
 /// the seconds, so a slow printer gets half a second more than asked.
-inline int waitSlices(int secToWait)
-{
-    return secToWait * 2 + 1;
-}
+inline int waitSlices(int secToWait) { return secToWait * 2 + 1; }
 
 /// One print job over a Chase List. The options `PrinterToUse` and
 /// `SecToWait` are read from the settings folder when the job needs them.
-class PrintJob
-{
+class PrintJob {
 public:
-    PrintJob(PrintingEngine& engine, PrinterSystem& printers, Prompter& prompter,
-             settings::SettingsContext settings, app::RunControl control, browser::Clock& clock);
+    PrintJob(PrintingEngine& engine, PrinterSystem& printers, Prompter& prompter, settings::SettingsContext settings,
+             app::RunControl control, browser::Clock& clock);
 
     PrintJobHooks hooks;
     /// A printer named for this job only, in place of `PrinterToUse`.

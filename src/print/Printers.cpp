@@ -25,10 +25,7 @@ std::optional<std::string> DefaultPrinterObject(PrinterSystem& printers)
     }
 }
 
-std::string DefaultPrinterName(PrinterSystem& printers)
-{
-    return DefaultPrinterObject(printers).value_or("");
-}
+std::string DefaultPrinterName(PrinterSystem& printers) { return DefaultPrinterObject(printers).value_or(""); }
 
 bool PrinterExists(PrinterSystem& printers, std::string_view name)
 {
@@ -45,8 +42,8 @@ std::string printerToUse(PrinterSystem& printers, const settings::SettingsContex
 {
     if (chosen)
         return *chosen;
-    return settings::ReadINI(settings, settings::kOptionsBaseName, settings::kOptionsSection,
-                             "PrinterToUse", DefaultPrinterName(printers));
+    return settings::ReadINI(settings, settings::kOptionsBaseName, settings::kOptionsSection, "PrinterToUse",
+                             DefaultPrinterName(printers));
 }
 
 } // namespace qm::print

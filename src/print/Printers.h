@@ -20,8 +20,7 @@ using PdfProducer = std::function<render::Result(const render::PdfSink& sink)>;
 
 /// The platform's print system: what it has installed and how a document
 /// reaches one of its printers. CUPS on our platforms; tests supply their own.
-class PrinterSystem
-{
+class PrinterSystem {
 public:
     virtual ~PrinterSystem() = default;
     /// The device names of the installed printers, in the order the system

@@ -8,31 +8,21 @@
 
 namespace qm::print {
 
-WizardPrinting::WizardPrinting(Prompter& prompter, PrinterSystem& printers,
-                               settings::SettingsContext settings)
+WizardPrinting::WizardPrinting(Prompter& prompter, PrinterSystem& printers, settings::SettingsContext settings)
     : m_printers(printers), m_settings(std::move(settings)), m_wizard(prompter)
 {
 }
 
-void WizardPrinting::OpenWord()
-{
-    m_wizard.OpenWord(engine::Visibility::Hidden);
-}
+void WizardPrinting::OpenWord() { m_wizard.OpenWord(engine::Visibility::Hidden); }
 
 bool WizardPrinting::openJustDoc(const std::string& path)
 {
     return m_wizard.openJustDoc(path, engine::OpenMode::ReadOnly);
 }
 
-bool WizardPrinting::CloseDocument()
-{
-    return m_wizard.CloseDocument();
-}
+bool WizardPrinting::CloseDocument() { return m_wizard.CloseDocument(); }
 
-void WizardPrinting::CompleteClose()
-{
-    m_wizard.CompleteClose();
-}
+void WizardPrinting::CompleteClose() { m_wizard.CompleteClose(); }
 
 bool WizardPrinting::PrintDocument()
 {
@@ -56,12 +46,10 @@ bool WizardPrinting::PrintDocument()
         const engine::Document& document = open->document();
         render::PdfOptions options;
         options.title = m_wizard.documentPath().filename().string();
-        const engine::layout::LayoutResult pages =
-            engine::layout::layoutDocument(document, options.layout);
-        const settings::Result<int> job =
-            m_printers.printPdf(printer, options.title, [&](const render::PdfSink& sink) {
-                return render::renderPdfToSink(document, pages, sink, options);
-            });
+        const engine::layout::LayoutResult pages = engine::layout::layoutDocument(document, options.layout);
+        const settings::Result<int> job = m_printers.printPdf(printer, options.title, [&](const render::PdfSink& sink) {
+            return render::renderPdfToSink(document, pages, sink, options);
+        });
         if (!job) {
             m_lastError = job.error();
             return false;

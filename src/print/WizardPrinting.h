@@ -15,8 +15,7 @@ namespace qm::print {
 /// it out: the pages are drawn into a PDF that streams to the printer's
 /// queue. The printer is `PrinterToUse`, read at every document; when it is
 /// not installed, the system's default printer takes the document.
-class WizardPrinting : public PrintingEngine
-{
+class WizardPrinting : public PrintingEngine {
 public:
     WizardPrinting(Prompter& prompter, PrinterSystem& printers, settings::SettingsContext settings);
 

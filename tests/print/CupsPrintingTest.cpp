@@ -26,8 +26,7 @@ using qm::testing::ManualClock;
 
 namespace {
 
-class CupsPrinting : public ::testing::Test
-{
+class CupsPrinting : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
@@ -158,9 +157,8 @@ TEST_F(CupsPrinting, RefusesAnUnknownPrinterAndOneDifferingInCase)
         ManualClock clock;
         EXPECT_EQ(printAll(paths, clock).ending, PrintEnding::Refused) << name;
         ASSERT_FALSE(prompter.messages.empty());
-        EXPECT_EQ(
-            prompter.messages.back().text,
-            "The Selected Printer No Longer Exists, Please Go To Options And Select A Printer");
+        EXPECT_EQ(prompter.messages.back().text,
+                  "The Selected Printer No Longer Exists, Please Go To Options And Select A Printer");
     }
     EXPECT_EQ(prompter.messages.size(), 3u);
     EXPECT_TRUE(newJobs().empty());
@@ -170,8 +168,7 @@ TEST_F(CupsPrinting, RefusesAnUnknownPrinterAndOneDifferingInCase)
 // there and the third document never reaches the server.
 TEST_F(CupsPrinting, StopDuringAWaitEndsTheJob)
 {
-    const std::vector<std::string> paths = {document("a.txt", 2), document("b.txt", 2),
-                                            document("c.txt", 2)};
+    const std::vector<std::string> paths = {document("a.txt", 2), document("b.txt", 2), document("c.txt", 2)};
     setOption("SecToWait", "2");
     ManualClock clock;
     clock.onIdle = [this](double now) {
@@ -193,8 +190,8 @@ TEST_F(CupsPrinting, TheCommandPrintsOnTheDefaultQueue)
 {
     const std::string a = document("a.txt", 2), b = document("b.txt", 80);
     std::ostringstream out, err;
-    const int status = cli::runMain(
-        {"quillmeter", "--settings-dir", settings.folder.string(), "print", a, b}, out, err);
+    const int status =
+        cli::runMain({"quillmeter", "--settings-dir", settings.folder.string(), "print", a, b}, out, err);
     EXPECT_EQ(status, cli::Success) << err.str();
     EXPECT_EQ(out.str(), "printed " + a + " on Test\nprinted " + b + " on Test\n");
     const std::vector<CupsServer::Job> jobs = newJobs();

@@ -59,8 +59,7 @@ std::string readFile(const fs::path& path)
 /// True when a printer list comes back from the server.
 bool answers(const std::string& host, int port)
 {
-    http_t* http =
-        httpConnect2(host.c_str(), port, nullptr, AF_INET, HTTP_ENCRYPTION_NEVER, 1, 500, nullptr);
+    http_t* http = httpConnect2(host.c_str(), port, nullptr, AF_INET, HTTP_ENCRYPTION_NEVER, 1, 500, nullptr);
     if (!http)
         return false;
     cups_dest_t* dests = nullptr;
@@ -93,18 +92,16 @@ bool CupsServer::start()
 
     // Anyone on the loopback may do anything: the server lives for one test
     // and listens nowhere else.
-    std::ofstream(m_root / "cupsd.conf")
-        << "Listen " << m_address << "\n"
-        << "Browsing No\nLogLevel warn\nPreserveJobFiles Yes\n"
-           "PreserveJobHistory Yes\nMaxJobs 0\n"
-           "<Location />\nOrder allow,deny\nAllow all\n</Location>\n"
-           "<Policy default>\n<Limit All>\nOrder deny,allow\n</Limit>\n"
-           "</Policy>\n";
+    std::ofstream(m_root / "cupsd.conf") << "Listen " << m_address << "\n"
+                                         << "Browsing No\nLogLevel warn\nPreserveJobFiles Yes\n"
+                                            "PreserveJobHistory Yes\nMaxJobs 0\n"
+                                            "<Location />\nOrder allow,deny\nAllow all\n</Location>\n"
+                                            "<Policy default>\n<Limit All>\nOrder deny,allow\n</Limit>\n"
+                                            "</Policy>\n";
     std::ofstream(m_root / "cups-files.conf")
-        << "ServerRoot " << root << "\nRequestRoot " << root << "/spool\nCacheDir " << root
-        << "/cache\nStateDir " << root << "/state\nTempDir " << root << "/tmp\nAccessLog " << root
-        << "/log/access_log\nErrorLog " << root << "/log/error_log\nPageLog " << root
-        << "/log/page_log\nFileDevice Yes\n";
+        << "ServerRoot " << root << "\nRequestRoot " << root << "/spool\nCacheDir " << root << "/cache\nStateDir "
+        << root << "/state\nTempDir " << root << "/tmp\nAccessLog " << root << "/log/access_log\nErrorLog " << root
+        << "/log/error_log\nPageLog " << root << "/log/page_log\nFileDevice Yes\n";
     std::ofstream(m_root / "printers.conf")
         << "<Printer Alpha>\nDeviceURI file:///dev/null\nState Idle\nAccepting Yes\nShared "
            "No\n</Printer>\n"
@@ -137,8 +134,8 @@ bool CupsServer::start()
         int status = 0;
         if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
             m_pid = -1;
-            m_failure = "cupsd stopped at once: " + readFile(m_root / "log/daemon_output") +
-                        readFile(m_root / "log/error_log");
+            m_failure =
+                "cupsd stopped at once: " + readFile(m_root / "log/daemon_output") + readFile(m_root / "log/error_log");
             return false;
         }
         if (answers("127.0.0.1", port))
@@ -174,9 +171,8 @@ std::vector<CupsServer::Job> CupsServer::jobs(const std::string& queue) const
 {
     std::vector<Job> out;
     const size_t colon = m_address.rfind(':');
-    http_t* http =
-        httpConnect2(m_address.substr(0, colon).c_str(), std::stoi(m_address.substr(colon + 1)),
-                     nullptr, AF_INET, HTTP_ENCRYPTION_NEVER, 1, 2000, nullptr);
+    http_t* http = httpConnect2(m_address.substr(0, colon).c_str(), std::stoi(m_address.substr(colon + 1)), nullptr,
+                                AF_INET, HTTP_ENCRYPTION_NEVER, 1, 2000, nullptr);
     if (!http)
         return out;
     cups_job_t* jobs = nullptr;
@@ -184,8 +180,7 @@ std::vector<CupsServer::Job> CupsServer::jobs(const std::string& queue) const
     for (int i = 0; i < count; ++i) {
         char name[32];
         std::snprintf(name, sizeof name, "d%05d-001", jobs[i].id);
-        out.push_back(
-            {jobs[i].id, jobs[i].title ? jobs[i].title : "", readFile(m_root / "spool" / name)});
+        out.push_back({jobs[i].id, jobs[i].title ? jobs[i].title : "", readFile(m_root / "spool" / name)});
     }
     cupsFreeJobs(count, jobs);
     httpClose(http);

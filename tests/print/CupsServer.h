@@ -12,8 +12,7 @@ namespace qm::testing {
 /// folder, and stops it again. The queues are "Alpha" and "Test" (the
 /// default), raw, printing to /dev/null; the server keeps every document it
 /// receives, so a test reads what was printed from the spool folder.
-class CupsServer
-{
+class CupsServer {
 public:
     CupsServer() = default;
     ~CupsServer() { stop(); }
@@ -29,8 +28,7 @@ public:
     /// "127.0.0.1:PORT".
     const std::string& address() const { return m_address; }
 
-    struct Job
-    {
+    struct Job {
         int id = 0;
         std::string title;
         std::string document; ///< the bytes the server received

@@ -14,11 +14,9 @@
 namespace qm::testing {
 
 /// Printers by name and a default; keeps every PDF sent, with its printer and title.
-class FakePrinterSystem : public print::PrinterSystem
-{
+class FakePrinterSystem : public print::PrinterSystem {
 public:
-    struct Job
-    {
+    struct Job {
         std::string printer;
         std::string title;
         std::string pdf;
@@ -50,8 +48,7 @@ public:
 
 /// Time moves only when a wait idles: an eighth of a second per pass, so a
 /// half-second slice is exactly four passes. `onIdle` sees the time after each.
-class ManualClock : public browser::Clock
-{
+class ManualClock : public browser::Clock {
 public:
     double now = 0;
     std::function<void(double)> onIdle;
@@ -68,9 +65,9 @@ public:
 /// A fresh folder for the running test, named after it; the caller removes it.
 inline std::filesystem::path perTestFolder(const std::string& prefix)
 {
-    const auto path = std::filesystem::temp_directory_path() /
-                      (prefix + std::to_string(::getpid()) + "-" +
-                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    const auto path =
+        std::filesystem::temp_directory_path() /
+        (prefix + std::to_string(::getpid()) + "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
     std::filesystem::create_directories(path);
     return path;
 }

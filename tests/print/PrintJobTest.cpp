@@ -19,8 +19,7 @@ namespace {
 
 /// Logs every call with the clock's time at that moment; documents whose
 /// path holds "missing" do not open, "jam" fails to print, "throw" throws.
-class ScriptedEngine : public PrintingEngine
-{
+class ScriptedEngine : public PrintingEngine {
 public:
     explicit ScriptedEngine(ManualClock& clock) : m_clock(clock) {}
 
@@ -55,8 +54,7 @@ private:
     ManualClock& m_clock;
 };
 
-class PrintJobTest : public ::testing::Test
-{
+class PrintJobTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -81,13 +79,10 @@ protected:
 
     PrintResult run(const app::ChaseList& list)
     {
-        PrintJob job(engine, printers, prompter, settings,
-                     app::RunControl{[this] { ++pumps; }, &stop}, clock);
+        PrintJob job(engine, printers, prompter, settings, app::RunControl{[this] { ++pumps; }, &stop}, clock);
         job.hooks.started = [this] { events.push_back("started"); };
         job.hooks.ended = [this] { events.push_back("ended"); };
-        job.hooks.entrySelected = [this](size_t i) {
-            events.push_back("select " + std::to_string(i));
-        };
+        job.hooks.entrySelected = [this](size_t i) { events.push_back("select " + std::to_string(i)); };
         job.hooks.printersRefreshed = [this](const std::vector<std::string>& names) {
             events.push_back("printers " + std::to_string(names.size()));
         };
@@ -127,8 +122,7 @@ TEST_F(PrintJobTest, RefusesBeforeTheEngineStarts)
 
     printers.names = {"Office", "Label"};
     const Message gone =
-        info("Selected Printer",
-             "The Selected Printer No Longer Exists, Please Go To Options And Select A Printer");
+        info("Selected Printer", "The Selected Printer No Longer Exists, Please Go To Options And Select A Printer");
     setOption("PrinterToUse", "Removed");
     EXPECT_EQ(run(listOf({"/d/a.txt"})).ending, PrintEnding::Refused);
     EXPECT_EQ(prompter.messages.back(), gone);
@@ -144,8 +138,7 @@ TEST_F(PrintJobTest, RefusesBeforeTheEngineStarts)
 
     EXPECT_EQ(prompter.messages.size(), 5u);
     EXPECT_TRUE(engine.calls.empty());
-    EXPECT_EQ(events, (std::vector<std::string>{"printers 2", "printers 0", "printers 2",
-                                                "printers 2", "printers 2"}));
+    EXPECT_EQ(events, (std::vector<std::string>{"printers 2", "printers 0", "printers 2", "printers 2", "printers 2"}));
 }
 
 // Documents in list order, each opened, printed and closed; the session
@@ -156,12 +149,10 @@ TEST_F(PrintJobTest, PrintsEveryDocumentInOrder)
     const PrintResult result = run(listOf({"/d/a.txt", " /d/b.rtf ", "/d/c.doc"}));
     EXPECT_EQ(result.ending, PrintEnding::Finished);
     EXPECT_EQ(result.printed, (std::vector<std::string>{"/d/a.txt", "/d/b.rtf", "/d/c.doc"}));
-    EXPECT_EQ(engine.calls,
-              (std::vector<std::string>{"OpenWord", "open /d/a.txt", "print /d/a.txt", "close",
-                                        "open /d/b.rtf", "print /d/b.rtf", "close", "open /d/c.doc",
-                                        "print /d/c.doc", "close", "CompleteClose"}));
-    EXPECT_EQ(events, (std::vector<std::string>{"printers 2", "started", "select 0", "select 1",
-                                                "select 2", "ended"}));
+    EXPECT_EQ(engine.calls, (std::vector<std::string>{"OpenWord", "open /d/a.txt", "print /d/a.txt", "close",
+                                                      "open /d/b.rtf", "print /d/b.rtf", "close", "open /d/c.doc",
+                                                      "print /d/c.doc", "close", "CompleteClose"}));
+    EXPECT_EQ(events, (std::vector<std::string>{"printers 2", "started", "select 0", "select 1", "select 2", "ended"}));
     EXPECT_TRUE(prompter.messages.empty());
 
     setOption("PrinterToUse", "Label");
@@ -213,8 +204,7 @@ TEST_F(PrintJobTest, StopDuringAWaitEndsTheJobAfterTheCurrentSlice)
 // noted, a failure inside a step is reported with its place and the job goes on.
 TEST_F(PrintJobTest, FailuresOnTheWayDoNotEndTheJob)
 {
-    const PrintResult result =
-        run(listOf({"/d/missing.txt", "/d/jam.txt", "/d/throw.txt", "/d/ok.txt"}));
+    const PrintResult result = run(listOf({"/d/missing.txt", "/d/jam.txt", "/d/throw.txt", "/d/ok.txt"}));
     EXPECT_EQ(result.ending, PrintEnding::Finished);
     EXPECT_EQ(result.unopened, std::vector<std::string>{"/d/missing.txt"});
     EXPECT_EQ(result.failed, (std::vector<PrintResult::Failure>{{"/d/jam.txt", "paper jam"}}));
@@ -222,9 +212,8 @@ TEST_F(PrintJobTest, FailuresOnTheWayDoNotEndTheJob)
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.messages[0].title, "Error");
     EXPECT_EQ(prompter.messages[0].icon, MessageIcon::Critical);
-    EXPECT_EQ(prompter.messages[0].text,
-              "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock "
-              "\rError Message <<the queue went away>>\r-Printing-");
+    EXPECT_EQ(prompter.messages[0].text, "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock "
+                                         "\rError Message <<the queue went away>>\r-Printing-");
 }
 
 // SecToWait is a 16-bit whole number; a value that is not one is reported
@@ -271,8 +260,7 @@ TEST(Printers, DefaultAndExistenceMatchNamesExactly)
     EXPECT_FALSE(PrinterExists(printers, "Office "));
     EXPECT_FALSE(PrinterExists(printers, ""));
 
-    struct Broken : FakePrinterSystem
-    {
+    struct Broken : FakePrinterSystem {
         std::vector<std::string> printerNames() override { throw std::runtime_error("down"); }
     } broken;
     broken.defaultName = "Office";

@@ -19,8 +19,7 @@ using qm::testing::FakePrinterSystem;
 
 namespace {
 
-class WizardPrintingTest : public ::testing::Test
-{
+class WizardPrintingTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -30,8 +29,7 @@ protected:
         document = folder / "long letter.txt";
         std::ofstream out(document);
         for (int i = 1; i <= 90; ++i)
-            out << "Paragraph " << i
-                << " of a letter long enough to need more than one page when laid out.\n";
+            out << "Paragraph " << i << " of a letter long enough to need more than one page when laid out.\n";
     }
     void TearDown() override { fs::remove_all(folder); }
 

@@ -20,13 +20,11 @@ namespace {
 /// Owned by the screen: runs one job at a time on a worker thread, keeps
 /// the screen from closing under a running job, and when it goes away with
 /// the screen, ends the job without touching the screen again.
-class PrintCommands : public QObject
-{
+class PrintCommands : public QObject {
 public:
-    PrintCommands(frmMain& screen, std::shared_ptr<print::PrinterSystem> printers,
-                  PrintEngineFactory makeEngine)
-        : QObject(&screen), m_screen(screen), m_inner(screen.prompter()),
-          m_printers(std::move(printers)), m_makeEngine(std::move(makeEngine)), m_prompter(*this)
+    PrintCommands(frmMain& screen, std::shared_ptr<print::PrinterSystem> printers, PrintEngineFactory makeEngine)
+        : QObject(&screen), m_screen(screen), m_inner(screen.prompter()), m_printers(std::move(printers)),
+          m_makeEngine(std::move(makeEngine)), m_prompter(*this)
     {
         connect(&screen, &frmMain::printRequested, this, &PrintCommands::start);
         // The job has a stop flag of its own, set by the screen's Stop
@@ -81,17 +79,15 @@ protected:
 private:
     /// The job's messages, shown by the screen's prompter on the screen's
     /// thread while the job waits for the answer.
-    class WorkerPrompter : public Prompter
-    {
+    class WorkerPrompter : public Prompter {
     public:
         explicit WorkerPrompter(PrintCommands& commands) : m_commands(commands) {}
         MessageAnswer show(const Message& message) override
         {
             auto answer = std::make_shared<std::promise<MessageAnswer>>();
             std::future<MessageAnswer> future = answer->get_future();
-            m_commands.onScreen([this, message, answer] {
-                answer->set_value(m_commands.screenPrompter().show(message));
-            });
+            m_commands.onScreen(
+                [this, message, answer] { answer->set_value(m_commands.screenPrompter().show(message)); });
             while (future.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
                 if (m_commands.closing())
                     return MessageAnswer::Cancel;
@@ -106,24 +102,20 @@ private:
     {
         if (m_worker || m_screen.isRunning())
             return;
-        m_worker = QThread::create(
-            [this, list = m_screen.chaseList(), settings = m_screen.settingsContext()] {
-                std::unique_ptr<print::PrintingEngine> engine =
-                    m_makeEngine(m_prompter, *m_printers, settings);
-                browser::SystemClock clock;
-                print::PrintJob job(*engine, *m_printers, m_prompter, settings,
-                                    app::RunControl{nullptr, m_stop.get()}, clock);
-                // Everything the screen shows of the job happens on its own thread.
-                job.hooks.printersRefreshed = [this](const std::vector<std::string>&) {
-                    onScreen([this] { m_screen.refillPrinters(); });
-                };
-                job.hooks.started = [this] { onScreen([this] { m_screen.setBusy(true); }); };
-                job.hooks.entrySelected = [this](size_t index) {
-                    onScreen([this, index] { select(int(index)); });
-                };
-                job.hooks.ended = [this] { onScreen([this] { m_screen.setBusy(false); }); };
-                job.run(list);
-            });
+        m_worker = QThread::create([this, list = m_screen.chaseList(), settings = m_screen.settingsContext()] {
+            std::unique_ptr<print::PrintingEngine> engine = m_makeEngine(m_prompter, *m_printers, settings);
+            browser::SystemClock clock;
+            print::PrintJob job(*engine, *m_printers, m_prompter, settings, app::RunControl{nullptr, m_stop.get()},
+                                clock);
+            // Everything the screen shows of the job happens on its own thread.
+            job.hooks.printersRefreshed = [this](const std::vector<std::string>&) {
+                onScreen([this] { m_screen.refillPrinters(); });
+            };
+            job.hooks.started = [this] { onScreen([this] { m_screen.setBusy(true); }); };
+            job.hooks.entrySelected = [this](size_t index) { onScreen([this, index] { select(int(index)); }); };
+            job.hooks.ended = [this] { onScreen([this] { m_screen.setBusy(false); }); };
+            job.run(list);
+        });
         m_worker->setObjectName("PrintJob");
         connect(m_worker, &QThread::finished, this, [this] {
             m_worker->deleteLater();
@@ -164,14 +156,12 @@ PrinterList printerListOf(std::shared_ptr<print::PrinterSystem> printers)
     return list;
 }
 
-void attachPrintCommands(frmMain& screen, std::shared_ptr<print::PrinterSystem> printers,
-                         PrintEngineFactory makeEngine)
+void attachPrintCommands(frmMain& screen, std::shared_ptr<print::PrinterSystem> printers, PrintEngineFactory makeEngine)
 {
     if (!printers)
         printers = std::make_shared<print::CupsPrinterSystem>();
     if (!makeEngine)
-        makeEngine = [](Prompter& prompter, print::PrinterSystem& system,
-                        const settings::SettingsContext& s) {
+        makeEngine = [](Prompter& prompter, print::PrinterSystem& system, const settings::SettingsContext& s) {
             return std::make_unique<print::WizardPrinting>(prompter, system, s);
         };
     setDefaultPrinterList(printerListOf(printers));

@@ -22,8 +22,7 @@ using namespace qm::ui;
 namespace {
 
 /// Records the calls a job makes, from the job's thread.
-struct Calls
-{
+struct Calls {
     std::mutex mutex;
     std::vector<std::string> list;
     std::atomic<bool> closed{false};
@@ -39,8 +38,7 @@ struct Calls
     }
 };
 
-class RecordingEngine : public print::PrintingEngine
-{
+class RecordingEngine : public print::PrintingEngine {
 public:
     explicit RecordingEngine(Calls& calls) : m_calls(calls) {}
     void OpenWord() override { m_calls.add("OpenWord"); }
@@ -67,8 +65,7 @@ private:
 
 } // namespace
 
-class PrintCommandsTest : public QObject
-{
+class PrintCommandsTest : public QObject {
     Q_OBJECT
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -81,22 +78,18 @@ private:
         MainScreenServices services;
         services.settings.folder = m_dir->path().toStdString();
         services.prompter = &m_prompter;
-        services.askMsgBox = [](const MsgBoxRequest&, QWidget*) {
-            return MsgBoxAnswer{true, true};
-        };
+        services.askMsgBox = [](const MsgBoxRequest&, QWidget*) { return MsgBoxAnswer{true, true}; };
         services.printers.names = [] { return std::vector<std::string>{"From lpstat"}; };
         auto screen = std::make_unique<frmMain>(std::move(services));
-        attachPrintCommands(
-            *screen, m_printers,
-            [this](Prompter&, print::PrinterSystem&, const settings::SettingsContext&) {
-                return std::make_unique<RecordingEngine>(m_calls);
-            });
+        attachPrintCommands(*screen, m_printers,
+                            [this](Prompter&, print::PrinterSystem&, const settings::SettingsContext&) {
+                                return std::make_unique<RecordingEngine>(m_calls);
+                            });
         return screen;
     }
     void setOption(std::string_view key, std::string_view value)
     {
-        settings::WriteINI(settings::SettingsContext{m_dir->path().toStdString()}, "Options",
-                           "MAIN", key, value);
+        settings::WriteINI(settings::SettingsContext{m_dir->path().toStdString()}, "Options", "MAIN", key, value);
     }
 
 private slots:
@@ -126,9 +119,8 @@ private slots:
         screen->findChild<QPushButton*>("cmdPrint")->click();
         QTRY_VERIFY_WITH_TIMEOUT(m_calls.closed.load(), 10000);
         QTRY_VERIFY(screen->findChild<QTabWidget*>("SSTab1")->isEnabled());
-        QCOMPARE(m_calls.snapshot(),
-                 (std::vector<std::string>{"OpenWord", "open /docs/a.txt", "print",
-                                           "open /docs/b.txt", "print", "CompleteClose"}));
+        QCOMPARE(m_calls.snapshot(), (std::vector<std::string>{"OpenWord", "open /docs/a.txt", "print",
+                                                               "open /docs/b.txt", "print", "CompleteClose"}));
         QCOMPARE(screen->findChild<QListWidget*>("lstDofileList")->currentRow(), 1);
         QVERIFY(m_prompter.messages.empty());
     }
@@ -163,8 +155,7 @@ private slots:
         screen->refreshChaseList();
         emit screen->printRequested();
         auto* stop = screen->findChild<QPushButton*>("cmdStop");
-        QTRY_VERIFY_WITH_TIMEOUT(m_calls.snapshot().size() >= 5 &&
-                                     !screen->findChild<QFrame*>("FrameStop")->isHidden(),
+        QTRY_VERIFY_WITH_TIMEOUT(m_calls.snapshot().size() >= 5 && !screen->findChild<QFrame*>("FrameStop")->isHidden(),
                                  10000);
         QTest::qWait(200);
         stop->click();
