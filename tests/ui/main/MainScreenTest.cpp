@@ -4,6 +4,8 @@
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
 
+#include "SampleSettings.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QFile>
@@ -115,10 +117,8 @@ private slots:
         m_dir = std::make_unique<QTemporaryDir>();
         QVERIFY(m_dir->isValid());
         m_folder = m_dir->path().toStdString();
-        const fs::path samples = fs::path(QM_SOURCE_DIR) / "samples";
-        for (const char* file : {"Options.ini", "Profiles.ini", "ProfileList.log"})
-            fs::copy_file(samples / file, m_folder / file);
-        fs::copy(samples / "documents", documents());
+        testing::copySampleSettings(m_folder);
+        fs::copy(fs::path(QM_SOURCE_DIR) / "samples/documents", documents());
         m_prompter = RecordingPrompter{};
         m_boxes.clear();
     }

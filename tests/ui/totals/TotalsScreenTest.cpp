@@ -6,6 +6,8 @@
 #include "ui/totals/ReportCommands.h"
 #include "ui/totals/frmTotals.h"
 
+#include "SampleSettings.h"
+
 #include <QLabel>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -94,9 +96,7 @@ private slots:
         m_dir = std::make_unique<QTemporaryDir>();
         QVERIFY(m_dir->isValid());
         m_folder = m_dir->path().toStdString();
-        const fs::path samples = fs::path(QM_SOURCE_DIR) / "samples";
-        for (const char* file : {"Options.ini", "Profiles.ini", "ProfileList.log"})
-            fs::copy_file(samples / file, m_folder / file);
+        testing::copySampleSettings(m_folder);
         settings::WriteINI(settings::SettingsContext{m_folder}, "Options", "MAIN", "ProfileToUse",
                            "Demo Transcription");
         setProfileKey("DonePer", "Line");
