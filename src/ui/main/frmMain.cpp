@@ -613,7 +613,7 @@ void frmMain::loadOptions()
         const settings::OptionsStore store(m_settings);
         return QString::fromStdString(store.read(*settings::findOptionKey(key)));
     };
-    refillPrinters();
+    RefreshPrinterList();
     m_txtCompanyName->setText(read("CompanyName"));
     m_txtAddress->setText(read("Address"));
     m_txtCity->setText(read("City"));
@@ -627,7 +627,7 @@ void frmMain::loadOptions()
     m_chkDupilcateFiles->setChecked(settings::optionFlagIsOn(toStdString(read("AddDupilcateFiles"))));
 }
 
-void frmMain::refillPrinters()
+void frmMain::RefreshPrinterList()
 {
     const QSignalBlocker block(m_cboPrinterToUse);
     m_cboPrinterToUse->clear();
@@ -643,7 +643,7 @@ void frmMain::refillPrinters()
 void frmMain::setPrinterList(PrinterList printers)
 {
     m_printers = std::move(printers);
-    refillPrinters();
+    RefreshPrinterList();
 }
 
 QString frmMain::optionText(const char* key) const
@@ -1029,7 +1029,7 @@ void frmMain::clearOptions()
         return;
     for (QLineEdit* box : {m_txtCompanyName, m_txtAddress, m_txtCity, m_txtState, m_mskZip, m_mskPhone, m_mskFax})
         box->clear();
-    refillPrinters();
+    RefreshPrinterList();
     writeAllOptions();
     m_cmdSave->setEnabled(false);
 }

@@ -106,7 +106,7 @@ public:
     void showProgress(int done, int total);
     /// Refills the printer box from the system's printers, the stored
     /// `PrinterToUse` selected; `setPrinterList` changes where they come from.
-    void refillPrinters();
+    void RefreshPrinterList();
     void setPrinterList(PrinterList printers);
 
 public slots:

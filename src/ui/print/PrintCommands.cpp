@@ -109,7 +109,7 @@ private:
                                 clock);
             // Everything the screen shows of the job happens on its own thread.
             job.hooks.printersRefreshed = [this](const std::vector<std::string>&) {
-                onScreen([this] { m_screen.refillPrinters(); });
+                onScreen([this] { m_screen.RefreshPrinterList(); });
             };
             job.hooks.started = [this] { onScreen([this] { m_screen.setBusy(true); }); };
             job.hooks.entrySelected = [this](size_t index) { onScreen([this, index] { select(int(index)); }); };
