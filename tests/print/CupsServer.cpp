@@ -1,9 +1,10 @@
 // Configuration files, start-up and shut-down of the test's CUPS daemon.
 #include "print/CupsServer.h"
 
+#include "render/PdfFacts.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -11,7 +12,6 @@
 #include <cups/cups.h>
 #include <fcntl.h>
 #include <fstream>
-#include <iterator>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -24,42 +24,33 @@ namespace qm::testing {
 
 namespace {
 
-/// The daemon Debian installs; QM_TEST_CUPSD names another (or none, to
-/// see the tests skip).
-std::string daemonPath()
-{
-    const char* chosen = std::getenv("QM_TEST_CUPSD");
-    return chosen && *chosen ? chosen : "/usr/sbin/cupsd";
-}
-
 /// A port no one listens on now, as the system hands one out.
 int freePort()
 {
     const int s = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (s < 0)
-        return 0;
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t len = sizeof addr;
     int port = 0;
-    if (::bind(s, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
+    if (s >= 0 && ::bind(s, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
         ::getsockname(s, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
         port = ntohs(addr.sin_port);
     ::close(s);
     return port;
 }
 
-std::string readFile(const fs::path& path)
+http_t* connect(const std::string& address, int timeoutMs)
 {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    const size_t colon = address.rfind(':');
+    return httpConnect2(address.substr(0, colon).c_str(), std::stoi(address.substr(colon + 1)), nullptr, AF_INET,
+                        HTTP_ENCRYPTION_NEVER, 1, timeoutMs, nullptr);
 }
 
-/// True when a printer list comes back from the server.
-bool answers(const std::string& host, int port)
+/// True when the server lists both queues.
+bool answers(const std::string& address)
 {
-    http_t* http = httpConnect2(host.c_str(), port, nullptr, AF_INET, HTTP_ENCRYPTION_NEVER, 1, 500, nullptr);
+    http_t* http = connect(address, 500);
     if (!http)
         return false;
     cups_dest_t* dests = nullptr;
@@ -73,7 +64,9 @@ bool answers(const std::string& host, int port)
 
 bool CupsServer::start()
 {
-    const std::string daemon = daemonPath();
+    // The daemon Debian installs; QM_TEST_CUPSD names another (or none, to see the tests skip).
+    const char* chosen = std::getenv("QM_TEST_CUPSD");
+    const std::string daemon = chosen && *chosen ? chosen : "/usr/sbin/cupsd";
     if (::access(daemon.c_str(), X_OK) != 0) {
         m_failure = daemon + " is not installed";
         return false;
@@ -86,38 +79,33 @@ bool CupsServer::start()
     m_root = pattern;
     for (const char* dir : {"spool", "cache", "state", "log", "tmp"})
         fs::create_directories(m_root / dir);
-    const int port = freePort();
-    m_address = "127.0.0.1:" + std::to_string(port);
+    m_address = "127.0.0.1:" + std::to_string(freePort());
     const std::string root = m_root.string();
 
     // Anyone on the loopback may do anything: the server lives for one test
     // and listens nowhere else.
-    std::ofstream(m_root / "cupsd.conf") << "Listen " << m_address << "\n"
-                                         << "Browsing No\nLogLevel warn\nPreserveJobFiles Yes\n"
+    std::ofstream(m_root / "cupsd.conf") << "Listen " << m_address
+                                         << "\nBrowsing No\nLogLevel warn\nPreserveJobFiles Yes\n"
                                             "PreserveJobHistory Yes\nMaxJobs 0\n"
                                             "<Location />\nOrder allow,deny\nAllow all\n</Location>\n"
-                                            "<Policy default>\n<Limit All>\nOrder deny,allow\n</Limit>\n"
-                                            "</Policy>\n";
+                                            "<Policy default>\n<Limit All>\nOrder deny,allow\n</Limit>\n</Policy>\n";
     std::ofstream(m_root / "cups-files.conf")
         << "ServerRoot " << root << "\nRequestRoot " << root << "/spool\nCacheDir " << root << "/cache\nStateDir "
         << root << "/state\nTempDir " << root << "/tmp\nAccessLog " << root << "/log/access_log\nErrorLog " << root
         << "/log/error_log\nPageLog " << root << "/log/page_log\nFileDevice Yes\n";
-    std::ofstream(m_root / "printers.conf")
-        << "<Printer Alpha>\nDeviceURI file:///dev/null\nState Idle\nAccepting Yes\nShared "
-           "No\n</Printer>\n"
-           "<DefaultPrinter Test>\nDeviceURI file:///dev/null\nState Idle\nAccepting Yes\nShared "
-           "No\n"
-           "</DefaultPrinter>\n";
+    const char* queue = "DeviceURI file:///dev/null\nState Idle\nAccepting Yes\nShared No\n";
+    std::ofstream(m_root / "printers.conf") << "<Printer Alpha>\n"
+                                            << queue << "</Printer>\n<DefaultPrinter Test>\n"
+                                            << queue << "</DefaultPrinter>\n";
 
-    const std::string conf = (m_root / "cupsd.conf").string();
-    const std::string files = (m_root / "cups-files.conf").string();
-    const std::string log = (m_root / "log/daemon_output").string();
-    const pid_t pid = ::fork();
-    if (pid < 0) {
+    const std::string conf = root + "/cupsd.conf", files = root + "/cups-files.conf";
+    const std::string log = root + "/log/daemon_output";
+    m_pid = ::fork();
+    if (m_pid < 0) {
         m_failure = "fork failed";
         return false;
     }
-    if (pid == 0) {
+    if (m_pid == 0) {
         const int fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (fd >= 0) {
             ::dup2(fd, 1);
@@ -127,22 +115,20 @@ bool CupsServer::start()
                 static_cast<char*>(nullptr));
         ::_exit(127);
     }
-    m_pid = pid;
 
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
     while (std::chrono::steady_clock::now() < deadline) {
         int status = 0;
         if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
             m_pid = -1;
-            m_failure =
-                "cupsd stopped at once: " + readFile(m_root / "log/daemon_output") + readFile(m_root / "log/error_log");
+            m_failure = "cupsd stopped at once: " + readBytes(log) + readBytes(root + "/log/error_log");
             return false;
         }
-        if (answers("127.0.0.1", port))
+        if (answers(m_address))
             return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    m_failure = "cupsd did not answer on " + m_address + ": " + readFile(m_root / "log/error_log");
+    m_failure = "cupsd did not answer on " + m_address + ": " + readBytes(root + "/log/error_log");
     stop();
     return false;
 }
@@ -170,9 +156,7 @@ void CupsServer::stop()
 std::vector<CupsServer::Job> CupsServer::jobs(const std::string& queue) const
 {
     std::vector<Job> out;
-    const size_t colon = m_address.rfind(':');
-    http_t* http = httpConnect2(m_address.substr(0, colon).c_str(), std::stoi(m_address.substr(colon + 1)), nullptr,
-                                AF_INET, HTTP_ENCRYPTION_NEVER, 1, 2000, nullptr);
+    http_t* http = connect(m_address, 2000);
     if (!http)
         return out;
     cups_job_t* jobs = nullptr;
@@ -180,7 +164,7 @@ std::vector<CupsServer::Job> CupsServer::jobs(const std::string& queue) const
     for (int i = 0; i < count; ++i) {
         char name[32];
         std::snprintf(name, sizeof name, "d%05d-001", jobs[i].id);
-        out.push_back({jobs[i].id, jobs[i].title ? jobs[i].title : "", readFile(m_root / "spool" / name)});
+        out.push_back({jobs[i].id, jobs[i].title ? jobs[i].title : "", readBytes((m_root / "spool" / name).string())});
     }
     cupsFreeJobs(count, jobs);
     httpClose(http);

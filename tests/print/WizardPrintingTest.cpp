@@ -67,34 +67,27 @@ TEST_F(WizardPrintingTest, SendsTheLaidOutPagesToTheChosenPrinter)
 
 // A stored printer that is gone (or named in another letter case) leaves the
 // document to the system's default; with no default either, nothing prints.
-TEST_F(WizardPrintingTest, FallsBackToTheDefaultPrinterAndFailsWithoutOne)
+// Failures return false and say why for the command line; the screen shows nothing.
+TEST_F(WizardPrintingTest, FallsBackToTheDefaultPrinterAndFailsQuietly)
 {
     settings::WriteINI(settings, "Options", "MAIN", "PrinterToUse", "label");
     WizardPrinting engine(prompter, printers, settings);
     engine.OpenWord();
+    EXPECT_FALSE(engine.PrintDocument());
+    EXPECT_EQ(engine.lastError(), "no document is open");
     ASSERT_TRUE(engine.openJustDoc(document.string()));
     EXPECT_TRUE(engine.PrintDocument());
     ASSERT_EQ(printers.jobs.size(), 1u);
     EXPECT_EQ(printers.jobs[0].printer, "Office");
 
+    printers.refuseWith = "printer \"Office\": the job could not be created: Forbidden";
+    EXPECT_FALSE(engine.PrintDocument());
+    EXPECT_EQ(engine.lastError(), printers.refuseWith);
+    printers.refuseWith.clear();
     printers.defaultName.clear();
     EXPECT_FALSE(engine.PrintDocument());
     EXPECT_NE(engine.lastError().find("no printer"), std::string::npos);
     EXPECT_EQ(printers.jobs.size(), 1u);
-}
-
-// Failures return false and say why for the command line; the screen shows nothing.
-TEST_F(WizardPrintingTest, FailuresReturnFalseWithoutAMessage)
-{
-    WizardPrinting engine(prompter, printers, settings);
-    engine.OpenWord();
-    EXPECT_FALSE(engine.PrintDocument());
-    EXPECT_EQ(engine.lastError(), "no document is open");
-
-    ASSERT_TRUE(engine.openJustDoc(document.string()));
-    printers.refuseWith = "printer \"Office\": the job could not be created: Forbidden";
-    EXPECT_FALSE(engine.PrintDocument());
-    EXPECT_EQ(engine.lastError(), printers.refuseWith);
     EXPECT_TRUE(prompter.messages.empty());
     engine.CompleteClose();
 }

@@ -30,14 +30,6 @@ CharFormat font(std::string name, bool bold = false)
     return f;
 }
 
-SectionFormat a4Landscape()
-{
-    SectionFormat s;
-    s.pageWidth = 16838;
-    s.pageHeight = 11906;
-    return s;
-}
-
 /// Three pages: a Letter page ended by a page break, a Letter page ending
 /// the first section, and an A4 landscape page of the second section.
 std::unique_ptr<Document> threePages()
@@ -55,34 +47,43 @@ std::unique_ptr<Document> threePages()
     b.endSection(SectionFormat{}, {}, pf, mono);
     b.appendText(u"Third page, landscape.", times);
     b.endParagraph(pf, times);
-    return b.finish(a4Landscape(), {});
+    SectionFormat a4Landscape;
+    a4Landscape.pageWidth = 16838;
+    a4Landscape.pageHeight = 11906;
+    return b.finish(a4Landscape, {});
 }
 
-struct TempDir {
-    std::filesystem::path path;
-    TempDir()
+/// The three pages laid out, and a folder to write into.
+class PdfRenderer : public ::testing::Test {
+protected:
+    void SetUp() override { std::filesystem::create_directories(dir); }
+    void TearDown() override { std::filesystem::remove_all(dir); }
+
+    /// Renders to memory, keeping every byte the renderer hands over.
+    qm::render::Result toMemory(std::string& pdf, const PdfOptions& options = {})
     {
-        path = std::filesystem::temp_directory_path() / ("qm-render-" + std::to_string(::getpid()));
-        std::filesystem::create_directories(path);
+        return qm::render::renderPdfToSink(*doc, layout, [&](const unsigned char* d, size_t n) {
+            pdf.append(reinterpret_cast<const char*>(d), n);
+            return true;
+        }, options);
     }
-    ~TempDir()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
+
+    const std::unique_ptr<Document> doc = threePages();
+    const LayoutResult layout = layoutDocument(*doc);
+    const std::filesystem::path dir =
+        std::filesystem::temp_directory_path() / ("qm-render-" + std::to_string(::getpid()));
 };
 
 } // namespace
 
-// Catches pages dropped or merged, and a surface that keeps the first page's
-// size for every page.
-TEST(PdfRenderer, OnePdfPagePerLaidOutPageInItsOwnSize)
+// Catches pages dropped or merged, a surface that keeps the first page's
+// size for every page, and text drawn in faces the layout did not measure
+// with: a renderer asking fontconfig for "Times New Roman" itself could land
+// on another family and other widths.
+TEST_F(PdfRenderer, OnePdfPagePerLaidOutPageInItsOwnSizeAndTheMeasuredFaces)
 {
-    auto doc = threePages();
-    const LayoutResult layout = layoutDocument(*doc);
     ASSERT_EQ(layout.pageCount(), 3);
-    TempDir dir;
-    const std::string path = (dir.path / "three.pdf").string();
+    const std::string path = (dir / "three.pdf").string();
     const auto r = qm::render::renderPdf(*doc, layout, path);
     ASSERT_TRUE(r.ok) << r.error;
     EXPECT_EQ(r.pages, 3);
@@ -97,25 +98,8 @@ TEST(PdfRenderer, OnePdfPagePerLaidOutPageInItsOwnSize)
         EXPECT_NEAR(boxes[i].first, expected[i].first, 0.1);
         EXPECT_NEAR(boxes[i].second, expected[i].second, 0.1);
     }
-}
-
-// The text must be drawn in the faces the layout measured (the metric
-// twins), bold in the bold face; a renderer asking fontconfig for "Times
-// New Roman" itself could land on another family and other widths.
-TEST(PdfRenderer, EmbedsTheFacesTheLayoutMeasuredWith)
-{
-    auto doc = threePages();
-    const LayoutResult layout = layoutDocument(*doc);
-    std::string pdf;
-    const auto r = qm::render::renderPdfToSink(*doc, layout, [&](const unsigned char* d, size_t n) {
-        pdf.append(reinterpret_cast<const char*>(d), n);
-        return true;
-    });
-    ASSERT_TRUE(r.ok) << r.error;
     const auto fonts = pdfFonts(pdf);
-    const std::string wanted[] = {
-        FontCache::twinFamily("Times New Roman"), FontCache::twinFamily("Courier New")};
-    for (const std::string& family : wanted) {
+    for (const std::string& family : {FontCache::twinFamily("Times New Roman"), FontCache::twinFamily("Courier New")}) {
         std::string compact = family;
         std::erase(compact, ' ');
         SCOPED_TRACE(compact);
@@ -125,10 +109,8 @@ TEST(PdfRenderer, EmbedsTheFacesTheLayoutMeasuredWith)
     }
 }
 
-TEST(PdfRenderer, PageRangesAreClampedAndAnEmptyRangeIsAnError)
+TEST_F(PdfRenderer, PageRangesAreClampedAndAnEmptyRangeIsAnError)
 {
-    auto doc = threePages();
-    const LayoutResult layout = layoutDocument(*doc);
     struct Case {
         int first, last;
         bool ok;
@@ -136,14 +118,8 @@ TEST(PdfRenderer, PageRangesAreClampedAndAnEmptyRangeIsAnError)
     } cases[] = {{0, 0, true, 3}, {2, 3, true, 2}, {3, 0, true, 1}, {2, 9, true, 2}, {4, 5, false, 0}, {3, 2, false, 0}};
     for (const Case& c : cases) {
         SCOPED_TRACE(std::to_string(c.first) + ".." + std::to_string(c.last));
-        PdfOptions options;
-        options.firstPage = c.first;
-        options.lastPage = c.last;
         std::string pdf;
-        const auto r = qm::render::renderPdfToSink(*doc, layout, [&](const unsigned char* d, size_t n) {
-            pdf.append(reinterpret_cast<const char*>(d), n);
-            return true;
-        }, options);
+        const auto r = toMemory(pdf, PdfOptions{.firstPage = c.first, .lastPage = c.last});
         EXPECT_EQ(r.ok, c.ok) << r.error;
         EXPECT_EQ(r.pages, c.pages);
         if (c.ok)
@@ -154,42 +130,26 @@ TEST(PdfRenderer, PageRangesAreClampedAndAnEmptyRangeIsAnError)
 }
 
 // The user must learn which file could not be written, and no half-written
-// file may stay behind to be mistaken for the invoice.
-TEST(PdfRenderer, UnwritablePathsAreReportedByName)
+// file may stay behind to be mistaken for the invoice; a sink that refuses
+// and a layout without pages fail too.
+TEST_F(PdfRenderer, FailuresAreReported)
 {
-    auto doc = threePages();
-    const LayoutResult layout = layoutDocument(*doc);
-    TempDir dir;
-    const std::string missingFolder = (dir.path / "no-such-folder" / "out.pdf").string();
-    const std::string aFolder = dir.path.string();
-    for (const std::string& path : {missingFolder, aFolder}) {
+    const std::string missingFolder = (dir / "no-such-folder" / "out.pdf").string();
+    for (const std::string& path : {missingFolder, dir.string()}) {
         SCOPED_TRACE(path);
         const auto r = qm::render::renderPdf(*doc, layout, path);
         EXPECT_FALSE(r.ok);
         EXPECT_NE(r.error.find("\"" + path + "\""), std::string::npos) << r.error;
     }
     EXPECT_FALSE(std::filesystem::exists(missingFolder));
-}
 
-TEST(PdfRenderer, ASinkThatRefusesStopsTheRendering)
-{
-    auto doc = threePages();
-    const LayoutResult layout = layoutDocument(*doc);
     size_t calls = 0;
-    const auto r = qm::render::renderPdfToSink(*doc, layout, [&](const unsigned char*, size_t) {
-        ++calls;
-        return false;
-    });
+    auto r = qm::render::renderPdfToSink(*doc, layout, [&](const unsigned char*, size_t) { return ++calls, false; });
     EXPECT_FALSE(r.ok);
     EXPECT_FALSE(r.error.empty());
     EXPECT_GE(calls, 1u);
-}
 
-TEST(PdfRenderer, ALayoutWithoutPagesIsAnError)
-{
-    auto doc = threePages();
-    const LayoutResult empty;
-    const auto r = qm::render::renderPdfToSink(*doc, empty, [](const unsigned char*, size_t) { return true; });
+    r = qm::render::renderPdfToSink(*doc, LayoutResult{}, [](const unsigned char*, size_t) { return true; });
     EXPECT_FALSE(r.ok);
     EXPECT_EQ(r.pages, 0);
 }
