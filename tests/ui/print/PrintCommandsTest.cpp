@@ -2,8 +2,8 @@
 #include "ui/print/PrintCommands.h"
 
 #include "print/PrintFakes.h"
+#include "ScreenTest.h"
 #include "settings/IniRW.h"
-#include "ui/main/frmMain.h"
 
 #include <QComboBox>
 #include <QElapsedTimer>
@@ -75,12 +75,7 @@ private:
 
     std::unique_ptr<frmMain> makeScreen()
     {
-        MainScreenServices services;
-        services.settings.folder = m_dir->path().toStdString();
-        services.prompter = &m_prompter;
-        services.askMsgBox = [](const MsgBoxRequest&, QWidget*) { return MsgBoxAnswer{true, true}; };
-        services.printers.names = [] { return std::vector<std::string>{"From lpstat"}; };
-        auto screen = std::make_unique<frmMain>(std::move(services));
+        auto screen = std::make_unique<frmMain>(qm::testing::screenServices(m_dir->path().toStdString(), m_prompter));
         attachPrintCommands(*screen, m_printers,
                             [this](Prompter&, print::PrinterSystem&, const settings::SettingsContext&) {
                                 return std::make_unique<RecordingEngine>(m_calls);
