@@ -308,16 +308,11 @@ private slots:
     // a ticked "Do Not Show This Again" silences it for good.
     void versionWarning()
     {
-        const struct {
-            const char* version;
-            const char* verChk;
-            bool warns;
-        } cases[] = {{"8.0", "1", true},  {"8.0a", "1", true}, {"8.0b", "1", false}, {"9.0", "1", false},
-                     {"7.0", "1", false}, {"8.0", "0", false}, {"Quillmeter engine " QM_VERSION, "1", false}};
-        for (const auto& c : cases) {
-            const auto warning = outdatedVersionWarning(c.version, c.verChk);
-            QVERIFY2(warning.has_value() == c.warns, c.version);
-        }
+        const std::tuple<const char*, const char*, bool> cases[] = {
+            {"8.0", "1", true},  {"8.0a", "1", true}, {"8.0b", "1", false},
+            {"9.0", "1", false}, {"8.0", "0", false}, {"Quillmeter engine " QM_VERSION, "1", false}};
+        for (const auto& [version, verChk, warns] : cases)
+            QVERIFY2(outdatedVersionWarning(version, verChk).has_value() == warns, version);
         QVERIFY(outdatedVersionWarning("8.0a", "1")->startsWith("You Are Runing Microsoft(R) Word 97 8a,"));
 
         setOption("VerChk", ""); // absent: the warning is still due

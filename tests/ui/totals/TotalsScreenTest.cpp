@@ -107,29 +107,6 @@ private slots:
         });
     }
 
-    // "&Create Invoice" builds for the stored profile and closes; "&Close"
-    // only closes; F1 asks for the help page.
-    void buttonsAndHelpKey()
-    {
-        withTotalsScreen(threeDocuments(), [](frmTotals& form) {
-            QStringList built;
-            int help = 0;
-            form.createInvoice = [&](const QString& name) { built << name; };
-            form.openHelp = [&] { ++help; };
-            form.show();
-            QTest::keyClick(&form, Qt::Key_F1);
-            QCOMPARE(help, 1);
-            QTest::mouseClick(child<QPushButton>(form, "cmdClose"), Qt::LeftButton);
-            QVERIFY(!form.isVisible());
-            QCOMPARE(form.result(), int(QDialog::Rejected));
-            QVERIFY(built.isEmpty());
-            form.show();
-            QTest::mouseClick(child<QPushButton>(form, "cmdDisplayReport"), Qt::LeftButton);
-            QVERIFY(!form.isVisible());
-            QCOMPARE(built, QStringList{"Demo Transcription"});
-        });
-    }
-
     // A finished run with ShowReportInWord other than "0": the invoice is
     // written where the save dialog says and opened; with "0" the totals
     // screen comes first and its "&Create Invoice" writes it.
