@@ -84,25 +84,32 @@ protected:
 
 } // namespace
 
+// Each precondition stops the run with its message before anything is opened.
 TEST_F(CountRunTest, PreconditionsStopWithTheirMessages)
 {
     ChaseList empty;
-    CountRun countRun(engine, prompter, {});
-    countRun.run(empty, "Demo", [](std::string_view, std::string_view d) { return std::string(d); });
+    CountRun(engine, prompter, {}).run(empty, "Demo", [](std::string_view, std::string_view d) { return std::string(d); });
     profileName.clear();
     run();
     profileName = "Demo";
+    keys["BillAmount"] = "ten dollars";
+    const RunResult badRate = run();
     keys.erase("DonePer");
     const RunResult noUnit = run();
-    ASSERT_EQ(prompter.messages.size(), 3u);
+    ASSERT_EQ(prompter.messages.size(), 4u);
     EXPECT_EQ(prompter.messages[0], (Message{"Traverse", "There Are No Files To Traverse",
                                              MessageIcon::Information, MessageButtons::Ok}));
     EXPECT_EQ(prompter.messages[1],
               (Message{"Profile", "Select A Profile From The Profile's List", MessageIcon::None, MessageButtons::Ok}));
-    EXPECT_EQ(prompter.messages[2], (Message{"Profile Error", "You Must Enter A \"Done BY\" In This Profile.",
+    EXPECT_EQ(prompter.messages[2], (Message{"Profile Error",
+                                             "There Is An Error With The Profile, Please Check The Profile.\r"
+                                             "Error Message <<Type mismatch number 13>>",
+                                             MessageIcon::None, MessageButtons::Ok}));
+    EXPECT_EQ(prompter.messages[3], (Message{"Profile Error", "You Must Enter A \"Done BY\" In This Profile.",
                                              MessageIcon::Information, MessageButtons::Ok}));
-    // Only the empty unit path cleans up the engine; nothing was opened.
-    EXPECT_EQ(engine.log, (std::vector<std::string>{"resize", "quit"}));
+    // Only the profile errors clean up the engine; nothing was opened.
+    EXPECT_EQ(engine.log, (std::vector<std::string>{"resize", "quit", "resize", "quit"}));
+    EXPECT_EQ(badRate.ending, RunEnding::ProfileError);
     EXPECT_TRUE(noUnit.rows.empty());
     EXPECT_EQ(noUnit.ending, RunEnding::ProfileError);
     EXPECT_EQ(reports, 0);
@@ -233,18 +240,6 @@ TEST_F(CountRunTest, SelectedOnlySkipsTheOthers)
     EXPECT_EQ(result.rows[0].name, "b.doc");
 }
 
-TEST_F(CountRunTest, ABadRateIsAProfileError)
-{
-    keys["BillAmount"] = "ten dollars";
-    const RunResult result = run();
-    EXPECT_EQ(result.ending, RunEnding::ProfileError);
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.messages[0].title, "Profile Error");
-    EXPECT_EQ(prompter.messages[0].text, "There Is An Error With The Profile, Please Check The Profile.\r"
-                                         "Error Message <<Type mismatch number 13>>");
-    EXPECT_EQ(engine.log, (std::vector<std::string>{"resize", "quit"}));
-}
-
 TEST_F(CountRunTest, FileDateLineFollowsTheName)
 {
     keys["ShowFileCreateInfo"] = "Date Last Modified";
@@ -258,31 +253,21 @@ TEST_F(CountRunTest, FileDateLineFollowsTheName)
 
 TEST(Money, ParsesRoundsAndFormatsCurrency)
 {
-    struct Case {
-        const char* text;
-        std::optional<int64_t> units;
-    } cases[] = {
-        {"0.00", 0},        {"$1,234.50", 12345000}, {"(2.00)", -20000}, {"-$0.125", -1250},
-        {" 3 ", 30000},     {"0.00005", 0},          {"0.00015", 2},     {"", std::nullopt},
-        {"ten", std::nullopt}, {"1.2.3", std::nullopt}, {"$", std::nullopt},
+    const std::pair<const char*, std::optional<int64_t>> cases[] = {
+        {"0.00", 0},           {"$1,234.50", 12345000},  {"(2.00)", -20000},    {"-$0.125", -1250},
+        {" 3 ", 30000},        {"0.00005", 0},           {"0.00015", 2},        {"", std::nullopt},
+        {"ten", std::nullopt}, {"1.2.3", std::nullopt},  {"$", std::nullopt},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        const auto parsed = parseCurrency(c.text);
-        ASSERT_EQ(parsed.has_value(), c.units.has_value());
-        if (parsed) {
-            EXPECT_EQ(parsed->units, *c.units);
-        }
+    for (const auto& [text, units] : cases) {
+        const auto parsed = parseCurrency(text);
+        EXPECT_EQ(parsed ? std::optional(parsed->units) : std::nullopt, units) << text;
     }
     EXPECT_EQ(formatCurrency(Currency{12345678}), "$1,234.57");
     EXPECT_EQ(formatCurrency(Currency{-20000}), "($2.00)");
     EXPECT_EQ(formatCurrency(Currency{250}), "$0.02"); // 0.025 → 0.02, half to even
-    EXPECT_EQ(formatCurrency(Currency{0}), "$0.00");
-    CurrencyFormat euro{"€", false, true, ",", ".", 2, false};
-    EXPECT_EQ(formatCurrency(Currency{-12345000}, euro), "-1.234,50 €");
+    EXPECT_EQ(formatCurrency(Currency{-12345000}, CurrencyFormat{"€", false, true, ",", ".", 2, false}), "-1.234,50 €");
     EXPECT_EQ(roundHalfEven(12.5), 12);
     EXPECT_EQ(roundHalfEven(13.5), 14);
-    EXPECT_EQ(plainNumber(12.4), "12.4");
     EXPECT_EQ(plainNumber(1.0 / 12), "0.0833333333333333");
     EXPECT_EQ(Currency::fromDouble(0.10 * 125).units, 125000);
 }

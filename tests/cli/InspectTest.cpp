@@ -1,28 +1,18 @@
 // `quillmeter inspect`: exit codes, messages naming the file, JSON escaping and the figures.
-#include "cli/Cli.h"
+#include "RunCli.h"
 #include "engine/formats/Reader.h"
-
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <gtest/gtest.h>
 
 using namespace qm::cli;
 
 namespace {
 
-struct Outcome {
-    int code;
-    std::string out, err;
-};
-
-Outcome run(std::vector<std::string> args)
+qm::testing::CliOutcome run(std::vector<std::string> args)
 {
-    args.insert(args.begin(), {"quillmeter", "inspect"});
-    std::ostringstream out, err;
-    int code = runMain(args, out, err);
-    return {code, out.str(), err.str()};
+    return qm::testing::runCli(std::move(args), {"inspect"});
 }
 
 std::filesystem::path scratch(const std::string& name)
@@ -38,7 +28,7 @@ TEST(Inspect, UnreadableFilesFailNamingEachFileAndTheOthersAreStillReported)
 {
     const std::string missing = scratch("missing.rtf").string();
     const std::string folder = scratch("").string();
-    Outcome o = run({missing, folder, "--json"});
+    auto o = run({missing, folder, "--json"});
     EXPECT_EQ(o.code, Failure);
     EXPECT_NE(o.err.find("cannot read " + missing), std::string::npos) << o.err;
     EXPECT_NE(o.err.find("cannot read " + folder), std::string::npos) << o.err;
@@ -50,24 +40,18 @@ TEST(Inspect, UnreadableFilesFailNamingEachFileAndTheOthersAreStillReported)
 
 TEST(Inspect, JsonEscapesEveryCharacterThatNeedsIt)
 {
-    struct Case {
-        std::string name;
-        std::string escaped;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"quote\"back\\slash.txt", "quote\\\"back\\\\slash.txt"},
         {"tab\tnew\nline.txt", "tab\\tnew\\nline.txt"},
         {std::string("bell\x07.txt"), "bell\\u0007.txt"},
         {std::string("latin1-\xE9.txt"), "latin1-\\ufffd.txt"}, // invalid UTF-8 becomes U+FFFD
         {"caf\xC3\xA9.txt", "caf\xC3\xA9.txt"},                     // valid UTF-8 stays as it is
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.escaped);
-        const std::string path = scratch(c.name).string();
-        const std::string dir = scratch("").string();
-        Outcome o = run({"--json", path});
+    for (const auto& [name, escaped] : cases) {
+        auto o = run({"--json", scratch(name).string()});
         EXPECT_EQ(o.code, Failure);
         EXPECT_TRUE(o.out.starts_with("{")) << "one file gives one object";
-        EXPECT_NE(o.out.find("\"file\": \"" + dir + c.escaped + "\""), std::string::npos) << o.out;
+        EXPECT_NE(o.out.find("\"file\": \"" + scratch("").string() + escaped + "\""), std::string::npos) << o.out;
     }
 }
 
@@ -78,15 +62,14 @@ TEST(Inspect, ReportsWordsFiguresOfATextFile)
     std::ofstream(path, std::ios::binary) << "One two-three\tfour.\r\n\r\n06/30/2003 well-known\r\n";
     if (!qm::engine::readDocument(path).ok())
         GTEST_SKIP() << "no text reader in this build";
-    Outcome o = run({path.string(), "--json"});
+    auto o = run({path.string(), "--json"});
     EXPECT_EQ(o.code, Success) << o.err;
     for (const char* expected : {"\"format\": \"txt\"", "\"characters\": 37", "\"characters_with_spaces\": 42",
                                  "\"words\": 5", "\"word_matches\": 9", "\"paragraphs\": 2", "\"tables\": 0",
-                                 "\"lines\": 3", "\"pages\": 1", "\"stories\": []"}) {
+                                 "\"lines\": 3", "\"pages\": 1", "\"stories\": []"})
         EXPECT_NE(o.out.find(expected), std::string::npos) << expected << "\n" << o.out;
-    }
 
-    Outcome text = run({path.string()});
+    auto text = run({path.string()});
     EXPECT_EQ(text.code, Success);
     EXPECT_NE(text.out.find("word_matches                9\n"), std::string::npos) << text.out;
 }

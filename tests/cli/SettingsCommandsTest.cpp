@@ -1,61 +1,30 @@
 // The profile and options commands: exit codes, messages, files written and JSON output.
-#include "cli/Cli.h"
+#include "../settings/TempFolder.h"
+#include "RunCli.h"
 #include "settings/ProfileRecord.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
-#include <sys/stat.h>
 
 using namespace qm::cli;
+using qm::testing::CliOutcome;
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Outcome
-{
-    int code;
-    std::string out, err;
-};
-
-class SettingsCommands : public ::testing::Test
-{
+class SettingsCommands : public ::testing::Test {
 protected:
-    void SetUp() override
+    CliOutcome run(std::vector<std::string> args)
     {
-        std::string pattern = (fs::temp_directory_path() / "qm-cli-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        m_folder = pattern;
+        return qm::testing::runCli(std::move(args), {"--settings-dir", m_folder.path().string()});
     }
-    void TearDown() override
-    {
-        std::error_code ec;
-        fs::remove_all(m_folder, ec);
-    }
-
-    Outcome run(std::vector<std::string> args)
-    {
-        args.insert(args.begin(), {"quillmeter", "--settings-dir", m_folder.string()});
-        std::ostringstream out, err;
-        const int code = runMain(args, out, err);
-        return {code, out.str(), err.str()};
-    }
-
-    std::string file(const std::string& name) const
-    {
-        std::ifstream in(m_folder / name, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string file(const std::string& name) const { return qm::settings::test::readBytes(m_folder / name); }
     void write(const std::string& name, const std::string& bytes) const
     {
-        std::ofstream(m_folder / name, std::ios::binary) << bytes;
+        qm::settings::test::writeBytes(m_folder / name, bytes);
     }
+    bool exists(const std::string& name) const { return fs::exists(m_folder / name); }
 
-    fs::path m_folder;
+    qm::settings::test::TempFolder m_folder;
 };
 
 size_t occurrences(const std::string& text, const std::string& piece)
@@ -75,7 +44,7 @@ TEST_F(SettingsCommands, ProfileLifecycle)
         ASSERT_EQ(run({"profile", "add", name}).code, Success) << name;
     EXPECT_EQ(run({"profile", "list"}).out, "Alpha\nBeta\nSay \"Hi\", Inc\n");
     EXPECT_EQ(file("ProfileList.log"), "\"Alpha\"\r\n\"Beta\"\r\n\"Say \"\"Hi\"\", Inc\"\r\n");
-    EXPECT_FALSE(fs::exists(m_folder / "Profiles.ini")); // adding writes no key
+    EXPECT_FALSE(exists("Profiles.ini")); // adding writes no key
 
     ASSERT_EQ(run({"profile", "set", "beta", "City", "Austin"}).code, Success);
     ASSERT_EQ(run({"profile", "set", "Beta", "countTabs", "1"}).code, Success);
@@ -94,13 +63,13 @@ TEST_F(SettingsCommands, ShowGivesEveryKeyWithItsSource)
 {
     write("ProfileList.log", "\"Say \"\"Hi\"\"\"\r\n");
     write("Profiles.ini", "[Say \"Hi\"]\r\nCity=Back\\slash\r\nDonePer=Line\r\n");
-    const Outcome text = run({"profile", "show", "Say \"Hi\""});
+    const CliOutcome text = run({"profile", "show", "Say \"Hi\""});
     ASSERT_EQ(text.code, Success) << text.err;
     EXPECT_NE(text.out.find("City=Back\\slash\n"), std::string::npos);
     EXPECT_NE(text.out.find("CountHeaderFooter=1  ; default\n"), std::string::npos);
     EXPECT_EQ(occurrences(text.out, "\n"), qm::settings::profileKeys().size());
 
-    const Outcome json = run({"profile", "show", "--json", "say \"hi\""});
+    const CliOutcome json = run({"profile", "show", "--json", "say \"hi\""});
     ASSERT_EQ(json.code, Success) << json.err;
     EXPECT_TRUE(json.out.starts_with("{\n  \"name\": \"Say \\\"Hi\\\"\",\n  \"keys\": {\n"))
         << json.out;
@@ -121,10 +90,8 @@ TEST_F(SettingsCommands, OptionsShowAndSet)
     ASSERT_EQ(run({"options", "set", "CompanyName", "Brennan & Sons"}).code, Success);
     EXPECT_EQ(file("Options.ini"),
               "[MAIN]\r\nVerChk=0\r\nDateRangeFrom=02/29/2024\r\nCompanyName=Brennan & Sons\r\n");
-    const Outcome shown = run({"options", "show"});
-    EXPECT_NE(shown.out.find("VerChk=0\n"), std::string::npos);
-    EXPECT_NE(shown.out.find("AddDupilcateFiles=1  ; default\n"), std::string::npos);
-    const Outcome json = run({"options", "show", "--json"});
+    EXPECT_NE(run({"options", "show"}).out.find("AddDupilcateFiles=1  ; default\n"), std::string::npos);
+    const CliOutcome json = run({"options", "show", "--json"});
     ASSERT_EQ(json.code, Success);
     EXPECT_NE(json.out.find("\"VerChk\": {\"value\": \"0\", \"stored\": true}"), std::string::npos);
     EXPECT_NE(json.out.find("\"SecToWait\": {\"value\": \"0\", \"stored\": false}"),
@@ -139,8 +106,7 @@ TEST_F(SettingsCommands, ExitCodesAndMessages)
 {
     write("ProfileList.log", "\"Alpha\"\r\n");
     write("Profiles.ini", "[Alpha]\r\nCity=A\r\n");
-    struct Case
-    {
+    struct Case {
         std::vector<std::string> args;
         int code;
         const char* inMessage;
@@ -169,14 +135,14 @@ TEST_F(SettingsCommands, ExitCodesAndMessages)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.args.size() > 1 ? c.args[0] + " " + c.args[1] : c.args[0]);
-        const Outcome o = run(c.args);
+        const CliOutcome o = run(c.args);
         EXPECT_EQ(o.code, c.code);
         EXPECT_NE(o.err.find(c.inMessage), std::string::npos) << o.err;
         EXPECT_EQ(o.out, "");
     }
     EXPECT_EQ(file("ProfileList.log"), "\"Alpha\"\r\n");
     EXPECT_EQ(file("Profiles.ini"), "[Alpha]\r\nCity=A\r\n");
-    EXPECT_FALSE(fs::exists(m_folder / "Options.ini"));
+    EXPECT_FALSE(exists("Options.ini"));
 }
 
 TEST_F(SettingsCommands, WriteFailureExitsOneNamingTheFile)
@@ -184,7 +150,7 @@ TEST_F(SettingsCommands, WriteFailureExitsOneNamingTheFile)
     write("ProfileList.log", "\"Alpha\"\r\n");
     write("Profiles.ini", "[Alpha]\r\nCity=A\r\n");
     ::chmod((m_folder / "Profiles.ini").c_str(), 0444);
-    const Outcome o = run({"profile", "set", "Alpha", "City", "B"});
+    const CliOutcome o = run({"profile", "set", "Alpha", "City", "B"});
     EXPECT_EQ(o.code, Failure);
     EXPECT_NE(o.err.find("Profiles.ini"), std::string::npos) << o.err;
     EXPECT_NE(o.err.find("read-only"), std::string::npos) << o.err;

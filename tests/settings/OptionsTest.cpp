@@ -16,20 +16,14 @@ TEST(Options, DefaultsAndStoredValues)
     SettingsContext context{folder.path(), [] { return 2024y / March / 7d; }};
     writeBytes(folder / "Options.ini", "[main]\r\nverchk=0\r\nDateRangeTo=12/31/2023\r\n");
     const OptionsStore store(context);
-    struct Case
-    {
-        const char* key;
-        const char* value;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"VerChk", "0"},      {"AddDupilcateFiles", "1"},      {"SecToWait", "0"},
         {"ProfileToUse", ""}, {"DateRangeFrom", "03/07/2024"}, {"DateRangeTo", "12/31/2023"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.key);
-        const OptionKey* key = findOptionKey(c.key);
-        ASSERT_NE(key, nullptr);
-        EXPECT_EQ(store.read(*key), c.value);
+    for (const auto& [name, value] : cases) {
+        const OptionKey* key = findOptionKey(name);
+        ASSERT_NE(key, nullptr) << name;
+        EXPECT_EQ(store.read(*key), value) << name;
     }
     EXPECT_EQ(formatOptionDate(1999y / December / 31d), "12/31/1999");
     EXPECT_EQ(formatOptionDate(2001y / January / 2d), "01/02/2001");
@@ -42,16 +36,9 @@ TEST(Options, DefaultsAndStoredValues)
 
 TEST(Options, FlagsAreReadAsNumbers)
 {
-    struct Case
-    {
-        const char* text;
-        bool on;
-    };
-    const Case cases[] = {{"1", true},    {" 1 ", true},  {"01", true},  {"1.0", true},
+    const std::pair<const char*, bool> cases[] = {{"1", true},    {" 1 ", true},  {"01", true},  {"1.0", true},
                           {"1abc", true}, {"0", false},   {"", false},   {"2", false},
                           {"yes", false}, {"1.5", false}, {"-1", false}, {"10", false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        EXPECT_EQ(optionFlagIsOn(c.text), c.on);
-    }
+    for (const auto& [text, on] : cases)
+        EXPECT_EQ(optionFlagIsOn(text), on) << text;
 }

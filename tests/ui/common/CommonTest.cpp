@@ -109,16 +109,6 @@ private slots:
         QCOMPARE(inner.askedOn, QThread::currentThread());
         QCOMPARE(inner.messages.size(), size_t(1));
     }
-
-    void errorReportHasTheApologyAndTheDescription()
-    {
-        const Message m = errorReport("disk full");
-        QCOMPARE(m.title, std::string("Error"));
-        QCOMPARE(m.icon, MessageIcon::Critical);
-        QCOMPARE(m.text, std::string("An Error Has Occurred, If This Error Keeps Occurring Please Contact "
-                                     "Brennock \rError Message <<disk full>>"));
-        QVERIFY(errorReport("x", "-Path Selection-").text.ends_with(">>\r-Path Selection-"));
-    }
 };
 
 QTEST_MAIN(CommonTest)

@@ -1,9 +1,8 @@
-// The profile screens driven through their controls: add, edit and delete end to end, keys, unit
-// and F1.
+// The profile screens driven through their controls: add, edit and delete end to end.
 #include "ui/profile/ProfileDialog.h"
 
+#include "ScreenTest.h"
 #include "settings/IniRW.h"
-#include "ui/main/frmMain.h"
 #include "ui/profile/ProfileCommands.h"
 
 #include <QCheckBox>
@@ -83,17 +82,11 @@ struct Harness {
     }
 };
 
-template <class T> T* find(QWidget& screen, const char* name)
-{
-    T* widget = screen.findChild<T*>(name);
-    if (!widget)
-        qFatal("no control named %s", name);
-    return widget;
-}
+using qm::testing::child;
 
 void typeInto(QWidget& screen, const char* name, const QString& text)
 {
-    auto* box = find<QLineEdit>(screen, name);
+    auto* box = child<QLineEdit>(screen, name);
     box->setFocus(Qt::TabFocusReason);
     box->selectAll();
     QTest::keyClicks(box, text);
@@ -105,9 +98,10 @@ class ProfileDialogTest : public QObject {
     Q_OBJECT
 
 private slots:
-    // Fill in a new profile as a user would, leave the bill amount box so it
-    // is reformatted, and save: the keys land in Profiles.ini, the name at
-    // the end of the lists and of ProfileList.log.
+    // Fill in a new profile as a user would (keys go through the core's
+    // filters, choosing a unit runs its rule, leaving the bill amount box
+    // reformats it) and save: the keys land in Profiles.ini, the name at the
+    // end of the lists and of ProfileList.log.
     void addEndToEnd()
     {
         Harness h;
@@ -115,27 +109,36 @@ private slots:
         h.lists = {{"Zed"}, 0};
         h.drive([](ProfileDialog& screen) {
             QCOMPARE(screen.objectName(), QString("frmAddProfile"));
-            QCOMPARE(screen.windowTitle(), QString("Add Profile - Quillmeter"));
-            QVERIFY(screen.findChild<QPushButton*>("cmdCancel"));
-            QVERIFY(!find<QCheckBox>(screen, "chkDoNotCountBlankLine")->isEnabled());
+            QVERIFY(!child<QCheckBox>(screen, "chkDoNotCountBlankLine")->isEnabled());
             typeInto(screen, "txtNameProfile", "Acme");
             typeInto(screen, "txtAddress", "1 Main St");
             typeInto(screen, "txtCity", "Springfield");
             typeInto(screen, "txtState", "IL");
             typeInto(screen, "mskZip", "62701");
+            auto* tabs = child<QLineEdit>(screen, "txtTabAmount");
+            tabs->clear();
+            QTest::keyClicks(tabs, "1.2.3-4-x");
+            QCOMPARE(tabs->text(), QString("1.23-4"));
             typeInto(screen, "txtBillAmount", "12.5");
-            find<QLineEdit>(screen, "txtCharPerLine")->setFocus(Qt::TabFocusReason);
-            QCOMPARE(find<QLineEdit>(screen, "txtBillAmount")->text(), QString("$12.50"));
-            QTest::mouseClick(find<QCheckBox>(screen, "chkCountEachTab"), Qt::LeftButton);
-            find<QPushButton>(screen, "cmdDFPathBrowse")->click();
-            QCOMPARE(find<QLineEdit>(screen, "txtDtraversalPath")->text(), QString("/chosen/folder"));
-            find<QPushButton>(screen, "cmdSave")->click();
+            child<QLineEdit>(screen, "txtCharPerLine")->setFocus(Qt::TabFocusReason);
+            QCOMPARE(child<QLineEdit>(screen, "txtBillAmount")->text(), QString("$12.50"));
+            QTest::mouseClick(child<QCheckBox>(screen, "chkCountEachTab"), Qt::LeftButton);
+            auto* unit = child<QComboBox>(screen, "cboDoneBy");
+            unit->setCurrentIndex(unit->findText("Word"));
+            emit unit->activated(unit->currentIndex());
+            QVERIFY(!child<QLineEdit>(screen, "txtCharPerLine")->isEnabled());
+            QCOMPARE(child<QCheckBox>(screen, "chkLineCountWithSpaces")->checkState(), Qt::PartiallyChecked);
+            child<QPushButton>(screen, "cmdDFPathBrowse")->click();
+            QTest::keyClick(child<QLineEdit>(screen, "txtCity"), Qt::Key_F1);
+            child<QPushButton>(screen, "cmdSave")->click();
         });
         QVERIFY(ui::runAddProfile(nullptr, h.context));
         QVERIFY(h.prompter.messages.empty());
+        QCOMPARE(h.helpOpened, 1);
         QCOMPARE(h.read("Acme", "BillAmount"), std::string("$12.50"));
+        QCOMPARE(h.read("Acme", "TabsAmount"), std::string("1.23-4"));
         QCOMPARE(h.read("Acme", "CountTabs"), std::string("1"));
-        QCOMPARE(h.read("Acme", "DonePer"), std::string("Line"));
+        QCOMPARE(h.read("Acme", "DonePer"), std::string("Word"));
         QCOMPARE(h.read("Acme", "DefaultTraversalPath"), std::string("/chosen/folder"));
         QCOMPARE(readFile(h.file("ProfileList.log")), QByteArray("\"Zed\"\r\n\"Acme\"\r\n"));
         QCOMPARE(h.lists.selectedName(), std::string("Acme"));
@@ -151,73 +154,17 @@ private slots:
         Harness h;
         h.drive([&h](ProfileDialog& screen) {
             typeInto(screen, "txtNameProfile", "Acme");
-            find<QLineEdit>(screen, "txtCharPerLine")->setText("0");
-            emit find<QLineEdit>(screen, "txtCharPerLine")->textEdited("0");
-            find<QPushButton>(screen, "cmdSave")->click();
+            child<QLineEdit>(screen, "txtCharPerLine")->setText("0");
+            emit child<QLineEdit>(screen, "txtCharPerLine")->textEdited("0");
+            child<QPushButton>(screen, "cmdSave")->click();
             QVERIFY(screen.isVisible());
-            QCOMPARE(h.prompter.messages.size(), size_t(1));
-            QCOMPARE(h.prompter.messages[0].text, std::string("Please Edit Zero In Characters Per Line"));
+            QCOMPARE(h.prompter.messages.at(0).text, std::string("Please Edit Zero In Characters Per Line"));
             QCOMPARE(QApplication::focusWidget(), screen.findChild<QWidget*>("txtCharPerLine"));
-            find<QPushButton>(screen, "cmdCancel")->click();
+            child<QPushButton>(screen, "cmdCancel")->click();
         });
         QVERIFY(!ui::runAddProfile(nullptr, h.context));
         QVERIFY(!QFile::exists(h.file("Profiles.ini")));
         QVERIFY(!QFile::exists(h.file("ProfileList.log")));
-    }
-
-    // Keys reach the core's filters: a second point or minus is dropped in
-    // an amount box, backspace empties the characters-per-line box.
-    void keysAreFiltered()
-    {
-        Harness h;
-        ui::frmAddProfile screen(nullptr, h.context);
-        screen.show();
-        auto* amount = find<QLineEdit>(screen, "txtTabAmount");
-        amount->clear();
-        QTest::keyClicks(amount, "1.2.3-4-x");
-        QCOMPARE(amount->text(), QString("1.23-4"));
-        QCOMPARE(screen.form().text(app::ProfileControl::txtTabAmount), std::string("1.23-4"));
-
-        auto* perLine = find<QLineEdit>(screen, "txtCharPerLine");
-        perLine->setCursorPosition(1);
-        QTest::keyClick(perLine, Qt::Key_Backspace);
-        QCOMPARE(perLine->text(), QString());
-        QTest::keyClicks(perLine, "7.0");
-        QCOMPARE(perLine->text(), QString("70"));
-
-        // Typed over a wholly selected bill amount, any key goes through.
-        auto* bill = find<QLineEdit>(screen, "txtBillAmount");
-        bill->selectAll();
-        QTest::keyClicks(bill, "$3");
-        QCOMPARE(bill->text(), QString("$3"));
-        QTest::keyClick(bill, Qt::Key_Dollar);
-        QCOMPARE(bill->text(), QString("$3"));
-    }
-
-    // Choosing a unit runs the rule; the timer then ties characters per line
-    // to "Line" alone. F1 asks for help.
-    void unitRuleTimerAndHelp()
-    {
-        Harness h;
-        ui::frmAddProfile screen(nullptr, h.context);
-        screen.show();
-        auto* unit = find<QComboBox>(screen, "cboDoneBy");
-        unit->setCurrentIndex(unit->findText("Word"));
-        emit unit->activated(unit->currentIndex());
-        QVERIFY(!find<QLineEdit>(screen, "txtCharPerLine")->isEnabled());
-        QCOMPARE(find<QCheckBox>(screen, "chkLineCountWithSpaces")->checkState(), Qt::PartiallyChecked);
-        QVERIFY(!find<QCheckBox>(screen, "chkCountBoldChar")->isEnabled());
-        QVERIFY(find<QCheckBox>(screen, "chkCapsONOFFReal")->isEnabled());
-
-        unit->setCurrentIndex(unit->findText("Gross Line"));
-        emit unit->activated(unit->currentIndex());
-        QVERIFY(find<QLineEdit>(screen, "txtCharPerLine")->isEnabled());
-        QTRY_VERIFY_WITH_TIMEOUT(!find<QLineEdit>(screen, "txtCharPerLine")->isEnabled(),
-                                 ProfileDialog::kTimerIntervalMs * 8);
-        QCOMPARE(find<QCheckBox>(screen, "chkLineCountWithSpaces")->checkState(), Qt::Unchecked);
-
-        QTest::keyClick(find<QLineEdit>(screen, "txtCity"), Qt::Key_F1);
-        QCOMPARE(h.helpOpened, 1);
     }
 
     // The edit screen shows the stored profile, asks before saving and
@@ -231,14 +178,11 @@ private slots:
         h.prompter.answers = {MessageAnswer::Yes};
         h.drive([](ProfileDialog& screen) {
             QCOMPARE(screen.objectName(), QString("frmEditProfile"));
-            QCOMPARE(screen.windowTitle(), QString("Edit Profile - Quillmeter"));
-            QVERIFY(screen.findChild<QPushButton*>("Command1"));
-            QVERIFY(find<QLineEdit>(screen, "txtNameProfile")->isReadOnly());
-            QCOMPARE(find<QComboBox>(screen, "cboDoneBy")->currentText(), QString("Line"));
-            QCOMPARE(find<QComboBox>(screen, "cboFiletype")->currentText(), QString("*.rtf"));
-            QCOMPARE(find<QLineEdit>(screen, "txtCity")->text(), QString("Springfield"));
+            QVERIFY(child<QLineEdit>(screen, "txtNameProfile")->isReadOnly());
+            QCOMPARE(child<QComboBox>(screen, "cboDoneBy")->currentText(), QString("Line"));
+            QCOMPARE(child<QLineEdit>(screen, "txtCity")->text(), QString("Springfield"));
             typeInto(screen, "txtCity", "Shelbyville");
-            find<QPushButton>(screen, "cmdSave")->click();
+            child<QPushButton>(screen, "cmdSave")->click();
         });
         QVERIFY(ui::runEditProfile(nullptr, h.context));
         QCOMPARE(h.prompter.messages.at(0).text, std::string("Are you Sure You want to Save?"));
@@ -249,82 +193,33 @@ private slots:
         QCOMPARE(h.applied[0].docType, std::string("*.rtf"));
     }
 
-    void editNeedsASelection()
-    {
-        Harness h;
-        h.lists = {{"Acme"}, -1};
-        h.drive([](ProfileDialog&) { QFAIL("no screen is to open"); });
-        QVERIFY(!ui::runEditProfile(nullptr, h.context));
-        QCOMPARE(h.prompter.messages.at(0).title, std::string("Edit Profile"));
-    }
-
-    // "Default Settings" on the edit screen resets the capitals on/off pair too.
-    void defaultSettingsButton()
-    {
-        Harness h;
-        writeFile(h.file("Profiles.ini"), "[Acme]\r\nDonePer=Page\r\nCountCapsONOFF=1\r\nCapsCharONOFFAmount=5.0\r\n");
-        h.lists = {{"Acme"}, 0};
-        ui::frmEditProfile screen(nullptr, h.context, "Acme");
-        screen.show();
-        find<QPushButton>(screen, "cmdDefaultSettings")->click();
-        QCOMPARE(find<QComboBox>(screen, "cboDoneBy")->currentText(), QString("Line"));
-        QCOMPARE(find<QLineEdit>(screen, "txtCharPerLine")->text(), QString("65"));
-        QVERIFY(find<QLineEdit>(screen, "txtCharPerLine")->isEnabled());
-        QCOMPARE(find<QCheckBox>(screen, "chkCapsONOFFReal")->checkState(), Qt::Unchecked);
-        QCOMPARE(find<QLineEdit>(screen, "txtCapsONOFFAmount")->text(), QString("2.0"));
-    }
-
-    // Deleting the middle profile keeps the others' order in the lists and
-    // in ProfileList.log and removes only its section.
-    void deleteEndToEnd()
-    {
-        Harness h;
-        writeFile(h.file("Profiles.ini"), "[Alpha]\r\nCity=A\r\n[Beta]\r\nCity=B\r\n[Gamma]\r\nCity=G\r\n"
-                                          "DefaultTraversalPath=/gamma\r\n");
-        writeFile(h.file("ProfileList.log"), "\"Alpha\"\r\n\"Beta\"\r\n\"Gamma\"\r\n");
-        writeFile(h.file("Options.ini"), "[MAIN]\r\nProfileToUse=Beta\r\n");
-        h.lists = {{"Alpha", "Beta", "Gamma"}, 1};
-        QVERIFY(ui::deleteSelectedProfile(h.context));
-        QCOMPARE(h.lists.names, (std::vector<std::string>{"Alpha", "Gamma"}));
-        QCOMPARE(readFile(h.file("ProfileList.log")), QByteArray("\"Alpha\"\r\n\"Gamma\"\r\n"));
-        QCOMPARE(readFile(h.file("Profiles.ini")),
-                 QByteArray("[Alpha]\r\nCity=A\r\n[Gamma]\r\nCity=G\r\nDefaultTraversalPath=/gamma\r\n"));
-        QCOMPARE(h.applied.size(), 1);
-        QCOMPARE(h.applied[0].traversalPath, std::string("/gamma"));
-    }
-
-    // The main screen's buttons reach the commands, which read and rewrite
-    // its own profile box and list: a cancelled delete changes nothing, a
-    // confirmed one drops the selected name from both and from the files.
-    void mainScreenButtons()
+    // The main screen's delete button reaches the command, which rewrites its
+    // own profile box and list: a cancelled delete changes nothing, a
+    // confirmed one drops the middle name from both and from the files.
+    void deleteFromTheMainScreen()
     {
         Harness h;
         writeFile(h.file("Profiles.ini"), "[Alpha]\r\nCity=A\r\n[Beta]\r\nCity=B\r\n[Gamma]\r\nCity=G\r\n");
         writeFile(h.file("ProfileList.log"), "\"Alpha\"\r\n\"Beta\"\r\n\"Gamma\"\r\n");
         writeFile(h.file("Options.ini"), "[MAIN]\r\nProfileToUse=Beta\r\n");
-        ui::MainScreenServices services;
-        services.settings = h.context.environment.settings;
-        services.prompter = &h.prompter;
-        services.printers.names = [] { return std::vector<std::string>{}; };
-        services.printers.defaultName = [] { return std::string(); };
-        ui::frmMain screen(services);
+        ui::frmMain screen(testing::screenServices(h.folder.path().toStdString(), h.prompter));
         ui::attachProfileCommands(screen);
-        auto* list = find<QListWidget>(screen, "lblProfileShowing");
+        auto* list = child<QListWidget>(screen, "lblProfileShowing");
         QCOMPARE(list->currentItem()->text(), QString("Beta"));
 
         h.prompter.answers = {MessageAnswer::Cancel};
-        QTest::mouseClick(find<QPushButton>(screen, "cmdDeleteProfile"), Qt::LeftButton);
+        QTest::mouseClick(child<QPushButton>(screen, "cmdDeleteProfile"), Qt::LeftButton);
         QCOMPARE(list->count(), 3);
         QCOMPARE(h.prompter.messages.back().text, std::string("Are You Sure You Want to Delete?"));
 
         h.prompter.answers = {MessageAnswer::Ok};
-        QTest::mouseClick(find<QPushButton>(screen, "cmdDeleteProfile"), Qt::LeftButton);
+        QTest::mouseClick(child<QPushButton>(screen, "cmdDeleteProfile"), Qt::LeftButton);
         QCOMPARE(list->count(), 2);
         QCOMPARE(list->item(1)->text(), QString("Gamma"));
         QCOMPARE(screen.currentProfile(), QString("Gamma"));
-        QCOMPARE(find<QComboBox>(screen, "cboProfile")->count(), 2);
+        QCOMPARE(child<QComboBox>(screen, "cboProfile")->count(), 2);
         QCOMPARE(readFile(h.file("ProfileList.log")), QByteArray("\"Alpha\"\r\n\"Gamma\"\r\n"));
-        QCOMPARE(h.read("Beta", "City"), std::string("<none>"));
+        QCOMPARE(readFile(h.file("Profiles.ini")), QByteArray("[Alpha]\r\nCity=A\r\n[Gamma]\r\nCity=G\r\n"));
     }
 };
 

@@ -6,7 +6,7 @@
 #include "ui/totals/ReportCommands.h"
 #include "ui/totals/frmTotals.h"
 
-#include "SampleSettings.h"
+#include "ScreenTest.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -17,6 +17,7 @@
 
 using namespace qm;
 using namespace qm::ui;
+using qm::testing::child;
 namespace fs = std::filesystem;
 
 namespace {
@@ -37,14 +38,6 @@ std::vector<app::ResultRow> threeDocuments()
     return {row("a.doc", "1.5", "$1.88"), row("b.doc", "2.5", "$3.13"), row("c.doc", "", "")};
 }
 
-template <class T> T* child(QObject& screen, const char* name)
-{
-    T* found = screen.findChild<T*>(name);
-    if (!found)
-        qFatal("no control named %s", name);
-    return found;
-}
-
 QString text(QObject& screen, const char* name) { return child<QLabel>(screen, name)->text(); }
 
 } // namespace
@@ -59,17 +52,6 @@ private:
     void setProfileKey(std::string_view key, std::string_view value) const
     {
         settings::WriteINI(settings::SettingsContext{m_folder}, "Profiles", "Demo Transcription", key, value);
-    }
-
-    std::unique_ptr<frmMain> makeMainScreen()
-    {
-        MainScreenServices services;
-        services.settings.folder = m_folder;
-        services.prompter = &m_prompter;
-        services.askMsgBox = [](const MsgBoxRequest&, QWidget*) { return MsgBoxAnswer{true, true}; };
-        services.printers.names = [] { return std::vector<std::string>{"Office Laser"}; };
-        services.printers.defaultName = [] { return std::string("Office Laser"); };
-        return std::make_unique<frmMain>(std::move(services));
     }
 
     /// The totals screen ReportToWindow would show for `rows` under the
@@ -103,25 +85,17 @@ private slots:
         m_prompter = RecordingPrompter{};
     }
 
-    // Headings, figures and buttons as the screen shows them, with and without rounding.
+    // Headings and figures as the screen shows them, with and without rounding.
     void labelsShowTheRunsFigures()
     {
         setProfileKey("RoundCountToNearestWholeNumber", "1");
         withTotalsScreen(threeDocuments(), [](frmTotals& form) {
-            QCOMPARE(form.windowTitle(), QString("Totals - Quillmeter"));
             QCOMPARE(text(form, "Label1"), QString("Documents Counted"));
             QCOMPARE(text(form, "Label2"), QString("Lines"));
             QCOMPARE(text(form, "Label3"), QString("Amount"));
             QCOMPARE(text(form, "Label4"), QString("3"));
             QCOMPARE(text(form, "Label5"), QString("4")); // 1.5 and 2.5 round to 2 each
             QCOMPARE(text(form, "Label6"), QString("$5.01"));
-            QCOMPARE(form.profileName(), QString("Demo Transcription"));
-            auto* create = child<QPushButton>(form, "cmdDisplayReport");
-            QCOMPARE(create->text(), QString("&Create Invoice"));
-            QCOMPARE(create->toolTip(), QString("Create Invoice"));
-            auto* close = child<QPushButton>(form, "cmdClose");
-            QCOMPARE(close->text(), QString("&Close"));
-            QCOMPARE(close->toolTip(), QString("Close"));
         });
         setProfileKey("RoundCountToNearestWholeNumber", "0");
         setProfileKey("DonePer", "Character And Space");
@@ -133,29 +107,6 @@ private slots:
         });
     }
 
-    // "&Create Invoice" builds for the stored profile and closes; "&Close"
-    // only closes; F1 asks for the help page.
-    void buttonsAndHelpKey()
-    {
-        withTotalsScreen(threeDocuments(), [](frmTotals& form) {
-            QStringList built;
-            int help = 0;
-            form.createInvoice = [&](const QString& name) { built << name; };
-            form.openHelp = [&] { ++help; };
-            form.show();
-            QTest::keyClick(&form, Qt::Key_F1);
-            QCOMPARE(help, 1);
-            QTest::mouseClick(child<QPushButton>(form, "cmdClose"), Qt::LeftButton);
-            QVERIFY(!form.isVisible());
-            QCOMPARE(form.result(), int(QDialog::Rejected));
-            QVERIFY(built.isEmpty());
-            form.show();
-            QTest::mouseClick(child<QPushButton>(form, "cmdDisplayReport"), Qt::LeftButton);
-            QVERIFY(!form.isVisible());
-            QCOMPARE(built, QStringList{"Demo Transcription"});
-        });
-    }
-
     // A finished run with ShowReportInWord other than "0": the invoice is
     // written where the save dialog says and opened; with "0" the totals
     // screen comes first and its "&Create Invoice" writes it.
@@ -164,7 +115,7 @@ private slots:
         settings::WriteINI(settings::SettingsContext{m_folder}, "Options", "MAIN", "AskSaveWindow", "0");
         setProfileKey("ShowReportInWord", "1");
         setProfileKey("PrintCountedDoc", "1");
-        auto screen = makeMainScreen();
+        auto screen = std::make_unique<frmMain>(testing::screenServices(m_folder, m_prompter));
         QCOMPARE(screen->currentProfile(), QString("Demo Transcription"));
 
         std::vector<fs::path> asked, opened;
