@@ -6,6 +6,7 @@
 #include "settings/IniRW.h"
 
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QFrame>
 #include <QListWidget>
 #include <QPushButton>
@@ -159,7 +160,7 @@ private slots:
     }
 
     // Closing the window while printing stops the job first and closes
-    // once it has ended.
+    // once it has ended; a screen destroyed in a wait does not hang.
     void closingWaitsForTheJob()
     {
         setOption("SecToWait", "30");
@@ -173,6 +174,18 @@ private slots:
         QVERIFY(screen->isVisible());
         QTRY_VERIFY_WITH_TIMEOUT(m_calls.closed.load(), 3000);
         QTRY_VERIFY(!screen->isVisible());
+
+        m_calls.closed = false;
+        auto second = makeScreen();
+        for (const char* name : {"a.txt", "b.txt"})
+            second->chaseList().append(name, std::string("/docs/") + name);
+        emit second->printRequested();
+        QTRY_VERIFY_WITH_TIMEOUT(m_calls.snapshot().size() >= 11, 10000);
+        QElapsedTimer timer;
+        timer.start();
+        second.reset();
+        QVERIFY(m_calls.closed.load());
+        QVERIFY(timer.elapsed() < 2000);
     }
 };
 
