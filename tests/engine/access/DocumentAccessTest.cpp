@@ -13,13 +13,6 @@ namespace {
 constexpr PatternSyntax W = PatternSyntax::Wildcards;
 constexpr PatternSyntax L = PatternSyntax::Literal;
 
-CharFormat with(void (*set)(CharFormat&))
-{
-    CharFormat f;
-    set(f);
-    return f;
-}
-
 // Replace-and-compare as the measurements do it: the growth of the range's
 // word or character count after replacing every match by a marker.
 struct Compared {
@@ -91,7 +84,7 @@ TEST(DocumentAccess, ReplaceAndCompareEqualsTheMatchCountAndUndoRestores)
 TEST(DocumentAccess, CountsOfTheCountingPatternsLeaveHiddenTextOut)
 {
     DocumentAccess plain(makeDocument(u"One two-three\tFour\r\rFIVE 5\r"));
-    DocumentAccess hidden(makeDocument({{u"shown"}, {u" secret", with([](CharFormat& f) { f.hidden = true; })},
+    DocumentAccess hidden(makeDocument({{u"shown"}, {u" secret", CharFormat{.hidden = true}},
                                         {u" Tail\r"}}));
     struct Case {
         DocumentAccess& access;
@@ -118,11 +111,11 @@ TEST(DocumentAccess, CountsOfTheCountingPatternsLeaveHiddenTextOut)
 TEST(DocumentAccess, FontCriteriaApplyToEveryMatchedCharacter)
 {
     const CharFormat bold = boldFormat();
-    const CharFormat italic = with([](CharFormat& f) { f.italic = true; });
-    const CharFormat underline = with([](CharFormat& f) { f.underline = UnderlineKind::Double; });
-    const CharFormat caps = with([](CharFormat& f) { f.smallCaps = true; });
-    const CharFormat sup = with([](CharFormat& f) { f.verticalPosition = VerticalPosition::Superscript; });
-    const CharFormat sub = with([](CharFormat& f) { f.verticalPosition = VerticalPosition::Subscript; });
+    const CharFormat italic = CharFormat{.italic = true};
+    const CharFormat underline = CharFormat{.underline = UnderlineKind::Double};
+    const CharFormat caps = CharFormat{.smallCaps = true};
+    const CharFormat sup = CharFormat{.verticalPosition = VerticalPosition::Superscript};
+    const CharFormat sub = CharFormat{.verticalPosition = VerticalPosition::Subscript};
     DocumentAccess access(makeDocument({{u"Bold"}, {u"Face ", bold}, {u"Ital\tic ", italic}, {u"und ", underline},
                                         {u"Caps ", caps}, {u"x2", sup}, {u"y", sub}, {u" END\r"}}));
     struct Case {
