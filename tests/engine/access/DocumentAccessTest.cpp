@@ -13,13 +13,6 @@ namespace {
 constexpr PatternSyntax W = PatternSyntax::Wildcards;
 constexpr PatternSyntax L = PatternSyntax::Literal;
 
-CharFormat with(void (*set)(CharFormat&))
-{
-    CharFormat f;
-    set(f);
-    return f;
-}
-
 // Replace-and-compare as the measurements do it: the growth of the range's
 // word or character count after replacing every match by a marker.
 struct Compared {
@@ -87,23 +80,28 @@ TEST(DocumentAccess, ReplaceAndCompareEqualsTheMatchCountAndUndoRestores)
     }
 }
 
-TEST(DocumentAccess, CountsOfTheCountingPatterns)
+// Hidden text is neither found nor counted, as in Word with hidden text not shown.
+TEST(DocumentAccess, CountsOfTheCountingPatternsLeaveHiddenTextOut)
 {
-    DocumentAccess access(makeDocument(u"One two-three\tFour\r\rFIVE 5\r"));
+    DocumentAccess plain(makeDocument(u"One two-three\tFour\r\rFIVE 5\r"));
+    DocumentAccess hidden(makeDocument({{u"shown"}, {u" secret", CharFormat{.hidden = true}},
+                                        {u" Tail\r"}}));
     struct Case {
+        DocumentAccess& access;
         std::u16string_view find;
         PatternSyntax syntax;
         int64_t expected;
     } cases[] = {
-        {u"<*>", W, 6},      {u"[!^13- ]", W, 22}, {u"[!^13]", W, 24}, {u"^13", W, 3},
-        {u"[A-Z]", W, 6},    {u"^t", W, 1},        {u"^p", L, 3},      {u"^p^p", L, 1},
-        {u"five", L, 1},     {u"FIVE", W, 1},      {u"five", W, 0},
+        {plain, u"<*>", W, 6},    {plain, u"[!^13- ]", W, 22}, {plain, u"[!^13]", W, 24}, {plain, u"^13", W, 3},
+        {plain, u"[A-Z]", W, 6},  {plain, u"^t", W, 1},        {plain, u"^p", L, 3},      {plain, u"^p^p", L, 1},
+        {plain, u"five", L, 1},   {plain, u"FIVE", W, 1},      {plain, u"five", W, 0},    {hidden, u"[!^13- ]", W, 9},
+        {hidden, u"<*>", W, 2},   {hidden, u"secret", L, 0},   {hidden, u"[A-Z]", W, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(utf8(c.find));
-        Range content = access.content();
+        Range content = c.access.content();
         EXPECT_EQ(replaceAndCompare(content, c.find, c.syntax, u"BB", false).replaced, c.expected);
-        access.undo();
+        c.access.undo();
     }
 }
 
@@ -113,11 +111,11 @@ TEST(DocumentAccess, CountsOfTheCountingPatterns)
 TEST(DocumentAccess, FontCriteriaApplyToEveryMatchedCharacter)
 {
     const CharFormat bold = boldFormat();
-    const CharFormat italic = with([](CharFormat& f) { f.italic = true; });
-    const CharFormat underline = with([](CharFormat& f) { f.underline = UnderlineKind::Double; });
-    const CharFormat caps = with([](CharFormat& f) { f.smallCaps = true; });
-    const CharFormat sup = with([](CharFormat& f) { f.verticalPosition = VerticalPosition::Superscript; });
-    const CharFormat sub = with([](CharFormat& f) { f.verticalPosition = VerticalPosition::Subscript; });
+    const CharFormat italic = CharFormat{.italic = true};
+    const CharFormat underline = CharFormat{.underline = UnderlineKind::Double};
+    const CharFormat caps = CharFormat{.smallCaps = true};
+    const CharFormat sup = CharFormat{.verticalPosition = VerticalPosition::Superscript};
+    const CharFormat sub = CharFormat{.verticalPosition = VerticalPosition::Subscript};
     DocumentAccess access(makeDocument({{u"Bold"}, {u"Face ", bold}, {u"Ital\tic ", italic}, {u"und ", underline},
                                         {u"Caps ", caps}, {u"x2", sup}, {u"y", sub}, {u" END\r"}}));
     struct Case {
@@ -222,14 +220,10 @@ TEST(DocumentAccess, InvalidPatternIsAnErrorNotAMatch)
     Range r = access.content();
     r.find().setText(u"[z-a]");
     r.find().setSyntax(W);
-    FindOutcome f = r.findNext();
-    EXPECT_FALSE(f.found);
-    EXPECT_NE(f.error, "");
-    r.find().setReplacementText(u"x");
-    ReplaceOutcome rep = r.replaceAll();
-    EXPECT_EQ(rep.replaced, 0);
-    EXPECT_NE(rep.error, "");
-    EXPECT_EQ(access.undoDepth(), 0u);
+    const FindOutcome f = r.findNext();
+    EXPECT_TRUE(!f.found && !f.error.empty());
+    const ReplaceOutcome rep = r.replaceAll();
+    EXPECT_TRUE(rep.replaced == 0 && !rep.error.empty() && access.undoDepth() == 0);
 }
 
 // The clean-up edits: page breaks to spaces (section breaks stay),
@@ -453,22 +447,4 @@ TEST(DocumentAccess, StatisticsComeFromWordCountAndTheLayout)
     access.selection().homeKeyStory();
     access.selection().endKeyLineExtend();
     EXPECT_EQ(utf8(access.selection().text()), "06/30/");
-}
-
-// Hidden text is neither found nor counted, as in Word with hidden text not shown.
-TEST(DocumentAccess, HiddenTextIsNeverFound)
-{
-    const CharFormat hidden = with([](CharFormat& f) { f.hidden = true; });
-    DocumentAccess access(makeDocument({{u"shown"}, {u" secret", hidden}, {u" Tail\r"}}));
-    struct Case {
-        std::u16string_view find;
-        PatternSyntax syntax;
-        int64_t expected;
-    } cases[] = {{u"[!^13- ]", W, 9}, {u"<*>", W, 2}, {u"secret", L, 0}, {u"[A-Z]", W, 1}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(utf8(c.find));
-        Range content = access.content();
-        EXPECT_EQ(replaceAndCompare(content, c.find, c.syntax, u"BB", false).replaced, c.expected);
-        access.undo();
-    }
 }

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace qm::engine;
 
 namespace {
@@ -54,15 +56,11 @@ TEST(DocumentBuilder, CellsTurnTheirLastParagraphMarkIntoACellMark)
     const Story& s = doc->mainStory();
     EXPECT_EQ(visible(s), u"a¶b¤¤¤after¶");
     auto tables = findTables(*doc, 0, 0, s.size());
-    ASSERT_EQ(tables.size(), 1u);
-    ASSERT_EQ(tables[0].rows.size(), 1u);
-    ASSERT_EQ(tables[0].rows[0].cells.size(), 2u);
-    EXPECT_EQ(tables[0].rows[0].cells[0].start, 0u);
-    EXPECT_EQ(tables[0].rows[0].cells[0].end, 3u);
-    EXPECT_EQ(tables[0].rows[0].cells[1].end, 4u);
-    EXPECT_EQ(tables[0].end, 6u);
-    EXPECT_EQ(doc->paraFormatOf(s, 1).tableDepth, 1); // the first paragraph inside the cell
-    EXPECT_EQ(doc->paraFormatOf(s, 11).tableDepth, 0);
+    ASSERT_TRUE(tables.size() == 1 && tables[0].rows.size() == 1 && tables[0].rows[0].cells.size() == 2);
+    const auto& cells = tables[0].rows[0].cells;
+    EXPECT_EQ(std::tuple(cells[0].start, cells[0].end, cells[1].end, tables[0].end), std::tuple(0u, 3u, 4u, 6u));
+    // The first paragraph inside the cell is in the table; the one after is not.
+    EXPECT_EQ(std::tuple(doc->paraFormatOf(s, 1).tableDepth, doc->paraFormatOf(s, 11).tableDepth), std::tuple(1, 0));
 }
 
 TEST(DocumentBuilder, NestedTablesAreFoundLevelByLevel)
@@ -115,14 +113,12 @@ TEST(DocumentBuilder, SectionsEndAfterTheirBreakAndTheLastAtTheEnd)
     auto doc = b.finish({}, {});
     ASSERT_EQ(doc->sections.size(), 2u);
     EXPECT_EQ(visible(doc->mainStory()), u"one§two¶");
-    EXPECT_EQ(doc->sections[0].end, 4u);
-    EXPECT_EQ(doc->sections[0].format.pageWidth, 15840);
-    EXPECT_EQ(doc->sections[1].end, 8u);
-    EXPECT_TRUE(doc->isSectionBreak(3));
-    EXPECT_TRUE(doc->endsParagraph(0, 3));
+    EXPECT_EQ(std::tuple(doc->sections[0].end, doc->sections[0].format.pageWidth, doc->sections[1].end),
+              std::tuple(4u, 15840, 8u));
+    EXPECT_TRUE(doc->isSectionBreak(3) && doc->endsParagraph(0, 3));
     // The second section defines no header and shows the first one's.
-    EXPECT_EQ(doc->headerStory(1, HeaderFooterIndex::Primary), static_cast<int32_t>(h1));
-    EXPECT_EQ(doc->headerStory(1, HeaderFooterIndex::FirstPage), -1);
+    EXPECT_EQ(std::tuple(doc->headerStory(1, HeaderFooterIndex::Primary), doc->headerStory(1, HeaderFooterIndex::FirstPage)),
+              std::tuple(static_cast<int32_t>(h1), -1));
 }
 
 TEST(DocumentBuilder, FormatsAreInternedAndControlsFiltered)

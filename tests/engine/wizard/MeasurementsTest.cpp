@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 using namespace qm;
 using namespace qm::engine;
@@ -19,24 +20,9 @@ struct Run {
 using Paragraph = std::vector<Run>;
 
 CharFormat plain() { return CharFormat{}; }
-CharFormat bold()
-{
-    CharFormat f;
-    f.bold = true;
-    return f;
-}
-CharFormat underlined()
-{
-    CharFormat f;
-    f.underline = UnderlineKind::Single;
-    return f;
-}
-CharFormat allCaps()
-{
-    CharFormat f;
-    f.allCaps = true;
-    return f;
-}
+CharFormat bold() { return CharFormat{.bold = true}; }
+CharFormat underlined() { return CharFormat{.underline = UnderlineKind::Single}; }
+CharFormat allCaps() { return CharFormat{.allCaps = true}; }
 
 /// A document: main paragraphs, and optionally a primary header and footer
 /// for its one section; `headerTable` puts a one-cell table in the header.
@@ -81,8 +67,7 @@ std::unique_ptr<Document> build(const Spec& spec)
         write(spec.footer);
     }
     b.setStory(0);
-    SectionFormat page;
-    return b.finish(page, refs);
+    return b.finish(SectionFormat{}, refs);
 }
 
 class MeasurementsTest : public ::testing::Test {
@@ -183,9 +168,8 @@ TEST_F(MeasurementsTest, WordsCharactersAndHeaderTraversal)
         SCOPED_TRACE(std::string(c.traverse) + c.firstPage);
         keys = {{"TraverseHeaderAndFooter", c.traverse}, {"TraverseHeaderAndFooterFirstPage", c.firstPage}};
         Measurements& m = open(spec);
-        EXPECT_EQ(m.CountWords(), c.words);
-        EXPECT_EQ(m.CountChar(), c.characters);
-        EXPECT_EQ(m.CountCharWspace(), c.withSpaces);
+        EXPECT_EQ(std::tuple(m.CountWords(), m.CountChar(), m.CountCharWspace()),
+                  std::tuple(c.words, c.characters, c.withSpaces));
     }
     // No headers or footers: the keys change nothing.
     keys = {{"TraverseHeaderAndFooter", "1"}, {"TraverseHeaderAndFooterFirstPage", "1"}};
@@ -233,8 +217,7 @@ TEST_F(MeasurementsTest, TablesInHeadersAndTabs)
                 {"TraverseHeaderAndFooterFirstPage", c.firstPage},
                 {"TableAmount", "1.5"}};
         Measurements& m = open(spec);
-        EXPECT_EQ(m.CountNumTables(), c.tables);
-        EXPECT_EQ(m.CountTabs(), c.tabs);
+        EXPECT_EQ(std::pair(m.CountNumTables(), m.CountTabs()), std::pair(c.tables, c.tabs));
     }
 }
 
@@ -273,11 +256,8 @@ TEST_F(MeasurementsTest, CountlinesSumsTheSwitchedOnExtrasAndDivides)
     const double lines = open(spec).Countlines("", "Office", &parts);
     // 26 with spaces (the tab and the first paragraph mark among them) + bold
     // run 2 + bold excess 4 + returns 2 + tab 1 + capitals B and S at 2 each = 39.
-    EXPECT_EQ(parts.characters, 26);
-    EXPECT_EQ(parts.formatting, 6);
-    EXPECT_EQ(parts.returns, 2);
-    EXPECT_EQ(parts.tabs, 1);
-    EXPECT_EQ(parts.caps, 4);
+    EXPECT_EQ(std::tuple(parts.characters, parts.formatting, parts.returns, parts.tabs, parts.caps),
+              std::tuple(26, 6, 2, 1, 4));
     EXPECT_DOUBLE_EQ(lines, 3.9);
     EXPECT_TRUE(prompter.messages.empty());
 }
@@ -298,13 +278,10 @@ TEST_F(MeasurementsTest, ProfileErrorsAreReportedWithTheirTag)
         keys = c.keys;
         prompter.messages.clear();
         EXPECT_EQ(open(spec).Countlines("", "Office"), 0.0);
-        ASSERT_EQ(prompter.messages.size(), 1u);
-        EXPECT_EQ(prompter.messages[0],
-                  errorReportMessage(c.description, "-Count Lines-"));
+        EXPECT_EQ(prompter.messages, std::vector{errorReportMessage(c.description, "-Count Lines-")});
     }
     keys = {{"BoldONOFFAmount", "two"}};
     prompter.messages.clear();
     EXPECT_EQ(open(spec).CountBoldCharsONOFF(), 0.0);
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.messages[0], errorReportMessage("Type mismatch", "-Count Bold Chr ON OFF-"));
+    EXPECT_EQ(prompter.messages, std::vector{errorReportMessage("Type mismatch", "-Count Bold Chr ON OFF-")});
 }

@@ -100,25 +100,15 @@ std::string fkpPages(std::vector<FkpRun> runs, bool paragraphs, uint32_t firstPa
 
 } // namespace
 
-void put16(std::string& b, uint16_t v)
-{
-    b.push_back(static_cast<char>(v & 0xFF));
-    b.push_back(static_cast<char>(v >> 8));
-}
-void put32(std::string& b, uint32_t v)
-{
-    put16(b, static_cast<uint16_t>(v & 0xFFFF));
-    put16(b, static_cast<uint16_t>(v >> 16));
-}
+void put16(std::string& b, uint16_t v) { b += {static_cast<char>(v & 0xFF), static_cast<char>(v >> 8)}; }
+void put32(std::string& b, uint32_t v) { put16(b, static_cast<uint16_t>(v)), put16(b, static_cast<uint16_t>(v >> 16)); }
 void set16(std::string& b, size_t at, uint16_t v)
 {
-    b[at] = static_cast<char>(v & 0xFF);
-    b[at + 1] = static_cast<char>(v >> 8);
+    b[at] = static_cast<char>(v & 0xFF), b[at + 1] = static_cast<char>(v >> 8);
 }
 void set32(std::string& b, size_t at, uint32_t v)
 {
-    set16(b, at, static_cast<uint16_t>(v & 0xFFFF));
-    set16(b, at + 2, static_cast<uint16_t>(v >> 16));
+    set16(b, at, static_cast<uint16_t>(v)), set16(b, at + 2, static_cast<uint16_t>(v >> 16));
 }
 
 uint32_t get32(const std::string& b, size_t at)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 using namespace qm::engine;
 using namespace qm::engine::doc::test;
@@ -175,28 +176,19 @@ TEST(DocReader, ParagraphPropertiesFromPagesAndStyles)
     const Document& d = *r.document;
     const Story& s = d.mainStory();
     const ParaFormat& p1 = d.paraFormatOf(s, 3);
-    EXPECT_EQ(p1.alignment, Alignment::Center);
-    EXPECT_EQ(p1.spaceBefore, 240);
-    EXPECT_EQ(p1.spaceAfter, 120);
-    EXPECT_EQ(p1.lineRule, LineRule::Exact); // a negative line height is exact
-    EXPECT_EQ(p1.lineSpacing, 212);
+    // A negative line height is exact.
+    EXPECT_EQ(std::tuple(p1.alignment, p1.spaceBefore, p1.spaceAfter, p1.lineRule, p1.lineSpacing),
+              std::tuple(Alignment::Center, 240, 120, LineRule::Exact, 212));
     const ParaFormat& p2 = d.paraFormatOf(s, 7);
-    EXPECT_EQ(p2.leftIndent, 720);
-    EXPECT_EQ(p2.firstLineIndent, -360);
-    EXPECT_TRUE(p2.keepWithNext);
-    EXPECT_TRUE(p2.pageBreakBefore);
+    EXPECT_EQ(std::tuple(p2.leftIndent, p2.firstLineIndent, p2.keepWithNext, p2.pageBreakBefore),
+              std::tuple(720, -360, true, true));
     ASSERT_EQ(p2.tabs.size(), 2u);
-    EXPECT_EQ(p2.tabs[0].position, 1600);
-    EXPECT_EQ(p2.tabs[0].alignment, TabAlignment::Right);
-    EXPECT_EQ(p2.tabs[1].position, 4000);
-    EXPECT_EQ(p2.tabs[1].alignment, TabAlignment::Decimal);
-    EXPECT_EQ(p2.tabs[1].leader, TabLeader::Dot);
+    EXPECT_EQ(std::tuple(p2.tabs[0].position, p2.tabs[0].alignment, p2.tabs[1].position, p2.tabs[1].alignment,
+                         p2.tabs[1].leader),
+              std::tuple(1600, TabAlignment::Right, 4000, TabAlignment::Decimal, TabLeader::Dot));
     const ParaFormat& p3 = d.paraFormatOf(s, 13);
-    EXPECT_EQ(p3.lineRule, LineRule::Auto);
-    EXPECT_EQ(p3.lineSpacing, 480);
-    EXPECT_FALSE(p3.widowControl);
-    EXPECT_TRUE(p3.keepLinesTogether);
-    EXPECT_FALSE(p3.keepWithNext);
+    EXPECT_EQ(std::tuple(p3.lineRule, p3.lineSpacing, p3.widowControl, p3.keepLinesTogether, p3.keepWithNext),
+              std::tuple(LineRule::Auto, 480, false, true, false));
 }
 
 TEST(DocReader, TablesFromCellMarksRowEndsAndDepth)
@@ -232,27 +224,25 @@ TEST(DocReader, TablesFromCellMarksRowEndsAndDepth)
     const auto tables = findTables(d, 0, 0, s.size());
     ASSERT_EQ(tables.size(), 1u) << bytes(s.text);
     ASSERT_EQ(tables[0].rows.size(), 2u);
-    EXPECT_EQ(tables[0].rows[0].cells.size(), 2u);
-    EXPECT_EQ(tables[0].rows[1].cells.size(), 2u);
+    EXPECT_EQ(std::tuple(tables[0].rows[0].cells.size(), tables[0].rows[1].cells.size()), std::tuple(2u, 2u));
     ASSERT_GE(tables[0].rows[0].rowFormat, 0);
     const TableRowFormat& row = d.rowFormats[tables[0].rows[0].rowFormat];
     ASSERT_EQ(row.cells.size(), 2u);
-    EXPECT_EQ(row.cells[0].width, 1500);
-    EXPECT_EQ(row.cells[1].width, 3000);
+    EXPECT_EQ(std::tuple(row.cells[0].width, row.cells[1].width), std::tuple(1500, 3000));
     const TableCell& outer = tables[0].rows[1].cells[0];
     const auto inner = findTables(d, 0, outer.start, outer.end, 2);
-    ASSERT_EQ(inner.size(), 1u);
-    ASSERT_EQ(inner[0].rows.size(), 1u);
+    ASSERT_TRUE(inner.size() == 1 && inner[0].rows.size() == 1);
     EXPECT_EQ(inner[0].rows[0].cells.size(), 2u);
     const WordStatistics stats = computeWordStatistics(d);
     EXPECT_EQ(stats.words, 7); // before a b x y c after
 }
 
-TEST(DocReader, FieldsShowTheirResultNotTheirCode)
+TEST(DocReader, FieldsAndTrackedDeletionsShowTheFinalText)
 {
     struct Case {
         std::u16string text;
         std::string shown;
+        std::vector<DocSpec::Chars> chars = {};
     } cases[] = {
         {u"A\x13 PAGE \x14" u"3\x15 B\r", "A3 B\r"},
         // A field nested in an instruction is code as a whole; one in a result shows.
@@ -262,22 +252,17 @@ TEST(DocReader, FieldsShowTheirResultNotTheirCode)
         {u"x\x13 TOC \x15y\x15\x14z\r", "xyz\r"},
         // An unfinished field at the end leaves the rest out but keeps the paragraph.
         {u"keep\x13 broken\r", "keep\r"},
+        // "gone " marked deleted.
+        {u"keep gone kept\r", "keep kept\r", {{5, 10, sprm(0x0800, {1})}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.shown);
-        ReadResult r = read(plain(c.text));
+        DocSpec spec = plain(c.text);
+        spec.chars = c.chars;
+        ReadResult r = read(spec);
         ASSERT_TRUE(r.ok()) << r.error;
         EXPECT_EQ(bytes(r.document->mainStory().text), c.shown);
     }
-}
-
-TEST(DocReader, TrackedDeletionsAreNotInTheFinalText)
-{
-    DocSpec spec = plain(u"keep gone kept\r");
-    spec.chars.push_back({5, 10, sprm(0x0800, {1})}); // "gone " marked deleted
-    ReadResult r = read(spec);
-    ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_EQ(bytes(r.document->mainStory().text), "keep kept\r");
 }
 
 TEST(DocReader, SpecialCharactersNeedTheirFlag)
@@ -315,21 +300,16 @@ TEST(DocReader, SectionsCarryPageSetupAndHeadersInheritWhenEmpty)
     const Document& d = *r.document;
     ASSERT_EQ(d.sections.size(), 2u);
     const SectionFormat& s1 = d.sections[0].format;
-    EXPECT_EQ(s1.pageWidth, 11906);
-    EXPECT_EQ(s1.pageHeight, 16838);
-    EXPECT_EQ(s1.start, SectionStart::Continuous);
-    EXPECT_TRUE(s1.titlePage);
-    EXPECT_EQ(s1.columns, 2);
-    EXPECT_EQ(s1.marginLeft, 1000);
+    EXPECT_EQ(std::tuple(s1.pageWidth, s1.pageHeight, s1.start, s1.titlePage, s1.columns, s1.marginLeft),
+              std::tuple(11906, 16838, SectionStart::Continuous, true, 2, 1000));
     EXPECT_EQ(d.sections[0].end, 4u);
     EXPECT_TRUE(d.isSectionBreak(3));
     // A section without properties has Word 97's Letter page with 1.25" sides.
-    EXPECT_EQ(d.sections[1].format.marginLeft, 1800);
-    EXPECT_EQ(d.sections[1].format.start, SectionStart::NewPage);
+    EXPECT_EQ(std::tuple(d.sections[1].format.marginLeft, d.sections[1].format.start),
+              std::tuple(1800, SectionStart::NewPage));
     const int32_t header = d.headerStory(0, HeaderFooterIndex::Primary);
     const int32_t footer = d.footerStory(0, HeaderFooterIndex::Primary);
-    ASSERT_GE(header, 0);
-    ASSERT_GE(footer, 0);
+    ASSERT_TRUE(header >= 0 && footer >= 0);
     EXPECT_EQ(bytes(d.stories[header].text), "H1\r");
     EXPECT_EQ(bytes(d.stories[footer].text), "F1\r");
     EXPECT_EQ(d.stories[header].type, StoryType::PrimaryHeader);
@@ -385,15 +365,10 @@ TEST(DocReader, StoredStatisticsAndSettingsFromDocumentProperties)
     r = read(spec);
     ASSERT_TRUE(r.ok()) << r.error;
     const Document& d = *r.document;
-    EXPECT_EQ(d.stored.exact, true);
-    EXPECT_EQ(d.stored.words, 1234);
-    EXPECT_EQ(d.stored.characters, 5678);
-    EXPECT_EQ(d.stored.charactersWithSpaces, 6789);
-    EXPECT_EQ(d.stored.pages, 9);
-    EXPECT_EQ(d.stored.paragraphs, 77);
-    EXPECT_EQ(d.stored.lines, 88);
-    EXPECT_EQ(d.settings.defaultTabStop, 360);
-    EXPECT_TRUE(d.settings.evenAndOddHeaders);
+    const StoredStatistics& st = d.stored;
+    EXPECT_EQ(std::tuple(st.exact, st.words, st.characters, st.charactersWithSpaces, st.pages, st.paragraphs, st.lines),
+              std::tuple(true, 1234, 5678, 6789, 9, 77, 88));
+    EXPECT_EQ(std::tuple(d.settings.defaultTabStop, d.settings.evenAndOddHeaders), std::tuple(360, true));
     // Stored figures are for comparison only: the count is the text's.
     EXPECT_EQ(computeWordStatistics(d).words, 1);
 }
@@ -495,10 +470,9 @@ TEST(DocReader, ParagraphLongerThanTheReadingBufferStaysWhole)
     const Document& d = *r.document;
     const Story& s = d.mainStory();
     ASSERT_EQ(s.text, text);
-    EXPECT_FALSE(d.charFormatAt(s, 65529).bold);
-    EXPECT_TRUE(d.charFormatAt(s, 65530).bold);
-    EXPECT_TRUE(d.charFormatAt(s, 65539).bold);
-    EXPECT_FALSE(d.charFormatAt(s, 65540).bold);
+    EXPECT_EQ(std::tuple(d.charFormatAt(s, 65529).bold, d.charFormatAt(s, 65530).bold, d.charFormatAt(s, 65539).bold,
+                         d.charFormatAt(s, 65540).bold),
+              std::tuple(false, true, true, false));
     EXPECT_EQ(d.paraFormatOf(s, s.size() - 1).alignment, Alignment::Right);
     EXPECT_EQ(computeWordStatistics(d).words, 30001);
 }

@@ -1,6 +1,8 @@
 // RTF text and formatting: encodings, escapes, destinations, character and paragraph properties, styles.
 #include "RtfTestSupport.h"
 
+#include <tuple>
+
 using namespace qm::engine;
 using namespace qm::engine::test;
 
@@ -64,26 +66,17 @@ TEST(RtfReader, CharacterFormattingPerCharacter)
     const Story& s = doc->mainStory();
     ASSERT_EQ(s.text, u"BnIUnDSCPQnHKnFZ\r");
     auto at = [&](size_t i) { return doc->charFormatAt(s, static_cast<uint32_t>(i)); };
-    EXPECT_TRUE(at(0).bold);
-    EXPECT_FALSE(at(1).bold);
-    EXPECT_TRUE(at(2).italic);
-    EXPECT_EQ(at(3).underline, UnderlineKind::Single);
-    EXPECT_EQ(at(4).underline, UnderlineKind::None);
-    EXPECT_EQ(at(5).underline, UnderlineKind::Double);
-    EXPECT_TRUE(at(6).smallCaps);
-    EXPECT_TRUE(at(7).allCaps);
-    EXPECT_EQ(at(8).verticalPosition, VerticalPosition::Superscript);
-    EXPECT_EQ(at(9).verticalPosition, VerticalPosition::Subscript);
-    EXPECT_EQ(at(10).verticalPosition, VerticalPosition::Baseline);
-    EXPECT_TRUE(at(11).hidden);
-    EXPECT_TRUE(at(12).strike);
-    EXPECT_FALSE(at(13).bold);
-    EXPECT_FALSE(at(13).italic);
-    EXPECT_EQ(at(13).sizeHalfPoints, 24); // \plain restores RTF's 12 points
-    EXPECT_EQ(at(13).fontName, "Times New Roman");
-    EXPECT_EQ(at(14).fontName, "Arial Cyr");
-    EXPECT_EQ(at(15).sizeHalfPoints, 48);
-    EXPECT_EQ(at(0).sizeHalfPoints, 20);
+    EXPECT_EQ(std::tuple(at(0).bold, at(1).bold, at(2).italic, at(6).smallCaps, at(7).allCaps, at(11).hidden,
+                         at(12).strike),
+              std::tuple(true, false, true, true, true, true, true));
+    EXPECT_EQ(std::tuple(at(3).underline, at(4).underline, at(5).underline),
+              std::tuple(UnderlineKind::Single, UnderlineKind::None, UnderlineKind::Double));
+    EXPECT_EQ(std::tuple(at(8).verticalPosition, at(9).verticalPosition, at(10).verticalPosition),
+              std::tuple(VerticalPosition::Superscript, VerticalPosition::Subscript, VerticalPosition::Baseline));
+    // \plain restores RTF's 12 points and the default font.
+    EXPECT_EQ(std::tuple(at(13).bold, at(13).italic, at(13).sizeHalfPoints, at(13).fontName),
+              std::tuple(false, false, 24, "Times New Roman"));
+    EXPECT_EQ(std::tuple(at(14).fontName, at(15).sizeHalfPoints, at(0).sizeHalfPoints), std::tuple("Arial Cyr", 48, 20));
 }
 
 // Would catch \slmult ignored (a multiple read as twips), tabs out of order
@@ -98,33 +91,19 @@ TEST(RtfReader, ParagraphPropertiesOnTheMark)
     const Story& s = doc->mainStory();
     ASSERT_EQ(s.text, u"one\rtwo\rthree\rfour\r");
     const ParaFormat& one = doc->paraFormatOf(s, 3);
-    EXPECT_EQ(one.alignment, Alignment::Center);
-    EXPECT_EQ(one.leftIndent, 720);
-    EXPECT_EQ(one.rightIndent, 360);
-    EXPECT_EQ(one.firstLineIndent, -360);
-    EXPECT_EQ(one.spaceBefore, 120);
-    EXPECT_EQ(one.spaceAfter, 240);
-    EXPECT_EQ(one.lineRule, LineRule::Auto);
-    EXPECT_EQ(one.lineSpacing, 360);
-    EXPECT_TRUE(one.keepWithNext);
-    EXPECT_TRUE(one.keepLinesTogether);
-    EXPECT_TRUE(one.widowControl);
-    EXPECT_TRUE(one.pageBreakBefore);
+    EXPECT_EQ(std::tuple(one.alignment, one.leftIndent, one.rightIndent, one.firstLineIndent, one.spaceBefore,
+                         one.spaceAfter, one.lineRule, one.lineSpacing),
+              std::tuple(Alignment::Center, 720, 360, -360, 120, 240, LineRule::Auto, 360));
+    EXPECT_EQ(std::tuple(one.keepWithNext, one.keepLinesTogether, one.widowControl, one.pageBreakBefore),
+              std::tuple(true, true, true, true));
     ASSERT_EQ(one.tabs.size(), 3u);
-    EXPECT_EQ(one.tabs[0].position, 1000);
-    EXPECT_EQ(one.tabs[0].alignment, TabAlignment::Center);
-    EXPECT_EQ(one.tabs[1].position, 3000);
-    EXPECT_EQ(one.tabs[1].alignment, TabAlignment::Left);
-    EXPECT_EQ(one.tabs[2].alignment, TabAlignment::Right);
-    EXPECT_EQ(one.tabs[2].leader, TabLeader::Dot);
+    EXPECT_EQ(std::tuple(one.tabs[0].position, one.tabs[0].alignment, one.tabs[1].position, one.tabs[1].alignment,
+                         one.tabs[2].alignment, one.tabs[2].leader),
+              std::tuple(1000, TabAlignment::Center, 3000, TabAlignment::Left, TabAlignment::Right, TabLeader::Dot));
 
     const ParaFormat& two = doc->paraFormatOf(s, 7);
-    EXPECT_EQ(two.alignment, Alignment::Justify);
-    EXPECT_EQ(two.lineRule, LineRule::Exact);
-    EXPECT_EQ(two.lineSpacing, 300);
-    EXPECT_EQ(two.leftIndent, 0);
-    EXPECT_TRUE(two.tabs.empty());
-    EXPECT_FALSE(two.keepWithNext);
+    EXPECT_EQ(std::tuple(two.alignment, two.lineRule, two.lineSpacing, two.leftIndent, two.tabs.size(), two.keepWithNext),
+              std::tuple(Alignment::Justify, LineRule::Exact, 300, 0, 0u, false));
     EXPECT_EQ(doc->paraFormatOf(s, 13).lineRule, LineRule::AtLeast);
     EXPECT_EQ(doc->paraFormatOf(s, 18).lineSpacing, 240);
 }
@@ -142,18 +121,12 @@ TEST(RtfReader, StylesAppliedThroughTheirBase)
     const Story& s = doc->mainStory();
     ASSERT_EQ(s.text, u"sub\rplain e\r");
     const ParaFormat& sub = doc->paraFormatOf(s, 3);
-    EXPECT_EQ(sub.styleName, "Subtitle");
-    EXPECT_EQ(sub.alignment, Alignment::Center);
-    EXPECT_EQ(sub.spaceBefore, 240);
+    EXPECT_EQ(std::tuple(sub.styleName, sub.alignment, sub.spaceBefore), std::tuple("Subtitle", Alignment::Center, 240));
     const CharFormat& subChar = doc->charFormatAt(s, 0);
-    EXPECT_TRUE(subChar.bold);
-    EXPECT_TRUE(subChar.italic);
-    EXPECT_EQ(subChar.fontName, "Arial");
-    EXPECT_EQ(subChar.sizeHalfPoints, 32);
-
+    EXPECT_EQ(std::tuple(subChar.bold, subChar.italic, subChar.fontName, subChar.sizeHalfPoints),
+              std::tuple(true, true, "Arial", 32));
     const ParaFormat& plain = doc->paraFormatOf(s, s.size() - 1);
-    EXPECT_EQ(plain.styleName, "Normal");
-    EXPECT_EQ(plain.alignment, Alignment::Left);
+    EXPECT_EQ(std::tuple(plain.styleName, plain.alignment), std::tuple("Normal", Alignment::Left));
     EXPECT_EQ(doc->charFormatAt(s, 10).underline, UnderlineKind::Single);
     EXPECT_EQ(doc->charFormatAt(s, 4).underline, UnderlineKind::None);
 }
@@ -164,11 +137,9 @@ TEST(RtfReader, StoredStatisticsAndWriter)
         R"({\*\generator Microsoft Word 11.0.6568;}{\info{\title x}{\nofpages3}{\nofwords120}{\nofchars700})"
         R"({\*\company ACME}{\nofcharsws812}\nofpages4}text)"));
     ASSERT_TRUE(doc);
-    EXPECT_EQ(doc->stored.pages, 4);
-    EXPECT_EQ(doc->stored.words, 120);
-    EXPECT_EQ(doc->stored.characters, 700);
-    EXPECT_EQ(doc->stored.charactersWithSpaces, 812);
-    EXPECT_EQ(doc->stored.application, "Microsoft Word 11.0.6568");
+    const StoredStatistics& st = doc->stored;
+    EXPECT_EQ(std::tuple(st.pages, st.words, st.characters, st.charactersWithSpaces, st.application),
+              std::tuple(4, 120, 700, 812, "Microsoft Word 11.0.6568"));
     EXPECT_EQ(doc->mainStory().text, u"text\r");
 }
 
@@ -183,10 +154,9 @@ TEST(RtfReader, ListLabelsAndDocumentSettings)
     ASSERT_TRUE(doc);
     const Story& s = doc->mainStory();
     ASSERT_EQ(s.text, u"first\rsecond\rthird\r");
-    EXPECT_EQ(doc->paraFormatOf(s, 5).listLabel, u"1.");
-    EXPECT_EQ(doc->paraFormatOf(s, 12).listLabel, u"\u00B7");
-    EXPECT_TRUE(doc->paraFormatOf(s, 18).listLabel.empty());
-    EXPECT_EQ(doc->settings.defaultTabStop, 360);
-    EXPECT_TRUE(doc->settings.mirrorMargins);
-    EXPECT_TRUE(doc->settings.autoHyphenation);
+    EXPECT_EQ(std::tuple(doc->paraFormatOf(s, 5).listLabel, doc->paraFormatOf(s, 12).listLabel,
+                         doc->paraFormatOf(s, 18).listLabel),
+              std::tuple(u"1.", u"\u00B7", u""));
+    EXPECT_EQ(std::tuple(doc->settings.defaultTabStop, doc->settings.mirrorMargins, doc->settings.autoHyphenation),
+              std::tuple(360, true, true));
 }

@@ -1,6 +1,8 @@
 // RTF structure: sections with their headers and footers, tables and nesting, notes, shapes.
 #include "RtfTestSupport.h"
 
+#include <tuple>
+
 using namespace qm::engine;
 using namespace qm::engine::test;
 
@@ -29,32 +31,25 @@ TEST(RtfStructure, SectionsCarryPageSetupAndTheirOwnHeaders)
     EXPECT_EQ(doc->mainStory().text, u"one\ftwo\fthree\r");
     ASSERT_EQ(doc->sections.size(), 3u);
     const Section& first = doc->sections[0];
-    EXPECT_EQ(first.end, 4u);
-    EXPECT_EQ(first.format.pageWidth, 12240);
-    EXPECT_EQ(first.format.pageHeight, 16838);
-    EXPECT_EQ(first.format.marginLeft, 1000);
-    EXPECT_EQ(first.format.headerDistance, 500);
-    EXPECT_TRUE(first.format.titlePage);
-    EXPECT_EQ(storyText(*doc, first.headers[0]), u"H1\r");
-    EXPECT_EQ(storyText(*doc, first.headers[1]), u"F1\r");
-    EXPECT_EQ(storyText(*doc, first.headers[2]), u"E1\r");
-    EXPECT_EQ(doc->stories[first.headers[1]].type, StoryType::FirstPageHeader);
-    EXPECT_EQ(doc->stories[first.headers[2]].type, StoryType::EvenPagesHeader);
-    EXPECT_EQ(storyText(*doc, first.footers[0]), u"Foot1\r");
+    const SectionFormat& f1 = first.format;
+    EXPECT_EQ(std::tuple(first.end, f1.pageWidth, f1.pageHeight, f1.marginLeft, f1.headerDistance, f1.titlePage),
+              std::tuple(4u, 12240, 16838, 1000, 500, true));
+    EXPECT_EQ(std::tuple(storyText(*doc, first.headers[0]), storyText(*doc, first.headers[1]),
+                         storyText(*doc, first.headers[2]), storyText(*doc, first.footers[0])),
+              std::tuple(u"H1\r", u"F1\r", u"E1\r", u"Foot1\r"));
+    EXPECT_EQ(std::tuple(doc->stories[first.headers[1]].type, doc->stories[first.headers[2]].type),
+              std::tuple(StoryType::FirstPageHeader, StoryType::EvenPagesHeader));
     EXPECT_TRUE(doc->settings.evenAndOddHeaders);
 
     const Section& second = doc->sections[1];
-    EXPECT_EQ(second.format.start, SectionStart::Continuous);
-    EXPECT_EQ(second.format.pageWidth, 11906);
-    EXPECT_EQ(second.format.marginLeft, 2000);
-    EXPECT_FALSE(second.format.titlePage);
-    EXPECT_EQ(second.headers[0], -1);
+    const SectionFormat& f2 = second.format;
+    EXPECT_EQ(std::tuple(f2.start, f2.pageWidth, f2.marginLeft, f2.titlePage, second.headers[0]),
+              std::tuple(SectionStart::Continuous, 11906, 2000, false, -1));
     EXPECT_EQ(doc->headerStory(1, HeaderFooterIndex::Primary), first.headers[0]);
 
     const Section& third = doc->sections[2];
-    EXPECT_EQ(third.format.start, SectionStart::NewPage);
-    EXPECT_EQ(third.format.columns, 2);
-    EXPECT_EQ(third.end, doc->mainStory().size());
+    EXPECT_EQ(std::tuple(third.format.start, third.format.columns, third.end),
+              std::tuple(SectionStart::NewPage, 2, doc->mainStory().size()));
     EXPECT_EQ(storyText(*doc, third.footers[0]), u"Foot3\r");
     EXPECT_EQ(doc->footerStory(1, HeaderFooterIndex::Primary), first.footers[0]);
 }
@@ -79,13 +74,11 @@ TEST(RtfStructure, TableRowsAndCells)
     ASSERT_GE(first.rowFormat, 0);
     const TableRowFormat& f1 = doc->rowFormats[first.rowFormat];
     ASSERT_EQ(f1.cells.size(), 2u);
-    EXPECT_EQ(f1.cells[0].width, 2000);
-    EXPECT_EQ(f1.cells[1].width, 3000);
-    EXPECT_EQ(f1.cellMarginLeft, 108);
+    EXPECT_EQ(std::tuple(f1.cells[0].width, f1.cells[1].width, f1.cellMarginLeft), std::tuple(2000, 3000, 108));
     const TableRowFormat& f2 = doc->rowFormats[tables[0].rows[1].rowFormat];
-    EXPECT_EQ(f2.heightRule, RowHeightRule::Exact);
-    EXPECT_EQ(f2.height, 400);
-    EXPECT_EQ(f2.cells[1].verticalMerge, VerticalMerge::Restart);
+    ASSERT_EQ(f2.cells.size(), 2u);
+    EXPECT_EQ(std::tuple(f2.heightRule, f2.height, f2.cells[1].verticalMerge),
+              std::tuple(RowHeightRule::Exact, 400, VerticalMerge::Restart));
     EXPECT_EQ(doc->paraFormatOf(s, s.size() - 1).tableDepth, 0);
 }
 
@@ -104,13 +97,10 @@ TEST(RtfStructure, NestedTableInsideACell)
     const Story& s = doc->mainStory();
     EXPECT_EQ(s.text, u"outer\rin1\u0007in2\u0007\u0007\u0007x\u0007\u0007end\r");
     auto outer = findTables(*doc, 0, 0, s.size());
-    ASSERT_EQ(outer.size(), 1u);
-    ASSERT_EQ(outer[0].rows.size(), 1u);
-    ASSERT_EQ(outer[0].rows[0].cells.size(), 2u);
+    ASSERT_TRUE(outer.size() == 1 && outer[0].rows.size() == 1 && outer[0].rows[0].cells.size() == 2);
     const TableCell& cell = outer[0].rows[0].cells[0];
     auto inner = findTables(*doc, 0, cell.start, cell.end, 2);
-    ASSERT_EQ(inner.size(), 1u);
-    ASSERT_EQ(inner[0].rows.size(), 1u);
+    ASSERT_TRUE(inner.size() == 1 && inner[0].rows.size() == 1);
     EXPECT_EQ(inner[0].rows[0].cells.size(), 2u);
     const TableRowFormat& innerFormat = doc->rowFormats[inner[0].rows[0].rowFormat];
     ASSERT_EQ(innerFormat.cells.size(), 2u);
@@ -130,21 +120,22 @@ TEST(RtfStructure, NotesAreStoriesWithReferences)
     ASSERT_TRUE(doc);
     const Story& s = doc->mainStory();
     EXPECT_EQ(s.text, u"Main\u0002text\u0002\r");
-    EXPECT_EQ(doc->charFormatAt(s, 4).noteIndex, 0);
-    EXPECT_EQ(doc->charFormatAt(s, 4).verticalPosition, VerticalPosition::Superscript);
-    EXPECT_EQ(doc->charFormatAt(s, 9).noteIndex, 1);
+    EXPECT_EQ(std::tuple(doc->charFormatAt(s, 4).noteIndex, doc->charFormatAt(s, 4).verticalPosition,
+                         doc->charFormatAt(s, 9).noteIndex),
+              std::tuple(0, VerticalPosition::Superscript, 1));
     ASSERT_EQ(doc->notes.size(), 3u);
-    const Note& foot = doc->notes[0];
-    EXPECT_EQ(foot.kind, NoteKind::Footnote);
-    EXPECT_EQ(doc->stories[foot.story].type, StoryType::Footnotes);
-    EXPECT_EQ(slice(doc->stories[foot.story], foot.start, foot.end), u"\u0002 Note one.\r");
-    const Note& end = doc->notes[1];
-    EXPECT_EQ(end.kind, NoteKind::Endnote);
-    EXPECT_EQ(doc->stories[end.story].type, StoryType::Endnotes);
-    EXPECT_EQ(slice(doc->stories[end.story], end.start, end.end), u"\u0002 End.\r");
-    const Note& comment = doc->notes[2];
-    EXPECT_EQ(comment.kind, NoteKind::Comment);
-    EXPECT_EQ(slice(doc->stories[comment.story], comment.start, comment.end), u"Comment.\r");
+    struct Expected {
+        NoteKind kind;
+        StoryType story;
+        std::u16string text;
+    } expected[] = {{NoteKind::Footnote, StoryType::Footnotes, u"\u0002 Note one.\r"},
+                    {NoteKind::Endnote, StoryType::Endnotes, u"\u0002 End.\r"},
+                    {NoteKind::Comment, StoryType::Comments, u"Comment.\r"}};
+    for (size_t i = 0; i < 3; ++i) {
+        const Note& n = doc->notes[i];
+        EXPECT_EQ(std::tuple(n.kind, doc->stories[n.story].type, slice(doc->stories[n.story], n.start, n.end)),
+                  std::tuple(expected[i].kind, expected[i].story, expected[i].text)) << i;
+    }
 }
 
 // A text box's text is its own story, anchored where the shape stands; the
@@ -159,12 +150,9 @@ TEST(RtfStructure, ShapeTextBoxBecomesAStory)
     EXPECT_EQ(s.text, u"a\u0008b\u0008c\r");
     ASSERT_EQ(doc->objects.size(), 2u);
     const InlineObject& box = doc->objects[doc->charFormatAt(s, 1).objectIndex];
-    EXPECT_EQ(box.kind, ObjectKind::TextBox);
-    EXPECT_TRUE(box.floating);
-    EXPECT_EQ(box.width, 2000);
-    EXPECT_EQ(box.height, 1000);
+    EXPECT_EQ(std::tuple(box.kind, box.floating, box.width, box.height), std::tuple(ObjectKind::TextBox, true, 2000, 1000));
     ASSERT_GE(box.story, 0);
-    EXPECT_EQ(doc->stories[box.story].type, StoryType::TextFrame);
-    EXPECT_EQ(doc->stories[box.story].text, u"boxed\r");
+    EXPECT_EQ(std::tuple(doc->stories[box.story].type, doc->stories[box.story].text),
+              std::tuple(StoryType::TextFrame, std::u16string(u"boxed\r")));
     EXPECT_EQ(doc->objects[doc->charFormatAt(s, 3).objectIndex].kind, ObjectKind::Shape);
 }

@@ -1,9 +1,7 @@
 // Helpers shared by the RTF reader tests: reading a literal and looking into the result.
 #pragma once
 
-#include "engine/formats/Reader.h"
-
-#include <gtest/gtest.h>
+#include "../support/CorpusSweep.h"
 
 #include <string>
 #include <string_view>
@@ -38,33 +36,6 @@ inline const Story* storyOfType(const Document& doc, StoryType type)
         if (s.type == type)
             return &s;
     return nullptr;
-}
-
-// The model's invariants that every reader result must keep, whatever the input.
-inline void expectWellFormed(const Document& doc)
-{
-    for (size_t i = 0; i < doc.stories.size(); ++i) {
-        SCOPED_TRACE("story " + std::to_string(i));
-        const Story& s = doc.stories[i];
-        ASSERT_FALSE(s.text.empty());
-        EXPECT_EQ(s.text.back(), Ch::ParagraphMark);
-        ASSERT_EQ(s.attrs.size(), s.text.size());
-        for (const CharAttr& a : s.attrs) {
-            ASSERT_LT(a.charFormat, doc.charFormats.size());
-            ASSERT_LT(a.paraFormat, doc.paraFormats.size());
-            const CharFormat& f = doc.charFormats[a.charFormat];
-            EXPECT_LT(f.objectIndex, static_cast<int32_t>(doc.objects.size()));
-            EXPECT_LT(f.noteIndex, static_cast<int32_t>(doc.notes.size()));
-        }
-    }
-    ASSERT_FALSE(doc.sections.empty());
-    EXPECT_EQ(doc.sections.back().end, doc.mainStory().size());
-    for (const Note& n : doc.notes) {
-        ASSERT_GE(n.story, 0);
-        ASSERT_LT(static_cast<size_t>(n.story), doc.stories.size());
-        EXPECT_LE(n.start, n.end);
-        EXPECT_LE(n.end, doc.stories[n.story].size());
-    }
 }
 
 } // namespace qm::engine::test

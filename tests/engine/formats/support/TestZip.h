@@ -1,7 +1,10 @@
 // Zips entries in memory for reader tests, and shows a story's marks as visible characters.
 #pragma once
 
+#include "engine/formats/Reader.h"
 #include "engine/model/Document.h"
+
+#include <gtest/gtest.h>
 #include "engine/model/Unicode.h"
 
 #include <zip.h>
@@ -74,6 +77,25 @@ inline std::string visible(const Story& s)
         }
     }
     return utf16ToUtf8(out);
+}
+
+/// A read that failed with an error containing `part`.
+inline ::testing::AssertionResult failsWith(const ReadResult& r, std::string_view part)
+{
+    if (!r.ok() && r.error.find(part) != std::string::npos)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "read ok " << r.ok() << ", error \"" << r.error << "\"";
+}
+
+/// The list label of each paragraph of the main story, in order.
+inline std::vector<std::u16string> listLabels(const Document& doc)
+{
+    std::vector<std::u16string> out;
+    const Story& s = doc.mainStory();
+    for (uint32_t i = 0; i < s.size(); ++i)
+        if (s.text[i] == Ch::ParagraphMark)
+            out.push_back(doc.paraFormatOf(s, i).listLabel);
+    return out;
 }
 
 } // namespace qm::engine::test
