@@ -10,21 +10,13 @@ using namespace qm::engine::testing;
 TEST(DocumentSummary, FiguresStoriesAndAnUnchangedDocument)
 {
     DocumentBuilder b("rtf");
-    const StoryId head = b.newStory(StoryType::PrimaryHeader);
-    b.setStory(head);
-    appendRuns(b, {{u"Page head\r"}});
-    const StoryId foot = b.newStory(StoryType::PrimaryFooter);
-    b.setStory(foot);
-    appendRuns(b, {{u"Foot\r"}});
-    b.newStory(StoryType::Footnotes); // not a header or footer: not listed
-    b.setStory(0);
+    HeaderFooterRefs first, second;
+    first.headers[0] = addStory(b, StoryType::PrimaryHeader, {{u"Page head\r"}});
+    second.footers[0] = addStory(b, StoryType::PrimaryFooter, {{u"Foot\r"}});
+    addStory(b, StoryType::Footnotes, {{u"note\r"}}); // not a header or footer: not listed
     appendRuns(b, {{u"well-known words\r"}});
-    HeaderFooterRefs first;
-    first.headers[0] = static_cast<int32_t>(head);
     b.endSection(SectionFormat{}, first, 0, 0);
     appendRuns(b, {{u"06/30/2003\r"}});
-    HeaderFooterRefs second;
-    second.footers[0] = static_cast<int32_t>(foot);
     b.diagnose("test.note", Severity::Note, "offset 3", "kept for the summary");
     DocumentAccess access(b.finish(SectionFormat{}, second));
     const Story before = access.document().mainStory();

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qm::engine::testing {
 
@@ -26,7 +27,7 @@ inline CharFormat boldFormat()
 }
 
 /// Appends runs to the builder's current story.
-inline void appendRuns(DocumentBuilder& b, std::initializer_list<Run> runs)
+inline void appendRuns(DocumentBuilder& b, const std::vector<Run>& runs)
 {
     const uint32_t para = b.paraFormat(ParaFormat{});
     for (const Run& r : runs) {
@@ -41,6 +42,31 @@ inline void appendRuns(DocumentBuilder& b, std::initializer_list<Run> runs)
             }
         }
     }
+}
+
+/// Adds a story of `type` holding the runs, leaving the main story current.
+inline int32_t addStory(DocumentBuilder& b, StoryType type, const std::vector<Run>& runs)
+{
+    const StoryId id = b.newStory(type);
+    b.setStory(id);
+    appendRuns(b, runs);
+    b.setStory(0);
+    return static_cast<int32_t>(id);
+}
+
+/// Appends a table of one row, one plain cell per text, to the current story.
+inline void appendRow(DocumentBuilder& b, std::initializer_list<std::u16string_view> cells)
+{
+    const uint32_t plain = b.charFormat(CharFormat{});
+    b.beginTable();
+    b.beginRow();
+    for (std::u16string_view text : cells) {
+        b.beginCell();
+        b.appendText(text, plain);
+        b.endCell(b.paraFormat(ParaFormat{}), plain);
+    }
+    b.endRow(TableRowFormat{}, plain);
+    b.endTable();
 }
 
 /// A one-section document whose main story holds the runs.

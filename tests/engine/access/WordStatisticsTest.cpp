@@ -1,26 +1,11 @@
 // Word Count figures on documents built here.
 #include "engine/access/WordStatistics.h"
-#include "engine/model/DocumentBuilder.h"
+#include "TestDocuments.h"
 
 #include <gtest/gtest.h>
 
 using namespace qm::engine;
-
-namespace {
-
-std::unique_ptr<Document> paragraphs(std::initializer_list<std::u16string_view> texts)
-{
-    DocumentBuilder b("txt");
-    const uint32_t plain = b.charFormat(CharFormat{});
-    const uint32_t para = b.paraFormat(ParaFormat{});
-    for (auto t : texts) {
-        b.appendText(t, plain);
-        b.endParagraph(para, plain);
-    }
-    return b.finish(SectionFormat{}, HeaderFooterRefs{});
-}
-
-} // namespace
+using namespace qm::engine::testing;
 
 TEST(WordStatistics, CountsLikeWordCount)
 {
@@ -40,7 +25,7 @@ TEST(WordStatistics, CountsLikeWordCount)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.text.begin(), c.text.end()));
-        auto doc = paragraphs({c.text});
+        auto doc = makeDocument(c.text);
         const WordStatistics s = computeWordStatistics(*doc);
         EXPECT_EQ(s.characters, c.characters);
         EXPECT_EQ(s.charactersWithSpaces, c.withSpaces);
@@ -51,26 +36,10 @@ TEST(WordStatistics, CountsLikeWordCount)
 TEST(WordStatistics, HiddenTextCountsAndMarksButTheLastCountAsSpaces)
 {
     DocumentBuilder b("txt");
-    const uint32_t plain = b.charFormat(CharFormat{});
-    CharFormat hiddenFormat;
-    hiddenFormat.hidden = true;
-    const uint32_t hidden = b.charFormat(hiddenFormat);
-    const uint32_t para = b.paraFormat(ParaFormat{});
-    b.appendText(u"one", plain);
-    b.appendText(u" secret", hidden);
-    b.endParagraph(para, plain);
-    b.endParagraph(para, plain); // empty
-    b.appendText(u"a\u0001b\u000Bc", plain); // a picture and a line break
-    b.endParagraph(para, plain);
-    b.beginTable();
-    b.beginRow();
-    b.beginCell();
-    b.appendText(u"cell", plain);
-    b.endCell(para, plain);
-    b.endRow(TableRowFormat{}, plain);
-    b.endTable();
-    b.appendText(u"two", plain);
-    b.endParagraph(para, plain);
+    // A picture and a line break in the third paragraph.
+    appendRuns(b, {{u"one"}, {u" secret", CharFormat{.hidden = true}}, {u"\r\ra\u0001b\u000Bc\r"}});
+    appendRow(b, {u"cell"});
+    appendRuns(b, {{u"two\r"}});
     auto doc = b.finish(SectionFormat{}, HeaderFooterRefs{});
     const WordStatistics s = computeWordStatistics(*doc);
     EXPECT_EQ(s.words, 7);       // one secret a b c cell two: a picture and a break both end a word
@@ -83,7 +52,7 @@ TEST(WordStatistics, HiddenTextCountsAndMarksButTheLastCountAsSpaces)
 
 TEST(WordStatistics, RangeOfAStory)
 {
-    auto doc = paragraphs({u"alpha beta", u"gamma"});
+    auto doc = makeDocument(u"alpha beta\rgamma\r");
     EXPECT_EQ(computeWordStatistics(*doc, 0, 6, 10).words, 1);
     EXPECT_EQ(computeWordStatistics(*doc, 0, 0, 5).characters, 5);
     EXPECT_EQ(computeWordStatistics(*doc, 9, 0).words, 0); // no such story

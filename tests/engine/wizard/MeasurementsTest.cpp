@@ -1,7 +1,7 @@
 // Measurements on documents built here, with answers worked out by hand.
 #include "engine/wizard/EngineLayout.h"
 #include "engine/wizard/Measurements.h"
-#include "engine/model/DocumentBuilder.h"
+#include "../access/TestDocuments.h"
 
 #include <gtest/gtest.h>
 
@@ -13,60 +13,34 @@ using namespace qm::engine;
 
 namespace {
 
-struct Run {
-    std::u16string text;
-    CharFormat format;
-};
-using Paragraph = std::vector<Run>;
+namespace docs = qm::engine::testing;
+using docs::Run;
 
-CharFormat plain() { return CharFormat{}; }
 CharFormat bold() { return CharFormat{.bold = true}; }
-CharFormat underlined() { return CharFormat{.underline = UnderlineKind::Single}; }
-CharFormat allCaps() { return CharFormat{.allCaps = true}; }
 
-/// A document: main paragraphs, and optionally a primary header and footer
-/// for its one section; `headerTable` puts a one-cell table in the header.
+/// A one-section document: main text, and a primary header and footer when
+/// given; `headerTable` starts the header with a one-cell table.
 struct Spec {
-    std::vector<Paragraph> body;
-    std::vector<Paragraph> header;
-    std::vector<Paragraph> footer;
+    std::vector<Run> body, header = {}, footer = {};
     bool headerTable = false;
 };
 
 std::unique_ptr<Document> build(const Spec& spec)
 {
     DocumentBuilder b("docx");
-    const uint32_t para = b.paraFormat(ParaFormat{});
-    const uint32_t mark = b.charFormat(CharFormat{});
-    auto write = [&](const std::vector<Paragraph>& paragraphs) {
-        for (const Paragraph& p : paragraphs) {
-            for (const Run& r : p)
-                b.appendText(r.text, b.charFormat(r.format));
-            b.endParagraph(para, mark);
-        }
-    };
-    write(spec.body);
+    docs::appendRuns(b, spec.body);
     HeaderFooterRefs refs;
-    if (!spec.header.empty() || spec.headerTable) {
+    if (spec.headerTable) {
         refs.headers[0] = int32_t(b.newStory(StoryType::PrimaryHeader));
         b.setStory(StoryId(refs.headers[0]));
-        if (spec.headerTable) {
-            b.beginTable();
-            b.beginRow();
-            b.beginCell();
-            b.appendText(u"cell", mark);
-            b.endCell(para, mark);
-            b.endRow(TableRowFormat{}, mark);
-            b.endTable();
-        }
-        write(spec.header);
+        docs::appendRow(b, {u"cell"});
+        docs::appendRuns(b, spec.header);
+        b.setStory(0);
+    } else if (!spec.header.empty()) {
+        refs.headers[0] = docs::addStory(b, StoryType::PrimaryHeader, spec.header);
     }
-    if (!spec.footer.empty()) {
-        refs.footers[0] = int32_t(b.newStory(StoryType::PrimaryFooter));
-        b.setStory(StoryId(refs.footers[0]));
-        write(spec.footer);
-    }
-    b.setStory(0);
+    if (!spec.footer.empty())
+        refs.footers[0] = docs::addStory(b, StoryType::PrimaryFooter, spec.footer);
     return b.finish(SectionFormat{}, refs);
 }
 
@@ -113,25 +87,24 @@ TEST_F(MeasurementsTest, SwitchesCountEachFormattedRunOnce)
 {
     struct Case {
         const char* name;
-        Paragraph paragraph;
+        std::vector<docs::Run> runs;
         const char* amount;
         double expected;
     } cases[] = {
-        {"bold, plain, bold", {{u"Bold", bold()}, {u" plain ", plain()}, {u"Bold", bold()}}, "2.0", 4},
-        {"bold words apart by a space only", {{u"Bold", bold()}, {u" ", plain()}, {u"Bold", bold()}}, "2.0", 2},
-        {"a run ends the story", {{u"plain ", plain()}, {u"Bold", bold()}}, "2.0", 2},
-        {"nothing bold", {{u"plain text", plain()}}, "2.0", 0},
+        {"bold, plain, bold", {{u"Bold", bold()}, {u" plain "}, {u"Bold", bold()}, {u"\r"}}, "2.0", 4},
+        {"bold words apart by a space only", {{u"Bold", bold()}, {u" "}, {u"Bold", bold()}, {u"\r"}}, "2.0", 2},
+        {"a run ends the story", {{u"plain "}, {u"Bold", bold()}, {u"\r"}}, "2.0", 2},
+        {"nothing bold", {{u"plain text\r"}}, "2.0", 0},
         // A running total rounded half to even after every addition: 2, 4, 6, 8.
         {"1.5 four times",
-         {{u"a", bold()}, {u"b", plain()}, {u"c", bold()}, {u"d", plain()}, {u"e", bold()}, {u"f", plain()},
-          {u"g", bold()}},
+         {{u"a", bold()}, {u"b"}, {u"c", bold()}, {u"d"}, {u"e", bold()}, {u"f"}, {u"g", bold()}, {u"\r"}},
          "1.5", 8},
-        {"1.5 once", {{u"a", bold()}}, "1.5", 2},
+        {"1.5 once", {{u"a", bold()}, {u"\r"}}, "1.5", 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         keys = {{"BoldONOFFAmount", c.amount}};
-        Measurements& m = open(Spec{{c.paragraph}});
+        Measurements& m = open(Spec{c.runs});
         EXPECT_EQ(m.CountBoldCharsONOFF(), c.expected);
     }
     EXPECT_TRUE(prompter.messages.empty());
@@ -140,8 +113,8 @@ TEST_F(MeasurementsTest, SwitchesCountEachFormattedRunOnce)
 TEST_F(MeasurementsTest, CharacterFamilyChargesTheExcessAndCapsTheFullAmount)
 {
     keys = {{"BoldCharAmount", "2.0"}, {"UnderlineCharAmount", "2.5"}, {"CapsCharAmount", "2.0"}};
-    Measurements& m = open(Spec{{{{u"Bold", bold()}, {u" Text ", plain()}, {u"under", underlined()},
-                                  {u" shown", allCaps()}}}});
+    Measurements& m = open(Spec{{{u"Bold", bold()}, {u" Text "}, {u"under", {.underline = UnderlineKind::Single}},
+                                 {u" shown", {.allCaps = true}}, {u"\r"}}});
     const std::u16string before = mainText();
     EXPECT_EQ(m.CountBoldchars(), 4.0);
     EXPECT_EQ(m.CountUnderlinechars(), 8.0);  // 1.5 × 5 = 7.5, rounded half to even
@@ -153,7 +126,7 @@ TEST_F(MeasurementsTest, CharacterFamilyChargesTheExcessAndCapsTheFullAmount)
 
 TEST_F(MeasurementsTest, WordsCharactersAndHeaderTraversal)
 {
-    Spec spec{{{{u"One two-part\tthree.", plain()}}}, {{{u"Head words", plain()}}}, {{{u"Foot", plain()}}}};
+    Spec spec{{{u"One two-part\tthree.\r"}}, {{u"Head words\r"}}, {{u"Foot\r"}}};
     struct Case {
         const char* traverse;
         const char* firstPage;
@@ -178,7 +151,7 @@ TEST_F(MeasurementsTest, WordsCharactersAndHeaderTraversal)
 
 TEST_F(MeasurementsTest, ReturnsInGrossLineModeAndOtherwise)
 {
-    Spec spec{{{{u"a", plain()}}, {}, {{u"b", plain()}}}};
+    Spec spec{{{u"a\r\rb\r"}}};
     struct Case {
         const char* unit;
         const char* amount;
@@ -195,12 +168,12 @@ TEST_F(MeasurementsTest, ReturnsInGrossLineModeAndOtherwise)
         EXPECT_EQ(open(spec).CountReturnAndEnters(), c.expected);
     }
     keys = {{"DonePer", "Gross Line"}};
-    EXPECT_EQ(open(Spec{{{}}}).CountReturnAndEnters(), 0); // never below zero
+    EXPECT_EQ(open(Spec{{{u"\r"}}}).CountReturnAndEnters(), 0); // never below zero
 }
 
 TEST_F(MeasurementsTest, TablesInHeadersAndTabs)
 {
-    Spec spec{{{{u"a\tb\tc", plain()}}}, {{{u"head\t", plain()}}}};
+    Spec spec{{{u"a\tb\tc\r"}}, {{u"head\t\r"}}};
     spec.headerTable = true;
     struct Case {
         const char* traverse;
@@ -223,7 +196,7 @@ TEST_F(MeasurementsTest, TablesInHeadersAndTabs)
 
 TEST_F(MeasurementsTest, GrossLineCleanUpsStayForLaterMeasurements)
 {
-    Spec spec{{{{u"first", plain()}}, {}, {}, {{u" ", plain()}}, {{u"second\fthird", plain()}}}};
+    Spec spec{{{u"first\r\r\r \rsecond\fthird\r"}}};
     keys = {{"DoNotCountBlankLine", "0"}};
     Measurements& m = open(spec);
     EXPECT_EQ(m.CountGrossLines(), 6); // a page break ends a line too
@@ -244,7 +217,7 @@ TEST_F(MeasurementsTest, GrossLineCleanUpsStayForLaterMeasurements)
 
 TEST_F(MeasurementsTest, CountlinesSumsTheSwitchedOnExtrasAndDivides)
 {
-    Spec spec{{{{u"Bold", bold()}, {u" and plain\ttext", plain()}}, {{u"Second", plain()}}}};
+    Spec spec{{{u"Bold", bold()}, {u" and plain\ttext\rSecond\r"}}};
     keys = {{"CharPerLine", "10"}};
     LineBreakdown parts;
     EXPECT_DOUBLE_EQ(open(spec).Countlines("", "Office", &parts), 2.2); // 22 characters, no spaces
@@ -264,7 +237,7 @@ TEST_F(MeasurementsTest, CountlinesSumsTheSwitchedOnExtrasAndDivides)
 
 TEST_F(MeasurementsTest, ProfileErrorsAreReportedWithTheirTag)
 {
-    Spec spec{{{{u"text", plain()}}}};
+    Spec spec{{{u"text\r"}}};
     struct Case {
         std::map<std::string, std::string> keys;
         const char* description;
