@@ -51,18 +51,6 @@ TEST(ChaseList, AddFilesTakesSelectionAndRefusesExactDuplicatesOnly)
     EXPECT_EQ(prompter.messages[0], info("Add File", "Please Select A File To Add From The File List"));
 }
 
-TEST(ChaseList, LimitStopsAddingWithItsMessage)
-{
-    ChaseList list;
-    for (size_t i = 0; i + 1 < ChaseList::limit; ++i)
-        list.append("f", "/f" + std::to_string(i));
-    RecordingPrompter prompter;
-    EXPECT_EQ(list.addFiles("/d", {"x.doc", "y.doc"}, nullptr, Duplicates::Allow, prompter, {}), 1u);
-    EXPECT_EQ(list.size(), ChaseList::limit);
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.messages[0], info("Files", "You Can Not Add More Then 32,767 Files To The Chase List"));
-}
-
 TEST(ChaseList, StopEndsAnAddAfterTheCurrentFile)
 {
     ChaseList list;
@@ -148,14 +136,21 @@ TEST_F(ChaseListSearch, AddsSubFoldersFirstAndFiltersByCreationDayInclusive)
     EXPECT_TRUE(prompter.messages.empty());
 }
 
-TEST_F(ChaseListSearch, SearchLimitHasItsOwnWording)
+// Adding files and adding from a search stop at the limit, each with its
+// own wording.
+TEST_F(ChaseListSearch, LimitStopsAddingWithItsMessage)
 {
-    ChaseList list;
-    for (size_t i = 0; i + 2 < ChaseList::limit; ++i)
-        list.append("f", "/f" + std::to_string(i));
-    RecordingPrompter prompter;
-    EXPECT_EQ(list.addFromSearch(root, browser::FilePattern("*.*"), std::nullopt, Duplicates::Allow, prompter, {}),
-              2u);
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.messages[0], info("Files", "You Can Not Add More Then 32,767 Files To The Traverse List"));
+    for (bool search : {false, true}) {
+        ChaseList list;
+        for (size_t i = 0; i + 1 < ChaseList::limit; ++i)
+            list.append("f", "/f" + std::to_string(i));
+        RecordingPrompter prompter;
+        EXPECT_EQ(search ? list.addFromSearch(root, browser::FilePattern("*.*"), std::nullopt, Duplicates::Allow,
+                                              prompter, {})
+                         : list.addFiles("/d", {"x.doc", "y.doc"}, nullptr, Duplicates::Allow, prompter, {}),
+                  1u);
+        EXPECT_EQ(list.size(), ChaseList::limit);
+        EXPECT_EQ(prompter.messages, std::vector{info("Files", search ? "You Can Not Add More Then 32,767 Files To The Traverse List"
+                                                                      : "You Can Not Add More Then 32,767 Files To The Chase List")});
+    }
 }

@@ -261,13 +261,3 @@ TEST(Pagination, HeadersAreLaidOutButNotCounted)
     EXPECT_EQ(headerFooterLineCount(*doc, header, 0), 6);
     EXPECT_EQ(headerFooterLineCount(*doc, 99, 0), 0);
 }
-
-TEST(Pagination, LayoutLeavesTheDocumentAlone)
-{
-    auto doc = makeDocument(lines(60));
-    const std::u16string before = doc->mainStory().text;
-    const LayoutResult a = layoutDocument(*doc);
-    const LayoutResult b = layoutDocument(*doc);
-    EXPECT_EQ(doc->mainStory().text, before);
-    EXPECT_EQ(std::pair(a.lineCount(), a.pageCount()), std::pair(b.lineCount(), b.pageCount()));
-}
