@@ -116,10 +116,8 @@ TEST(LineHeight, TallestFontOnTheLineWins)
     const uint32_t para = b.paraFormat({});
     b.appendText(u"small ", small);
     b.appendText(u"BIG", big);
-    b.appendText(u" small", small);
-    b.endParagraph(para, small);
-    b.appendText(u"small only", small);
-    b.endParagraph(para, small);
+    addPara(b, u" small", small, para);
+    addPara(b, u"small only", small, para);
     // A big paragraph mark makes an empty line big too.
     b.endParagraph(para, big);
     auto doc = b.finish({}, {});

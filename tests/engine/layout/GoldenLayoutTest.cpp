@@ -56,23 +56,18 @@ std::unique_ptr<Document> paragraphsDocument()
     airy.spaceAfter = 200;
     airy.alignment = Alignment::Center;
 
-    b.appendText(u"A heading kept with its text", heading);
-    b.endParagraph(b.paraFormat(keep), heading);
-    b.appendText(Lorem, body);
-    b.endParagraph(b.paraFormat(justified), body);
+    addPara(b, u"A heading kept with its text", heading, b.paraFormat(keep));
+    addPara(b, Lorem, body, b.paraFormat(justified));
     for (const char16_t* label : {u"1.", u"2."}) {
         listItem.listLabel = label;
-        b.appendText(u"A list item long enough to wrap under its own text.", body);
-        b.endParagraph(b.paraFormat(listItem), body);
+        addPara(b, u"A list item long enough to wrap under its own text.", body, b.paraFormat(listItem));
     }
-    b.appendText(u"Name\tChapter\t12", body);
-    b.endParagraph(b.paraFormat(tabs), body);
+    addPara(b, u"Name\tChapter\t12", body, b.paraFormat(tabs));
     b.appendText(u"Line one\u000Bline two after a manual break, and extra\u001Fordinarily hyphen\u001Fated words.",
                  calibri);
     b.endParagraph(b.paraFormat(airy), calibri);
     b.endParagraph(b.paraFormat({}), body);
-    b.appendText(std::u16string(60, u'W'), body);
-    b.endParagraph(b.paraFormat({}), body);
+    addPara(b, std::u16string(60, u'W'), body, b.paraFormat({}));
     return b.finish(smallPage(), {});
 }
 
@@ -93,32 +88,21 @@ std::unique_ptr<Document> tableDocument()
     TableRowFormat tall = row;
     tall.heightRule = RowHeightRule::AtLeast;
     tall.height = 720;
-    b.appendText(u"Before the table.", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"Before the table.", cf, pf);
     b.beginTable();
     b.beginRow();
-    for (const char16_t* h : {u"Item", u"Description", u"Price"}) {
-        b.beginCell();
-        b.appendText(h, bold);
-        b.endCell(pf, bold);
-    }
+    for (const char16_t* h : {u"Item", u"Description", u"Price"})
+        addCell(b, h, bold, pf);
     b.endRow(header, bold);
     for (int i = 1; i <= 9; ++i) {
         b.beginRow();
-        b.beginCell();
-        b.appendUtf8("Item " + std::to_string(i), cf);
-        b.endCell(pf, cf);
-        b.beginCell();
-        b.appendText(i % 3 == 0 ? u"A description that runs over several lines of its cell" : u"Short", cf);
-        b.endCell(pf, cf);
-        b.beginCell();
-        b.appendUtf8(std::to_string(i * 10) + ".00", cf);
-        b.endCell(pf, cf);
+        addCell(b, utf8ToUtf16("Item " + std::to_string(i)), cf, pf);
+        addCell(b, i % 3 == 0 ? u"A description that runs over several lines of its cell" : u"Short", cf, pf);
+        addCell(b, utf8ToUtf16(std::to_string(i * 10) + ".00"), cf, pf);
         b.endRow(i == 5 ? tall : row, cf);
     }
     b.endTable();
-    b.appendText(u"After the table.", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"After the table.", cf, pf);
     return b.finish(smallPage(), {});
 }
 
@@ -130,11 +114,9 @@ std::unique_ptr<Document> sectionsDocument()
     const StoryId header = b.newStory(StoryType::PrimaryHeader);
     const StoryId footer = b.newStory(StoryType::PrimaryFooter);
     b.setStory(header);
-    b.appendText(u"Running header", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"Running header", cf, pf);
     b.setStory(footer);
-    b.appendText(u"Footer\tpage", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"Footer\tpage", cf, pf);
     b.setStory(0);
     HeaderFooterRefs refs;
     refs.headers[0] = static_cast<int32_t>(header);
@@ -146,14 +128,12 @@ std::unique_ptr<Document> sectionsDocument()
     twoColumns.start = SectionStart::Continuous;
     twoColumns.columns = 2;
     twoColumns.columnSpacing = 360;
-    b.appendText(Lorem, cf);
-    b.endParagraph(pf, cf);
+    addPara(b, Lorem, cf, pf);
     b.appendText(u"Column\u000Ebreak", cf);
     b.endSection(twoColumns, {}, pf, cf);
     SectionFormat odd = smallPage();
     odd.start = SectionStart::OddPage;
-    b.appendText(u"This section starts on an odd page.", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"This section starts on an odd page.", cf, pf);
     return b.finish(odd, {});
 }
 

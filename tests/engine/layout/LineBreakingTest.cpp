@@ -147,10 +147,8 @@ TEST(LineBreaking, HiddenTextTakesNoRoom)
     const uint32_t para = b.paraFormat({});
     b.appendText(u"aaaa ", plain);
     b.appendText(u"xxxxxxxxxxxxxxxxxxxx", secret);
-    b.appendText(u"bbbb", plain);
-    b.endParagraph(para, plain);
-    b.appendText(u"all hidden", secret);
-    b.endParagraph(para, secret);
+    addPara(b, u"bbbb", plain, para);
+    addPara(b, u"all hidden", secret, para);
     auto doc = b.finish(pageOfWidth(10), {});
     const LayoutResult r = layoutDocument(*doc);
     EXPECT_EQ(r.lineCount(), 1); // the hidden paragraph has no line at all

@@ -171,8 +171,7 @@ TEST(Pagination, SectionStarts)
         const uint32_t pf = b.paraFormat({});
         b.appendText(u"first section", cf);
         b.endSection(SectionFormat{}, {}, pf, cf);
-        b.appendText(u"second section", cf);
-        b.endParagraph(pf, cf);
+        addPara(b, u"second section", cf, pf);
         SectionFormat last;
         last.start = c.second;
         auto doc = b.finish(last, {});
@@ -203,26 +202,18 @@ TEST(Pagination, TableRowsCountTheirFullestCell)
     TableRowFormat row;
     row.cellMarginLeft = row.cellMarginRight = 0;
     row.cells = {{static_cast<Twips>(10 * Mono + 1)}, {static_cast<Twips>(10 * Mono + 1)}};
-    b.appendText(u"before", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"before", cf, pf);
     b.beginTable();
     b.beginRow();
-    b.beginCell();
-    b.appendText(u"aaaaaaaaa bbbbbbbbb ccccccccc", cf);
-    b.endCell(pf, cf);
-    b.beginCell();
-    b.appendText(u"one", cf);
-    b.endCell(pf, cf);
+    addCell(b, u"aaaaaaaaa bbbbbbbbb ccccccccc", cf, pf);
+    addCell(b, u"one", cf, pf);
     b.endRow(row, cf);
     b.beginRow();
-    b.beginCell();
-    b.endCell(pf, cf); // an empty row is one line
-    b.beginCell();
-    b.endCell(pf, cf);
+    addCell(b, u"", cf, pf); // an empty row is one line
+    addCell(b, u"", cf, pf);
     b.endRow(row, cf);
     b.endTable();
-    b.appendText(u"after", cf);
-    b.endParagraph(pf, cf);
+    addPara(b, u"after", cf, pf);
     auto doc = b.finish({}, {});
     const LayoutResult r = layoutDocument(*doc);
     EXPECT_EQ(r.lineCount(), 1 + 3 + 1 + 1);
@@ -237,18 +228,14 @@ TEST(Pagination, HeadersAreLaidOutButNotCounted)
     DocumentBuilder b("docx");
     const uint32_t cf = b.charFormat(times());
     const uint32_t pf = b.paraFormat({});
-    for (int i = 0; i < 50; ++i) {
-        b.appendText(u"body", cf);
-        b.endParagraph(pf, cf);
-    }
+    for (int i = 0; i < 50; ++i)
+        addPara(b, u"body", cf, pf);
     const StoryId header = b.newStory(StoryType::PrimaryHeader);
     b.setStory(header);
     // A header of 6 lines from 0.5" reaches past the 1" margin and pushes
     // the body down.
-    for (int i = 0; i < 6; ++i) {
-        b.appendText(u"header line", cf);
-        b.endParagraph(pf, cf);
-    }
+    for (int i = 0; i < 6; ++i)
+        addPara(b, u"header line", cf, pf);
     HeaderFooterRefs refs;
     refs.headers[0] = static_cast<int32_t>(header);
     auto doc = b.finish({}, refs);

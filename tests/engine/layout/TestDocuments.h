@@ -42,6 +42,21 @@ inline std::unique_ptr<Document> makeDocument(const std::vector<Para>& paragraph
     return b.finish(page, HeaderFooterRefs{});
 }
 
+/// Appends a paragraph of text in the given formats to the current story.
+inline void addPara(DocumentBuilder& b, std::u16string_view text, uint32_t chars, uint32_t para)
+{
+    b.appendText(text, chars);
+    b.endParagraph(para, chars);
+}
+
+/// Appends a table cell holding `text` (none: an empty cell).
+inline void addCell(DocumentBuilder& b, std::u16string_view text, uint32_t chars, uint32_t para)
+{
+    b.beginCell();
+    b.appendText(text, chars);
+    b.endCell(para, chars);
+}
+
 /// A page setup whose text area is `chars` monospaced characters wide.
 inline SectionFormat pageOfWidth(double chars)
 {
