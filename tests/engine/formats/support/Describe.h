@@ -46,7 +46,7 @@ struct Tokens {
     std::string out;
     void add(std::string_view key, bool set, const std::string& text)
     {
-        if (set && (" " + std::string(show) + " ").contains(" " + std::string(key) + " "))
+        if (set && !text.empty() && (" " + std::string(show) + " ").contains(" " + std::string(key) + " "))
             out += (out.empty() ? "" : " ") + text;
     }
 };
