@@ -104,6 +104,7 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
                                 leaders[static_cast<int>(tab.leader)]);
     t.add("label", !p.listLabel.empty(), "«" + utf16ToUtf8(p.listLabel) + "»");
     t.add("depth", p.tableDepth > 1, "d" + std::to_string(p.tableDepth)); // a nested table's
+    t.add("rowend", p.rowEnd, "rowend");
     if (!p.rowEnd || p.rowFormat < 0)
         return t.out;
     // A row's cells as width, xN for a span, ^ or | for a merge's start or continuation.
@@ -133,8 +134,9 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
 /// mark its own as [props]. Character keys: b i caps scaps hid strike u pos sz
 /// font color obj note; "mark" adds the marks' own character properties.
 /// Paragraph keys: style al ind space line keep tabs label depth (of a nested
-/// table), and row for the row format on a row's end mark. A property at the model's default
-/// prints nothing, so an expectation names only what the file set.
+/// table), row for the row format on a row's end mark, or rowend to mark only
+/// where rows end. A property at the model's default prints nothing, so an
+/// expectation names only what the file set.
 inline std::string describe(const Document& doc, std::string_view show, size_t story = 0)
 {
     const Story& s = doc.stories[story];
