@@ -455,8 +455,6 @@ std::string buildDoc(const DocSpec& spec, CfbLayout* layout)
     std::vector<std::pair<std::u16string, std::string>> streams{{u"WordDocument", wd}};
     if (!spec.omitTableStream)
         streams.emplace_back((spec.flags & 0x0200) ? u"1Table" : u"0Table", table);
-    for (const auto& s : spec.extraStreams)
-        streams.push_back(s);
     return buildCompoundFile(streams, layout);
 }
 
