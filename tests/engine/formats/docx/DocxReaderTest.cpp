@@ -332,9 +332,6 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
     }
     // Entities are never expanded: a DOCTYPE cannot pull in other text.
     {
-        DocxPackage entity;
-        entity.body = para("x");
-        std::string pkgBytes = entity.build();
         const std::string doctype = R"(<?xml version="1.0"?><!DOCTYPE d [<!ENTITY e SYSTEM "file:///etc/passwd"><!ENTITY big "BIG">]>)";
         const std::string doc = doctype + "<w:document " + std::string(WordNamespaces) +
                                 "><w:body><w:p><w:r><w:t>&e;&big;</w:t></w:r></w:p></w:body></w:document>";
