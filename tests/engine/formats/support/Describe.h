@@ -11,7 +11,6 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -174,39 +173,37 @@ inline std::string describe(const Document& doc, std::string_view show, size_t s
 /// the wrong type for its place is flagged.
 inline std::string describeSections(const Document& doc)
 {
-    std::ostringstream out;
+    static const char* starts[] = {"continuous", "newcolumn", "", "evenpage", "oddpage"};
+    static const StoryType types[2][3] = {
+        {StoryType::PrimaryFooter, StoryType::FirstPageFooter, StoryType::EvenPagesFooter},
+        {StoryType::PrimaryHeader, StoryType::FirstPageHeader, StoryType::EvenPagesHeader}};
     const SectionFormat base;
+    std::string out;
     for (size_t i = 0; i < doc.sections.size(); ++i) {
         const Section& sec = doc.sections[i];
         const SectionFormat& f = sec.format;
-        out << (i ? " | " : "") << "§" << sec.end;
-        const std::tuple<const char*, Twips, Twips> fields[] = {
-            {"w", f.pageWidth, base.pageWidth},         {"h", f.pageHeight, base.pageHeight},
-            {"mt", f.marginTop, base.marginTop},        {"mb", f.marginBottom, base.marginBottom},
-            {"ml", f.marginLeft, base.marginLeft},      {"mr", f.marginRight, base.marginRight},
-            {"hd", f.headerDistance, base.headerDistance}, {"fd", f.footerDistance, base.footerDistance},
-            {"cols", f.columns, base.columns},          {"colsp", f.columnSpacing, base.columnSpacing}};
-        for (const auto& [name, value, unset] : fields)
-            out << (value != unset ? " " + std::string(name) + std::to_string(value) : "");
-        static const char* starts[] = {"continuous", "newcolumn", "", "evenpage", "oddpage"};
-        out << (f.titlePage ? " title" : "") << (f.start != base.start ? " " : "") << starts[static_cast<int>(f.start)];
+        detail::Tokens t{"s"};
+        auto twips = [&](const char* name, Twips v, Twips unset) { t.add("s", v != unset, name + std::to_string(v)); };
+        twips("w", f.pageWidth, base.pageWidth), twips("h", f.pageHeight, base.pageHeight);
+        twips("mt", f.marginTop, base.marginTop), twips("mb", f.marginBottom, base.marginBottom);
+        twips("ml", f.marginLeft, base.marginLeft), twips("mr", f.marginRight, base.marginRight);
+        twips("hd", f.headerDistance, base.headerDistance), twips("fd", f.footerDistance, base.footerDistance);
+        twips("cols", f.columns, base.columns), twips("colsp", f.columnSpacing, base.columnSpacing);
+        t.add("s", f.titlePage, "title");
+        t.add("s", true, starts[static_cast<int>(f.start)]);
         for (int header = 1; header >= 0; --header)
-            for (auto index : {HeaderFooterIndex::Primary, HeaderFooterIndex::FirstPage, HeaderFooterIndex::EvenPages}) {
-                const int slot = static_cast<int>(index) - 1;
+            for (int slot = 0; slot < 3; ++slot) {
+                const auto index = static_cast<HeaderFooterIndex>(slot + 1);
                 const int32_t story = header ? doc.headerStory(i, index) : doc.footerStory(i, index);
-                if (story < 0)
-                    continue;
                 const int32_t own = header ? sec.headers[slot] : sec.footers[slot];
-                out << " " << (header ? "H" : "F") << (slot ? std::to_string(slot) : "") << (own < 0 ? "^:" : ":")
-                    << storyText(doc, story);
-                static const StoryType types[2][3] = {
-                    {StoryType::PrimaryFooter, StoryType::FirstPageFooter, StoryType::EvenPagesFooter},
-                    {StoryType::PrimaryHeader, StoryType::FirstPageHeader, StoryType::EvenPagesHeader}};
-                if (doc.stories[story].type != types[header][slot])
-                    out << "(wrong story type)";
+                t.add("s", story >= 0,
+                      (header ? "H" : "F") + (slot ? std::to_string(slot) : "") + (own < 0 ? "^:" : ":") +
+                          storyText(doc, story) +
+                          (story >= 0 && doc.stories[story].type != types[header][slot] ? "(wrong story type)" : ""));
             }
+        out += (i ? " | §" : "§") + std::to_string(sec.end) + (t.out.empty() ? "" : " ") + t.out;
     }
-    return out.str();
+    return out;
 }
 
 /// Each note as kind:text, the text being the note's own range; a note kept
