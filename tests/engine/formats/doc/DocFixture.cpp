@@ -198,7 +198,6 @@ std::string buildCompoundFile(const std::vector<std::pair<std::u16string, std::s
     };
     entry(u"Root Entry", 5, FreeSector, streams.empty() ? FreeSector : 1, miniStart,
           static_cast<uint32_t>(mini.size()));
-    std::vector<std::string> sectorsData;
     for (size_t i = 0; i < streams.size(); ++i) {
         const std::string& data = streams[i].second;
         if (data.size() >= 4096) {
@@ -210,33 +209,27 @@ std::string buildCompoundFile(const std::vector<std::pair<std::u16string, std::s
         entry(streams[i].first, 2, i + 1 < streams.size() ? static_cast<uint32_t>(i + 2) : FreeSector, FreeSector,
               start[i], static_cast<uint32_t>(data.size()));
     }
-    pad(dir, Sector);
-    body += dir;
+    auto append = [&](std::string part, char fill) {
+        pad(part, Sector, fill);
+        body += part;
+    };
+    append(dir, '\0');
     std::string mf;
     for (uint32_t v : miniFat)
         put32(mf, v);
-    pad(mf, Sector, '\xFF');
-    body += mf;
-    std::string ms = mini;
-    pad(ms, Sector);
-    body += ms;
-    for (const auto& [name, data] : streams) {
-        if (data.size() < 4096)
-            continue;
-        std::string s = data;
-        pad(s, Sector);
-        body += s;
-    }
+    append(mf, '\xFF');
+    append(mini, '\0');
+    for (const auto& [name, data] : streams)
+        if (data.size() >= 4096)
+            append(data, '\0');
     for (size_t k = 0; k < fat.size(); ++k)
         set32(body, 4 * k, fat[k]);
 
     std::string header(Sector, '\0');
     header.replace(0, 8, "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
-    set16(header, 0x18, 0x3E);
-    set16(header, 0x1A, 3);
-    set16(header, 0x1C, 0xFFFE);
-    set16(header, 0x1E, 9);
-    set16(header, 0x20, 6);
+    // Minor and major version, byte order, sector and small-sector shifts.
+    for (auto [at, v] : {std::pair{0x18, 0x3E}, {0x1A, 3}, {0x1C, 0xFFFE}, {0x1E, 9}, {0x20, 6}})
+        set16(header, at, static_cast<uint16_t>(v));
     set32(header, 0x2C, static_cast<uint32_t>(fatSectors));
     set32(header, 0x30, dirStart);
     set32(header, 0x38, 4096);
@@ -255,16 +248,10 @@ std::string buildCompoundFile(const std::vector<std::pair<std::u16string, std::s
 std::string buildStyleSheet(const std::vector<StyleDef>& styles)
 {
     std::string b;
-    put16(b, 18); // the header's length
-    put16(b, static_cast<uint16_t>(styles.size()));
-    put16(b, 10); // base length of each style
-    put16(b, 1);
-    put16(b, 0);
-    put16(b, 0);
-    put16(b, 0);
-    put16(b, 0); // default fonts: the first of the font table
-    put16(b, 0);
-    put16(b, 0);
+    // The header: its length, the style count, each style's base length, then
+    // zeros (default fonts: the first of the font table).
+    for (uint16_t v : {18, static_cast<int>(styles.size()), 10, 1, 0, 0, 0, 0, 0, 0})
+        put16(b, v);
     for (const StyleDef& s : styles) {
         if (s.kind == 0) { // an unused slot
             put16(b, 0);
@@ -455,8 +442,6 @@ std::string buildDoc(const DocSpec& spec, CfbLayout* layout)
     std::vector<std::pair<std::u16string, std::string>> streams{{u"WordDocument", wd}};
     if (!spec.omitTableStream)
         streams.emplace_back((spec.flags & 0x0200) ? u"1Table" : u"0Table", table);
-    for (const auto& s : spec.extraStreams)
-        streams.push_back(s);
     return buildCompoundFile(streams, layout);
 }
 

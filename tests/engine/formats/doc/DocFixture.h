@@ -74,7 +74,6 @@ struct DocSpec {
     uint16_t wIdent = 0xA5EC;
     uint16_t nFib = 0xC1;
     uint16_t flags = 0x0200;                ///< fWhichTblStm set: the table stream is "1Table"
-    std::vector<std::pair<std::u16string, std::string>> extraStreams;
     bool omitTableStream = false;
 };
 

@@ -63,20 +63,10 @@ TEST(RtfReader, CharacterFormattingPerCharacter)
         R"(\fs20 {\b B}{\b\b0 n}{\i I}{\ul U}{\ul\ulnone n}{\uldb D}{\scaps S}{\caps C}{\super P}{\sub Q})"
         R"({\super\nosupersub n}{\v H}{\strike K}{\b\i\plain n}{\f1 F}{\fs48 Z})"));
     ASSERT_TRUE(doc);
-    const Story& s = doc->mainStory();
-    ASSERT_EQ(s.text, u"BnIUnDSCPQnHKnFZ\r");
-    auto at = [&](size_t i) { return doc->charFormatAt(s, static_cast<uint32_t>(i)); };
-    EXPECT_EQ(std::tuple(at(0).bold, at(1).bold, at(2).italic, at(6).smallCaps, at(7).allCaps, at(11).hidden,
-                         at(12).strike),
-              std::tuple(true, false, true, true, true, true, true));
-    EXPECT_EQ(std::tuple(at(3).underline, at(4).underline, at(5).underline),
-              std::tuple(UnderlineKind::Single, UnderlineKind::None, UnderlineKind::Double));
-    EXPECT_EQ(std::tuple(at(8).verticalPosition, at(9).verticalPosition, at(10).verticalPosition),
-              std::tuple(VerticalPosition::Superscript, VerticalPosition::Subscript, VerticalPosition::Baseline));
     // \plain restores RTF's 12 points and the default font.
-    EXPECT_EQ(std::tuple(at(13).bold, at(13).italic, at(13).sizeHalfPoints, at(13).fontName),
-              std::tuple(false, false, 24, "Times New Roman"));
-    EXPECT_EQ(std::tuple(at(14).fontName, at(15).sizeHalfPoints, at(0).sizeHalfPoints), std::tuple("Arial Cyr", 48, 20));
+    EXPECT_EQ(describe(*doc, "b i u scaps caps pos hid strike sz"),
+              "{b|B}n{i|I}{u|U}n{uu|D}{scaps|S}{caps|C}{sup|P}{sub|Q}n{hid|H}{strike|K}{sz24|n}F{sz48|Z}¶");
+    EXPECT_EQ(describe(*doc, "font"), "{'Times New Roman'|BnIUnDSCPQnHKn}{'Arial Cyr'|F}{'Times New Roman'|Z}¶");
 }
 
 // Would catch \slmult ignored (a multiple read as twips), tabs out of order
@@ -88,24 +78,9 @@ TEST(RtfReader, ParagraphPropertiesOnTheMark)
         R"(\tx3000\tqr\tldot\tx9000\tqc\tx1000 one\par)"
         R"(\pard\qj\sl-300 two\par\pard\sl280 three\par\pard four\par)"));
     ASSERT_TRUE(doc);
-    const Story& s = doc->mainStory();
-    ASSERT_EQ(s.text, u"one\rtwo\rthree\rfour\r");
-    const ParaFormat& one = doc->paraFormatOf(s, 3);
-    EXPECT_EQ(std::tuple(one.alignment, one.leftIndent, one.rightIndent, one.firstLineIndent, one.spaceBefore,
-                         one.spaceAfter, one.lineRule, one.lineSpacing),
-              std::tuple(Alignment::Center, 720, 360, -360, 120, 240, LineRule::Auto, 360));
-    EXPECT_EQ(std::tuple(one.keepWithNext, one.keepLinesTogether, one.widowControl, one.pageBreakBefore),
-              std::tuple(true, true, true, true));
-    ASSERT_EQ(one.tabs.size(), 3u);
-    EXPECT_EQ(std::tuple(one.tabs[0].position, one.tabs[0].alignment, one.tabs[1].position, one.tabs[1].alignment,
-                         one.tabs[2].alignment, one.tabs[2].leader),
-              std::tuple(1000, TabAlignment::Center, 3000, TabAlignment::Left, TabAlignment::Right, TabLeader::Dot));
-
-    const ParaFormat& two = doc->paraFormatOf(s, 7);
-    EXPECT_EQ(std::tuple(two.alignment, two.lineRule, two.lineSpacing, two.leftIndent, two.tabs.size(), two.keepWithNext),
-              std::tuple(Alignment::Justify, LineRule::Exact, 300, 0, 0u, false));
-    EXPECT_EQ(doc->paraFormatOf(s, 13).lineRule, LineRule::AtLeast);
-    EXPECT_EQ(doc->paraFormatOf(s, 18).lineSpacing, 240);
+    EXPECT_EQ(describe(*doc, "al ind space line keep tabs"),
+              "one¶[center li720 ri360 fi-360 sb120 sa240 line360 kn kl pbb tab1000c tab3000l tab9000r.]"
+              "two¶[justify exact300 nowc]three¶[atleast280 nowc]four¶[nowc]");
 }
 
 // Would catch styles not applied, \sbasedon not followed, or a character
@@ -118,17 +93,9 @@ TEST(RtfReader, StylesAppliedThroughTheirBase)
         R"({\*\cs10\additive\ul\qr Emphasis Char;}})"
         R"(\pard\plain\s2 sub\par\pard\plain plain {\cs10 e}\par})");
     ASSERT_TRUE(doc);
-    const Story& s = doc->mainStory();
-    ASSERT_EQ(s.text, u"sub\rplain e\r");
-    const ParaFormat& sub = doc->paraFormatOf(s, 3);
-    EXPECT_EQ(std::tuple(sub.styleName, sub.alignment, sub.spaceBefore), std::tuple("Subtitle", Alignment::Center, 240));
-    const CharFormat& subChar = doc->charFormatAt(s, 0);
-    EXPECT_EQ(std::tuple(subChar.bold, subChar.italic, subChar.fontName, subChar.sizeHalfPoints),
-              std::tuple(true, true, "Arial", 32));
-    const ParaFormat& plain = doc->paraFormatOf(s, s.size() - 1);
-    EXPECT_EQ(std::tuple(plain.styleName, plain.alignment), std::tuple("Normal", Alignment::Left));
-    EXPECT_EQ(doc->charFormatAt(s, 10).underline, UnderlineKind::Single);
-    EXPECT_EQ(doc->charFormatAt(s, 4).underline, UnderlineKind::None);
+    EXPECT_EQ(describe(*doc, "b i u font sz style al space"),
+              "{b i sz32 'Arial'|sub}¶['Subtitle' center sb240]{sz24 'Times'|plain }{u sz24 'Times'|e}"
+              "¶['Normal']");
 }
 
 TEST(RtfReader, StoredStatisticsAndWriter)
@@ -152,11 +119,7 @@ TEST(RtfReader, ListLabelsAndDocumentSettings)
         R"(\deftab360\margmirror\hyphauto1 )"
         R"({\listtext\pard\plain 1.\tab}first\par{\pntext\'b7\tab}second\par third\par)"));
     ASSERT_TRUE(doc);
-    const Story& s = doc->mainStory();
-    ASSERT_EQ(s.text, u"first\rsecond\rthird\r");
-    EXPECT_EQ(std::tuple(doc->paraFormatOf(s, 5).listLabel, doc->paraFormatOf(s, 12).listLabel,
-                         doc->paraFormatOf(s, 18).listLabel),
-              std::tuple(u"1.", u"\u00B7", u""));
+    EXPECT_EQ(describe(*doc, "label"), "first¶[«1.»]second¶[«·»]third¶");
     EXPECT_EQ(std::tuple(doc->settings.defaultTabStop, doc->settings.mirrorMargins, doc->settings.autoHyphenation),
               std::tuple(360, true, true));
 }

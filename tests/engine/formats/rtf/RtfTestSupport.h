@@ -2,6 +2,7 @@
 #pragma once
 
 #include "../support/CorpusSweep.h"
+#include "../support/Describe.h"
 
 #include <string>
 #include <string_view>
@@ -20,22 +21,6 @@ inline std::string wrapBody(std::string_view body)
 {
     return std::string(R"({\rtf1\ansi\deff0{\fonttbl{\f0\froman Times New Roman;}{\f1\fcharset204 Arial Cyr;}})") +
            std::string(body) + "}";
-}
-
-inline bool hasDiagnostic(const Document& doc, std::string_view code)
-{
-    for (const auto& d : doc.diagnostics)
-        if (d.code == code)
-            return true;
-    return false;
-}
-
-inline const Story* storyOfType(const Document& doc, StoryType type)
-{
-    for (const auto& s : doc.stories)
-        if (s.type == type)
-            return &s;
-    return nullptr;
 }
 
 } // namespace qm::engine::test

@@ -1,11 +1,7 @@
-// Zips entries in memory for reader tests, and shows a story's marks as visible characters.
+// Zips entries in memory for the package readers' tests.
 #pragma once
 
-#include "engine/formats/Reader.h"
-#include "engine/model/Document.h"
-
-#include <gtest/gtest.h>
-#include "engine/model/Unicode.h"
+#include "Describe.h"
 
 #include <zip.h>
 
@@ -50,51 +46,6 @@ inline std::string makeZip(const std::vector<ZipEntry>& entries)
     zip_source_read(buffer, out.data(), static_cast<zip_uint64_t>(size));
     zip_source_close(buffer);
     zip_source_free(buffer);
-    return out;
-}
-
-/// A story's text with its marks drawn: ¶ paragraph, ¤ cell or row end,
-/// § page or section break, → tab, ↵ line break, ‡ column break, ² note
-/// reference, □ inline object, ⚓ floating anchor, ‑ nonbreaking hyphen,
-/// ¬ optional hyphen.
-inline std::string visible(const Story& s)
-{
-    std::u16string out;
-    for (char16_t c : s.text) {
-        switch (c) {
-        case 13: out += u'¶'; break;
-        case 7: out += u'¤'; break;
-        case 12: out += u'§'; break;
-        case 9: out += u'→'; break;
-        case 11: out += u'↵'; break;
-        case 14: out += u'‡'; break;
-        case 2: out += u'²'; break;
-        case 1: out += u'□'; break;
-        case 8: out += u'⚓'; break;
-        case 30: out += u'‑'; break;
-        case 31: out += u'¬'; break;
-        default: out += c;
-        }
-    }
-    return utf16ToUtf8(out);
-}
-
-/// A read that failed with an error containing `part`.
-inline ::testing::AssertionResult failsWith(const ReadResult& r, std::string_view part)
-{
-    if (!r.ok() && r.error.find(part) != std::string::npos)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "read ok " << r.ok() << ", error \"" << r.error << "\"";
-}
-
-/// The list label of each paragraph of the main story, in order.
-inline std::vector<std::u16string> listLabels(const Document& doc)
-{
-    std::vector<std::u16string> out;
-    const Story& s = doc.mainStory();
-    for (uint32_t i = 0; i < s.size(); ++i)
-        if (s.text[i] == Ch::ParagraphMark)
-            out.push_back(doc.paraFormatOf(s, i).listLabel);
     return out;
 }
 
