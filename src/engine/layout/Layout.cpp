@@ -446,6 +446,7 @@ double Engine::keepChainHeight(uint32_t start)
     // widow control forbids a single one at the bottom).
     const Story& s = m_doc.mainStory();
     double height = 0;
+    double pendingAfter = 0;
     uint32_t pos = start;
     const double width = m_columns[m_column].width;
     for (int guard = 0; guard < 16 && pos < s.size(); ++guard) {
@@ -456,11 +457,14 @@ double Engine::keepChainHeight(uint32_t start)
         if (pf.tableDepth > 0)
             break;
         std::vector<LaidOutLine> lines = m_breaker.breakParagraph(0, pos, mark, width);
-        height += guard == 0 ? 0 : spaceBefore(pf);
+        // Between two paragraphs of the chain the larger of the space after
+        // and the space before stands, as when they are placed.
+        if (guard > 0)
+            height += betweenParagraphs(pendingAfter, spaceBefore(pf));
         if (pf.keepWithNext && !isSectionMark(0, mark)) {
             for (const LaidOutLine& l : lines)
                 height += roundTwips(l.height);
-            height += spaceAfter(pf);
+            pendingAfter = spaceAfter(pf);
             pos = mark + 1;
             continue;
         }

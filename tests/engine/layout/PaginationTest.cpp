@@ -89,6 +89,12 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
     ParaFormat together;
     together.keepLinesTogether = true;
     together.widowControl = false;
+    ParaFormat keepAfter = keepNext;
+    keepAfter.spaceAfter = 200;
+    ParaFormat spacedKeep = keepAfter;
+    spacedKeep.spaceBefore = 200;
+    ParaFormat spaced;
+    spaced.spaceBefore = 200;
     const std::u16string fourLines = u"aaaaaaaaa bbbbbbbbb ccccccccc ddddddddd";
     SectionFormat page;
     page.pageWidth = static_cast<Twips>(2880 + 10 * Mono + 1);
@@ -100,6 +106,11 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
     } cases[] = {
         {"a heading kept with its next paragraph leaves the page", LinesPerPage - 1,
          {{u"Heading", keepNext, times()}, {u"Body", {}, times()}}, {45, 2}},
+        // 3 x 276 + 2 x 200 = 1228 twips in a room of 4 x 276 = 1104 + 264:
+        // it fits because only the larger of two spacings stands between
+        // paragraphs, in the chain as on the page.
+        {"a chain that fits with its spacing stays", LinesPerPage - 4,
+         {{u"One", keepAfter, times()}, {u"Two", spacedKeep, times()}, {u"Body", spaced, times()}}, {45}},
         {"without the keep the heading stays", LinesPerPage - 1,
          {{u"Heading", {}, times()}, {u"Body", {}, times()}}, {46, 1}},
         // Room for 3 of its 4 lines.
