@@ -592,6 +592,28 @@ bool FindPattern::passes(const Test& t, const MatchSubject& s, uint32_t pos) con
     return false;
 }
 
+namespace {
+
+// The one character a test can pass on, when there is only one: a search then
+// jumps from one occurrence to the next instead of trying every position,
+// which is what makes the clean-ups' "^p^p" and "^m" passes cheap.
+std::optional<char16_t> onlyCharacter(const Test& t)
+{
+    switch (t.kind) {
+    case Test::Kind::Char: return t.c;
+    case Test::Kind::CharFolded:
+        // Nothing else folds to a character below 128 that is not a letter.
+        if (t.c < 0x80 && !(t.c >= u'a' && t.c <= u'z'))
+            return t.c;
+        return std::nullopt;
+    case Test::Kind::ManualPageBreak:
+    case Test::Kind::SectionBreak: return Ch::PageBreak;
+    default: return std::nullopt;
+    }
+}
+
+} // namespace
+
 std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t from, uint32_t to) const
 {
     const std::u16string_view text = s.text;
@@ -616,18 +638,28 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
         return m;
     };
 
+    // Where a match can begin, so that runs of hopeless positions are skipped.
+    uint32_t first = 0;
+    while (first < m_program.size() && m_program[first].op == Op::Save)
+        ++first;
+    const std::optional<char16_t> startCharacter =
+        m_program[first].op == Op::Test ? onlyCharacter(m_program[first].test) : std::nullopt;
+    // The first position from pos on where the first test may pass; `to` when none.
+    auto candidate = [&](uint32_t pos) -> uint32_t {
+        if (!startCharacter)
+            return pos;
+        const size_t at = text.find(*startCharacter, pos);
+        return at < to ? static_cast<uint32_t>(at) : to;
+    };
+
     // One character test: the patterns counting uses most. Scan directly.
     if (m_program.size() == 2 && m_program[0].op == Op::Test) {
-        for (uint32_t i = from; i < to; ++i)
+        for (uint32_t i = candidate(from); i < to; i = candidate(i + 1))
             if (eligible(i) && passes(m_program[0].test, s, i))
                 return single(i, i + 1);
         return std::nullopt;
     }
 
-    // Where a match can begin, so that runs of hopeless positions are skipped.
-    uint32_t first = 0;
-    while (first < m_program.size() && m_program[first].op == Op::Save)
-        ++first;
     auto canStart = [&](uint32_t pos) {
         const Inst& in = m_program[first];
         if (in.op == Op::Test)
@@ -729,8 +761,8 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     for (uint32_t i = from; i <= to; ++i) {
         if (!best && i < to) {
             if (current->pcs.empty()) {
-                while (i < to && !canStart(i))
-                    ++i;
+                for (i = candidate(i); i < to && !canStart(i);)
+                    i = candidate(i + 1);
                 if (i >= to)
                     break;
                 current->clear();
