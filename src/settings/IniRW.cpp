@@ -1,9 +1,94 @@
 // Value-at-a-time access to the settings INI files by base name: ReadINI, WriteINI, ReplaceText.
 #include "settings/IniRW.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
 
 namespace qm::settings {
+
+namespace {
+
+// A count reads dozens of profile keys for every document, each one a whole
+// read of its file. The parsed file is kept while the file provably has not
+// changed: same device, inode, size, modification and change times. A file
+// changed within the last two seconds is parsed afresh every time, because a
+// second change inside one tick of the file system's clock (two seconds on
+// FAT) would leave all five the same; any later change moves the times on.
+class ParsedIniCache {
+public:
+    Result<std::shared_ptr<const IniFile>> load(const std::filesystem::path& file)
+    {
+        struct stat st {};
+        if (::stat(file.c_str(), &st) != 0)
+            return fresh(file); // missing or unreadable: the loader says which
+        const Stamp stamp{st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec,
+                          st.st_ctim.tv_sec, st.st_ctim.tv_nsec};
+        {
+            const std::lock_guard lock(m_mutex);
+            const auto it = m_entries.find(file.string());
+            if (it != m_entries.end() && it->second.stamp == stamp)
+                return it->second.ini;
+        }
+        auto ini = fresh(file);
+        const std::lock_guard lock(m_mutex);
+        if (ini && settled(st))
+            m_entries.insert_or_assign(file.string(), Entry{stamp, *ini});
+        else
+            m_entries.erase(file.string());
+        return ini;
+    }
+
+private:
+    struct Stamp {
+        dev_t device;
+        ino_t inode;
+        off_t size;
+        time_t modifiedSeconds;
+        long modifiedNanoseconds;
+        time_t changedSeconds;
+        long changedNanoseconds;
+        bool operator==(const Stamp&) const = default;
+    };
+    struct Entry {
+        Stamp stamp;
+        std::shared_ptr<const IniFile> ini;
+    };
+
+    // Last changed more than two seconds ago.
+    static bool settled(const struct stat& st)
+    {
+        using namespace std::chrono;
+        const auto at = [](const timespec& t) {
+            return system_clock::time_point(duration_cast<system_clock::duration>(seconds(t.tv_sec) +
+                                                                                  nanoseconds(t.tv_nsec)));
+        };
+        return std::max(at(st.st_mtim), at(st.st_ctim)) < system_clock::now() - seconds(2);
+    }
+
+    static Result<std::shared_ptr<const IniFile>> fresh(const std::filesystem::path& file)
+    {
+        auto ini = IniFile::load(file);
+        if (!ini)
+            return Failure(ini.error());
+        return std::make_shared<const IniFile>(std::move(*ini));
+    }
+
+    std::mutex m_mutex;
+    std::map<std::string, Entry> m_entries;
+};
+
+ParsedIniCache& parsedIniCache()
+{
+    static ParsedIniCache cache;
+    return cache;
+}
+
+} // namespace
 
 std::string ReplaceText(std::string text, std::string_view search, std::string_view replacement)
 {
@@ -32,10 +117,10 @@ std::filesystem::path iniFilePath(const SettingsContext& context, std::string_vi
 Result<std::optional<std::string>> readIniValue(const std::filesystem::path& file,
                                                 std::string_view section, std::string_view key)
 {
-    auto ini = IniFile::load(file);
+    auto ini = parsedIniCache().load(file);
     if (!ini)
         return Failure(ini.error());
-    return ini->value(section, key);
+    return (*ini)->value(section, key);
 }
 
 std::string ReadINI(const SettingsContext& context, std::string_view baseName,

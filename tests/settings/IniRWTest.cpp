@@ -5,6 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <thread>
+
 using namespace qm::settings;
 using qm::settings::test::readBytes;
 using qm::settings::test::TempFolder;
@@ -92,4 +98,24 @@ TEST(IniRW, ReadCutsAtTheBufferSize)
         EXPECT_EQ(ReadINI(context, "Options", "MAIN", "Absent", value).size(),
                   std::min<size_t>(length, 2047));
     }
+}
+
+// Reads may reuse a parsed file, but never across a change: a rewrite in
+// place of the same size that even puts the modification time back is seen
+// on a file old enough to be kept.
+TEST(IniRW, ReadsSeeEveryChangeOfTheFile)
+{
+    TempFolder folder;
+    SettingsContext context{folder.path()};
+    const auto file = folder / "Options.ini";
+    writeBytes(file, "[MAIN]\r\nZip=11111\r\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(2100));
+    ASSERT_EQ(ReadINI(context, "Options", "MAIN", "Zip", ""), "11111");
+
+    struct stat before {};
+    ASSERT_EQ(::stat(file.c_str(), &before), 0);
+    writeBytes(file, "[MAIN]\r\nZip=22222\r\n");
+    const timespec times[2] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    EXPECT_EQ(ReadINI(context, "Options", "MAIN", "Zip", ""), "22222");
 }
