@@ -344,7 +344,7 @@ StatisticOutcome DocumentAccess::builtInProperty(BuiltInProperty property) const
             outcome.error = "lines and pages need the layout engine, which is not available";
             return outcome;
         }
-        const LayoutFigures figures = m_layout->measure(*m_document, 0);
+        const LayoutFigures& figures = laidOut(0);
         outcome.error = figures.error;
         outcome.value = property == BuiltInProperty::Lines ? figures.lines : figures.pages;
         return outcome;
@@ -365,10 +365,18 @@ StatisticOutcome DocumentAccess::storyLines(size_t story) const
         outcome.error = "lines and pages need the layout engine, which is not available";
         return outcome;
     }
-    const LayoutFigures figures = m_layout->measure(*m_document, story);
+    const LayoutFigures& figures = laidOut(story);
     outcome.error = figures.error;
     outcome.value = figures.lines;
     return outcome;
+}
+
+const LayoutFigures& DocumentAccess::laidOut(size_t story) const
+{
+    auto it = m_laidOut.find(story);
+    if (it == m_laidOut.end())
+        it = m_laidOut.emplace(story, m_layout->measure(*m_document, story)).first;
+    return it->second;
 }
 
 std::optional<PatternMatch> DocumentAccess::search(Find& find, size_t story, uint32_t from, uint32_t to,
@@ -453,6 +461,7 @@ void DocumentAccess::edit(size_t story, const std::vector<StoryEdit>& edits)
         step.restores.push_back(r);
     }
     m_document->applyEdits(story, edits);
+    m_laidOut.clear();
     m_undo.push_back(std::move(step));
 }
 
@@ -487,6 +496,7 @@ bool DocumentAccess::undo(int times)
             } while (run < endOfOriginal);
         }
         m_document->applyEdits(step.story, edits);
+        m_laidOut.clear();
         if (step.story == 0 && step.sectionEnds.size() == m_document->sections.size())
             for (size_t k = 0; k < step.sectionEnds.size(); ++k)
                 m_document->sections[k].end = step.sectionEnds[k];

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -226,7 +227,11 @@ public:
     StatisticOutcome storyLines(size_t story) const;
 
     /// The layout used for lines, pages and line ends; not owned, may be null.
-    void setLayoutProvider(LayoutProvider* layout) { m_layout = layout; }
+    void setLayoutProvider(LayoutProvider* layout)
+    {
+        m_layout = layout;
+        m_laidOut.clear();
+    }
 
     /// Undoes the last `times` edits, restoring text and formatting exactly.
     /// Returns false when there were fewer edits to undo (those there were are undone).
@@ -267,6 +272,11 @@ private:
     Selection m_selection;
     std::vector<UndoStep> m_undo;
     LayoutProvider* m_layout = nullptr;
+    /// Lines (and pages) of each story as last laid out; every edit and undo
+    /// clears them, so a question asked twice of an unchanged document is
+    /// laid out once.
+    mutable std::map<size_t, LayoutFigures> m_laidOut;
+    const LayoutFigures& laidOut(size_t story) const;
 };
 
 } // namespace qm::engine

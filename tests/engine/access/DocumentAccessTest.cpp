@@ -386,8 +386,13 @@ TEST(DocumentAccess, CollapsedDeleteRemovesTheNextCharacterButNotCellMarks)
 namespace {
 class FixedLayout : public LayoutProvider {
 public:
-    LayoutFigures measure(const Document&, size_t story) override { return {story == 0 ? 42 : 2, 3, {}}; }
+    LayoutFigures measure(const Document&, size_t story) override
+    {
+        ++calls;
+        return {story == 0 ? 42 : 2, 3, {}};
+    }
     std::optional<uint32_t> lineEnd(const Document&, size_t, uint32_t pos) override { return pos + 6; }
+    int calls = 0;
 };
 } // namespace
 
@@ -416,8 +421,15 @@ TEST(DocumentAccess, StatisticsComeFromWordCountAndTheLayout)
     EXPECT_EQ(access.builtInProperty(BuiltInProperty::Pages).value, 3);
     EXPECT_EQ(access.storyLines(0).value, 42);
     EXPECT_FALSE(access.storyLines(7).ok());
+    EXPECT_EQ(layout.calls, 1) << "an unchanged document is laid out once";
     // With a layout, the selection extends to the laid-out line's end, not the paragraph's.
     access.selection().homeKeyStory();
     access.selection().endKeyLineExtend();
     EXPECT_EQ(utf8(access.selection().text()), "06/30/");
+    // Every edit and every undo asks the layout afresh.
+    ASSERT_TRUE(access.selection().deleteText());
+    access.builtInProperty(BuiltInProperty::Pages);
+    EXPECT_TRUE(access.undo());
+    access.builtInProperty(BuiltInProperty::Lines);
+    EXPECT_EQ(layout.calls, 3);
 }
