@@ -6,8 +6,8 @@
 
 namespace qm::engine {
 
-/// Lays documents out with our layout engine whenever the access layer asks.
-/// Nothing is cached: the measurements edit the document between questions.
+/// Lays documents out with our layout engine whenever the access layer asks;
+/// the access layer keeps the figures until the document is next edited.
 class EngineLayout : public LayoutProvider {
 public:
     explicit EngineLayout(layout::LayoutOptions options = {}) : m_options(std::move(options)) {}
