@@ -1,13 +1,12 @@
 // Value-at-a-time access to the settings INI files by base name: ReadINI, WriteINI, ReplaceText.
 #include "settings/IniRW.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <sys/stat.h>
 
 namespace qm::settings {
 
@@ -26,8 +25,8 @@ public:
         struct stat st {};
         if (::stat(file.c_str(), &st) != 0)
             return fresh(file); // missing or unreadable: the loader says which
-        const Stamp stamp{st.st_dev, st.st_ino, st.st_size, st.st_mtim.tv_sec, st.st_mtim.tv_nsec,
-                          st.st_ctim.tv_sec, st.st_ctim.tv_nsec};
+        const Stamp stamp{st.st_dev,          st.st_ino,         st.st_size,        st.st_mtim.tv_sec,
+                          st.st_mtim.tv_nsec, st.st_ctim.tv_sec, st.st_ctim.tv_nsec};
         {
             const std::lock_guard lock(m_mutex);
             const auto it = m_entries.find(file.string());
@@ -64,8 +63,8 @@ private:
     {
         using namespace std::chrono;
         const auto at = [](const timespec& t) {
-            return system_clock::time_point(duration_cast<system_clock::duration>(seconds(t.tv_sec) +
-                                                                                  nanoseconds(t.tv_nsec)));
+            return system_clock::time_point(
+                duration_cast<system_clock::duration>(seconds(t.tv_sec) + nanoseconds(t.tv_nsec)));
         };
         return std::max(at(st.st_mtim), at(st.st_ctim)) < system_clock::now() - seconds(2);
     }

@@ -150,7 +150,8 @@ TEST_F(ChaseListSearch, LimitStopsAddingWithItsMessage)
                          : list.addFiles("/d", {"x.doc", "y.doc"}, nullptr, Duplicates::Allow, prompter, {}),
                   1u);
         EXPECT_EQ(list.size(), ChaseList::limit);
-        EXPECT_EQ(prompter.messages, std::vector{info("Files", search ? "You Can Not Add More Then 32,767 Files To The Traverse List"
-                                                                      : "You Can Not Add More Then 32,767 Files To The Chase List")});
+        EXPECT_EQ(prompter.messages,
+                  std::vector{info("Files", search ? "You Can Not Add More Then 32,767 Files To The Traverse List"
+                                                   : "You Can Not Add More Then 32,767 Files To The Chase List")});
     }
 }

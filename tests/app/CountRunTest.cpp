@@ -88,7 +88,9 @@ protected:
 TEST_F(CountRunTest, PreconditionsStopWithTheirMessages)
 {
     ChaseList empty;
-    CountRun(engine, prompter, {}).run(empty, "Demo", [](std::string_view, std::string_view d) { return std::string(d); });
+    CountRun(engine, prompter, {}).run(empty, "Demo", [](std::string_view, std::string_view d) {
+        return std::string(d);
+    });
     profileName.clear();
     run();
     profileName = "Demo";
@@ -254,9 +256,9 @@ TEST_F(CountRunTest, FileDateLineFollowsTheName)
 TEST(Money, ParsesRoundsAndFormatsCurrency)
 {
     const std::pair<const char*, std::optional<int64_t>> cases[] = {
-        {"0.00", 0},           {"$1,234.50", 12345000},  {"(2.00)", -20000},    {"-$0.125", -1250},
-        {" 3 ", 30000},        {"0.00005", 0},           {"0.00015", 2},        {"", std::nullopt},
-        {"ten", std::nullopt}, {"1.2.3", std::nullopt},  {"$", std::nullopt},
+        {"0.00", 0},           {"$1,234.50", 12345000}, {"(2.00)", -20000},  {"-$0.125", -1250},
+        {" 3 ", 30000},        {"0.00005", 0},          {"0.00015", 2},      {"", std::nullopt},
+        {"ten", std::nullopt}, {"1.2.3", std::nullopt}, {"$", std::nullopt},
     };
     for (const auto& [text, units] : cases) {
         const auto parsed = parseCurrency(text);

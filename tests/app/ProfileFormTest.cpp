@@ -84,10 +84,9 @@ Message info(const char* title, const char* text)
 TEST(ProfileKeyFilter, AmountAndCharactersPerLineBoxes)
 {
     const std::tuple<const char*, char32_t, bool> cases[] = {
-        {"2.0", '5', true},   {"2.0", '.', false}, {"20", '.', true},    {"2.0", '-', true},
-        {"-2.0", '-', false}, {"2-", '.', true},   {"2.0", 'a', false},  {"2.0", ',', false},
-        {"2.0", kBackspaceKey, true},
-        {"2.0", U'٣', false}, // a digit of another script is no digit here
+        {"2.0", '5', true},           {"2.0", '.', false},  {"20", '.', true},   {"2.0", '-', true},
+        {"-2.0", '-', false},         {"2-", '.', true},    {"2.0", 'a', false}, {"2.0", ',', false},
+        {"2.0", kBackspaceKey, true}, {"2.0", U'٣', false}, // a digit of another script is no digit here
     };
     for (const auto& [text, key, accepted] : cases) {
         SCOPED_TRACE(std::string(text) + " + " + std::to_string(unsigned(key)));
@@ -106,9 +105,8 @@ TEST(ProfileKeyFilter, AmountAndCharactersPerLineBoxes)
 TEST(ProfileKeyFilter, BillAmountFiltersOnlyWithoutWholeSelection)
 {
     const std::tuple<const char*, size_t, size_t, char32_t, bool> cases[] = {
-        {"$0.00", 0, 5, '$', true},  {"", 0, 0, '$', true},       {"$0.00", 5, 0, '$', false},
-        {"$0.00", 0, 4, '.', false}, {"$0.00", 1, 4, '.', false}, {"12", 2, 0, '.', true},
-        {"1-2", 3, 0, '-', false},
+        {"$0.00", 0, 5, '$', true},  {"", 0, 0, '$', true},   {"$0.00", 5, 0, '$', false}, {"$0.00", 0, 4, '.', false},
+        {"$0.00", 1, 4, '.', false}, {"12", 2, 0, '.', true}, {"1-2", 3, 0, '-', false},
     };
     for (const auto& [text, start, length, key, accepted] : cases) {
         SCOPED_TRACE(std::string(text) + " sel " + std::to_string(start) + "+" + std::to_string(length));
@@ -123,9 +121,9 @@ TEST(ProfileBillAmount, TextAfterLeavingTheBox)
 {
     const CurrencyFormat dollars;
     const std::tuple<const char*, std::optional<std::string>> cases[] = {
-        {"12.5", "$12.50"},   {"12.505", "$12.505"}, {"1234", "$1,234.00"}, {"$1,234.5", "$1,234.50"},
-        {"0.1250", "$0.125"}, {"-3.5", "($3.50)"},   {"abc", std::nullopt}, {"", std::nullopt},
-        {"1.2.3", std::nullopt},
+        {"12.5", "$12.50"},        {"12.505", "$12.505"}, {"1234", "$1,234.00"},
+        {"$1,234.5", "$1,234.50"}, {"0.1250", "$0.125"},  {"-3.5", "($3.50)"},
+        {"abc", std::nullopt},     {"", std::nullopt},    {"1.2.3", std::nullopt},
     };
     for (const auto& [typed, shown] : cases) {
         SCOPED_TRACE(typed);
@@ -276,14 +274,13 @@ TEST(ProfileValidation, AddScreenFirstFailingCheckWinsAndNothingIsWritten)
         {"bill amount",
          [](ProfileForm& f) { f.setText(C::txtBillAmount, "twelve"), f.setText(C::txtNameProfile, "  "); },
          info("Bill Amount", "Please Check The Format Of the Bill Amount"), C::txtBillAmount},
-        {"blank name",
-         [](ProfileForm& f) { f.setText(C::txtNameProfile, " "), f.setText(C::txtCharPerLine, " 0 "); },
+        {"blank name", [](ProfileForm& f) { f.setText(C::txtNameProfile, " "), f.setText(C::txtCharPerLine, " 0 "); },
          info("Profile Name", "Please Enter A Profile Name"), std::nullopt},
         {"zero characters per line",
          [](ProfileForm& f) { f.setText(C::txtCharPerLine, " 0 "), f.setText(C::cboDoneBy, ""); },
          info("Characters Per Line", "Please Edit Zero In Characters Per Line"), C::txtCharPerLine},
-        {"no unit", [](ProfileForm& f) { f.setText(C::cboDoneBy, ""); },
-         info("DonePer", "You Must Enter \"Done Per\""), std::nullopt},
+        {"no unit", [](ProfileForm& f) { f.setText(C::cboDoneBy, ""); }, info("DonePer", "You Must Enter \"Done Per\""),
+         std::nullopt},
         {"no characters per line", [](ProfileForm& f) { f.setText(C::txtCharPerLine, ""); },
          info("Characters Per Line", "You Must Enter A Characters Per Line"), std::nullopt},
     };
@@ -462,9 +459,12 @@ TEST(ProfileReset, EachScreensValues)
         };
         using S = CheckState;
         const std::tuple<C, S, S> checks[] = {
-            {C::chkShowDocPath, S::Checked, S::Unchecked},  {C::chkCountEachTab, S::Checked, S::Unchecked},
-            {C::chkShowBillingRate, S::Checked, S::Unchecked}, {C::chkTraverseHeaderAndFooter, S::Checked, S::Unchecked},
-            {C::chkIncludeDate, S::Unchecked, S::Checked},  {C::chkBoldONOFF, S::Unchecked, S::Checked},
+            {C::chkShowDocPath, S::Checked, S::Unchecked},
+            {C::chkCountEachTab, S::Checked, S::Unchecked},
+            {C::chkShowBillingRate, S::Checked, S::Unchecked},
+            {C::chkTraverseHeaderAndFooter, S::Checked, S::Unchecked},
+            {C::chkIncludeDate, S::Unchecked, S::Checked},
+            {C::chkBoldONOFF, S::Unchecked, S::Checked},
             {C::chkCapsONOFFReal, S::Checked, edit ? S::Unchecked : S::Checked},
             {C::chkCountHeaderFooter, S::Checked, S::Checked},
         };

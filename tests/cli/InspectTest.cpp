@@ -10,10 +10,7 @@ using namespace qm::cli;
 
 namespace {
 
-qm::testing::CliOutcome run(std::vector<std::string> args)
-{
-    return qm::testing::runCli(std::move(args), {"inspect"});
-}
+qm::testing::CliOutcome run(std::vector<std::string> args) { return qm::testing::runCli(std::move(args), {"inspect"}); }
 
 std::filesystem::path scratch(const std::string& name)
 {
@@ -45,7 +42,7 @@ TEST(Inspect, JsonEscapesEveryCharacterThatNeedsIt)
         {"tab\tnew\nline.txt", "tab\\tnew\\nline.txt"},
         {std::string("bell\x07.txt"), "bell\\u0007.txt"},
         {std::string("latin1-\xE9.txt"), "latin1-\\ufffd.txt"}, // invalid UTF-8 becomes U+FFFD
-        {"caf\xC3\xA9.txt", "caf\xC3\xA9.txt"},                     // valid UTF-8 stays as it is
+        {"caf\xC3\xA9.txt", "caf\xC3\xA9.txt"},                 // valid UTF-8 stays as it is
     };
     for (const auto& [name, escaped] : cases) {
         auto o = run({"--json", scratch(name).string()});

@@ -62,10 +62,13 @@ protected:
     /// Renders to memory, keeping every byte the renderer hands over.
     qm::render::Result toMemory(std::string& pdf, const PdfOptions& options = {})
     {
-        return qm::render::renderPdfToSink(*doc, layout, [&](const unsigned char* d, size_t n) {
-            pdf.append(reinterpret_cast<const char*>(d), n);
-            return true;
-        }, options);
+        return qm::render::renderPdfToSink(
+            *doc, layout,
+            [&](const unsigned char* d, size_t n) {
+                pdf.append(reinterpret_cast<const char*>(d), n);
+                return true;
+            },
+            options);
     }
 
     const std::unique_ptr<Document> doc = threePages();

@@ -1,13 +1,13 @@
 // Tests for the invoice document: built from INI files, written as .docx and read back with our own reader.
+#include "report/InvoiceDocument.h"
+
 #include "engine/formats/Reader.h"
 #include "engine/formats/docxwriter/DocxWriter.h"
-#include "report/InvoiceDocument.h"
 #include "report/Report.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <map>
 #include <stdexcept>
 #include <unistd.h>
@@ -146,8 +146,8 @@ protected:
 
     ReadInvoice build()
     {
-        for (const auto& [file, section, keys] : {std::tuple{"Options.ini", "MAIN", &m_options},
-                                                  std::tuple{"Profiles.ini", "Acme Clinic", &m_profile}}) {
+        for (const auto& [file, section, keys] :
+             {std::tuple{"Options.ini", "MAIN", &m_options}, std::tuple{"Profiles.ini", "Acme Clinic", &m_profile}}) {
             std::ofstream ini(m_folder / file);
             ini << "[" << section << "]\n";
             for (const auto& [k, v] : *keys)

@@ -101,8 +101,8 @@ TEST(cInifile, SectionBodyAndDeletion)
 TEST(cInifile, CLngDefaultConvertsOrFallsBack)
 {
     const std::pair<const char*, long> cases[] = {
-        {"42", 42},  {" -7 ", -7},  {"2.5", 2},          {"3.5", 4},  {"1e3", 1000}, {"2147483647", 2147483647},
-        {"2147483648", -1}, {"FAIL", -1}, {"", -1}, {"12abc", -1}, {"nan", -1},
+        {"42", 42},         {" -7 ", -7}, {"2.5", 2}, {"3.5", 4},    {"1e3", 1000}, {"2147483647", 2147483647},
+        {"2147483648", -1}, {"FAIL", -1}, {"", -1},   {"12abc", -1}, {"nan", -1},
     };
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(cInifile::CLngDefault(text, -1), expected) << text;

@@ -45,7 +45,10 @@ TEST(IniFile, LookupFollowsPrivateProfileRules)
         {"CR alone stays in the line", "[MAIN]\rCity=x\n", "MAIN", "City", std::nullopt},
         {"byte order mark", "\xEF\xBB\xBF[MAIN]\nCity=x\n", "MAIN", "City", "x"},
         {"last line without ending", "[MAIN]\nCity=x", "MAIN", "City", "x"},
-        {"Windows-1252 value", "[MAIN]\nCity=Montr\xE9" "al\n", "MAIN", "City", "Montréal"},
+        {"Windows-1252 value",
+         "[MAIN]\nCity=Montr\xE9"
+         "al\n",
+         "MAIN", "City", "Montréal"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -82,8 +85,7 @@ TEST(IniFile, EditsChangeOnlyTheirOwnLines)
         std::string after;
     };
     const Case cases[] = {
-        {"replace keeps spelling and spacing", profiles,
-         [](IniFile& i) { return set(i, "ACME", "city", "Denver"); },
+        {"replace keeps spelling and spacing", profiles, [](IniFile& i) { return set(i, "ACME", "city", "Denver"); },
          "; billing profiles\r\n[Acme]\r\nCity = Denver\r\n; the rate was raised in May\r\n"
          "BillAmount=$1.20\r\nUnknown=kept\r\n\r\n[Beta]\r\nCity=Austin\r\n"},
         {"new key goes before the blank line ending the section", profiles,
@@ -92,33 +94,35 @@ TEST(IniFile, EditsChangeOnlyTheirOwnLines)
          "BillAmount=$1.20\r\nUnknown=kept\r\nZip=02134\r\n\r\n[Beta]\r\nCity=Austin\r\n"},
         {"a comment above the next section stays with it", "[A]\nX=1\n\n; about B\n[B]\n",
          [](IniFile& i) { return set(i, "A", "Y", "2"); }, "[A]\nX=1\nY=2\n\n; about B\n[B]\n"},
-        {"new key in the last section", profiles,
-         [](IniFile& i) { return set(i, "beta", "Zip", "73301"); }, profiles + "Zip=73301\r\n"},
+        {"new key in the last section", profiles, [](IniFile& i) { return set(i, "beta", "Zip", "73301"); },
+         profiles + "Zip=73301\r\n"},
         {"new section at the end after a blank line", profiles,
-         [](IniFile& i) { return set(i, "Gamma", "DonePer", "Line"); },
-         profiles + "\r\n[Gamma]\r\nDonePer=Line\r\n"},
-        {"names are trimmed when written", "",
-         [](IniFile& i) { return set(i, " MAIN ", " VerChk ", "0"); }, "[MAIN]\r\nVerChk=0\r\n"},
-        {"last line without ending gets one", "[MAIN]\nA=1",
-         [](IniFile& i) { return set(i, "MAIN", "B", "2"); }, "[MAIN]\nA=1\nB=2\n"},
+         [](IniFile& i) { return set(i, "Gamma", "DonePer", "Line"); }, profiles + "\r\n[Gamma]\r\nDonePer=Line\r\n"},
+        {"names are trimmed when written", "", [](IniFile& i) { return set(i, " MAIN ", " VerChk ", "0"); },
+         "[MAIN]\r\nVerChk=0\r\n"},
+        {"last line without ending gets one", "[MAIN]\nA=1", [](IniFile& i) { return set(i, "MAIN", "B", "2"); },
+         "[MAIN]\nA=1\nB=2\n"},
         {"only the first duplicate is replaced", "[P]\nA=1\nA=2\n[p]\nA=3\n",
          [](IniFile& i) { return set(i, "P", "A", "9"); }, "[P]\nA=9\nA=2\n[p]\nA=3\n"},
-        {"remove key keeps neighbours", profiles,
-         [](IniFile& i) { return i.removeKey("acme", "BILLAMOUNT"); },
+        {"remove key keeps neighbours", profiles, [](IniFile& i) { return i.removeKey("acme", "BILLAMOUNT"); },
          "; billing profiles\r\n[Acme]\r\nCity = Boston\r\n; the rate was raised in May\r\n"
          "Unknown=kept\r\n\r\n[Beta]\r\nCity=Austin\r\n"},
         {"remove section takes its comments and blank lines", profiles,
-         [](IniFile& i) { return i.removeSection("ACME"); },
-         "; billing profiles\r\n[Beta]\r\nCity=Austin\r\n"},
+         [](IniFile& i) { return i.removeSection("ACME"); }, "; billing profiles\r\n[Beta]\r\nCity=Austin\r\n"},
         {"remove only the first duplicate section", "[P]\nA=1\n[X]\n[p]\nA=2\n",
          [](IniFile& i) { return i.removeSection("P"); }, "[X]\n[p]\nA=2\n"},
-        {"remove absent key changes nothing", profiles,
-         [](IniFile& i) { return !i.removeKey("Acme", "Nope"); }, profiles},
-        {"Windows-1252 file stays Windows-1252", "[P]\nCity=Montr\xE9" "al\n",
+        {"remove absent key changes nothing", profiles, [](IniFile& i) { return !i.removeKey("Acme", "Nope"); },
+         profiles},
+        {"Windows-1252 file stays Windows-1252",
+         "[P]\nCity=Montr\xE9"
+         "al\n",
          [](IniFile& i) { return set(i, "P", "Street", "Rue d’Été"); },
-         "[P]\nCity=Montr\xE9" "al\nStreet=Rue d\x92\xC9t\xE9\n"},
+         "[P]\nCity=Montr\xE9"
+         "al\nStreet=Rue d\x92\xC9t\xE9\n"},
         {"section body replaced", "[P]\nA=1\n;c\nB=2\n[Q]\nC=3\n",
-         [](IniFile& i) { return i.replaceSectionBody("p", {"X=1", "", "Y=2"}).hasValue(); },
+         [](IniFile& i) {
+             return i.replaceSectionBody("p", {"X=1", "", "Y=2"}).hasValue();
+         },
          "[P]\nX=1\nY=2\n[Q]\nC=3\n"},
     };
     for (const Case& c : cases) {
@@ -133,7 +137,8 @@ TEST(IniFile, EditsChangeOnlyTheirOwnLines)
 // rather than writing a line that would read back as something else.
 TEST(IniFile, RefusesWhatTheFileCannotHold)
 {
-    const std::string before = "[P]\nCity=Montr\xE9" "al\n";
+    const std::string before = "[P]\nCity=Montr\xE9"
+                               "al\n";
     const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
         {"line break in value", "P", "City", "a\nb"},
         {"equals in key", "P", "a=b", "1"},

@@ -3,12 +3,10 @@
 
 #include "TempFolder.h"
 
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <chrono>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <thread>
 
 using namespace qm::settings;
@@ -27,7 +25,7 @@ TEST(ReplaceText, KeepsTheSingleScanQuirks)
         {"a\\\\\\\\b", "\\\\", "\\", "a\\\\b"},                 // four become two
         {"\\\\server\\share", "\\\\", "\\", "\\server\\share"}, // the start is collapsed too
         {"abc", "abcd", "x", "abc"},                            // shorter than the search
-        {"aaa", "a", "aa", "aaaaaa"}, // growth is not rescanned
+        {"aaa", "a", "aa", "aaaaaa"},                           // growth is not rescanned
         {"aaaa", "aa", "a", "aa"},
         {"xyxy", "xy", "", "xy"},    // the second match starts at an examined position
         {"x/y", "/", "//", "x///y"}, // the inserted text is scanned again

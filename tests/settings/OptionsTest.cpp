@@ -37,8 +37,8 @@ TEST(Options, DefaultsAndStoredValues)
 TEST(Options, FlagsAreReadAsNumbers)
 {
     const std::pair<const char*, bool> cases[] = {{"1", true},    {" 1 ", true},  {"01", true},  {"1.0", true},
-                          {"1abc", true}, {"0", false},   {"", false},   {"2", false},
-                          {"yes", false}, {"1.5", false}, {"-1", false}, {"10", false}};
+                                                  {"1abc", true}, {"0", false},   {"", false},   {"2", false},
+                                                  {"yes", false}, {"1.5", false}, {"-1", false}, {"10", false}};
     for (const auto& [text, on] : cases)
         EXPECT_EQ(optionFlagIsOn(text), on) << text;
 }

@@ -87,12 +87,14 @@ TEST(ProfileStore, SaveWritesInScreenOrderAndDropsEmptyTexts)
     writeBytes(folder / "Profiles.ini", "[Acme]\r\nCity=Boston\r\nZip=02134\r\n");
     const ProfileStore store(SettingsContext{folder.path()});
     const std::pair<std::string_view, std::string> values[] = {
-        {"DonePer", "Line"}, {"CharPerLine", "65"}, {"City", ""},          {"ShowBillingRate", "0"},
-        {"Zip", "02139"},    {"CountBoldCharAs2", "1"}, {"CountReturnAndEnter", "0"},
+        {"DonePer", "Line"},          {"CharPerLine", "65"}, {"City", ""},
+        {"ShowBillingRate", "0"},     {"Zip", "02139"},      {"CountBoldCharAs2", "1"},
+        {"CountReturnAndEnter", "0"},
     };
     ASSERT_TRUE(store.saveProfile("Acme", values, EditorScreen::Edit));
-    EXPECT_EQ(readBytes(folder / "Profiles.ini"), "[Acme]\r\nZip=02139\r\nCountBoldCharAs2=1\r\nCountReturnAndEnter=0\r\n"
-                                                  "ShowBillingRate=0\r\nDonePer=Line\r\nCharPerLine=65\r\n");
+    EXPECT_EQ(readBytes(folder / "Profiles.ini"),
+              "[Acme]\r\nZip=02139\r\nCountBoldCharAs2=1\r\nCountReturnAndEnter=0\r\n"
+              "ShowBillingRate=0\r\nDonePer=Line\r\nCharPerLine=65\r\n");
     writeBytes(folder / "Profiles.ini", "");
     ASSERT_TRUE(store.saveProfile("Beta", values, EditorScreen::Add));
     EXPECT_EQ(readBytes(folder / "Profiles.ini"), "[Beta]\r\nZip=02139\r\nDonePer=Line\r\nCountReturnAndEnter=0\r\n"

@@ -20,7 +20,7 @@ namespace {
 
 struct stat statOf(const fs::path& file)
 {
-    struct stat st{};
+    struct stat st {};
     ::stat(file.c_str(), &st);
     return st;
 }

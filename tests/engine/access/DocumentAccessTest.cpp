@@ -84,18 +84,17 @@ TEST(DocumentAccess, ReplaceAndCompareEqualsTheMatchCountAndUndoRestores)
 TEST(DocumentAccess, CountsOfTheCountingPatternsLeaveHiddenTextOut)
 {
     DocumentAccess plain(makeDocument(u"One two-three\tFour\r\rFIVE 5\r"));
-    DocumentAccess hidden(makeDocument({{u"shown"}, {u" secret", CharFormat{.hidden = true}},
-                                        {u" Tail\r"}}));
+    DocumentAccess hidden(makeDocument({{u"shown"}, {u" secret", CharFormat{.hidden = true}}, {u" Tail\r"}}));
     struct Case {
         DocumentAccess& access;
         std::u16string_view find;
         PatternSyntax syntax;
         int64_t expected;
     } cases[] = {
-        {plain, u"<*>", W, 6},    {plain, u"[!^13- ]", W, 22}, {plain, u"[!^13]", W, 24}, {plain, u"^13", W, 3},
-        {plain, u"[A-Z]", W, 6},  {plain, u"^t", W, 1},        {plain, u"^p", L, 3},      {plain, u"^p^p", L, 1},
-        {plain, u"five", L, 1},   {plain, u"FIVE", W, 1},      {plain, u"five", W, 0},    {hidden, u"[!^13- ]", W, 9},
-        {hidden, u"<*>", W, 2},   {hidden, u"secret", L, 0},   {hidden, u"[A-Z]", W, 1},
+        {plain, u"<*>", W, 6},   {plain, u"[!^13- ]", W, 22}, {plain, u"[!^13]", W, 24}, {plain, u"^13", W, 3},
+        {plain, u"[A-Z]", W, 6}, {plain, u"^t", W, 1},        {plain, u"^p", L, 3},      {plain, u"^p^p", L, 1},
+        {plain, u"five", L, 1},  {plain, u"FIVE", W, 1},      {plain, u"five", W, 0},    {hidden, u"[!^13- ]", W, 9},
+        {hidden, u"<*>", W, 2},  {hidden, u"secret", L, 0},   {hidden, u"[A-Z]", W, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(utf8(c.find));

@@ -1,10 +1,10 @@
 // Find patterns on plain text: what each syntax matches, what it rejects, and that matching stays linear.
 #include "engine/access/FindPattern.h"
-#include "engine/access/WordCharacters.h"
+
 #include "TestDocuments.h"
+#include "engine/access/WordCharacters.h"
 
 #include <gtest/gtest.h>
-
 #include <tuple>
 #include <vector>
 

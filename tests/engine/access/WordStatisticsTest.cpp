@@ -1,5 +1,6 @@
 // Word Count figures on documents built here.
 #include "engine/access/WordStatistics.h"
+
 #include "TestDocuments.h"
 
 #include <gtest/gtest.h>

@@ -47,11 +47,14 @@ TEST(Pagination, ManualBreaks)
         std::vector<size_t> perPage;
     } cases[] = {
         // The page break and the mark right after it stay on their line.
-        {"page break in its own paragraph", {{u"a", {}, times()}, {u"\u000C", {}, times()}, {u"b", {}, times()}}, {2, 1}},
+        {"page break in its own paragraph",
+         {{u"a", {}, times()}, {u"\u000C", {}, times()}, {u"b", {}, times()}},
+         {2, 1}},
         {"text after a page break starts the next page", {{u"a\u000Cb", {}, times()}}, {1, 1}},
         {"a column break on a one-column page acts as a page break", {{u"a\u000Eb", {}, times()}}, {1, 1}},
         {"a break before only when the page has content",
-         {{u"first", breakBefore, times()}, {u"second", breakBefore, times()}}, {1, 1}},
+         {{u"first", breakBefore, times()}, {u"second", breakBefore, times()}},
+         {1, 1}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -104,18 +107,26 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
         std::vector<Para> tail;
         std::vector<size_t> perPage;
     } cases[] = {
-        {"a heading kept with its next paragraph leaves the page", LinesPerPage - 1,
-         {{u"Heading", keepNext, times()}, {u"Body", {}, times()}}, {45, 2}},
+        {"a heading kept with its next paragraph leaves the page",
+         LinesPerPage - 1,
+         {{u"Heading", keepNext, times()}, {u"Body", {}, times()}},
+         {45, 2}},
         // 3 x 276 + 2 x 200 = 1228 twips in a room of 4 x 276 = 1104 + 264:
         // it fits because only the larger of two spacings stands between
         // paragraphs, in the chain as on the page.
-        {"a chain that fits with its spacing stays", LinesPerPage - 4,
-         {{u"One", keepAfter, times()}, {u"Two", spacedKeep, times()}, {u"Body", spaced, times()}}, {45}},
-        {"without the keep the heading stays", LinesPerPage - 1,
-         {{u"Heading", {}, times()}, {u"Body", {}, times()}}, {46, 1}},
+        {"a chain that fits with its spacing stays",
+         LinesPerPage - 4,
+         {{u"One", keepAfter, times()}, {u"Two", spacedKeep, times()}, {u"Body", spaced, times()}},
+         {45}},
+        {"without the keep the heading stays",
+         LinesPerPage - 1,
+         {{u"Heading", {}, times()}, {u"Body", {}, times()}},
+         {46, 1}},
         // Room for 3 of its 4 lines.
-        {"keep lines together moves a paragraph that would split", LinesPerPage - 2,
-         {{fourLines, together, mono()}}, {44, 4}},
+        {"keep lines together moves a paragraph that would split",
+         LinesPerPage - 2,
+         {{fourLines, together, mono()}},
+         {44, 4}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

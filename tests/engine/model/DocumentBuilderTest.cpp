@@ -2,7 +2,6 @@
 #include "engine/model/DocumentBuilder.h"
 
 #include <gtest/gtest.h>
-
 #include <tuple>
 
 using namespace qm::engine;
@@ -117,8 +116,9 @@ TEST(DocumentBuilder, SectionsEndAfterTheirBreakAndTheLastAtTheEnd)
               std::tuple(4u, 15840, 8u));
     EXPECT_TRUE(doc->isSectionBreak(3) && doc->endsParagraph(0, 3));
     // The second section defines no header and shows the first one's.
-    EXPECT_EQ(std::tuple(doc->headerStory(1, HeaderFooterIndex::Primary), doc->headerStory(1, HeaderFooterIndex::FirstPage)),
-              std::tuple(static_cast<int32_t>(h1), -1));
+    EXPECT_EQ(
+        std::tuple(doc->headerStory(1, HeaderFooterIndex::Primary), doc->headerStory(1, HeaderFooterIndex::FirstPage)),
+        std::tuple(static_cast<int32_t>(h1), -1));
 }
 
 TEST(DocumentBuilder, FormatsAreInternedAndControlsFiltered)

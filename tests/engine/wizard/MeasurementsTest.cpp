@@ -1,10 +1,10 @@
 // Measurements on documents built here, with answers worked out by hand.
-#include "engine/wizard/EngineLayout.h"
 #include "engine/wizard/Measurements.h"
+
 #include "../access/TestDocuments.h"
+#include "engine/wizard/EngineLayout.h"
 
 #include <gtest/gtest.h>
-
 #include <map>
 #include <tuple>
 
@@ -98,7 +98,8 @@ TEST_F(MeasurementsTest, SwitchesCountEachFormattedRunOnce)
         // A running total rounded half to even after every addition: 2, 4, 6, 8.
         {"1.5 four times",
          {{u"a", bold()}, {u"b"}, {u"c", bold()}, {u"d"}, {u"e", bold()}, {u"f"}, {u"g", bold()}, {u"\r"}},
-         "1.5", 8},
+         "1.5",
+         8},
         {"1.5 once", {{u"a", bold()}, {u"\r"}}, "1.5", 2},
     };
     for (const Case& c : cases) {
@@ -113,8 +114,11 @@ TEST_F(MeasurementsTest, SwitchesCountEachFormattedRunOnce)
 TEST_F(MeasurementsTest, CharacterFamilyChargesTheExcessAndCapsTheFullAmount)
 {
     keys = {{"BoldCharAmount", "2.0"}, {"UnderlineCharAmount", "2.5"}, {"CapsCharAmount", "2.0"}};
-    Measurements& m = open(Spec{{{u"Bold", bold()}, {u" Text "}, {u"under", {.underline = UnderlineKind::Single}},
-                                 {u" shown", {.allCaps = true}}, {u"\r"}}});
+    Measurements& m = open(Spec{{{u"Bold", bold()},
+                                 {u" Text "},
+                                 {u"under", {.underline = UnderlineKind::Single}},
+                                 {u" shown", {.allCaps = true}},
+                                 {u"\r"}}});
     const std::u16string before = mainText();
     EXPECT_EQ(m.CountBoldchars(), 4.0);
     EXPECT_EQ(m.CountUnderlinechars(), 8.0);  // 1.5 × 5 = 7.5, rounded half to even

@@ -1,10 +1,10 @@
 // The engine session: lifecycle, the exact error reports, and files left untouched.
 #include "engine/wizard/WordWizard.h"
-#include "../access/TestDocuments.h"
+
 #include "../../settings/TempFolder.h"
+#include "../access/TestDocuments.h"
 
 #include <gtest/gtest.h>
-
 #include <new>
 
 using namespace qm;
@@ -81,14 +81,25 @@ TEST(WordWizard, FailuresAreReportedWithTheirTagsAndNeverThrown)
     const std::string cannotOpen = ReportStart + "cannot open \"" + missing.string() + "\"";
     const std::vector<Case> cases = {
         {"open without a session", opens(false), {}, "Error", cannotOpen, ">>\r-Opening DOC-"},
-        {"open a missing file", opens(true), {}, "Error",
-         cannotOpen + ": the file cannot be opened for reading", ">>\r-Opening DOC-"},
-        {"a reader that throws", opens(true), throws, "Error", cannotOpen + ": not enough memory",
+        {"open a missing file",
+         opens(true),
+         {},
+         "Error",
+         cannotOpen + ": the file cannot be opened for reading",
          ">>\r-Opening DOC-"},
-        {"close without a session", [](WordWizard& w) { w.CompleteClose(); }, {}, "Error", ReportStart,
+        {"a reader that throws", opens(true), throws, "Error", cannotOpen + ": not enough memory", ">>\r-Opening DOC-"},
+        {"close without a session",
+         [](WordWizard& w) { w.CompleteClose(); },
+         {},
+         "Error",
+         ReportStart,
          ">>\r-Closing Microsoft Word-"},
-        {"maximise without a session", [](WordWizard& w) { w.MaxWord(); }, {}, "ERROR",
-         "Err In opening Microsoft Word the counting engine has not been started err number=1", ""},
+        {"maximise without a session",
+         [](WordWizard& w) { w.MaxWord(); },
+         {},
+         "ERROR",
+         "Err In opening Microsoft Word the counting engine has not been started err number=1",
+         ""},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -1,10 +1,9 @@
 // The main screen driven through its controls' names, over a copy of the samples.
+#include "ScreenTest.h"
 #include "app/CountRun.h"
 #include "settings/IniRW.h"
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
-
-#include "ScreenTest.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -19,7 +18,6 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
-
 #include <chrono>
 #include <filesystem>
 #include <thread>
@@ -274,7 +272,6 @@ private slots:
         QCOMPARE(option("AddDupilcateFiles"), std::string("0"));
         QCOMPARE(option("PrinterToUse"), std::string("Office Laser"));
         QCOMPARE(option("CompanyName"), std::string("Demo Transcription Services"));
-
     }
 
     // The profile chosen at close is the one selected at the next start; a

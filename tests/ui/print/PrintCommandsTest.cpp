@@ -1,8 +1,8 @@
 // Print from the main screen over a scripted engine: the job, its messages, Stop and closing.
 #include "ui/print/PrintCommands.h"
 
-#include "print/PrintFakes.h"
 #include "ScreenTest.h"
+#include "print/PrintFakes.h"
 #include "settings/IniRW.h"
 
 #include <QComboBox>

@@ -1,12 +1,11 @@
 // The totals screen and the report after a finished run, driven through the controls' names.
+#include "ScreenTest.h"
 #include "engine/formats/Reader.h"
 #include "report/Report.h"
 #include "settings/IniRW.h"
 #include "ui/main/frmMain.h"
 #include "ui/totals/ReportCommands.h"
 #include "ui/totals/frmTotals.h"
-
-#include "ScreenTest.h"
 
 #include <QLabel>
 #include <QPushButton>

@@ -1,9 +1,8 @@
 // Word 97-2003 files a word processor converted from our RTF fixtures read as their sources do.
 #include "../support/Describe.h"
 
-#include <gtest/gtest.h>
-
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sstream>
 
 using namespace qm::engine;

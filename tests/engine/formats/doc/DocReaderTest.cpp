@@ -1,12 +1,11 @@
 // The Word 97-2003 reader on documents built here: text, formatting, tables, fields, sections, notes, errors.
-#include "DocFixture.h"
 #include "../support/Describe.h"
+#include "DocFixture.h"
 #include "engine/access/WordStatistics.h"
 #include "engine/formats/Reader.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
+#include <gtest/gtest.h>
 #include <tuple>
 
 using namespace qm::engine;
@@ -53,7 +52,9 @@ TEST(DocReader, MainStoryHoldsTheFinalTextInCharacterOrder)
         {quotes, shown, {}, false},
         {quotes, shown, {}, true, {3, 9, 15}},
         {quotes, shown, {}, false, {1, 16}},
-        {u"A\x13 PAGE \x14" u"3\x15 B\r", "A3 B¶"},
+        {u"A\x13 PAGE \x14"
+         u"3\x15 B\r",
+         "A3 B¶"},
         // A field nested in an instruction is code as a whole; one in a result shows.
         {u"\x13 IF \x13 DATE \x14x\x15 = 1 \x14yes\x15!\r", "yes!¶"},
         {u"\x13 A \x14<\x13 B \x14inner\x15>\x15\r", "<inner>¶"},
@@ -140,7 +141,8 @@ TEST(DocReader, CharacterPropertiesApplyStylesThenToggles)
     ASSERT_TRUE(r.ok()) << r.error;
     const Document& d = *r.document;
     EXPECT_EQ(describe(d, "b i hid u pos sz caps scaps strike mark style"),
-              "{b|a}b{b|c}d{b|¶}['Strong Para']{b|e}{i|f}{hid|g}{uu|h}{sup|i}{sz48|j}{caps|k}{scaps|l}{strike|m}n¶['Normal']");
+              "{b|a}b{b|c}d{b|¶}['Strong "
+              "Para']{b|e}{i|f}{hid|g}{uu|h}{sup|i}{sz48|j}{caps|k}{scaps|l}{strike|m}n¶['Normal']");
     EXPECT_EQ(d.charFormatAt(d.mainStory(), 15).fontName, "Times New Roman");
     // Word's figures count hidden text with the rest: all 14 characters.
     EXPECT_EQ(computeWordStatistics(d).characters, 14);
@@ -290,10 +292,10 @@ TEST(DocReader, DamagedTablesGivePartialDocumentsOrClearErrors)
         std::string text; ///< expected main story when readable
         bool diagnosed;   ///< whether the damage is worth a diagnostic
     } cases[] = {
-        {"story count past the text",
-         [&](std::string& wd, std::string&) { set32(wd, ccpText, 0x7FFFFFF0u); }, true, "Hello there¶second¶", true},
-        {"piece table out of range",
-         [&](std::string& wd, std::string&) { set32(wd, location(33), 0xFFFFFF00u); }, false, "", true},
+        {"story count past the text", [&](std::string& wd, std::string&) { set32(wd, ccpText, 0x7FFFFFF0u); }, true,
+         "Hello there¶second¶", true},
+        {"piece table out of range", [&](std::string& wd, std::string&) { set32(wd, location(33), 0xFFFFFF00u); },
+         false, "", true},
         {"piece table cut", [&](std::string& wd, std::string&) { set32(wd, location(33) + 4, 3); }, false, "", true},
         {"property pages past the stream",
          [&](std::string& wd, std::string& table) {

@@ -1,11 +1,9 @@
 // The Word package reader: text, fields, revisions, styles, sections, tables, notes and hostile packages.
 #include "DocxTestPackage.h"
-
 #include "engine/formats/Reader.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <tuple>
 
 using namespace qm::engine;
@@ -49,8 +47,7 @@ TEST(DocxReader, InlineContentBecomesWordsCharacters)
          R"(<w:hyperlink r:id="x"><w:r><w:t>link</w:t></w:r></w:hyperlink><w:smartTag><w:r><w:t>tag</w:t></w:r></w:smartTag>)"
          R"(<w:sdt><w:sdtPr/><w:sdtContent><w:r><w:t>ctl</w:t></w:r></w:sdtContent></w:sdt>)",
          "linktagctl¶"},
-        {"simple field keeps its result",
-         R"(<w:fldSimple w:instr="PAGE"><w:r><w:t>7</w:t></w:r></w:fldSimple>)", "7¶"},
+        {"simple field keeps its result", R"(<w:fldSimple w:instr="PAGE"><w:r><w:t>7</w:t></w:r></w:fldSimple>)", "7¶"},
         {"complex field drops its instruction",
          R"(<w:r><w:fldChar w:fldCharType="begin"/></w:r><w:r><w:instrText>DATE</w:instrText><w:t>x</w:t></w:r>)"
          R"(<w:r><w:fldChar w:fldCharType="separate"/></w:r><w:r><w:t>today</w:t></w:r><w:r><w:fldChar w:fldCharType="end"/></w:r><w:r><w:t>!</w:t></w:r>)",
@@ -79,7 +76,8 @@ TEST(DocxReader, InlineContentBecomesWordsCharacters)
          R"(<w:pPr><w:rPr><w:del w:id="1" w:author="a"/></w:rPr></w:pPr><w:r><w:t xml:space="preserve">one </w:t></w:r></w:p>)"
          R"(<w:p><w:r><w:t>two</w:t></w:r></w:p><w:p><w:pPr><w:rPr><w:del w:id="2" w:author="a"/></w:rPr></w:pPr><w:r><w:t>last</w:t></w:r>)",
          "one two¶last¶"},
-        {"equation text", R"(<m:oMath><m:f><m:num><m:r><m:t>a</m:t></m:r></m:num><m:den><m:r><m:t>b</m:t></m:r></m:den></m:f></m:oMath>)",
+        {"equation text",
+         R"(<m:oMath><m:f><m:num><m:r><m:t>a</m:t></m:r></m:num><m:den><m:r><m:t>b</m:t></m:r></m:den></m:f></m:oMath>)",
          "ab¶"},
     };
     for (const Case& c : cases) {
@@ -162,7 +160,7 @@ TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
                item(2, 0, "f") + item(3, 0, "g") + item(3, 0, "h") + item(99, 0, "i") + para("j");
     // The label is a property: it adds nothing to the text. The level's indent applies.
     EXPECT_EQ(describeMain(pkg, "label ind"), "a¶[li720 fi-360 «1.»]b¶[«1.a)»]c¶[«1.b)»]d¶[li720 fi-360 «2.»]e¶[«2.a)»]"
-                                           "f¶[«•»]g¶[«IV»]h¶[«V»]i¶j¶");
+                                              "f¶[«•»]g¶[«IV»]h¶[«V»]i¶j¶");
 }
 
 TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
@@ -179,8 +177,9 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
         <w:cols w:num="2" w:space="425"/></w:sectPr></w:pPr></w:p>)"
                R"(<w:p><w:r><w:t>two</w:t></w:r></w:p>)"
                R"(<w:sectPr><w:headerReference w:type="first" r:id="header2"/><w:type w:val="continuous"/><w:titlePg/></w:sectPr>)";
-    pkg.app = "<Pages>3</Pages><Words>999</Words><Characters>12</Characters><CharactersWithSpaces>14</CharactersWithSpaces>"
-              "<Lines>4</Lines><Paragraphs>2</Paragraphs><Application>Microsoft Office Word</Application>";
+    pkg.app =
+        "<Pages>3</Pages><Words>999</Words><Characters>12</Characters><CharactersWithSpaces>14</CharactersWithSpaces>"
+        "<Lines>4</Lines><Paragraphs>2</Paragraphs><Application>Microsoft Office Word</Application>";
     ReadResult r = read(pkg);
     ASSERT_TRUE(r.ok()) << r.error;
     const Document& doc = *r.document;
@@ -194,8 +193,9 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
     EXPECT_EQ(set.compat.at("doNotExpandShiftReturn"), "1");
     // Stored figures are kept aside, not counted from.
     const StoredStatistics& st = doc.stored;
-    EXPECT_EQ(std::tuple(st.pages, st.words, st.characters, st.charactersWithSpaces, st.lines, st.paragraphs, st.application),
-              std::tuple(3, 999, 12, 14, 4, 2, "Microsoft Office Word"));
+    EXPECT_EQ(
+        std::tuple(st.pages, st.words, st.characters, st.charactersWithSpaces, st.lines, st.paragraphs, st.application),
+        std::tuple(3, 999, 12, 14, 4, 2, "Microsoft Office Word"));
 }
 
 TEST(DocxReader, NestedTablesKeepCellAndRowMarks)

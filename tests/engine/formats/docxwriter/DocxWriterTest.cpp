@@ -1,13 +1,13 @@
 // Tests for the .docx writer: what it writes reads back through our own reader unchanged.
+#include "engine/formats/docxwriter/DocxWriter.h"
+
 #include "../support/Describe.h"
 #include "engine/formats/Reader.h"
 #include "engine/formats/docx/ZipPackage.h"
-#include "engine/formats/docxwriter/DocxWriter.h"
 #include "engine/model/DocumentBuilder.h"
 
-#include <gtest/gtest.h>
-
 #include <fstream>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace qm::engine {
@@ -53,12 +53,22 @@ std::unique_ptr<Document> sample()
     DocumentBuilder b("docx");
     const CharFormat plain{.fontName = "Arial", .sizeHalfPoints = 22};
     const CharFormat bold{.fontName = "Arial", .sizeHalfPoints = 22, .bold = true, .color = 0x1F3864};
-    const CharFormat hidden{.fontName = "Courier New", .sizeHalfPoints = 2, .italic = true, .hidden = true,
+    const CharFormat hidden{.fontName = "Courier New",
+                            .sizeHalfPoints = 2,
+                            .italic = true,
+                            .hidden = true,
                             .underline = UnderlineKind::Double};
-    const CharFormat raised{.fontName = "Times New Roman", .sizeHalfPoints = 16, .allCaps = true, .strike = true,
+    const CharFormat raised{.fontName = "Times New Roman",
+                            .sizeHalfPoints = 16,
+                            .allCaps = true,
+                            .strike = true,
                             .verticalPosition = VerticalPosition::Superscript};
-    const ParaFormat right{.alignment = Alignment::Right, .leftIndent = 360, .firstLineIndent = -180,
-                           .spaceAfter = 120, .lineRule = LineRule::Exact, .lineSpacing = 300,
+    const ParaFormat right{.alignment = Alignment::Right,
+                           .leftIndent = 360,
+                           .firstLineIndent = -180,
+                           .spaceAfter = 120,
+                           .lineRule = LineRule::Exact,
+                           .lineSpacing = 300,
                            .tabs = {TabStop{2880, TabAlignment::Decimal, TabLeader::Dot}}};
     const ParaFormat centred{.alignment = Alignment::Center, .keepWithNext = true, .widowControl = false};
 

@@ -1,11 +1,9 @@
 // The OpenDocument reader: white space, styles, lists, tables, notes, frames, master pages and flat files.
 #include "../support/TestZip.h"
-
 #include "engine/formats/Reader.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <tuple>
 
 using namespace qm::engine;
@@ -203,9 +201,9 @@ TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
     const Document& doc = *r.document;
     EXPECT_EQ(visible(doc.mainStory()), "portrait§landscape¶");
     // The header's height and spacing lie inside Word's top margin.
-    EXPECT_EQ(describeSections(doc),
-              "§9 w11906 h16838 mt1700 mb1134 ml1134 mr1134 hd1134 title H:Head¶ H2:Left¶ F1:First¶ | §19 w16838 h11906 H^:Head¶"
-              " H2^:Left¶ F:Foot¶ F1^:First¶");
+    EXPECT_EQ(describeSections(doc), "§9 w11906 h16838 mt1700 mb1134 ml1134 mr1134 hd1134 title H:Head¶ H2:Left¶ "
+                                     "F1:First¶ | §19 w16838 h11906 H^:Head¶"
+                                     " H2^:Left¶ F:Foot¶ F1^:First¶");
     EXPECT_TRUE(doc.settings.evenAndOddHeaders);
     EXPECT_EQ(std::tuple(doc.stored.words, doc.stored.charactersWithSpaces, doc.stored.application),
               std::tuple(2, 17, "LibreOffice/7.4"));
@@ -252,8 +250,9 @@ TEST(OdtReader, FlatFilesAndDamagedPackages)
     // Repeated rows are copies; past a budget they are cut with a diagnostic
     // instead of expanding a few bytes into millions of cells.
     OdtPackage repeated;
-    repeated.body = R"(<table:table><table:table-column/><table:table-row table:number-rows-repeated="1000">)"
-                    R"(<table:table-cell table:number-columns-repeated="1000"><text:p>x</text:p></table:table-cell></table:table-row></table:table>)";
+    repeated.body =
+        R"(<table:table><table:table-column/><table:table-row table:number-rows-repeated="1000">)"
+        R"(<table:table-cell table:number-columns-repeated="1000"><text:p>x</text:p></table:table-cell></table:table-row></table:table>)";
     r = readOdt(repeated.build(), {});
     ASSERT_TRUE(r.ok()) << r.error;
     const auto cut = std::ranges::count(r.document->mainStory().text, u'x');

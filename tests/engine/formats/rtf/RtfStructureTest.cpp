@@ -16,10 +16,9 @@ TEST(RtfStructure, SectionsCarryPageSetupAndTheirOwnHeaders)
         R"(\sectd\cols2{\footerr Foot3}three)"));
     ASSERT_TRUE(doc);
     EXPECT_EQ(describe(*doc, ""), "one§two§three¶");
-    EXPECT_EQ(describeSections(*doc),
-              "§4 h16838 ml1000 hd500 title H:H1¶ H1:F1¶ H2:E1¶ F:Foot1¶ | "
-              "§8 w11906 h16838 ml2000 continuous H^:H1¶ H1^:F1¶ H2^:E1¶ F^:Foot1¶ | "
-              "§14 w11906 h16838 ml1000 cols2 H^:H1¶ H1^:F1¶ H2^:E1¶ F:Foot3¶");
+    EXPECT_EQ(describeSections(*doc), "§4 h16838 ml1000 hd500 title H:H1¶ H1:F1¶ H2:E1¶ F:Foot1¶ | "
+                                      "§8 w11906 h16838 ml2000 continuous H^:H1¶ H1^:F1¶ H2^:E1¶ F^:Foot1¶ | "
+                                      "§14 w11906 h16838 ml1000 cols2 H^:H1¶ H1^:F1¶ H2^:E1¶ F:Foot3¶");
     EXPECT_TRUE(doc->settings.evenAndOddHeaders);
 }
 

@@ -3,13 +3,12 @@
 
 #include "engine/formats/Reader.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <initializer_list>
 #include <sstream>
 #include <string_view>

@@ -7,7 +7,6 @@
 #include "engine/model/Unicode.h"
 
 #include <gtest/gtest.h>
-
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -99,8 +98,9 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
     t.add("keep", p.pageBreakBefore, "pbb");
     // A stop as position, alignment (l c r d |) and leader.
     for (const TabStop& tab : p.tabs)
-        t.add("tabs", true, "tab" + std::to_string(tab.position) + "lcrd|"[static_cast<int>(tab.alignment)] +
-                                leaders[static_cast<int>(tab.leader)]);
+        t.add("tabs", true,
+              "tab" + std::to_string(tab.position) + "lcrd|"[static_cast<int>(tab.alignment)] +
+                  leaders[static_cast<int>(tab.leader)]);
     t.add("label", !p.listLabel.empty(), "«" + utf16ToUtf8(p.listLabel) + "»");
     t.add("depth", p.tableDepth > 1, "d" + std::to_string(p.tableDepth)); // a nested table's
     t.add("rowend", p.rowEnd, "rowend");

@@ -3,12 +3,11 @@
 
 #include "Describe.h"
 
-#include <zip.h>
-
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+#include <zip.h>
 
 namespace qm::engine::test {
 

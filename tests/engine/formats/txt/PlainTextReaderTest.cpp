@@ -2,7 +2,6 @@
 #include "../support/Describe.h"
 
 #include <gtest/gtest.h>
-
 #include <tuple>
 
 using namespace qm::engine;
@@ -30,11 +29,23 @@ TEST(PlainTextReader, DecodesByMarkThenUtf8ThenWindows1252AndEndsEveryLine)
         std::u16string text;
     } cases[] = {
         {"ascii", "plain", u"plain\r"},
-        {"utf-8 mark", "\xEF\xBB\xBF" "caf\xC3\xA9", u"caf\u00E9\r"},
+        {"utf-8 mark",
+         "\xEF\xBB\xBF"
+         "caf\xC3\xA9",
+         u"caf\u00E9\r"},
         {"utf-8 without mark", "na\xC3\xAFve \xE2\x80\x94 ok", u"na\u00EFve \u2014 ok\r"},
-        {"utf-16 le", "\xFF\xFE" "a\0\xAC\x20"s, u"a\u20AC\r"},
-        {"utf-16 be", "\xFE\xFF" "\0a\x20\xAC"s, u"a\u20AC\r"},
-        {"utf-16 le surrogate pair", "\xFF\xFE" "\x3D\xD8\x00\xDE"s, u"\U0001F600\r"},
+        {"utf-16 le",
+         "\xFF\xFE"
+         "a\0\xAC\x20"s,
+         u"a\u20AC\r"},
+        {"utf-16 be",
+         "\xFE\xFF"
+         "\0a\x20\xAC"s,
+         u"a\u20AC\r"},
+        {"utf-16 le surrogate pair",
+         "\xFF\xFE"
+         "\x3D\xD8\x00\xDE"s,
+         u"\U0001F600\r"},
         {"windows-1252", "caf\xE9 \x93quoted\x94 \x80", u"caf\u00E9 \u201Cquoted\u201D \u20AC\r"},
         {"one bad byte makes it all ansi", "\xC3\xA9 and \xE9", u"\u00C3\u00A9 and \u00E9\r"},
         // Would catch CR LF read as two paragraphs, a lone CR ignored (old
@@ -47,7 +58,10 @@ TEST(PlainTextReader, DecodesByMarkThenUtf8ThenWindows1252AndEndsEveryLine)
         {"blank lines kept", "\n\n", u"\r\r"},
         {"form feed", "page one\fpage two", u"page one\fpage two\r"},
         {"tab kept, nul dropped", "a\tb\0c"s, u"a\tbc\r"},
-        {"utf-16 line ends", "\xFF\xFE" "a\0\r\0\n\0b\0"s, u"a\rb\r"},
+        {"utf-16 line ends",
+         "\xFF\xFE"
+         "a\0\r\0\n\0b\0"s,
+         u"a\rb\r"},
         {"empty file", "", u"\r"},
     };
     for (const auto& c : cases) {
@@ -73,7 +87,8 @@ TEST(PlainTextReader, TakesConfiguredDefaults)
     const Story& s = doc->mainStory();
     for (uint32_t i = 0; i < s.size(); ++i)
         EXPECT_EQ(std::tuple(doc->charFormatAt(s, i).fontName, doc->charFormatAt(s, i).sizeHalfPoints),
-                  std::tuple(std::string("Courier New"), uint16_t{20})) << i;
+                  std::tuple(std::string("Courier New"), uint16_t{20}))
+            << i;
     const ParaFormat& pf = doc->paraFormatOf(s, 3);
     EXPECT_EQ(std::tuple(pf.spaceAfter, pf.lineSpacing), std::tuple(0, 240));
     EXPECT_EQ(doc->paraFormatOf(s, s.size() - 1), pf);
