@@ -223,8 +223,8 @@ void Selection::endKeyLineExtend()
     const uint32_t from = end();
     uint32_t lineEnd = s.size();
     std::optional<uint32_t> laidOut;
-    if (m_access->m_layout && from < s.size())
-        laidOut = m_access->m_layout->lineEnd(doc, m_story, from);
+    if (from < s.size())
+        laidOut = m_access->laidOutLineEnd(m_story, from);
     if (laidOut) {
         lineEnd = std::clamp(*laidOut, from, s.size());
     } else {
@@ -369,6 +369,19 @@ StatisticOutcome DocumentAccess::storyLines(size_t story) const
     outcome.error = figures.error;
     outcome.value = figures.lines;
     return outcome;
+}
+
+std::optional<uint32_t> DocumentAccess::laidOutLineEnd(size_t story, uint32_t pos) const
+{
+    if (!m_layout || story != 0)
+        return std::nullopt;
+    const LayoutFigures& figures = laidOut(0);
+    if (!figures.error.empty())
+        return std::nullopt;
+    for (const auto& [start, end] : figures.mainLines)
+        if (pos >= start && pos < end)
+            return end;
+    return std::nullopt;
 }
 
 const LayoutFigures& DocumentAccess::laidOut(size_t story) const

@@ -277,6 +277,9 @@ private:
     /// laid out once.
     mutable std::map<size_t, LayoutFigures> m_laidOut;
     const LayoutFigures& laidOut(size_t story) const;
+    /// One past the last character of the laid-out line holding pos; nullopt
+    /// when the layout cannot tell (the caller then uses the paragraph).
+    std::optional<uint32_t> laidOutLineEnd(size_t story, uint32_t pos) const;
 };
 
 } // namespace qm::engine

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace qm::engine {
 
@@ -15,6 +17,10 @@ struct LayoutFigures {
     int64_t lines = 0;
     int64_t pages = 0;
     std::string error;
+    /// For the main story, the character range [first, second) of every
+    /// laid-out line, in the order the pages show them; where a line ends
+    /// is read from here.
+    std::vector<std::pair<uint32_t, uint32_t>> mainLines;
 };
 
 /// Lays a document out. The access layer asks it for the line and page
@@ -25,18 +31,8 @@ public:
     virtual ~LayoutProvider() = default;
 
     /// The lines of one story as laid out (a header or footer in its frame),
-    /// and for the main story also the document's pages.
+    /// and for the main story also the document's pages and its lines' ranges.
     virtual LayoutFigures measure(const Document& document, size_t story) = 0;
-
-    /// One past the last character of the laid-out line holding pos;
-    /// nullopt when the layout cannot tell (the caller then uses the paragraph).
-    virtual std::optional<uint32_t> lineEnd(const Document& document, size_t story, uint32_t pos)
-    {
-        (void)document;
-        (void)story;
-        (void)pos;
-        return std::nullopt;
-    }
 };
 
 } // namespace qm::engine

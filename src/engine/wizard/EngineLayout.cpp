@@ -33,6 +33,10 @@ LayoutFigures EngineLayout::measure(const Document& document, size_t story)
             const layout::LayoutResult result = layout::layoutDocument(document, m_options);
             figures.lines = result.lineCount();
             figures.pages = result.pageCount();
+            for (const auto& page : result.pages)
+                for (const auto& line : page.lines)
+                    if (line.story == 0)
+                        figures.mainLines.emplace_back(line.start, line.end);
         } else {
             figures.lines =
                 layout::headerFooterLineCount(document, story, sectionShowing(document, story), m_options);
@@ -41,21 +45,6 @@ LayoutFigures EngineLayout::measure(const Document& document, size_t story)
         figures.error = std::string("the document could not be laid out: ") + e.what();
     }
     return figures;
-}
-
-std::optional<uint32_t> EngineLayout::lineEnd(const Document& document, size_t story, uint32_t pos)
-{
-    if (story != 0)
-        return std::nullopt;
-    try {
-        const layout::LayoutResult result = layout::layoutDocument(document, m_options);
-        for (const auto& page : result.pages)
-            for (const auto& line : page.lines)
-                if (line.story == 0 && pos >= line.start && pos < line.end)
-                    return line.end;
-    } catch (const std::exception&) {
-    }
-    return std::nullopt;
 }
 
 } // namespace qm::engine

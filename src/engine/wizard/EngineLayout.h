@@ -13,7 +13,6 @@ public:
     explicit EngineLayout(layout::LayoutOptions options = {}) : m_options(std::move(options)) {}
 
     LayoutFigures measure(const Document& document, size_t story) override;
-    std::optional<uint32_t> lineEnd(const Document& document, size_t story, uint32_t pos) override;
 
 private:
     layout::LayoutOptions m_options;
