@@ -1,7 +1,6 @@
 // Character classes from a Latin-1 table and ICU's Unicode properties.
 #include "engine/access/ScriptRules.h"
 
-#include <array>
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
 
@@ -28,8 +27,6 @@ constexpr std::array<ScriptClass, 256> latin1Classes()
     }
     return t;
 }
-
-constexpr std::array<ScriptClass, 256> Latin1 = latin1Classes();
 
 bool isEastAsianScript(UScriptCode script)
 {
@@ -61,10 +58,10 @@ bool isEastAsian(UChar32 c)
 
 } // namespace
 
-ScriptClass scriptClass(char32_t c)
+constinit const std::array<ScriptClass, 256> detail::Latin1Classes = latin1Classes();
+
+ScriptClass detail::scriptClassBeyondLatin1(char32_t c)
 {
-    if (c < 0x100)
-        return Latin1[c];
     const auto u = static_cast<UChar32>(c);
     if (u_hasBinaryProperty(u, UCHAR_WHITE_SPACE))
         return ScriptClass::Space;
@@ -88,11 +85,11 @@ ScriptClass scriptClass(char32_t c)
 
 int64_t countCodePoints(std::u16string_view text)
 {
-    int64_t n = static_cast<int64_t>(text.size());
+    // Branch-free, so the compiler can run it over many units at once.
+    int64_t pairs = 0;
     for (size_t i = 1; i < text.size(); ++i)
-        if (isTrailSurrogate(text[i]) && isLeadSurrogate(text[i - 1]))
-            --n;
-    return n;
+        pairs += ((text[i] & 0xFC00) == 0xDC00) & ((text[i - 1] & 0xFC00) == 0xD800);
+    return static_cast<int64_t>(text.size()) - pairs;
 }
 
 } // namespace qm::engine

@@ -1,6 +1,7 @@
 // Word's character classes for every script, shared by the statistics, the wildcard find and the counts.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -59,9 +60,18 @@ enum class ScriptClass : uint8_t {
     Symbol,    ///< punctuation, symbols, emoji, private-use symbol-font characters
 };
 
+namespace detail {
+extern const std::array<ScriptClass, 256> Latin1Classes;
+ScriptClass scriptClassBeyondLatin1(char32_t c);
+} // namespace detail
+
 /// The class of one code point. ASCII and Latin-1 are answered from a small
-/// table; the rest from ICU's character properties.
-ScriptClass scriptClass(char32_t c);
+/// table, inline, so Latin text pays nothing more; the rest from ICU's
+/// character properties.
+inline ScriptClass scriptClass(char32_t c)
+{
+    return c < 0x100 ? detail::Latin1Classes[c] : detail::scriptClassBeyondLatin1(c);
+}
 
 /// One code point of UTF-16 text and the units it takes.
 struct CodePoint {
