@@ -535,7 +535,12 @@ double Measurements::CountCapsChars()
     trapped(m_wizard, "-Count Caps Chr-", [&] {
         m_wizard.resetView();
         // Capital letters as typed, whatever their format: text shown in
-        // capitals by formatting is not counted.
+        // capitals by formatting is not counted. Word's wildcard ranges
+        // compare character codes ("[A-z]" finds no accented letter: Microsoft
+        // support, "Examples of wildcard characters"; the Editorium's Word
+        // wildcard notes), so "[A-Z]" takes the 26 ASCII capitals only: no
+        // accented, Greek or Cyrillic capital and no full-width one (U+FF21 to
+        // U+FF3A), which is an East Asian character and a word of its own.
         int64_t count = replaceAndCompareDocument("[A-Z]", "BB");
         traverseHeadersAndFooters([&](Range& range) {
             count = add(count, replaceAndCompare(range, "[A-Z]", "BB", Unit::Characters));
