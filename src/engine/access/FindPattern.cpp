@@ -583,7 +583,9 @@ bool FindPattern::isWordPattern() const
 bool FindPattern::passes(const Test& t, const MatchSubject& s, uint32_t pos, uint32_t to) const
 {
     // A test takes one character: a surrogate pair whole, never half of it.
-    const char32_t c = codePointAt(s.text.substr(0, to), pos).value;
+    char32_t c = s.text[pos];
+    if (isLeadSurrogate(c) && pos + 1 < to && isTrailSurrogate(s.text[pos + 1]))
+        c = codePointAt(s.text, pos).value;
     switch (t.kind) {
     case Test::Kind::Any: return true;
     case Test::Kind::Char: return c == t.c;
@@ -632,18 +634,20 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     if (from >= to || m_program.empty())
         return std::nullopt;
 
-    auto eligibleUnit = [&](uint32_t pos) {
+    auto allowedFormat = [&](uint32_t pos) {
+        const uint32_t format = s.attrs[pos].charFormat;
+        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
+    };
+    // With font criteria, both halves of a surrogate pair must be allowed.
+    auto eligible = [&](uint32_t pos) {
         if (text[pos] == Ch::CellEnd)
             return false;
         if (!s.allowedFormats)
             return true;
-        const uint32_t format = s.attrs[pos].charFormat;
-        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
-    };
-    // Both halves of a surrogate pair must be allowed for the character to be.
-    auto eligible = [&](uint32_t pos) {
-        return eligibleUnit(pos) && !(pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1]) &&
-                                      !eligibleUnit(pos + 1));
+        if (!allowedFormat(pos))
+            return false;
+        return !(pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1])) ||
+               allowedFormat(pos + 1);
     };
     auto single = [](uint32_t start, uint32_t end) {
         PatternMatch m;
@@ -656,7 +660,7 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
 
     // Units of the character at pos: 2 for a surrogate pair within the stretch.
     auto width = [&](uint32_t pos) -> uint32_t {
-        return pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1]) ? 2 : 1;
+        return isLeadSurrogate(text[pos]) && pos + 1 < to && isTrailSurrogate(text[pos + 1]) ? 2 : 1;
     };
 
     // Where a match can begin, so that runs of hopeless positions are skipped.
@@ -675,9 +679,12 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
 
     // One character test: the patterns counting uses most. Scan directly.
     if (m_program.size() == 2 && m_program[0].op == Op::Test) {
-        for (uint32_t i = candidate(from); i < to; i = candidate(i + width(i)))
+        for (uint32_t i = candidate(from); i < to;) {
+            const uint32_t units = width(i);
             if (eligible(i) && passes(m_program[0].test, s, i, to))
-                return single(i, i + width(i));
+                return single(i, i + units);
+            i = candidate(i + units);
+        }
         return std::nullopt;
     }
 

@@ -8,26 +8,6 @@ namespace qm::engine {
 
 namespace {
 
-constexpr std::array<ScriptClass, 256> latin1Classes()
-{
-    std::array<ScriptClass, 256> t{};
-    for (int c = 0; c < 256; ++c) {
-        ScriptClass k = ScriptClass::Symbol;
-        if (c < 0x20)
-            k = ScriptClass::Control;
-        else if (c == 0x20 || c == 0xA0)
-            k = ScriptClass::Space;
-        else if ((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'))
-            k = ScriptClass::Letter;
-        else if (c == 0xAA || c == 0xB5 || c == 0xBA || (c >= 0xC0 && c != 0xD7 && c != 0xF7))
-            k = ScriptClass::Letter;
-        else if (c == 0xAD) // soft hyphen stored as a character
-            k = ScriptClass::Invisible;
-        t[static_cast<size_t>(c)] = k;
-    }
-    return t;
-}
-
 bool isEastAsianScript(UScriptCode script)
 {
     switch (script) {
@@ -58,8 +38,6 @@ bool isEastAsian(UChar32 c)
 
 } // namespace
 
-constinit const std::array<ScriptClass, 256> detail::Latin1Classes = latin1Classes();
-
 ScriptClass detail::scriptClassBeyondLatin1(char32_t c)
 {
     const auto u = static_cast<UChar32>(c);
@@ -85,7 +63,13 @@ ScriptClass detail::scriptClassBeyondLatin1(char32_t c)
 
 int64_t countCodePoints(std::u16string_view text)
 {
-    // Branch-free, so the compiler can run it over many units at once.
+    // Most text holds no surrogate at all: a branch-free look over the units,
+    // which the compiler runs many at a time, settles that first.
+    uint16_t anySurrogate = 0;
+    for (char16_t c : text)
+        anySurrogate |= static_cast<uint16_t>((c & 0xF800) == 0xD800);
+    if (!anySurrogate)
+        return static_cast<int64_t>(text.size());
     int64_t pairs = 0;
     for (size_t i = 1; i < text.size(); ++i)
         pairs += ((text[i] & 0xFC00) == 0xDC00) & ((text[i - 1] & 0xFC00) == 0xD800);

@@ -61,14 +61,37 @@ enum class ScriptClass : uint8_t {
 };
 
 namespace detail {
-extern const std::array<ScriptClass, 256> Latin1Classes;
+
+constexpr std::array<ScriptClass, 256> latin1Classes()
+{
+    std::array<ScriptClass, 256> t{};
+    for (char32_t c = 0; c < 256; ++c) {
+        ScriptClass k = ScriptClass::Symbol;
+        if (c < 0x20)
+            k = ScriptClass::Control;
+        else if (c == 0x20 || c == 0xA0)
+            k = ScriptClass::Space;
+        else if ((c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z'))
+            k = ScriptClass::Letter;
+        else if (c == 0xAA || c == 0xB5 || c == 0xBA || (c >= 0xC0 && c != 0xD7 && c != 0xF7))
+            k = ScriptClass::Letter;
+        else if (c == 0xAD) // a soft hyphen stored as a character
+            k = ScriptClass::Invisible;
+        t[c] = k;
+    }
+    return t;
+}
+
+inline constexpr std::array<ScriptClass, 256> Latin1Classes = latin1Classes();
+
 ScriptClass scriptClassBeyondLatin1(char32_t c);
+
 } // namespace detail
 
 /// The class of one code point. ASCII and Latin-1 are answered from a small
 /// table, inline, so Latin text pays nothing more; the rest from ICU's
 /// character properties.
-inline ScriptClass scriptClass(char32_t c)
+constexpr ScriptClass scriptClass(char32_t c)
 {
     return c < 0x100 ? detail::Latin1Classes[c] : detail::scriptClassBeyondLatin1(c);
 }

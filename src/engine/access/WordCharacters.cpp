@@ -52,6 +52,14 @@ Role baseRole(std::u16string_view text, size_t pos)
 
 Role roleAt(std::u16string_view text, size_t pos)
 {
+    // Latin text answers from the table at once; only the apostrophe and the
+    // soft hyphen look at their neighbours.
+    const char16_t unit = text[pos];
+    if (unit < 0x100 && unit != u'\'') {
+        const ScriptClass k = detail::Latin1Classes[unit];
+        if (k != ScriptClass::Invisible)
+            return k == ScriptClass::Letter ? Role::Letter : Role::None;
+    }
     if (isInsidePair(text, pos))
         --pos;
     if (!isApostrophe(text[pos]))
@@ -80,9 +88,29 @@ bool isWordCharacterAt(std::u16string_view text, size_t pos)
     return pos < text.size() && roleAt(text, pos) != Role::None;
 }
 
+namespace {
+
+// Latin text, where a unit is a character and its class is in the table:
+// the word scan of every count runs through here for each character.
+bool latinLetterAt(std::u16string_view text, size_t pos, bool& isLetter)
+{
+    const char16_t unit = text[pos];
+    if (unit >= 0x100 || unit == u'\'' || unit == 0xAD)
+        return false;
+    isLetter = detail::Latin1Classes[unit] == ScriptClass::Letter;
+    return true;
+}
+
+} // namespace
+
 bool isWordStart(std::u16string_view text, size_t pos)
 {
-    if (pos >= text.size() || isInsidePair(text, pos))
+    if (pos >= text.size())
+        return false;
+    bool letterHere = false, letterBefore = false;
+    if (latinLetterAt(text, pos, letterHere) && (pos == 0 || latinLetterAt(text, pos - 1, letterBefore)))
+        return letterHere && !letterBefore;
+    if (isInsidePair(text, pos))
         return false;
     const Role r = roleAt(text, pos);
     if (r == Role::EastAsian)
@@ -92,7 +120,12 @@ bool isWordStart(std::u16string_view text, size_t pos)
 
 bool isWordEnd(std::u16string_view text, size_t pos)
 {
-    if (pos == 0 || pos > text.size() || isInsidePair(text, pos))
+    if (pos == 0 || pos > text.size())
+        return false;
+    bool letterBefore = false, letterHere = false;
+    if (latinLetterAt(text, pos - 1, letterBefore) && (pos == text.size() || latinLetterAt(text, pos, letterHere)))
+        return letterBefore && !letterHere;
+    if (isInsidePair(text, pos))
         return false;
     const Role before = roleAt(text, previousCodePoint(text, pos));
     const Role after = pos < text.size() ? roleAt(text, pos) : Role::None;

@@ -4,6 +4,7 @@
 #include "engine/access/ScriptRules.h"
 
 #include <algorithm>
+#include <array>
 
 namespace qm::engine {
 
@@ -15,7 +16,7 @@ enum class CharClass { Ignored, Space, Visible, EastAsian, Attached, Mark };
 // row ends, breaks, anchors of floating objects and optional hyphens (which
 // print only at a line end). Everything else takes its class from
 // ScriptRules: one code point is one character.
-CharClass classify(char32_t c)
+constexpr CharClass classify(char32_t c)
 {
     switch (c) {
     case Ch::Tab: return CharClass::Space;
@@ -36,6 +37,20 @@ CharClass classify(char32_t c)
     }
     return CharClass::Visible;
 }
+
+constexpr std::array<CharClass, 256> latin1Table()
+{
+    std::array<CharClass, 256> t{};
+    for (char32_t c = 0; c < 256; ++c)
+        t[c] = classify(c);
+    return t;
+}
+
+// The classes of ASCII and Latin-1, worked out once: Latin text takes one
+// look-up per character.
+constexpr std::array<CharClass, 256> Latin1 = latin1Table();
+
+CharClass classOf(char32_t c) { return c < 256 ? Latin1[c] : classify(c); }
 
 } // namespace
 
@@ -84,7 +99,7 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
         default:
             break;
         }
-        CharClass k = classify(c);
+        CharClass k = classOf(c);
         // A combining mark belongs to an East Asian character before it (a
         // voiced-sound mark on kana); elsewhere it shows as a letter does.
         if (k == CharClass::Mark)
@@ -122,12 +137,10 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
                 open = Open::None;
             break;
         }
-        for (uint32_t k = i; k < i + units; ++k) {
-            if (doc.endsParagraph(story, k)) {
-                if (paragraphHasText)
-                    ++stats.paragraphs;
-                paragraphHasText = false;
-            }
+        if (doc.endsParagraph(story, i + units - 1)) {
+            if (paragraphHasText)
+                ++stats.paragraphs;
+            paragraphHasText = false;
         }
     }
     if (marks > 0)
