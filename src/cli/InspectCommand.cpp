@@ -35,7 +35,6 @@ struct Inspected {
     std::optional<ProfileFigures> profile;
 };
 
-
 Json toJson(const Inspected& item)
 {
     Json json = Json::object();
@@ -50,6 +49,8 @@ Json toJson(const Inspected& item)
     statistics.set("characters", s.statistics.characters);
     statistics.set("characters_with_spaces", s.statistics.charactersWithSpaces);
     statistics.set("words", s.statistics.words);
+    statistics.set("asian_characters", s.statistics.asianCharacters);
+    statistics.set("non_asian_words", s.statistics.nonAsianWords);
     statistics.set("word_matches", s.wordMatches);
     statistics.set("paragraphs", s.statistics.paragraphs);
     statistics.set("tables", s.tables);
@@ -110,6 +111,11 @@ void writeText(std::ostream& out, const Inspected& item)
     line("characters", std::to_string(s.statistics.characters));
     line("characters_with_spaces", std::to_string(s.statistics.charactersWithSpaces));
     line("words", std::to_string(s.statistics.words));
+    // As Word's Word Count dialog, only when there is East Asian text.
+    if (s.statistics.asianCharacters > 0) {
+        line("asian_characters", std::to_string(s.statistics.asianCharacters));
+        line("non_asian_words", std::to_string(s.statistics.nonAsianWords));
+    }
     line("word_matches", std::to_string(s.wordMatches));
     line("paragraphs", std::to_string(s.statistics.paragraphs));
     line("tables", std::to_string(s.tables));

@@ -69,4 +69,27 @@ TEST(Inspect, ReportsWordsFiguresOfATextFile)
     auto text = run({path.string()});
     EXPECT_EQ(text.code, Success);
     EXPECT_NE(text.out.find("word_matches                9\n"), std::string::npos) << text.out;
+    // Without East Asian text the text form leaves Word's two East Asian figures out.
+    EXPECT_EQ(text.out.find("asian_characters"), std::string::npos) << text.out;
+    EXPECT_NE(o.out.find("\"asian_characters\": 0"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("\"non_asian_words\": 5"), std::string::npos) << o.out;
+}
+
+// Japanese in a UTF-8 file: every character a word, as Word counts it.
+TEST(Inspect, ReportsTheEastAsianFiguresOfJapaneseText)
+{
+    const auto path = scratch("japanese.txt");
+    // こんにちは、Tokyo! (the greeting, a comma, a Latin word with its mark)
+    std::ofstream(path, std::ios::binary) << "\xE3\x81\x93\xE3\x82\x93\xE3\x81\xAB\xE3\x81\xA1\xE3\x81\xAF"
+                                             "\xE3\x80\x81Tokyo!\r\n";
+    if (!qm::engine::readDocument(path).ok())
+        GTEST_SKIP() << "no text reader in this build";
+    auto o = run({path.string(), "--json"});
+    EXPECT_EQ(o.code, Success) << o.err;
+    for (const char* expected : {"\"characters\": 12", "\"words\": 7", "\"asian_characters\": 6",
+                                 "\"non_asian_words\": 1", "\"word_matches\": 7"})
+        EXPECT_NE(o.out.find(expected), std::string::npos) << expected << "\n" << o.out;
+    auto text = run({path.string()});
+    EXPECT_NE(text.out.find("asian_characters            6\n"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("non_asian_words             1\n"), std::string::npos) << text.out;
 }

@@ -1,6 +1,7 @@
 // Ranges, selection, find and replace, counts, statistics and undo over the document model.
 #include "engine/access/DocumentAccess.h"
 
+#include "engine/access/ScriptRules.h"
 #include "engine/access/WordCharacters.h"
 #include "engine/access/WordStatistics.h"
 #include "engine/model/Unicode.h"
@@ -126,7 +127,15 @@ std::u16string Range::text() const
     return m_access->document().stories[story()].text.substr(start(), end() - start());
 }
 
-int64_t Range::charactersCount() const { return end() - start(); }
+// One per code point: a character outside the Basic Multilingual Plane is one
+// character, so "[!^13]" replaced by "BB" over an emoji grows the count by one.
+int64_t Range::charactersCount() const
+{
+    if (!exists())
+        return 0;
+    const std::u16string_view text = m_access->document().stories[story()].text;
+    return countCodePoints(text.substr(start(), end() - start()));
+}
 
 int64_t Range::wordsCount() const
 {
@@ -136,7 +145,7 @@ int64_t Range::wordsCount() const
     const uint32_t from = start(), to = end();
     int64_t words = 0;
     for (uint32_t i = from; i < to; ++i)
-        if (isWordCharacterAt(text, i) && (i == from || !isWordCharacterAt(text, i - 1)))
+        if (isWordStart(text, i) || (i == from && !isInsidePair(text, i) && isWordCharacterAt(text, i)))
             ++words;
     return words;
 }

@@ -48,7 +48,6 @@ public:
     const CompiledReplacement& replacement();
 
 private:
-
     std::u16string m_text;
     std::u16string m_replacementText;
     PatternSyntax m_syntax = PatternSyntax::Literal;
@@ -101,11 +100,14 @@ public:
     uint32_t end() const;
 
     std::u16string text() const;
-    /// Characters.Count: every character of the range, marks included.
+    /// Characters.Count: every character of the range, marks included; a
+    /// surrogate pair is one character.
     int64_t charactersCount() const;
-    /// Words.Count: the words of the range by the word-character rule of
-    /// isWordCharacterAt (a word cut by the range's start counts once). Each
-    /// "<*>" match replaced by "B B" adds exactly one.
+    /// Words.Count: the words of the range by the word rule of isWordStart
+    /// (a word cut by the range's start counts once; each East Asian
+    /// character is a word). Each "<*>" match replaced by "B B" adds exactly
+    /// one where the matches do not touch; see CountWords for text written
+    /// without spaces.
     int64_t wordsCount() const;
     /// Tables.Count: tables of the first nesting level that start in the range.
     int64_t tablesCount() const;

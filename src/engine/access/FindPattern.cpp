@@ -1,11 +1,13 @@
 // Compiling find and replacement texts, and the step-by-step matcher.
 #include "engine/access/FindPattern.h"
 
+#include "engine/access/ScriptRules.h"
 #include "engine/access/WordCharacters.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
 #include <cassert>
+#include <unicode/uchar.h>
 
 namespace qm::engine {
 
@@ -32,7 +34,7 @@ struct Caret {
 
 char16_t lowerAscii(char16_t c) { return (c >= u'A' && c <= u'Z') ? static_cast<char16_t>(c + 32) : c; }
 
-Test charTest(char16_t c) { return Test{Test::Kind::Char, c, 0}; }
+Test charTest(char32_t c) { return Test{Test::Kind::Char, c, 0}; }
 
 std::string describe(char16_t c)
 {
@@ -247,8 +249,9 @@ private:
                     n = std::move(repeat);
                 }
             } else {
-                n.test = Test{Test::Kind::CharFolded, foldCase(m_text[m_pos]), 0};
-                ++m_pos;
+                const CodePoint cp = codePointAt(m_text, m_pos);
+                n.test = Test{Test::Kind::CharFolded, foldCase(cp.value), 0};
+                m_pos += cp.units;
             }
             out.push_back(std::move(n));
         }
@@ -363,8 +366,8 @@ private:
         case u'\\':
             if (m_pos + 1 >= m_text.size())
                 return error("a backslash ends the text");
-            atom.test = charTest(m_text[m_pos + 1]);
-            m_pos += 2;
+            ++m_pos;
+            atom.test = charTest(takeCodePoint());
             return true;
         case u'^': {
             Caret caret = parseCaret(m_text, m_pos, CaretContext::WildcardFind);
@@ -373,14 +376,19 @@ private:
             atom.test = caret.test;
             return true;
         }
-        default:
-            ++m_pos;
-            atom.test = charTest(c);
-            return true;
+        default: atom.test = charTest(takeCodePoint()); return true;
         }
     }
 
-    bool setItem(char16_t& value)
+    // The character at m_pos, a surrogate pair read as the one character it is.
+    char32_t takeCodePoint()
+    {
+        const CodePoint cp = codePointAt(m_text, m_pos);
+        m_pos += cp.units;
+        return cp.value;
+    }
+
+    bool setItem(char32_t& value)
     {
         if (m_pos >= m_text.size())
             return error("a [ has no closing ]");
@@ -388,8 +396,8 @@ private:
         if (c == u'\\') {
             if (m_pos + 1 >= m_text.size())
                 return error("a [ has no closing ]");
-            value = m_text[m_pos + 1];
-            m_pos += 2;
+            ++m_pos;
+            value = takeCodePoint();
             return true;
         }
         if (c == u'^') {
@@ -401,8 +409,7 @@ private:
             value = caret.test.c;
             return true;
         }
-        value = c;
-        ++m_pos;
+        value = takeCodePoint();
         return true;
     }
 
@@ -420,10 +427,10 @@ private:
                 return error("a [ has no closing ]");
             if (m_text[m_pos] == u']')
                 break;
-            char16_t lo = 0;
+            char32_t lo = 0;
             if (!setItem(lo))
                 return false;
-            char16_t hi = lo;
+            char32_t hi = lo;
             if (m_pos + 1 < m_text.size() && m_text[m_pos] == u'-' && m_text[m_pos + 1] != u']') {
                 ++m_pos;
                 if (!setItem(hi))
@@ -443,12 +450,12 @@ private:
         return true;
     }
 
-    static void addRange(FindPattern::CharSet& set, char16_t lo, char16_t hi)
+    static void addRange(FindPattern::CharSet& set, char32_t lo, char32_t hi)
     {
         for (uint32_t c = lo; c <= std::min<uint32_t>(hi, 127); ++c)
             set.ascii[c / 64] |= uint64_t{1} << (c % 64);
         if (hi >= 128)
-            set.ranges.emplace_back(std::max<char16_t>(lo, 128), hi);
+            set.ranges.emplace_back(std::max<char32_t>(lo, 128), hi);
     }
 
     uint32_t push(Inst inst)
@@ -547,7 +554,7 @@ std::u16string_view PatternMatch::group(std::u16string_view text, size_t n) cons
     return text.substr(start, end - start);
 }
 
-bool FindPattern::CharSet::contains(char16_t c) const
+bool FindPattern::CharSet::contains(char32_t c) const
 {
     bool in = false;
     if (c < 128) {
@@ -573,16 +580,19 @@ bool FindPattern::isWordPattern() const
            p[4].op == Op::WordEnd && p[5].op == Op::Match;
 }
 
-bool FindPattern::passes(const Test& t, const MatchSubject& s, uint32_t pos) const
+bool FindPattern::passes(const Test& t, const MatchSubject& s, uint32_t pos, uint32_t to) const
 {
-    const char16_t c = s.text[pos];
+    // A test takes one character: a surrogate pair whole, never half of it.
+    char32_t c = s.text[pos];
+    if (isLeadSurrogate(c) && pos + 1 < to && isTrailSurrogate(s.text[pos + 1]))
+        c = codePointAt(s.text, pos).value;
     switch (t.kind) {
     case Test::Kind::Any: return true;
     case Test::Kind::Char: return c == t.c;
     case Test::Kind::CharFolded: return foldCase(c) == t.c;
     case Test::Kind::Set: return m_sets[t.set].contains(c);
     case Test::Kind::Digit: return c >= u'0' && c <= u'9';
-    case Test::Kind::Letter: return isLetterOrDigit(c) && !(c >= u'0' && c <= u'9');
+    case Test::Kind::Letter: return isLetterOrDigit(c) && !u_isdigit(static_cast<UChar32>(c));
     case Test::Kind::WhiteSpace: return c == Ch::Space || c == Ch::NoBreakSpace || c == Ch::Tab;
     case Test::Kind::ManualPageBreak:
         return c == Ch::PageBreak && !(s.document && s.story == 0 && s.document->isSectionBreak(pos));
@@ -600,11 +610,14 @@ namespace {
 std::optional<char16_t> onlyCharacter(const Test& t)
 {
     switch (t.kind) {
-    case Test::Kind::Char: return t.c;
+    case Test::Kind::Char:
+        if (t.c > 0xFFFF || isLeadSurrogate(t.c) || isTrailSurrogate(t.c))
+            return std::nullopt;
+        return static_cast<char16_t>(t.c);
     case Test::Kind::CharFolded:
         // Nothing else folds to a character below 128 that is not a letter.
         if (t.c < 0x80 && !(t.c >= u'a' && t.c <= u'z'))
-            return t.c;
+            return static_cast<char16_t>(t.c);
         return std::nullopt;
     case Test::Kind::ManualPageBreak:
     case Test::Kind::SectionBreak: return Ch::PageBreak;
@@ -621,13 +634,20 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     if (from >= to || m_program.empty())
         return std::nullopt;
 
+    auto allowedFormat = [&](uint32_t pos) {
+        const uint32_t format = s.attrs[pos].charFormat;
+        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
+    };
+    // With font criteria, both halves of a surrogate pair must be allowed.
     auto eligible = [&](uint32_t pos) {
         if (text[pos] == Ch::CellEnd)
             return false;
         if (!s.allowedFormats)
             return true;
-        const uint32_t format = s.attrs[pos].charFormat;
-        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
+        if (!allowedFormat(pos))
+            return false;
+        return !(pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1])) ||
+               allowedFormat(pos + 1);
     };
     auto single = [](uint32_t start, uint32_t end) {
         PatternMatch m;
@@ -636,6 +656,11 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
         m.groups.fill({PatternMatch::Unset, PatternMatch::Unset});
         m.groups[0] = {start, end};
         return m;
+    };
+
+    // Units of the character at pos: 2 for a surrogate pair within the stretch.
+    auto width = [&](uint32_t pos) -> uint32_t {
+        return isLeadSurrogate(text[pos]) && pos + 1 < to && isTrailSurrogate(text[pos + 1]) ? 2 : 1;
     };
 
     // Where a match can begin, so that runs of hopeless positions are skipped.
@@ -654,16 +679,19 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
 
     // One character test: the patterns counting uses most. Scan directly.
     if (m_program.size() == 2 && m_program[0].op == Op::Test) {
-        for (uint32_t i = candidate(from); i < to; i = candidate(i + 1))
-            if (eligible(i) && passes(m_program[0].test, s, i))
-                return single(i, i + 1);
+        for (uint32_t i = candidate(from); i < to;) {
+            const uint32_t units = width(i);
+            if (eligible(i) && passes(m_program[0].test, s, i, to))
+                return single(i, i + units);
+            i = candidate(i + units);
+        }
         return std::nullopt;
     }
 
     auto canStart = [&](uint32_t pos) {
         const Inst& in = m_program[first];
         if (in.op == Op::Test)
-            return eligible(pos) && passes(in.test, s, pos);
+            return eligible(pos) && passes(in.test, s, pos, to);
         if (in.op == Op::WordStart)
             return isWordStart(text, pos);
         return true;
@@ -758,13 +786,15 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     ThreadList* next = &lists[1];
     current->clear();
     std::optional<PatternMatch> best;
-    for (uint32_t i = from; i <= to; ++i) {
+    for (uint32_t i = from, step = 1; i <= to; i += step) {
+        step = i < to ? width(i) : 1;
         if (!best && i < to) {
             if (current->pcs.empty()) {
                 for (i = candidate(i); i < to && !canStart(i);)
-                    i = candidate(i + 1);
+                    i = candidate(i + width(i));
                 if (i >= to)
                     break;
+                step = width(i);
                 current->clear();
             }
             std::fill(work.begin(), work.end(), PatternMatch::Unset);
@@ -790,9 +820,9 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
                 best = m;
                 break; // threads of lower preference are dropped
             }
-            if (i < to && eligible(i) && passes(in.test, s, i)) {
+            if (i < to && eligible(i) && passes(in.test, s, i, to)) {
                 std::copy(caps, caps + slots, work.begin());
-                addThread(*next, pc + 1, i + 1);
+                addThread(*next, pc + 1, i + step);
             }
         }
         std::swap(current, next);

@@ -41,7 +41,9 @@ struct PatternMatch {
     std::u16string_view group(std::u16string_view text, size_t n) const;
 };
 
-/// A compiled find text. Wildcard syntax: `?` one character, `*` the shortest
+/// A compiled find text. Every test takes one character, a surrogate pair
+/// whole (an emoji is one `?`, and `[!a]` never matches half of one); ranges
+/// compare character codes. Wildcard syntax: `?` one character, `*` the shortest
 /// run of any characters, `[...]` a set with ranges by character code and `!`
 /// negation first, `@` one or more of the previous item, `{n}` `{n,}` `{n,m}`
 /// counts (greedy), `( )` groups, `<` `>` word start and end
@@ -69,14 +71,14 @@ public:
     struct Test {
         enum class Kind : uint8_t { Any, Char, CharFolded, Set, Digit, Letter, WhiteSpace, ManualPageBreak, SectionBreak };
         Kind kind = Kind::Any;
-        char16_t c = 0;
+        char32_t c = 0; ///< a code point: a surrogate pair is one character
         uint32_t set = 0;
     };
     struct CharSet {
         bool negated = false;
         std::array<uint64_t, 2> ascii{};                  ///< membership of codes below 128
-        std::vector<std::pair<char16_t, char16_t>> ranges; ///< codes from 128 on
-        bool contains(char16_t c) const;
+        std::vector<std::pair<char32_t, char32_t>> ranges; ///< codes from 128 on
+        bool contains(char32_t c) const;
     };
     struct Inst {
         enum class Op : uint8_t { Test, Split, Jump, Save, WordStart, WordEnd, Match };
@@ -88,7 +90,7 @@ public:
 
 private:
     friend class PatternCompiler;
-    bool passes(const Test& t, const MatchSubject& s, uint32_t pos) const;
+    bool passes(const Test& t, const MatchSubject& s, uint32_t pos, uint32_t to) const;
     bool isWordPattern() const; // "<*>"
 
     std::vector<Inst> m_program;

@@ -1,48 +1,56 @@
 // Word's Word Count figures over the model's character stream.
 #include "engine/access/WordStatistics.h"
 
+#include "engine/access/ScriptRules.h"
+
 #include <algorithm>
+#include <array>
 
 namespace qm::engine {
 
 namespace {
 
-enum class CharClass { Ignored, Space, Visible };
+enum class CharClass { Ignored, Space, Visible, EastAsian, Attached, Mark };
 
 // Marks that Word's Word Count neither shows nor counts: paragraph, cell and
 // row ends, breaks, anchors of floating objects and optional hyphens (which
-// print only at a line end).
-CharClass classify(char16_t c)
+// print only at a line end). Everything else takes its class from
+// ScriptRules: one code point is one character.
+constexpr CharClass classify(char32_t c)
 {
     switch (c) {
-    case Ch::ParagraphMark:
-    case Ch::CellEnd:
-    case Ch::LineBreak:
-    case Ch::PageBreak:
-    case Ch::ColumnBreak:
-    case Ch::Anchor:
-    case Ch::OptionalHyphen:
-    case Ch::Object:
-        return CharClass::Ignored;
-    case Ch::Space:
-    case Ch::Tab:
-    case Ch::NoBreakSpace:
-    case 0x3000: // ideographic space
-        return CharClass::Space;
+    case Ch::Tab: return CharClass::Space;
     case Ch::NonBreakingHyphen:
     case Ch::NoteReference: // shows as the note's number
         return CharClass::Visible;
     default:
         break;
     }
-    if (c >= 0x2000 && c <= 0x200A) // en, em, thin and the other typographic spaces
-        return CharClass::Space;
-    if (c < 32)
-        return CharClass::Ignored;
-    if (c >= 0xDC00 && c <= 0xDFFF) // second half of a surrogate pair: one character
-        return CharClass::Ignored;
+    switch (scriptClass(c)) {
+    case ScriptClass::Control: return CharClass::Ignored;
+    case ScriptClass::Space: return CharClass::Space;
+    case ScriptClass::EastAsian: return CharClass::EastAsian;
+    case ScriptClass::Invisible: return CharClass::Attached;
+    case ScriptClass::Mark: return CharClass::Mark;
+    case ScriptClass::Letter:
+    case ScriptClass::Symbol: return CharClass::Visible;
+    }
     return CharClass::Visible;
 }
+
+constexpr std::array<CharClass, 256> latin1Table()
+{
+    std::array<CharClass, 256> t{};
+    for (char32_t c = 0; c < 256; ++c)
+        t[c] = classify(c);
+    return t;
+}
+
+// The classes of ASCII and Latin-1, worked out once: Latin text takes one
+// look-up per character.
+constexpr std::array<CharClass, 256> Latin1 = latin1Table();
+
+CharClass classOf(char32_t c) { return c < 256 ? Latin1[c] : classify(c); }
 
 } // namespace
 
@@ -59,11 +67,24 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
         return stats;
     const Story& s = doc.stories[story];
     to = std::min(to, s.size());
-    bool inWord = false;
+    // Where the last character left the word count: outside a word, inside a
+    // run of non-Asian characters, or just after an East Asian character.
+    enum class Open { None, NonAsian, EastAsian } open = Open::None;
     bool paragraphHasText = false;
     int64_t marks = 0;
-    for (uint32_t i = from; i < to; ++i) {
-        const char16_t c = s.text[i];
+    // A range that starts between the halves of a surrogate pair starts after it.
+    uint32_t i = from;
+    if (i < to && isInsidePair(s.text, i))
+        ++i;
+    for (uint32_t units = 1; i < to; i += units) {
+        const char16_t unit = s.text[i];
+        char32_t c = unit;
+        units = 1;
+        if (unit >= 0xD800) {
+            const CodePoint cp = codePointAt(std::u16string_view(s.text).substr(0, to), i);
+            c = cp.value;
+            units = cp.units;
+        }
         switch (c) {
         case Ch::ParagraphMark:
         case Ch::CellEnd:
@@ -78,25 +99,45 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
         default:
             break;
         }
-        switch (classify(c)) {
+        CharClass k = classOf(c);
+        // A combining mark belongs to an East Asian character before it (a
+        // voiced-sound mark on kana); elsewhere it shows as a letter does.
+        if (k == CharClass::Mark)
+            k = open == Open::EastAsian ? CharClass::Attached : CharClass::Visible;
+        switch (k) {
+        case CharClass::Mark:
         case CharClass::Visible:
             ++stats.characters;
             ++stats.charactersWithSpaces;
-            if (!inWord)
-                ++stats.words;
-            inWord = true;
+            if (open != Open::NonAsian)
+                ++stats.nonAsianWords;
+            open = Open::NonAsian;
+            paragraphHasText = true;
+            break;
+        case CharClass::EastAsian:
+            ++stats.characters;
+            ++stats.charactersWithSpaces;
+            ++stats.asianCharacters;
+            open = Open::EastAsian;
+            paragraphHasText = true;
+            break;
+        case CharClass::Attached:
+            // Counted, but neither a word of its own nor a split between two:
+            // it belongs to whatever it follows.
+            ++stats.characters;
+            ++stats.charactersWithSpaces;
             paragraphHasText = true;
             break;
         case CharClass::Space:
             ++stats.charactersWithSpaces;
-            inWord = false;
+            open = Open::None;
             break;
         case CharClass::Ignored:
             if (c != Ch::OptionalHyphen && c != Ch::Anchor)
-                inWord = false;
+                open = Open::None;
             break;
         }
-        if (doc.endsParagraph(story, i)) {
+        if (doc.endsParagraph(story, i + units - 1)) {
             if (paragraphHasText)
                 ++stats.paragraphs;
             paragraphHasText = false;
@@ -104,6 +145,7 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
     }
     if (marks > 0)
         stats.charactersWithSpaces += marks - 1;
+    stats.words = stats.asianCharacters + stats.nonAsianWords;
     return stats;
 }
 

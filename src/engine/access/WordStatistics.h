@@ -12,7 +12,12 @@ namespace qm::engine {
 struct WordStatistics {
     int64_t characters = 0;           ///< without spaces (statistic 16)
     int64_t charactersWithSpaces = 0; ///< statistic 30
-    int64_t words = 0;
+    int64_t words = 0;                ///< asianCharacters + nonAsianWords
+    /// East Asian characters, each a word (Word's "Asian characters").
+    int64_t asianCharacters = 0;
+    /// Runs of other characters between spaces and East Asian characters
+    /// (Word's "Non-Asian words").
+    int64_t nonAsianWords = 0;
     int64_t paragraphs = 0;
 };
 

@@ -1,6 +1,7 @@
 // The measurements: replace-and-compare counts, find loops, statistics and the billed-line sum.
 #include "engine/wizard/Measurements.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -154,6 +155,13 @@ int64_t Measurements::replaceAndCompare(Range& range, std::string_view pattern, 
     // A replace all that changed nothing leaves no edit to undo.
     if (outcome.replaced > 0)
         document().undo(1);
+    // Each "<*>" match replaced by "B B" adds one word while the matches stand
+    // apart. In text written without spaces between words (East Asian, where
+    // every character is a word) neighbouring matches touch, and their
+    // replacements run together ("日本" becomes "B BB B", one word more for
+    // two matches): there the number of replacements made is the count.
+    if (unit == Unit::Words)
+        return checked(std::max<int64_t>(std::llabs(after - before), outcome.replaced));
     return checked(std::llabs(after - before));
 }
 
@@ -527,7 +535,12 @@ double Measurements::CountCapsChars()
     trapped(m_wizard, "-Count Caps Chr-", [&] {
         m_wizard.resetView();
         // Capital letters as typed, whatever their format: text shown in
-        // capitals by formatting is not counted.
+        // capitals by formatting is not counted. Word's wildcard ranges
+        // compare character codes ("[A-z]" finds no accented letter: Microsoft
+        // support, "Examples of wildcard characters"; the Editorium's Word
+        // wildcard notes), so "[A-Z]" takes the 26 ASCII capitals only: no
+        // accented, Greek or Cyrillic capital and no full-width one (U+FF21 to
+        // U+FF3A), which is an East Asian character and a word of its own.
         int64_t count = replaceAndCompareDocument("[A-Z]", "BB");
         traverseHeadersAndFooters([&](Range& range) {
             count = add(count, replaceAndCompare(range, "[A-Z]", "BB", Unit::Characters));

@@ -53,7 +53,10 @@ TEST(DocumentAccess, ReplaceAndCompareEqualsTheMatchCountAndUndoRestores)
         u"a\tb\t\t\rc\u000Bd\u000Ce\r\r",
         u"A.B,C;D\u2014E F\u00A0G\r",
         u"it's o'clock rock'n'roll '90s\r",
-        u"\u041F\u0440\u0438\u0432\u0435\u0442 \u4E16\u754C na\u00EFve\r",
+        u"\u041F\u0440\u0438\u0432\u0435\u0442 \u4E16 \u754C na\u00EFve\r",
+        // Other scripts, emoji and invisible characters, East Asian words apart.
+        u"\u0645\u0631\u062D\u0628\u0627 \u0E2A\u0E27\u0E31\u0E2A\u0E14\u0E35 \U0001F600x\U0001F44D\U0001F3FD\r"
+        u"\u65E5 \u3001 \U00020B9F \u3002 \u304B\u3099 \uFF21 B co\u200Dop 1\uFE0F\u20E3\r",
     };
     struct Pattern {
         std::u16string_view find;

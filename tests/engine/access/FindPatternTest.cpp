@@ -93,6 +93,32 @@ TEST(FindPattern, WildcardOperators)
     });
 }
 
+// A character outside the Basic Multilingual Plane is one character to every
+// test, and each East Asian character is a word of its own to < and >.
+TEST(FindPattern, SurrogatePairsAndEastAsianWords)
+{
+    check({
+        {u"?", W, u"\U0001F600a", {u"\U0001F600", u"a"}},
+        {u"x?y", W, u"x\U0001F600y", {u"x\U0001F600y"}},
+        {u"[!a]", W, u"a\U0001F600", {u"\U0001F600"}}, // never the lone halves
+        {u"[!^13- ]", W, u"\U00020B9F \U0001F44D\U0001F3FD", {u"\U00020B9F", u"\U0001F44D", u"\U0001F3FD"}},
+        {u"[\U0001F600-\U0001F64F]", W, u"a\U0001F642\U0001F680", {u"\U0001F642"}},
+        {u"\U0001F600", L, u"\U0001F600\U0001F601\U0001F600", {u"\U0001F600", u"\U0001F600"}},
+        {u"<*>", W, u"a\U0001F600b", {u"a", u"b"}}, // emoji are no letters
+        {u"<*>", W, u"\u65E5\u672C\u8A9Eand\u3002", {u"\u65E5", u"\u672C", u"\u8A9E", u"and", u"\u3002"}},
+        {u"<*>", W, u"\U00020B9F\u308B", {u"\U00020B9F", u"\u308B"}},
+        {u"<*>", W, u"\u304B\u3099\u3044", {u"\u304B\u3099", u"\u3044"}}, // a voiced mark stays with its kana
+        {u"<*>",
+         W,
+         u"\u0645\u0631\u062D\u0628\u0627 \u0E2A\u0E27\u0E31\u0E2A",
+         {u"\u0645\u0631\u062D\u0628\u0627", u"\u0E2A\u0E27\u0E31\u0E2A"}},
+        {u"<*>", W, u"co\u200Dop \u200Bx", {u"co\u200Dop", u"x"}}, // format characters join, never begin
+        {u"<*>", W, u"1\uFE0F\u20E3", {u"1\uFE0F\u20E3"}},         // a keycap stays with its digit
+        // Ranges compare codes: full-width capitals (U+FF21-FF3A) are no [A-Z].
+        {u"[A-Z]", W, u"\uFF21A\uFF3AZ", {u"A", u"Z"}},
+    });
+}
+
 TEST(FindPattern, LiteralSyntax)
 {
     check({
@@ -185,9 +211,9 @@ TEST(Replacement, ExpandsGroupsMarksAndTheFoundText)
 
 TEST(WordCharacters, ClassesAndCaseFolding)
 {
-    for (char16_t c : std::u16string(u"aZ09\u00E9\u0416\u05D0\u0627\u4E2D\u0301\u3005"))
+    for (char32_t c : std::u32string(U"aZ09\u00E9\u0416\u05D0\u0627\u4E2D\u0301\u3005\U00020000\uFF21"))
         EXPECT_TRUE(isLetterOrDigit(c)) << int(c);
-    for (char16_t c : std::u16string(u" -_.,;'\u00A0\u2019\u2014\u201C\u3001\uF020\u00D7\r\t"))
+    for (char32_t c : std::u32string(U" -_.,;'\u00A0\u2019\u2014\u201C\u3001\uF020\u00D7\r\t\U0001F600"))
         EXPECT_FALSE(isLetterOrDigit(c)) << int(c);
     // An emoji (a surrogate pair) is no word character; a supplementary letter is.
     EXPECT_FALSE(isWordCharacterAt(u"\U0001F600", 0));
@@ -207,7 +233,8 @@ TEST(FindPattern, WordPatternScanAgreesWithTheGeneralMatcher)
     CompiledPattern direct = FindPattern::compile(u"<*>", W);
     CompiledPattern general = FindPattern::compile(u"(<*>)", W);
     ASSERT_TRUE(direct.pattern && general.pattern);
-    const std::u16string alphabet = u"ab1'\u2019- \r\t\u0007.\u00E9";
+    // Surrogate halves come one at a time, so pairs and lone halves both occur.
+    const std::u16string alphabet = u"ab1'\u2019- \r\t\u0007.\u00E9\u65E5\u3099\u200D" + std::u16string{0xD840, 0xDC00};
     uint32_t seed = 12345;
     auto next = [&](uint32_t n) {
         seed = seed * 1103515245u + 12345u;

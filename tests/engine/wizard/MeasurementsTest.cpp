@@ -2,6 +2,7 @@
 #include "engine/wizard/Measurements.h"
 
 #include "../access/TestDocuments.h"
+#include "engine/formats/Reader.h"
 #include "engine/wizard/EngineLayout.h"
 
 #include <gtest/gtest.h>
@@ -50,8 +51,22 @@ protected:
     Measurements& open(const Spec& spec)
     {
         m_spec = spec;
+        m_bytes.clear();
+        return openSession();
+    }
+    /// Opens a file's bytes through the reader of its extension.
+    Measurements& openFile(std::string bytes, std::string extension)
+    {
+        m_bytes = std::move(bytes);
+        m_extension = std::move(extension);
+        return openSession();
+    }
+    Measurements& openSession()
+    {
         wizard = std::make_unique<WordWizard>(prompter, ReadOptions{},
-                                              [this](const std::filesystem::path&, const ReadOptions&) {
+                                              [this](const std::filesystem::path&, const ReadOptions& options) {
+                                                  if (!m_bytes.empty())
+                                                      return readDocumentBytes(m_bytes, m_extension, options);
                                                   ReadResult r;
                                                   r.document = build(m_spec);
                                                   return r;
@@ -79,6 +94,7 @@ protected:
 
 private:
     Spec m_spec;
+    std::string m_bytes, m_extension;
 };
 
 } // namespace
@@ -261,4 +277,53 @@ TEST_F(MeasurementsTest, ProfileErrorsAreReportedWithTheirTag)
     prompter.messages.clear();
     EXPECT_EQ(open(spec).CountBoldCharsONOFF(), 0.0);
     EXPECT_EQ(prompter.messages, std::vector{errorReportMessage("Type mismatch", "-Count Bold Chr ON OFF-")});
+}
+
+namespace {
+
+// Text as an RTF file writes it: each character outside ASCII as a signed
+// 16-bit \u escape, a surrogate pair as its two halves.
+std::string rtfText(std::u16string_view text)
+{
+    std::string out;
+    for (char16_t c : text) {
+        if (c == u'\r')
+            out += "\\par ";
+        else if (c < 0x80 && c != u'\\' && c != u'{' && c != u'}')
+            out += static_cast<char>(c);
+        else
+            out += "\\u" + std::to_string(static_cast<int16_t>(c)) + " ";
+    }
+    return out;
+}
+
+} // namespace
+
+// The counts of every script agree whichever way they are taken: the words
+// of the statistic, the "<*>" replacements of CountWords, and the characters
+// of the statistics against the pattern counts of a header holding the same
+// text. East Asian words touch here, so CountWords rests on the replacements.
+TEST_F(MeasurementsTest, EveryScriptCountsAlikeInTheStatisticsAndThePatternCounts)
+{
+    // 日本語のテキストとEnglishの混在です。 한국어 텍스트 mixed ภาษาไทย العربية 𠮟る
+    const std::u16string text =
+        u"\u65E5\u672C\u8A9E\u306E\u30C6\u30AD\u30B9\u30C8\u3068English\u306E\u6DF7\u5728\u3067\u3059\u3002 "
+        u"\uD55C\uAD6D\uC5B4 \uD14D\uC2A4\uD2B8 mixed \u0E20\u0E32\u0E29\u0E32\u0E44\u0E17\u0E22 "
+        u"\u0627\u0644\u0639\u0631\u0628\u064A\u0629 \U00020B9F\u308B";
+    // By hand: 15 East Asian characters before the space, English among them;
+    // 3 + 3 Hangul; mixed; 7 Thai; 7 Arabic; 2 East Asian (one a surrogate pair).
+    const int64_t asian = 15 + 6 + 2, nonAsian = 1 + 1 + 1 + 1;
+    const int64_t characters = 15 + 7 + 6 + 5 + 7 + 7 + 2, spaces = 6;
+    keys = {{"TraverseHeaderAndFooter", "1"}};
+
+    Measurements& txt = openFile(docs::utf8(text) + "\r\n", "txt");
+    EXPECT_EQ(std::tuple(txt.CountWords(), txt.CountChar(), txt.CountCharWspace()),
+              std::tuple(asian + nonAsian, characters, characters + spaces));
+
+    const std::string body = rtfText(text);
+    Measurements& rtf =
+        openFile("{\\rtf1\\ansi\\uc0{\\header\\pard " + body + "\\par}\\pard " + body + "\\par}", "rtf");
+    EXPECT_EQ(std::tuple(rtf.CountWords(), rtf.CountChar(), rtf.CountCharWspace()),
+              std::tuple(2 * (asian + nonAsian), 2 * characters, 2 * (characters + spaces)));
+    EXPECT_EQ(prompter.messages.size(), 0u);
 }
