@@ -56,6 +56,54 @@ double spaceAfter(const ParaFormat& pf) { return pf.spaceAfterAuto ? AutoSpacing
 // a 10 pt space after followed by a 24 pt space before as 24 pt.
 double betweenParagraphs(double after, double before) { return std::max(after, before); }
 
+// Borders take up room in the flow as Word lays them out. A paragraph's top
+// border sits above its first line, `space` points from the text, and its
+// bottom border below its last; consecutive paragraphs with the same borders
+// and indents share one box (ECMA-376 Part 1, 17.3.1.24 pBdr: the top border
+// above the first, the bottom one below the last, the `between` border
+// between each two), so only the box's ends, and any between lines, add
+// height.
+double borderRoom(const BorderLine& b)
+{
+    return b.present() ? roundTwips(b.thicknessTwips() + 20.0 * b.spacePoints) : 0;
+}
+
+bool sameBorderBox(const ParaFormat& a, const ParaFormat& b)
+{
+    return a.borders == b.borders && a.leftIndent == b.leftIndent && a.rightIndent == b.rightIndent &&
+           a.tableDepth == b.tableDepth;
+}
+
+// The horizontal line between two rows, or above the first (`above` null)
+// or below the last (`below` null), as thick as Word draws it. A cell's own
+// border wins over the table's, on either side of the edge: a cell that
+// sets none removes the table's inside line there. Where the cell above and
+// the cell below both set one, the heavier line is drawn (Word's conflict
+// rule for adjacent cell borders, ECMA-376 Part 1, 17.4.66 tcBorders).
+double horizontalBorder(const TableRowFormat* above, const TableRowFormat* below)
+{
+    const TableRowFormat& any = below ? *below : *above;
+    const TableBorders& table = any.tableBorders;
+    const double tableLine = (!above ? table.top : !below ? table.bottom : table.insideH).thicknessTwips();
+    const size_t cells =
+        std::max<size_t>(1, std::max(below ? below->cells.size() : 0, above ? above->cells.size() : 0));
+    double thickest = 0;
+    for (size_t c = 0; c < cells; ++c) {
+        const std::optional<BorderLine> none;
+        const std::optional<BorderLine>& fromAbove =
+            above && c < above->cells.size() ? above->cells[c].borders.bottom : none;
+        const std::optional<BorderLine>& fromBelow =
+            below && c < below->cells.size() ? below->cells[c].borders.top : none;
+        if (!fromAbove && !fromBelow)
+            thickest = std::max(thickest, tableLine);
+        if (fromAbove)
+            thickest = std::max(thickest, fromAbove->thicknessTwips());
+        if (fromBelow)
+            thickest = std::max(thickest, fromBelow->thicknessTwips());
+    }
+    return thickest;
+}
+
 /// Lines stacked in a box of fixed width and open height (a cell, a header,
 /// a note); y from the box's top, x from its left.
 struct Stack {
@@ -92,6 +140,7 @@ private:
         return story == 0 && std::binary_search(m_sectionMarks.begin(), m_sectionMarks.end(), pos);
     }
     uint32_t paragraphEnd(size_t story, uint32_t pos, uint32_t to) const;
+    void addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32_t start, uint32_t mark) const;
     std::vector<RowBox> tableRows(size_t story, const Table& table, double width, uint8_t depth);
 
     // Pagination of the main story.
@@ -148,6 +197,32 @@ uint32_t Engine::paragraphEnd(size_t story, uint32_t pos, uint32_t to) const
     return to - 1;
 }
 
+void Engine::addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32_t start, uint32_t mark) const
+{
+    const Story& s = m_doc.stories[story];
+    const ParaFormat& pf = m_doc.paraFormats[s.attrs[mark].paraFormat];
+    if (lines.empty() || !pf.borders.any())
+        return;
+    // The paragraphs before and after this one, when they end with a plain
+    // paragraph mark in the same table cell or outside any table.
+    const ParaFormat* prev = nullptr;
+    if (start > 0 && s.text[start - 1] == Ch::ParagraphMark && !isSectionMark(story, start - 1))
+        prev = &m_doc.paraFormats[s.attrs[start - 1].paraFormat];
+    const ParaFormat* next = nullptr;
+    if (s.text[mark] == Ch::ParagraphMark && mark + 1 < s.size()) {
+        const uint32_t nextMark = paragraphEnd(story, mark + 1, s.size());
+        if (s.text[nextMark] == Ch::ParagraphMark || s.text[nextMark] == Ch::CellEnd)
+            next = &m_doc.paraFormats[s.attrs[nextMark].paraFormat];
+    }
+    const bool joinedAbove = prev && sameBorderBox(*prev, pf);
+    const bool joinedBelow = next && sameBorderBox(*next, pf);
+    const double above = joinedAbove ? borderRoom(pf.borders.between) : borderRoom(pf.borders.top);
+    const double below = joinedBelow ? 0 : borderRoom(pf.borders.bottom);
+    lines.front().height += above;
+    lines.front().ascent += above;
+    lines.back().height += below;
+}
+
 Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth)
 {
     Stack stack;
@@ -184,6 +259,9 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
         const uint32_t mark = paragraphEnd(story, pos, limit);
         const ParaFormat& pf = m_doc.paraFormats[s.attrs[mark].paraFormat];
         std::vector<LaidOutLine> lines = m_breaker.breakParagraph(story, pos, mark, width);
+        for (LaidOutLine& l : lines)
+            l.height = roundTwips(l.height);
+        addBorderRoom(lines, story, pos, mark);
         if (!lines.empty()) {
             double before = spaceBefore(pf);
             if (prev && pf.contextualSpacing && prev->styleName == pf.styleName)
@@ -192,7 +270,6 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
                 pendingAfter = 0;
             y += betweenParagraphs(pendingAfter, before);
             for (LaidOutLine& l : lines) {
-                l.height = roundTwips(l.height);
                 l.y = y;
                 y += l.height;
                 stack.counted += 1;
@@ -211,9 +288,10 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
 {
     std::vector<RowBox> rows;
     rows.reserve(table.rows.size());
+    static const TableRowFormat fallback;
+    const TableRowFormat* previous = nullptr;
     for (const TableRow& row : table.rows) {
         RowBox box;
-        TableRowFormat fallback;
         const TableRowFormat& rf = row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size()
                                        ? m_doc.rowFormats[row.rowFormat]
                                        : fallback;
@@ -270,7 +348,17 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
                 box.lines.push_back(std::move(l));
             }
         }
-        double height = content + rf.cellMarginTop + rf.cellMarginBottom;
+        // The line above the row belongs to it, and the last row carries the
+        // table's bottom line too: Word puts rows with 1/2 pt borders 1/2 pt
+        // further apart than their text alone would.
+        const bool last = &row == &table.rows.back();
+        const double topBorder = roundTwips(horizontalBorder(previous, &rf));
+        const double bottomBorder = last ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        previous = &rf;
+        if (topBorder > 0)
+            for (LaidOutLine& l : box.lines)
+                l.y += topBorder;
+        double height = topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder;
         if (rf.heightRule == RowHeightRule::AtLeast)
             height = std::max<double>(height, rf.height);
         else if (rf.heightRule == RowHeightRule::Exact && rf.height > 0)
@@ -433,6 +521,7 @@ const std::vector<LaidOutLine>& Engine::linesOf(uint32_t start, uint32_t mark)
         m_cached = m_breaker.breakParagraph(0, start, mark, width);
         for (LaidOutLine& l : m_cached)
             l.height = roundTwips(l.height);
+        addBorderRoom(m_cached, 0, start, mark);
         m_cachedStart = start;
         m_cachedWidth = width;
     }
@@ -457,13 +546,16 @@ double Engine::keepChainHeight(uint32_t start)
         if (pf.tableDepth > 0)
             break;
         std::vector<LaidOutLine> lines = m_breaker.breakParagraph(0, pos, mark, width);
+        for (LaidOutLine& l : lines)
+            l.height = roundTwips(l.height);
+        addBorderRoom(lines, 0, pos, mark);
         // Between two paragraphs of the chain the larger of the space after
         // and the space before stands, as when they are placed.
         if (guard > 0)
             height += betweenParagraphs(pendingAfter, spaceBefore(pf));
         if (pf.keepWithNext && !isSectionMark(0, mark)) {
             for (const LaidOutLine& l : lines)
-                height += roundTwips(l.height);
+                height += l.height;
             pendingAfter = spaceAfter(pf);
             pos = mark + 1;
             continue;
@@ -472,7 +564,7 @@ double Engine::keepChainHeight(uint32_t start)
                             : pf.widowControl && lines.size() >= 2 ? 2
                                                                    : std::min<size_t>(1, lines.size());
         for (size_t i = 0; i < take && i < lines.size(); ++i)
-            height += roundTwips(lines[i].height);
+            height += lines[i].height;
         break;
     }
     return height;

@@ -36,8 +36,8 @@ uint32_t Document::paragraphEnd(size_t story, uint32_t pos) const
     return s.size() == 0 ? 0 : s.size() - 1;
 }
 
-static int32_t inheritedStory(const std::vector<Section>& sections, size_t section,
-                              HeaderFooterIndex index, bool header)
+static int32_t inheritedStory(const std::vector<Section>& sections, size_t section, HeaderFooterIndex index,
+                              bool header)
 {
     const size_t slot = static_cast<size_t>(index) - 1;
     for (size_t i = section + 1; i-- > 0;) {
@@ -119,8 +119,7 @@ void Document::applyEdits(size_t storyIndex, const std::vector<StoryEdit>& edits
     story.attrs = std::move(attrs);
 }
 
-std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t from, uint32_t to,
-                              uint8_t depth)
+std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t from, uint32_t to, uint8_t depth)
 {
     std::vector<Table> tables;
     const Story& s = doc.stories[storyIndex];
@@ -164,6 +163,26 @@ std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t f
         paraStart = i + 1;
     }
     return tables;
+}
+
+} // namespace qm::engine
+
+namespace qm::engine {
+
+double BorderLine::thicknessTwips() const
+{
+    if (!present())
+        return 0;
+    // A line of w eighths of a point is w * 2.5 twips wide. Compound lines
+    // keep gaps as wide as their lines: a double border is two lines and the
+    // gap between them, a triple one three lines and two gaps.
+    const double w = widthEighths * 2.5;
+    switch (style) {
+    case BorderStyle::Double:
+    case BorderStyle::ThinThick: return 3 * w;
+    case BorderStyle::Triple: return 5 * w;
+    default: return w;
+    }
 }
 
 } // namespace qm::engine

@@ -18,7 +18,11 @@ namespace qm::engine {
 namespace {
 
 using docx::ParaProps;
+using docx::parseBorder;
+using docx::parseShadingFill;
+using docx::parseTableProps;
 using docx::RunProps;
+using docx::TableProps;
 using xml::child;
 using xml::is;
 using xml::value;
@@ -28,10 +32,7 @@ using xml::value;
 constexpr int MaxStoryNesting = 6;
 
 // EMU (DrawingML) to twips.
-Twips emuToTwips(int64_t emu)
-{
-    return xml::clampInt32(emu / 635);
-}
+Twips emuToTwips(int64_t emu) { return xml::clampInt32(emu / 635); }
 
 std::optional<Twips> twipsOf(const pugi::xml_node& node, std::string_view name)
 {
@@ -265,10 +266,7 @@ void DocxReader::readAppProperties(const Relationships& packageRels)
     }
 }
 
-bool DocxReader::suppressed() const
-{
-    return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0;
-}
+bool DocxReader::suppressed() const { return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0; }
 
 void DocxReader::emit(std::u16string_view text, uint32_t charFormat)
 {
@@ -692,8 +690,10 @@ SectionFormat DocxReader::readSection(const pugi::xml_node& sectPr, HeaderFooter
         } else if (n == "pgMar") {
             f.marginTop = clampLength(twipsOf(e, "top"), f.marginTop, -MaxPage, MaxPage);
             f.marginBottom = clampLength(twipsOf(e, "bottom"), f.marginBottom, -MaxPage, MaxPage);
-            f.marginLeft = clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
-            f.marginRight = clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
+            f.marginLeft =
+                clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
+            f.marginRight =
+                clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
             f.headerDistance = clampLength(twipsOf(e, "header"), f.headerDistance, 0, MaxPage);
             f.footerDistance = clampLength(twipsOf(e, "footer"), f.footerDistance, 0, MaxPage);
             f.gutter = clampLength(twipsOf(e, "gutter"), f.gutter, 0, MaxPage);
@@ -749,11 +749,18 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
     }
     const pugi::xml_node tblPr = child(tbl, "tblPr");
     base.borders = static_cast<bool>(child(tblPr, "tblStyle"));
+    std::string style(value(child(tblPr, "tblStyle"), "val"));
+    // The table style's borders and cell margins, then the table's own.
+    TableProps props = m_styles.tableProps(style.empty() ? m_styles.defaultTableStyle() : style);
+    props.overlay(parseTableProps(tblPr));
+    props.applyTo(base);
     for (pugi::xml_node e = tblPr.first_child(); e; e = e.next_sibling()) {
         const std::string_view n = xml::localName(e);
         if (n == "jc") {
             const std::string_view v = value(e, "val");
-            base.alignment = v == "center" ? Alignment::Center : (v == "right" || v == "end") ? Alignment::Right : Alignment::Left;
+            base.alignment = v == "center"                  ? Alignment::Center
+                             : (v == "right" || v == "end") ? Alignment::Right
+                                                            : Alignment::Left;
         } else if (n == "tblInd") {
             base.leftIndent = twipsOf(e, "w").value_or(0);
         } else if (n == "tblCellSpacing") {
@@ -763,22 +770,8 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling())
                 if (b.type() == pugi::node_element && value(b, "val") != "nil" && value(b, "val") != "none")
                     base.borders = true;
-        } else if (n == "tblCellMar") {
-            for (pugi::xml_node m = e.first_child(); m; m = m.next_sibling()) {
-                const std::string_view side = xml::localName(m);
-                const Twips w = std::max<Twips>(0, twipsOf(m, "w").value_or(0));
-                if (side == "left" || side == "start")
-                    base.cellMarginLeft = w;
-                else if (side == "right" || side == "end")
-                    base.cellMarginRight = w;
-                else if (side == "top")
-                    base.cellMarginTop = w;
-                else if (side == "bottom")
-                    base.cellMarginBottom = w;
-            }
         }
     }
-    std::string style(value(child(tblPr, "tblStyle"), "val"));
     m_ctx->tableStyles.push_back(style.empty() ? m_styles.defaultTableStyle() : style);
     m_b.beginTable();
     // Rows may sit inside content controls or custom XML around them.
@@ -848,20 +841,20 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row)
         } else if (n == "vMerge") {
             cell.verticalMerge = value(e, "val") == "restart" ? VerticalMerge::Restart : VerticalMerge::Continue;
         } else if (n == "shd") {
-            const std::string_view fill = value(e, "fill");
-            uint32_t c = 0;
-            bool ok = fill.size() == 6;
-            for (char h : fill) {
-                c <<= 4;
-                if (h >= '0' && h <= '9')
-                    c |= static_cast<uint32_t>(h - '0');
-                else if ((h | 0x20) >= 'a' && (h | 0x20) <= 'f')
-                    c |= static_cast<uint32_t>((h | 0x20) - 'a' + 10);
-                else
-                    ok = false;
+            if (auto fill = parseShadingFill(e))
+                cell.shading = *fill;
+        } else if (n == "tcBorders") {
+            for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling()) {
+                const std::string_view side = xml::localName(b);
+                if (side == "top")
+                    cell.borders.top = parseBorder(b);
+                else if (side == "left" || side == "start")
+                    cell.borders.left = parseBorder(b);
+                else if (side == "bottom")
+                    cell.borders.bottom = parseBorder(b);
+                else if (side == "right" || side == "end")
+                    cell.borders.right = parseBorder(b);
             }
-            if (ok)
-                cell.shading = c;
         }
     }
     if (cell.width == 0 && !row.grid.empty()) {
@@ -899,8 +892,8 @@ ReadResult DocxReader::run()
     readTheme(m_main.rels);
     if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
         m_styles.load(styles.xml.document_element(), m_theme);
-    if (Part numbering; !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() &&
-                        load(numbering, Severity::Warning))
+    if (Part numbering;
+        !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() && load(numbering, Severity::Warning))
         m_numbering.load(numbering.xml.document_element(), m_theme);
     readSettings(targetOfType(m_main.rels, "settings"));
     readAppProperties(packageRels);
