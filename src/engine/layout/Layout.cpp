@@ -203,19 +203,9 @@ void Engine::addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32
     const ParaFormat& pf = m_doc.paraFormats[s.attrs[mark].paraFormat];
     if (lines.empty() || !pf.borders.any())
         return;
-    // The paragraphs before and after this one, when they end with a plain
-    // paragraph mark in the same table cell or outside any table.
-    const ParaFormat* prev = nullptr;
-    if (start > 0 && s.text[start - 1] == Ch::ParagraphMark && !isSectionMark(story, start - 1))
-        prev = &m_doc.paraFormats[s.attrs[start - 1].paraFormat];
-    const ParaFormat* next = nullptr;
-    if (s.text[mark] == Ch::ParagraphMark && mark + 1 < s.size()) {
-        const uint32_t nextMark = paragraphEnd(story, mark + 1, s.size());
-        if (s.text[nextMark] == Ch::ParagraphMark || s.text[nextMark] == Ch::CellEnd)
-            next = &m_doc.paraFormats[s.attrs[nextMark].paraFormat];
-    }
-    const bool joinedAbove = prev && sameBorderBox(*prev, pf);
-    const bool joinedBelow = next && sameBorderBox(*next, pf);
+    const BorderJoin join = paragraphBorderJoin(m_doc, story, start, mark);
+    const bool joinedAbove = join.above;
+    const bool joinedBelow = join.below;
     const double above = joinedAbove ? borderRoom(pf.borders.between) : borderRoom(pf.borders.top);
     const double below = joinedBelow ? 0 : borderRoom(pf.borders.bottom);
     lines.front().height += above;
@@ -808,6 +798,28 @@ std::vector<ColumnArea> sectionColumns(const SectionFormat& f)
         x += w + spacing;
     }
     return columns;
+}
+
+BorderJoin paragraphBorderJoin(const Document& doc, size_t story, uint32_t start, uint32_t mark)
+{
+    BorderJoin join;
+    if (story >= doc.stories.size() || mark >= doc.stories[story].size())
+        return join;
+    const Story& s = doc.stories[story];
+    const ParaFormat& pf = doc.paraFormatOf(s, mark);
+    if (!pf.borders.any())
+        return join;
+    // The paragraphs before and after this one, when they end with a plain
+    // paragraph mark in the same table cell or outside any table.
+    if (start > 0 && s.text[start - 1] == Ch::ParagraphMark)
+        join.above = sameBorderBox(doc.paraFormatOf(s, start - 1), pf);
+    const bool sectionEnd = story == 0 && doc.isSectionBreak(mark);
+    if (s.text[mark] == Ch::ParagraphMark && !sectionEnd && mark + 1 < s.size()) {
+        const uint32_t next = doc.paragraphEnd(story, mark + 1);
+        if (s.text[next] == Ch::ParagraphMark || s.text[next] == Ch::CellEnd)
+            join.below = sameBorderBox(doc.paraFormatOf(s, next), pf);
+    }
+    return join;
 }
 
 LayoutResult layoutDocument(const Document& document, const LayoutOptions& options)
