@@ -199,8 +199,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                            : m_document.sections[std::clamp<size_t>(page.section, 0, m_document.sections.size() - 1)]
                                  .format.textWidth();
             double x = area.left + rf.leftIndent - rf.cellMarginLeft;
-            const size_t cellCount = std::max<size_t>(1, row.cells.size());
-            size_t gridColumn = 0;
+            const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
             double top = std::numeric_limits<double>::max();
             double bottom = std::numeric_limits<double>::lowest();
             RowSpan span;
@@ -211,18 +210,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                 // Cell widths as the layout takes them: the cell's own, else
                 // its grid columns, else an equal share.
                 const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
-                double cellWidth = 0;
-                int32_t spanCols = 1;
-                if (cf) {
-                    spanCols = std::max(1, cf->gridSpan);
-                    cellWidth = cf->width;
-                }
-                if (cellWidth <= 0 && gridColumn < rf.grid.size())
-                    for (int32_t k = 0; k < spanCols && gridColumn + k < rf.grid.size(); ++k)
-                        cellWidth += rf.grid[gridColumn + k];
-                if (cellWidth <= 0)
-                    cellWidth = width / static_cast<double>(cellCount);
-                gridColumn += static_cast<size_t>(spanCols);
+                const double cellWidth = widths[c];
                 const TableCell& cell = row.cells[c];
                 const Area textArea{x + rf.cellMarginLeft,
                                     std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight)};

@@ -287,29 +287,16 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
                                        : fallback;
         box.cantSplit = rf.cantSplit;
         box.isHeader = rf.isHeader;
-        const size_t cellCount = std::max<size_t>(1, row.cells.size());
         double x = rf.leftIndent - rf.cellMarginLeft;
-        size_t gridColumn = 0;
+        const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
         double content = 0;
         int64_t bestCount = -1;
         size_t bestCell = 0;
         std::vector<std::vector<LaidOutLine>> cells;
         std::vector<int64_t> counts;
         for (size_t c = 0; c < row.cells.size(); ++c) {
-            double cellWidth = 0;
-            int32_t span = 1;
             const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
-            if (cf) {
-                span = std::max(1, cf->gridSpan);
-                cellWidth = cf->width;
-            }
-            if (cellWidth <= 0 && gridColumn < rf.grid.size()) {
-                for (int32_t k = 0; k < span && gridColumn + k < rf.grid.size(); ++k)
-                    cellWidth += rf.grid[gridColumn + k];
-            }
-            if (cellWidth <= 0)
-                cellWidth = width / static_cast<double>(cellCount);
-            gridColumn += span;
+            const double cellWidth = widths[c];
             const double textWidth = std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight);
             Stack stack;
             if (!(cf && cf->verticalMerge == VerticalMerge::Continue))
@@ -798,6 +785,33 @@ std::vector<ColumnArea> sectionColumns(const SectionFormat& f)
         x += w + spacing;
     }
     return columns;
+}
+
+std::vector<double> rowCellWidths(const TableRowFormat& rf, size_t cellCount, double available)
+{
+    std::vector<double> widths(cellCount, 0.0);
+    size_t gridColumn = 0;
+    double sum = 0;
+    for (size_t c = 0; c < cellCount; ++c) {
+        const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
+        const int32_t span = cf ? std::max(1, cf->gridSpan) : 1;
+        double w = cf ? cf->width : 0;
+        if (w <= 0 && gridColumn < rf.grid.size())
+            for (int32_t k = 0; k < span && gridColumn + k < rf.grid.size(); ++k)
+                w += rf.grid[gridColumn + k];
+        if (w <= 0)
+            w = available / static_cast<double>(std::max<size_t>(1, cellCount));
+        gridColumn += static_cast<size_t>(span);
+        widths[c] = w;
+        sum += w;
+    }
+    // The preferred width is that of the cells side by side.
+    const double preferred = rf.preferredWidthPercent ? available * std::min(rf.preferredWidth, 100 * 50) / 5000.0
+                                                      : static_cast<double>(rf.preferredWidth);
+    if (preferred > sum + 1 && sum > 0)
+        for (double& w : widths)
+            w *= preferred / sum;
+    return widths;
 }
 
 BorderJoin paragraphBorderJoin(const Document& doc, size_t story, uint32_t start, uint32_t mark)

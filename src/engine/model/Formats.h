@@ -161,6 +161,10 @@ struct TableRowFormat {
     Alignment alignment = Alignment::Left;
     bool borders = true;              ///< whether cells draw borders (the invoice and printing)
     TableBorders tableBorders;        ///< the table's own and its style's borders
+    /// The table's preferred width: twips, or fiftieths of a percent of the
+    /// text area when `preferredWidthPercent`; 0: none (automatic).
+    Twips preferredWidth = 0;
+    bool preferredWidthPercent = false;
     auto operator<=>(const TableRowFormat&) const = default;
 };
 

@@ -158,11 +158,13 @@ std::unique_ptr<Document> bordersDocument()
         addPara(b, u"A boxed note that is long enough to wrap onto a second line of its box.", cf, b.paraFormat(boxed));
     addPara(b, u"After the box.", cf, pf);
     TableRowFormat row;
-    row.grid = {2160, 2160};
-    row.cells = {{2160}, {2160}};
+    row.grid = {1440, 1440};
+    row.cells = {{1440}, {1440}};
     line.spacePoints = 0;
     line.widthEighths = 4;
     row.tableBorders = {line, line, line, line, line, line};
+    row.preferredWidth = 5000; // the whole text width: cells widened to 2160 each
+    row.preferredWidthPercent = true;
     TableRowFormat heavy = row;
     heavy.cells[0].borders.top = line;
     heavy.cells[0].borders.top->widthEighths = 18;

@@ -372,3 +372,31 @@ TEST(Borders, TableRowsCarryTheirHorizontalLines)
         EXPECT_EQ(tops, c.tops);
     }
 }
+
+// A table's preferred width wider than its cells widens them in proportion
+// (100% of a 9360-twip text area: two 2400-twip cells become 4680 each);
+// narrower, or none, leaves them as they are.
+TEST(Tables, PreferredWidthWidensTheCells)
+{
+    struct Case {
+        const char* name;
+        Twips preferred;
+        bool percent;
+        std::vector<double> widths;
+    };
+    const Case cases[] = {
+        {"none", 0, false, {2400, 1200}},
+        {"100%", 5000, true, {6240, 3120}},
+        {"50%", 2500, true, {3120, 1560}},
+        {"twips", 7200, false, {4800, 2400}},
+        {"narrower than the cells", 2000, false, {2400, 1200}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TableRowFormat row;
+        row.cells = {{2400}, {1200}};
+        row.preferredWidth = c.preferred;
+        row.preferredWidthPercent = c.percent;
+        EXPECT_EQ(rowCellWidths(row, 2, 9360), c.widths);
+    }
+}

@@ -763,6 +763,18 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
                                                             : Alignment::Left;
         } else if (n == "tblInd") {
             base.leftIndent = twipsOf(e, "w").value_or(0);
+        } else if (n == "tblW") {
+            // "pct" in fiftieths of a percent, or written as "100%".
+            const std::string_view type = value(e, "type");
+            const std::string_view w = value(e, "w");
+            if (type == "pct") {
+                const bool percentSign = !w.empty() && w.back() == '%';
+                const int64_t v = xml::toInt(percentSign ? w.substr(0, w.size() - 1) : w).value_or(0);
+                base.preferredWidth = static_cast<Twips>(std::clamp<int64_t>(percentSign ? v * 50 : v, 0, 5000));
+                base.preferredWidthPercent = true;
+            } else if (type == "dxa" || type.empty()) {
+                base.preferredWidth = std::clamp<Twips>(twipsOf(e, "w").value_or(0), 0, 31680);
+            }
         } else if (n == "tblCellSpacing") {
             base.cellSpacing = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
         } else if (n == "tblBorders") {
