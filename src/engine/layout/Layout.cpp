@@ -594,7 +594,13 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         groupEnd = std::min(n, groupEnd + 1);
         size_t fit = 0;
         double y = m_y;
-        while (k + fit < groupEnd && y + lines[k + fit].height <= bottom() + Eps) {
+        // A line set at a multiple of single spacing takes the page when its
+        // single height fits: the extra leading may hang below the bottom
+        // margin. Word's PDFs show this (a 1.15-spaced page ends with its
+        // last line 1.9 pt past the margin), and the page counts Word stored
+        // agree with it more often than with whole lines.
+        const double hang = pf.lineRule == LineRule::Auto && pf.lineSpacing > 240 ? 1.0 - 240.0 / pf.lineSpacing : 0.0;
+        while (k + fit < groupEnd && y + lines[k + fit].height * (1.0 - hang) <= bottom() + Eps) {
             y += lines[k + fit].height;
             ++fit;
         }

@@ -400,3 +400,25 @@ TEST(Tables, PreferredWidthWidensTheCells)
         EXPECT_EQ(rowCellWidths(row, 2, 9360), c.widths);
     }
 }
+
+// Times 12 pt at 1.15 lines is 317 twips (276 * 276 / 240, rounded). Forty
+// lines fill 12680 of the page's 12960 twips; the 41st still fits, as its
+// single height (276) does and its extra leading may hang below the margin.
+// Exactly 317 twips, or at least, get no such allowance.
+TEST(Pagination, MultipleSpacingMayHangBelowTheMargin)
+{
+    struct Case {
+        LineRule rule;
+        int32_t spacing;
+        size_t firstPage;
+    };
+    for (const Case& c : {Case{LineRule::Auto, 276, 41}, Case{LineRule::Exact, 317, 40},
+                          Case{LineRule::AtLeast, 317, 40}, Case{LineRule::Auto, 240, LinesPerPage}}) {
+        SCOPED_TRACE(c.spacing);
+        ParaFormat pf;
+        pf.lineRule = c.rule;
+        pf.lineSpacing = c.spacing;
+        const LayoutResult r = layoutDocument(*makeDocument(lines(60, pf)));
+        EXPECT_EQ(r.pages[0].lines.size(), c.firstPage);
+    }
+}
