@@ -36,8 +36,8 @@ uint32_t Document::paragraphEnd(size_t story, uint32_t pos) const
     return s.size() == 0 ? 0 : s.size() - 1;
 }
 
-static int32_t inheritedStory(const std::vector<Section>& sections, size_t section, HeaderFooterIndex index,
-                              bool header)
+static int32_t inheritedStory(const std::vector<Section>& sections, size_t section,
+                              HeaderFooterIndex index, bool header)
 {
     const size_t slot = static_cast<size_t>(index) - 1;
     for (size_t i = section + 1; i-- > 0;) {
@@ -119,7 +119,8 @@ void Document::applyEdits(size_t storyIndex, const std::vector<StoryEdit>& edits
     story.attrs = std::move(attrs);
 }
 
-std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t from, uint32_t to, uint8_t depth)
+std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t from, uint32_t to,
+                              uint8_t depth)
 {
     std::vector<Table> tables;
     const Story& s = doc.stories[storyIndex];

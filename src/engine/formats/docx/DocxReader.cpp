@@ -32,7 +32,10 @@ using xml::value;
 constexpr int MaxStoryNesting = 6;
 
 // EMU (DrawingML) to twips.
-Twips emuToTwips(int64_t emu) { return xml::clampInt32(emu / 635); }
+Twips emuToTwips(int64_t emu)
+{
+    return xml::clampInt32(emu / 635);
+}
 
 std::optional<Twips> twipsOf(const pugi::xml_node& node, std::string_view name)
 {
@@ -266,7 +269,10 @@ void DocxReader::readAppProperties(const Relationships& packageRels)
     }
 }
 
-bool DocxReader::suppressed() const { return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0; }
+bool DocxReader::suppressed() const
+{
+    return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0;
+}
 
 void DocxReader::emit(std::u16string_view text, uint32_t charFormat)
 {
@@ -690,10 +696,8 @@ SectionFormat DocxReader::readSection(const pugi::xml_node& sectPr, HeaderFooter
         } else if (n == "pgMar") {
             f.marginTop = clampLength(twipsOf(e, "top"), f.marginTop, -MaxPage, MaxPage);
             f.marginBottom = clampLength(twipsOf(e, "bottom"), f.marginBottom, -MaxPage, MaxPage);
-            f.marginLeft =
-                clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
-            f.marginRight =
-                clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
+            f.marginLeft = clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
+            f.marginRight = clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
             f.headerDistance = clampLength(twipsOf(e, "header"), f.headerDistance, 0, MaxPage);
             f.footerDistance = clampLength(twipsOf(e, "footer"), f.footerDistance, 0, MaxPage);
             f.gutter = clampLength(twipsOf(e, "gutter"), f.gutter, 0, MaxPage);
@@ -758,9 +762,7 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
         const std::string_view n = xml::localName(e);
         if (n == "jc") {
             const std::string_view v = value(e, "val");
-            base.alignment = v == "center"                  ? Alignment::Center
-                             : (v == "right" || v == "end") ? Alignment::Right
-                                                            : Alignment::Left;
+            base.alignment = v == "center" ? Alignment::Center : (v == "right" || v == "end") ? Alignment::Right : Alignment::Left;
         } else if (n == "tblInd") {
             base.leftIndent = twipsOf(e, "w").value_or(0);
         } else if (n == "tblW") {
@@ -904,8 +906,8 @@ ReadResult DocxReader::run()
     readTheme(m_main.rels);
     if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
         m_styles.load(styles.xml.document_element(), m_theme);
-    if (Part numbering;
-        !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() && load(numbering, Severity::Warning))
+    if (Part numbering; !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() &&
+                        load(numbering, Severity::Warning))
         m_numbering.load(numbering.xml.document_element(), m_theme);
     readSettings(targetOfType(m_main.rels, "settings"));
     readAppProperties(packageRels);

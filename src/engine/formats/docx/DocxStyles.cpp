@@ -19,7 +19,8 @@ namespace {
 // far earlier.
 constexpr int MaxChain = 64;
 
-template <class T> void take(std::optional<T>& into, const std::optional<T>& from)
+template <class T>
+void take(std::optional<T>& into, const std::optional<T>& from)
 {
     if (from)
         into = from;
@@ -32,7 +33,8 @@ std::optional<Twips> twipsAttr(const pugi::xml_node& node, std::string_view name
     return std::nullopt;
 }
 
-template <class T> T clampTo(int64_t v, int64_t lo, int64_t hi)
+template <class T>
+T clampTo(int64_t v, int64_t lo, int64_t hi)
 {
     return static_cast<T>(std::clamp<int64_t>(v, lo, hi));
 }
@@ -85,7 +87,10 @@ bool onOff(const pugi::xml_node& element)
     return !(v == "0" || v == "false" || v == "off");
 }
 
-bool truthy(std::string_view v) { return v == "1" || v == "true" || v == "on"; }
+bool truthy(std::string_view v)
+{
+    return v == "1" || v == "true" || v == "on";
+}
 
 void RunProps::overlay(const RunProps& top)
 {
