@@ -40,8 +40,12 @@ std::string keyOf(const std::string& text)
 {
     // Ligatures print as one glyph: as their letters, or as "?" where the
     // PDF does not say which letters (the ff ligature); both sides alike.
+    // A Symbol-font bullet prints as "•"; PDFs made on Windows keep its
+    // private-use code (U+F0B7) in their text, those made on a Mac the
+    // bullet: read both as the bullet.
     static const std::pair<std::string, std::string> ligatures[] = {
-        {"\uFB00", "ff"}, {"\uFB01", "fi"}, {"\uFB02", "fl"}, {"\uFB03", "ffi"}, {"\uFB04", "ffl"}, {"?", "ff"}};
+        {"\uFB00", "ff"},  {"\uFB01", "fi"}, {"\uFB02", "fl"},    {"\uFB03", "ffi"},
+        {"\uFB04", "ffl"}, {"?", "ff"},      {"\uF0B7", "\u2022"}};
     std::string k;
     for (size_t i = 0; i < text.size(); ++i) {
         const unsigned char c = static_cast<unsigned char>(text[i]);

@@ -67,6 +67,31 @@ double spaceAfter(const ParaFormat& pf) { return pf.spaceAfterAuto ? AutoSpacing
 // Borders are half a point wide, as a new Word table draws them.
 constexpr double BorderWidth = 10;
 
+// One border line along a stretch, centred on the stretch; compound
+// borders are drawn as one line as thick as all of their parts.
+void strokeBorder(cairo_t* cr, const BorderLine& b, double x0, double y0, double x1, double y1)
+{
+    if (!b.present())
+        return;
+    setColour(cr, b.color);
+    cairo_set_line_width(cr, b.thicknessTwips());
+    cairo_move_to(cr, x0, y0);
+    cairo_line_to(cr, x1, y1);
+    cairo_stroke(cr);
+}
+
+bool anyBorders(const TableRowFormat& rf)
+{
+    const TableBorders& t = rf.tableBorders;
+    if (t.top.present() || t.bottom.present() || t.left.present() || t.right.present() || t.insideH.present() ||
+        t.insideV.present())
+        return true;
+    for (const TableCellFormat& c : rf.cells)
+        if (c.borders.top || c.borders.bottom || c.borders.left || c.borders.right)
+            return true;
+    return false;
+}
+
 /// Glyphs of one face and size collected for one cairo call: a text object
 /// per run rather than per character keeps the PDF small.
 class GlyphBatch {
@@ -174,8 +199,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                            : m_document.sections[std::clamp<size_t>(page.section, 0, m_document.sections.size() - 1)]
                                  .format.textWidth();
             double x = area.left + rf.leftIndent - rf.cellMarginLeft;
-            const size_t cellCount = std::max<size_t>(1, row.cells.size());
-            size_t gridColumn = 0;
+            const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
             double top = std::numeric_limits<double>::max();
             double bottom = std::numeric_limits<double>::lowest();
             RowSpan span;
@@ -186,18 +210,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                 // Cell widths as the layout takes them: the cell's own, else
                 // its grid columns, else an equal share.
                 const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
-                double cellWidth = 0;
-                int32_t spanCols = 1;
-                if (cf) {
-                    spanCols = std::max(1, cf->gridSpan);
-                    cellWidth = cf->width;
-                }
-                if (cellWidth <= 0 && gridColumn < rf.grid.size())
-                    for (int32_t k = 0; k < spanCols && gridColumn + k < rf.grid.size(); ++k)
-                        cellWidth += rf.grid[gridColumn + k];
-                if (cellWidth <= 0)
-                    cellWidth = width / static_cast<double>(cellCount);
-                gridColumn += static_cast<size_t>(spanCols);
+                const double cellWidth = widths[c];
                 const TableCell& cell = row.cells[c];
                 const Area textArea{x + rf.cellMarginLeft,
                                     std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight)};
@@ -226,6 +239,21 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                 box.shading = cf ? cf->shading : AutoColor;
                 box.continued = cf && cf->verticalMerge == VerticalMerge::Continue;
                 box.borders = rf.borders;
+                if (anyBorders(rf)) {
+                    // A cell's own side, else the table's outer line at the
+                    // table's edge and its inside line between cells.
+                    const TableBorders& t = rf.tableBorders;
+                    const bool firstRow = r == 0, lastRow = r + 1 == table.rows.size();
+                    const bool firstCell = c == 0, lastCell = c + 1 == row.cells.size();
+                    auto side = [](const std::optional<BorderLine>* own, const BorderLine& table) {
+                        return own && *own ? **own : table;
+                    };
+                    box.ownBorders = true;
+                    box.topLine = side(cf ? &cf->borders.top : nullptr, firstRow ? t.top : t.insideH);
+                    box.bottomLine = side(cf ? &cf->borders.bottom : nullptr, lastRow ? t.bottom : t.insideH);
+                    box.leftLine = side(cf ? &cf->borders.left : nullptr, firstCell ? t.left : t.insideV);
+                    box.rightLine = side(cf ? &cf->borders.right : nullptr, lastCell ? t.right : t.insideV);
+                }
                 boxes.push_back(box);
                 x += cellWidth;
             }
@@ -256,6 +284,41 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
         placed.insert(placed.end(), boxes.begin() + static_cast<std::ptrdiff_t>(sp.firstBox),
                       boxes.begin() + static_cast<std::ptrdiff_t>(sp.firstBox + sp.boxCount));
     return placed;
+}
+
+void PageDrawer::drawParagraphBorders(cairo_t* cr, const LaidOutLine& line, const Area& area)
+{
+    if (line.story >= m_document.stories.size())
+        return;
+    const Story& s = m_document.stories[line.story];
+    if (line.start >= s.size())
+        return;
+    const uint32_t mark = m_document.paragraphEnd(line.story, line.start);
+    const ParaFormat& pf = m_document.paraFormatOf(s, mark);
+    if (!pf.borders.any())
+        return;
+    // The box spans the text area between the indents, its side lines
+    // `space` points outside the text; its top line lies in the room the
+    // layout gave the first line, its bottom line in the last one's.
+    uint32_t start = line.start;
+    while (start > 0 && !m_document.endsParagraph(line.story, start - 1))
+        --start;
+    const BorderJoin join = paragraphBorderJoin(m_document, line.story, start, mark);
+    const ParagraphBorders& b = pf.borders;
+    const double left = area.left + pf.leftIndent - 20.0 * b.left.spacePoints - b.left.thicknessTwips() / 2;
+    const double right =
+        area.left + area.width - pf.rightIndent + 20.0 * b.right.spacePoints + b.right.thicknessTwips() / 2;
+    double top = line.y;
+    double bottom = line.y + line.height;
+    if (line.start == start) {
+        const BorderLine& over = join.above ? b.between : b.top;
+        strokeBorder(cr, over, left, top + over.thicknessTwips() / 2, right, top + over.thicknessTwips() / 2);
+    }
+    if (line.end > mark && !join.below)
+        strokeBorder(cr, b.bottom, left, bottom - b.bottom.thicknessTwips() / 2, right,
+                     bottom - b.bottom.thicknessTwips() / 2);
+    strokeBorder(cr, b.left, left, top, left, bottom);
+    strokeBorder(cr, b.right, right, top, right, bottom);
 }
 
 void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area)
@@ -593,10 +656,22 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
                 area = &own;
             }
             drawLine(cr, l, area);
+            if (area)
+                drawParagraphBorders(cr, l, *area);
         }
         cairo_set_source_rgb(cr, 0, 0, 0);
         cairo_set_line_width(cr, BorderWidth);
         for (const CellBox& c : cells) {
+            if (c.ownBorders) {
+                if (!c.continued)
+                    strokeBorder(cr, c.topLine, c.left, c.top, c.left + c.width, c.top);
+                strokeBorder(cr, c.bottomLine, c.left, c.bottom, c.left + c.width, c.bottom);
+                strokeBorder(cr, c.leftLine, c.left, c.top, c.left, c.bottom);
+                strokeBorder(cr, c.rightLine, c.left + c.width, c.top, c.left + c.width, c.bottom);
+                continue;
+            }
+            cairo_set_source_rgb(cr, 0, 0, 0);
+            cairo_set_line_width(cr, BorderWidth);
             if (!c.borders)
                 continue;
             cairo_move_to(cr, c.left, c.top);

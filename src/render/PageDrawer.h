@@ -19,8 +19,9 @@ namespace qm::render {
 /// What is drawn: body, header and footer lines with their list labels;
 /// fonts, sizes, bold, italic, capitals, superscript and subscript, colour,
 /// underline and strikethrough; justified lines spread over their width;
-/// cell shading and cell borders of tables (of rows whose format asks for
-/// borders). Hidden text has no run in the layout and is never drawn.
+/// cell shading and cell borders of tables (each side as the cell or its
+/// table sets it, else a plain grid for rows whose format asks for borders);
+/// paragraph borders around each box of paragraphs. Hidden text has no run in the layout and is never drawn.
 /// Pictures and drawing objects are left blank.
 class PageDrawer {
 public:
@@ -40,8 +41,12 @@ private:
         uint32_t shading = engine::AutoColor;
         bool continued = false; ///< a vertically merged cell continuing the one above
         bool borders = true;
+        /// The cell's own or its table's border lines, when the document gives any.
+        bool ownBorders = false;
+        engine::BorderLine topLine, bottomLine, leftLine, rightLine;
     };
 
+    void drawParagraphBorders(cairo_t* cr, const engine::layout::LaidOutLine& line, const Area& area);
     void drawLine(cairo_t* cr, const engine::layout::LaidOutLine& line, const Area* area);
     std::vector<CellBox> tableCells(const engine::layout::LaidOutPage& page,
                                     const std::vector<engine::layout::LaidOutLine>& lines, size_t story,

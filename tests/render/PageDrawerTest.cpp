@@ -325,3 +325,33 @@ TEST(PageDrawer, TableCellsHaveBordersAndShading)
                         .has_value());
     }
 }
+
+// A red box around two grouped paragraphs: its top line in the room above
+// the first line, its bottom line in the room below the second, its sides
+// `space` outside the indents, and no line between the two paragraphs.
+TEST(PageDrawer, ParagraphBordersDrawTheBoxOfTheGroup)
+{
+    BorderLine red;
+    red.style = BorderStyle::Single;
+    red.widthEighths = 12; // 1.5 pt, 30 twips
+    red.spacePoints = 4;   // 80 twips
+    red.color = 0xFF0000;
+    ParaFormat boxed;
+    boxed.leftIndent = 720;
+    boxed.borders.top = boxed.borders.bottom = boxed.borders.left = boxed.borders.right = red;
+    auto doc = makeDocument({{u"First", boxed}, {u"Second", boxed}, {u"After"}});
+    const LayoutResult layout = layoutDocument(*doc);
+    const auto& lines = layout.pages[0].lines;
+    ASSERT_EQ(lines.size(), 3u);
+    const Raster raster(*doc, layout.pages[0]);
+    auto isRed = [](std::array<int, 3> c) { return c[0] > 200 && c[1] < 80 && c[2] < 80; };
+    const auto box = raster.ink({0, 0, 12240, 15840}, isRed);
+    ASSERT_TRUE(box.has_value());
+    EXPECT_NEAR(box->top, lines[0].y, 15);
+    EXPECT_NEAR(box->bottom, lines[1].y + lines[1].height, 15);
+    EXPECT_NEAR(box->left, 1440 + 720 - 80 - 30, 15);
+    EXPECT_NEAR(box->right, 12240 - 1440 + 80 + 30, 15);
+    // Nothing red between the two paragraphs' lines, inside the box.
+    EXPECT_FALSE(raster.ink({1440 + 720, lines[1].y - 20, 10000, lines[1].y + 20}, isRed).has_value());
+    EXPECT_FALSE(raster.ink({0, lines[2].y, 12240, lines[2].y + lines[2].height}, isRed).has_value());
+}

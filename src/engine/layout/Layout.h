@@ -104,6 +104,23 @@ struct ColumnArea {
 /// with the section's spacing between them (1 to 64 columns).
 std::vector<ColumnArea> sectionColumns(const SectionFormat& format);
 
+/// Whether a bordered paragraph (from `start` to its mark at `mark`) shares
+/// one box with the paragraph before it and with the one after it: Word
+/// groups consecutive paragraphs with the same borders and indents, in the
+/// same cell or outside any table.
+struct BorderJoin {
+    bool above = false;
+    bool below = false;
+};
+BorderJoin paragraphBorderJoin(const Document& document, size_t story, uint32_t start, uint32_t mark);
+
+/// The widths of a row's `cellCount` cells in a text area `available` twips
+/// wide: each cell's own width, else its grid columns', else an equal share.
+/// A table whose preferred width is more than its cells' widths has them
+/// widened in proportion, as Word's automatic layout does (a 100% wide table
+/// of two 2400-twip cells fills the text width).
+std::vector<double> rowCellWidths(const TableRowFormat& row, size_t cellCount, double available);
+
 /// Lays out the whole document. A pure function of the document and the
 /// options: the document is only read. Safe to call from several threads.
 LayoutResult layoutDocument(const Document& document, const LayoutOptions& options = {});

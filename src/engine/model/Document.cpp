@@ -167,3 +167,23 @@ std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t f
 }
 
 } // namespace qm::engine
+
+namespace qm::engine {
+
+double BorderLine::thicknessTwips() const
+{
+    if (!present())
+        return 0;
+    // A line of w eighths of a point is w * 2.5 twips wide. Compound lines
+    // keep gaps as wide as their lines: a double border is two lines and the
+    // gap between them, a triple one three lines and two gaps.
+    const double w = widthEighths * 2.5;
+    switch (style) {
+    case BorderStyle::Double:
+    case BorderStyle::ThinThick: return 3 * w;
+    case BorderStyle::Triple: return 5 * w;
+    default: return w;
+    }
+}
+
+} // namespace qm::engine

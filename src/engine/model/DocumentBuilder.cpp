@@ -25,8 +25,25 @@ uint32_t DocumentBuilder::charFormat(const CharFormat& format)
     return it->second;
 }
 
-uint32_t DocumentBuilder::paraFormat(const ParaFormat& format)
+uint32_t DocumentBuilder::paraFormat(const ParaFormat& given)
 {
+    // A list label in a symbol font shows that font's glyph: keep the
+    // character it stands for, so that the label reads as it prints.
+    const ParaFormat* chosen = &given;
+    ParaFormat mapped;
+    if (!given.listLabel.empty() && given.listLabelCharFormat >= 0 &&
+        static_cast<size_t>(given.listLabelCharFormat) < m_doc->charFormats.size()) {
+        const std::string& font = m_doc->charFormats[static_cast<size_t>(given.listLabelCharFormat)].fontName;
+        std::u16string label = given.listLabel;
+        for (char16_t& c : label)
+            c = symbolFontToUnicode(font, c);
+        if (label != given.listLabel) {
+            mapped = given;
+            mapped.listLabel = std::move(label);
+            chosen = &mapped;
+        }
+    }
+    const ParaFormat& format = *chosen;
     auto [it, inserted] = m_paraIndex.try_emplace(format, static_cast<uint32_t>(m_doc->paraFormats.size()));
     if (inserted)
         m_doc->paraFormats.push_back(format);

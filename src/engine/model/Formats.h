@@ -3,6 +3,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,33 @@ struct TabStop {
     auto operator<=>(const TabStop&) const = default;
 };
 
+enum class BorderStyle : uint8_t { None, Single, Thick, Double, Dotted, Dashed, Triple, ThinThick, Wave, Other };
+
+/// One border line of a paragraph, a table or a cell.
+struct BorderLine {
+    BorderStyle style = BorderStyle::None;
+    uint16_t widthEighths = 0; ///< width of one line in eighths of a point (2 to 96)
+    uint16_t spacePoints = 0;  ///< distance from the text in points
+    uint32_t color = AutoColor;
+
+    bool present() const { return style != BorderStyle::None && widthEighths > 0; }
+    /// Height the border takes up, every line and gap of a compound border
+    /// included; 0 when there is none.
+    double thicknessTwips() const;
+    auto operator<=>(const BorderLine&) const = default;
+};
+
+/// The borders of a paragraph. `between` separates paragraphs of one group
+/// (consecutive paragraphs with the same borders share one box).
+struct ParagraphBorders {
+    BorderLine top, left, bottom, right, between;
+    bool any() const
+    {
+        return top.present() || left.present() || bottom.present() || right.present() || between.present();
+    }
+    auto operator<=>(const ParagraphBorders&) const = default;
+};
+
 /// Formatting of one paragraph, resolved. It is attached to the character
 /// that ends the paragraph (13, or 7 in a table, or 12 for a section break),
 /// as Word keeps it on the paragraph mark.
@@ -80,6 +108,8 @@ struct ParaFormat {
     bool keepLinesTogether = false;
     bool widowControl = true;
     bool pageBreakBefore = false;
+    ParagraphBorders borders;
+    uint32_t shading = AutoColor;     ///< background fill
     std::u16string listLabel;         ///< the list label as shown ("1.", a bullet); empty: none
     int32_t listLabelCharFormat = -1; ///< format of the label; -1: the mark's format
     // Table membership; the builder sets these, readers leave them alone.
@@ -93,11 +123,24 @@ struct ParaFormat {
 enum class VerticalMerge : uint8_t { None, Restart, Continue };
 enum class RowHeightRule : uint8_t { Auto, AtLeast, Exact };
 
+/// A cell's own borders; an unset side takes the table's.
+struct CellBorders {
+    std::optional<BorderLine> top, left, bottom, right;
+    auto operator<=>(const CellBorders&) const = default;
+};
+
+/// A table's borders: its outer edges and the lines between rows and columns.
+struct TableBorders {
+    BorderLine top, left, bottom, right, insideH, insideV;
+    auto operator<=>(const TableBorders&) const = default;
+};
+
 struct TableCellFormat {
     Twips width = 0;
     int32_t gridSpan = 1;
     VerticalMerge verticalMerge = VerticalMerge::None;
     uint32_t shading = AutoColor;     ///< fill colour
+    CellBorders borders;
     auto operator<=>(const TableCellFormat&) const = default;
 };
 
@@ -117,6 +160,11 @@ struct TableRowFormat {
     Twips cellSpacing = 0;
     Alignment alignment = Alignment::Left;
     bool borders = true;              ///< whether cells draw borders (the invoice and printing)
+    TableBorders tableBorders;        ///< the table's own and its style's borders
+    /// The table's preferred width: twips, or fiftieths of a percent of the
+    /// text area when `preferredWidthPercent`; 0: none (automatic).
+    Twips preferredWidth = 0;
+    bool preferredWidthPercent = false;
     auto operator<=>(const TableRowFormat&) const = default;
 };
 

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <span>
 
 namespace qm::engine {
 
@@ -193,6 +194,30 @@ std::u16string decodeCodePage(int codePage, std::string_view bytes)
     if (!iconvDecode(codePage, bytes, out))
         return cp1252ToUtf16(bytes);
     return out;
+}
+
+char16_t symbolFontToUnicode(std::string_view font, char16_t c)
+{
+    const bool symbol = font == "Symbol";
+    const bool wingdings = font == "Wingdings";
+    if (!symbol && !wingdings)
+        return c;
+    const unsigned code = c >= 0xF000 && c <= 0xF0FF ? c - 0xF000u : c;
+    if (code > 0xFF)
+        return c;
+    // The bullets lists use most (the fonts' own code charts).
+    struct Map {
+        uint8_t code;
+        char16_t unicode;
+    };
+    static constexpr Map symbolMap[] = {{0xB7, u'\u2022'}, {0xA7, u'\u2663'}, {0xA8, u'\u2666'},
+                                        {0xA9, u'\u2665'}, {0xAA, u'\u2660'}, {0xDE, u'\u21D2'}};
+    static constexpr Map wingdingsMap[] = {{0x6C, u'\u25CF'}, {0x6E, u'\u25A0'}, {0x71, u'\u2751'}, {0x76, u'\u2756'},
+                                           {0xA7, u'\u25AA'}, {0xA8, u'\u25FB'}, {0xD8, u'\u27A2'}, {0xFC, u'\u2714'}};
+    for (const Map& m : symbol ? std::span<const Map>(symbolMap) : std::span<const Map>(wingdingsMap))
+        if (m.code == code)
+            return m.unicode;
+    return c;
 }
 
 } // namespace qm::engine

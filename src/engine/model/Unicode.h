@@ -20,6 +20,13 @@ std::u16string cp1252ToUtf16(std::string_view bytes);
 /// Roman page (10000); unknown pages are treated as 1252.
 char16_t codePageToUnicode(int codePage, uint8_t byte);
 
+/// A character of a symbol font (Symbol, Wingdings) as the Unicode character
+/// it shows: Word stores such a character as U+F0xx (or as its plain byte)
+/// and shows the font's own glyph, the bullet of Symbol's 0xB7 for one.
+/// Characters of other fonts, and symbols without a Unicode twin here,
+/// come back unchanged.
+char16_t symbolFontToUnicode(std::string_view font, char16_t c);
+
 } // namespace qm::engine
 
 namespace qm::engine {

@@ -1,14 +1,12 @@
 // Whole layouts of small documents against golden dumps (rebaseline: QM_REBASELINE=1, see rebaseline.sh).
 #include "TestDocuments.h"
-
 #include "engine/layout/LayoutDump.h"
 
 #include <cstdlib>
 #include <fstream>
 #include <functional>
-#include <sstream>
-
 #include <gtest/gtest.h>
+#include <sstream>
 
 using namespace qm::engine;
 using namespace qm::engine::layout;
@@ -137,6 +135,51 @@ std::unique_ptr<Document> sectionsDocument()
     return b.finish(odd, {});
 }
 
+// A boxed group of paragraphs and a grid table that runs onto a second page.
+std::unique_ptr<Document> bordersDocument()
+{
+    DocumentBuilder b("docx");
+    const uint32_t cf = b.charFormat(font("Times New Roman", 22));
+    BorderLine line;
+    line.style = BorderStyle::Single;
+    line.widthEighths = 6;
+    line.spacePoints = 1;
+    ParaFormat boxed;
+    boxed.spaceAfter = 120;
+    boxed.borders.top = boxed.borders.bottom = boxed.borders.left = boxed.borders.right = line;
+    boxed.borders.between = line;
+    ParaFormat rule;
+    rule.borders.bottom = line;
+    rule.borders.bottom.style = BorderStyle::Double;
+    rule.borders.bottom.spacePoints = 4;
+    const uint32_t pf = b.paraFormat({});
+    addPara(b, u"A heading over a double rule", cf, b.paraFormat(rule));
+    for (int i = 0; i < 2; ++i)
+        addPara(b, u"A boxed note that is long enough to wrap onto a second line of its box.", cf, b.paraFormat(boxed));
+    addPara(b, u"After the box.", cf, pf);
+    TableRowFormat row;
+    row.grid = {1440, 1440};
+    row.cells = {{1440}, {1440}};
+    line.spacePoints = 0;
+    line.widthEighths = 4;
+    row.tableBorders = {line, line, line, line, line, line};
+    row.preferredWidth = 5000; // the whole text width: cells widened to 2160 each
+    row.preferredWidthPercent = true;
+    TableRowFormat heavy = row;
+    heavy.cells[0].borders.top = line;
+    heavy.cells[0].borders.top->widthEighths = 18;
+    b.beginTable();
+    for (int i = 1; i <= 8; ++i) {
+        b.beginRow();
+        addCell(b, utf8ToUtf16("Row " + std::to_string(i)), cf, pf);
+        addCell(b, i == 4 ? u"A cell whose text takes two lines" : u"Short", cf, pf);
+        b.endRow(i == 6 ? heavy : row, cf);
+    }
+    b.endTable();
+    addPara(b, u"After the table.", cf, pf);
+    return b.finish(smallPage(), {});
+}
+
 struct Golden {
     const char* name;
     std::function<std::unique_ptr<Document>()> make;
@@ -150,6 +193,7 @@ TEST(GoldenLayout, MatchesTheDumps)
         {"paragraphs", paragraphsDocument},
         {"table", tableDocument},
         {"sections", sectionsDocument},
+        {"borders", bordersDocument},
     };
     const bool rebaseline = std::getenv("QM_REBASELINE") != nullptr;
     for (const Golden& g : goldens) {

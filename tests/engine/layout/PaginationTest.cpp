@@ -270,3 +270,155 @@ TEST(Pagination, HeadersAreLaidOutButNotCounted)
     EXPECT_EQ(headerFooterLineCount(*doc, header, 0), 6);
     EXPECT_EQ(headerFooterLineCount(*doc, 99, 0), 0);
 }
+
+namespace {
+
+BorderLine border(BorderStyle style, uint16_t eighths, uint16_t space = 0)
+{
+    BorderLine b;
+    b.style = style;
+    b.widthEighths = eighths;
+    b.spacePoints = space;
+    return b;
+}
+
+} // namespace
+
+// Times New Roman 12 pt lines are 276 twips. A paragraph box's top border
+// (w twips + space) goes above its first line and its bottom border below
+// its last; paragraphs with the same borders share the box, so only the
+// `between` line separates them.
+TEST(Borders, ParagraphBoxesAddTheirLinesAndSpace)
+{
+    ParaFormat boxed;
+    boxed.borders.top = border(BorderStyle::Single, 4, 1);    // 10 + 20
+    boxed.borders.bottom = border(BorderStyle::Double, 4, 4); // 3 * 10 + 80
+    ParaFormat withBetween = boxed;
+    withBetween.borders.between = border(BorderStyle::Single, 8, 2); // 20 + 40
+    ParaFormat otherIndent = boxed;
+    otherIndent.leftIndent = 360;
+    struct Case {
+        const char* name;
+        std::vector<ParaFormat> formats;
+        std::vector<double> tops; // of each paragraph's text, from the margin
+    };
+    // The border room belongs to the line's box: its text sits lower by as much.
+    const double plainAscent = layoutDocument(*makeDocument({{u"Text", {}, times()}})).pages[0].lines[0].ascent;
+    const Case cases[] = {
+        {"plain", {{}, {}}, {0, 276}},
+        {"one box", {boxed}, {30}},
+        {"grouped", {boxed, boxed, {}}, {30, 306, 306 + 276 + 110}},
+        {"between", {withBetween, withBetween}, {30, 30 + 276 + 60}},
+        {"indent splits", {boxed, otherIndent}, {30, 30 + 276 + 110 + 30}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<Para> paras;
+        for (const ParaFormat& pf : c.formats)
+            paras.push_back({u"Text", pf, times()});
+        const LayoutResult r = layoutDocument(*makeDocument(paras));
+        ASSERT_EQ(r.pages[0].lines.size(), c.tops.size());
+        for (size_t i = 0; i < c.tops.size(); ++i)
+            EXPECT_NEAR(r.pages[0].lines[i].y + r.pages[0].lines[i].ascent - plainAscent - 1440, c.tops[i], 0.01) << i;
+    }
+}
+
+// Word puts rows of a table with 1/2 pt borders 1/2 pt further apart than
+// their text: each row carries the line above it, the last row the table's
+// bottom line too, and where two cells meet the heavier line counts.
+TEST(Borders, TableRowsCarryTheirHorizontalLines)
+{
+    TableRowFormat plain;
+    plain.cells = {{2880}, {2880}};
+    TableRowFormat grid = plain;
+    grid.tableBorders = {border(BorderStyle::Single, 4), border(BorderStyle::Single, 4),
+                         border(BorderStyle::Single, 4), border(BorderStyle::Single, 4),
+                         border(BorderStyle::Single, 4), border(BorderStyle::Single, 4)};
+    TableRowFormat heavyCell = grid;
+    heavyCell.cells[1].borders.top = border(BorderStyle::Single, 24); // 60 twips
+    TableRowFormat noInside = grid;
+    noInside.cells[0].borders.top = BorderLine{};
+    noInside.cells[1].borders.top = BorderLine{};
+    struct Case {
+        const char* name;
+        std::vector<TableRowFormat> rows;
+        std::vector<double> tops; // of each row's line, then of the paragraph after
+    };
+    const Case cases[] = {
+        {"no borders", {plain, plain}, {0, 276, 552}},
+        {"grid", {grid, grid}, {10, 296, 582}},
+        {"heavier cell border", {grid, heavyCell, grid}, {10, 346, 632, 918}},
+        {"cells drop the inside line", {grid, noInside}, {10, 286, 572}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        b.beginTable();
+        for (const TableRowFormat& rf : c.rows) {
+            b.beginRow();
+            addCell(b, u"A", cf, pf);
+            addCell(b, u"B", cf, pf);
+            b.endRow(rf, cf);
+        }
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        const LayoutResult r = layoutDocument(*b.finish({}, {}));
+        std::vector<double> tops;
+        for (const LaidOutLine& l : r.pages[0].lines)
+            if (tops.empty() || std::abs(l.y - 1440 - tops.back()) > 0.01)
+                tops.push_back(l.y - 1440);
+        EXPECT_EQ(tops, c.tops);
+    }
+}
+
+// A table's preferred width wider than its cells widens them in proportion
+// (100% of a 9360-twip text area: two 2400-twip cells become 4680 each);
+// narrower, or none, leaves them as they are.
+TEST(Tables, PreferredWidthWidensTheCells)
+{
+    struct Case {
+        const char* name;
+        Twips preferred;
+        bool percent;
+        std::vector<double> widths;
+    };
+    const Case cases[] = {
+        {"none", 0, false, {2400, 1200}},
+        {"100%", 5000, true, {6240, 3120}},
+        {"50%", 2500, true, {3120, 1560}},
+        {"twips", 7200, false, {4800, 2400}},
+        {"narrower than the cells", 2000, false, {2400, 1200}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TableRowFormat row;
+        row.cells = {{2400}, {1200}};
+        row.preferredWidth = c.preferred;
+        row.preferredWidthPercent = c.percent;
+        EXPECT_EQ(rowCellWidths(row, 2, 9360), c.widths);
+    }
+}
+
+// Times 12 pt at 1.15 lines is 317 twips (276 * 276 / 240, rounded). Forty
+// lines fill 12680 of the page's 12960 twips; the 41st still fits, as its
+// single height (276) does and its extra leading may hang below the margin.
+// Exactly 317 twips, or at least, get no such allowance.
+TEST(Pagination, MultipleSpacingMayHangBelowTheMargin)
+{
+    struct Case {
+        LineRule rule;
+        int32_t spacing;
+        size_t firstPage;
+    };
+    for (const Case& c : {Case{LineRule::Auto, 276, 41}, Case{LineRule::Exact, 317, 40},
+                          Case{LineRule::AtLeast, 317, 40}, Case{LineRule::Auto, 240, LinesPerPage}}) {
+        SCOPED_TRACE(c.spacing);
+        ParaFormat pf;
+        pf.lineRule = c.rule;
+        pf.lineSpacing = c.spacing;
+        const LayoutResult r = layoutDocument(*makeDocument(lines(60, pf)));
+        EXPECT_EQ(r.pages[0].lines.size(), c.firstPage);
+    }
+}

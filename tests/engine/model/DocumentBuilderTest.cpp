@@ -147,3 +147,33 @@ TEST(DocumentBuilder, TextPastTheLimitIsRefusedWithOneDiagnostic)
     ASSERT_EQ(doc->diagnostics.size(), 1u);
     EXPECT_EQ(doc->diagnostics[0].code, "limit.text");
 }
+
+// A bullet in Symbol is stored as U+F0B7 (or as the byte 0xB7) and prints
+// as "•"; the same code in another font, or a code without a twin, stays.
+TEST(DocumentBuilder, SymbolFontListLabelsReadAsTheyPrint)
+{
+    struct Case {
+        const char* font;
+        std::u16string label, shown;
+    };
+    const Case cases[] = {
+        {"Symbol", u"\uF0B7", u"\u2022"},
+        {"Symbol", u"\u00B7", u"\u2022"},
+        {"Wingdings", u"\uF0A7", u"\u25AA"},
+        {"Wingdings", u"\uF0D8", u"\u27A2"},
+        {"Arial", u"\uF0B7", u"\uF0B7"},
+        {"Symbol", u"\uF041", u"\uF041"},
+        {"Symbol", u"1.", u"1."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.font);
+        DocumentBuilder b("docx");
+        CharFormat cf;
+        cf.fontName = c.font;
+        ParaFormat pf;
+        pf.listLabel = c.label;
+        pf.listLabelCharFormat = static_cast<int32_t>(b.charFormat(cf));
+        const uint32_t index = b.paraFormat(pf);
+        EXPECT_EQ(b.document().paraFormats[index].listLabel, c.shown);
+    }
+}

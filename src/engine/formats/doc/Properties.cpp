@@ -242,6 +242,82 @@ void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op,
     }
 }
 
+// A border's kind from its brcType (MS-DOC 2.9.17 BrcType).
+BorderStyle borderStyle(uint8_t brcType)
+{
+    switch (brcType) {
+    case 0: return BorderStyle::None;
+    case 1:
+    case 5: return BorderStyle::Single; // single, hairline
+    case 2: return BorderStyle::Thick;
+    case 3: return BorderStyle::Double;
+    case 6: return BorderStyle::Dotted;
+    case 7:
+    case 8:
+    case 9:
+    case 22:
+    case 23: return BorderStyle::Dashed;
+    case 10: return BorderStyle::Triple;
+    case 20:
+    case 21: return BorderStyle::Wave;
+    default: return brcType >= 11 && brcType <= 19 ? BorderStyle::ThinThick : BorderStyle::Other;
+    }
+}
+
+BorderLine makeBorder(uint8_t width, uint8_t type, uint8_t space, uint32_t color)
+{
+    BorderLine b;
+    b.style = borderStyle(type);
+    if (!b.present() && b.style == BorderStyle::None)
+        return {};
+    // dptLineWidth is in eighths of a point; Word keeps it between 2 and 96.
+    b.widthEighths = static_cast<uint16_t>(std::clamp<int>(width, 2, 96));
+    b.spacePoints = static_cast<uint16_t>(space & 0x1F);
+    b.color = color;
+    return b;
+}
+
+// Brc80 (MS-DOC 2.9.16): line width, type, colour index, space; all ones is nil.
+BorderLine brc80(std::string_view op, size_t at)
+{
+    if (!fits(op.size(), at, 4) || u32(op, at) == 0xFFFFFFFFu)
+        return {};
+    return makeBorder(u8(op, at), u8(op, at + 1), u8(op, at + 3), colorFromIco(u8(op, at + 2)));
+}
+
+// Brc (MS-DOC 2.9.15): a COLORREF, then line width, type and space.
+BorderLine brc(std::string_view op, size_t at)
+{
+    if (!fits(op.size(), at, 8) || u32(op, at + 4) == 0xFFFFFFFFu)
+        return {};
+    const uint32_t cv = u32(op, at);
+    const uint32_t color =
+        (cv & 0xFF000000u) != 0 ? AutoColor : ((cv & 0xFF) << 16) | (cv & 0xFF00) | ((cv >> 16) & 0xFF);
+    return makeBorder(u8(op, at + 4), u8(op, at + 5), u8(op, at + 6), color);
+}
+
+// sprmTSetBrc80 and sprmTSetBrc: the chosen sides of a range of cells.
+void setCellBorders(TableRowFormat& row, std::string_view op, bool wide)
+{
+    if (!fits(op.size(), 1, wide ? 11 : 7))
+        return;
+    const uint8_t first = u8(op, 1);
+    const uint8_t limit = u8(op, 2);
+    const uint8_t sides = u8(op, 3);
+    const BorderLine b = wide ? brc(op, 4) : brc80(op, 4);
+    for (size_t i = first; i < limit && i < row.cells.size(); ++i) {
+        CellBorders& c = row.cells[i].borders;
+        if (sides & 1)
+            c.top = b;
+        if (sides & 2)
+            c.left = b;
+        if (sides & 4)
+            c.bottom = b;
+        if (sides & 8)
+            c.right = b;
+    }
+}
+
 void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
 {
     ParaFormat& f = pap.format;
@@ -281,6 +357,18 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
     case 0x246D: f.contextualSpacing = v != 0; break;
     case 0xC60D: changeTabs(f.tabs, op, false); break;
     case 0xC615: changeTabs(f.tabs, op, true); break;
+    // Paragraph borders: the Word 97 form (Brc80) and the later one (Brc
+    // after a size byte).
+    case 0x6424: f.borders.top = brc80(op, 0); break;
+    case 0x6425: f.borders.left = brc80(op, 0); break;
+    case 0x6426: f.borders.bottom = brc80(op, 0); break;
+    case 0x6427: f.borders.right = brc80(op, 0); break;
+    case 0x6428: f.borders.between = brc80(op, 0); break;
+    case 0xC64E: f.borders.top = brc(op, 1); break;
+    case 0xC64F: f.borders.left = brc(op, 1); break;
+    case 0xC650: f.borders.bottom = brc(op, 1); break;
+    case 0xC651: f.borders.right = brc(op, 1); break;
+    case 0xC652: f.borders.between = brc(op, 1); break;
     case 0x2416: pap.inTable = v != 0; break;
     case 0x2417: pap.rowEnd = v != 0; break;
     case 0x244B: pap.innerCell = v != 0; break;
@@ -297,10 +385,35 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
         for (uint8_t i = 0; i < cells; ++i) {
             TableCellFormat cell;
             cell.width = std::max(0, s16(op, 1 + 2ull * (i + 1)) - s16(op, 1 + 2ull * i));
+            // Each cell's TC80 follows the cell edges: flags, width, then
+            // its top, left, bottom and right Brc80.
+            const size_t tc = 1 + 2ull * (cells + 1) + 20ull * i;
+            if (fits(op.size(), tc, 20)) {
+                auto side = [&](size_t k) -> std::optional<BorderLine> {
+                    // A zero Brc80 leaves the side to the table's borders.
+                    if (u32(op, tc + 4 + 4 * k) == 0)
+                        return std::nullopt;
+                    return brc80(op, tc + 4 + 4 * k);
+                };
+                cell.borders = {side(0), side(1), side(2), side(3)};
+            }
             pap.row.cells.push_back(cell);
         }
         break;
     }
+    case 0xD605:
+    case 0xD613: {
+        const bool wide = sprm == 0xD613;
+        const size_t each = wide ? 8 : 4;
+        TableBorders& t = pap.row.tableBorders;
+        BorderLine* sides[] = {&t.top, &t.left, &t.bottom, &t.right, &t.insideH, &t.insideV};
+        for (size_t k = 0; k < 6; ++k)
+            if (fits(op.size(), 1 + each * k, each))
+                *sides[k] = wide ? brc(op, 1 + each * k) : brc80(op, 1 + each * k);
+        break;
+    }
+    case 0xD620: setCellBorders(pap.row, op, false); break;
+    case 0xD62F: setCellBorders(pap.row, op, true); break;
     case 0x9602:
         pap.row.cellMarginLeft = pap.row.cellMarginRight = s16(op, 0);
         break;

@@ -18,7 +18,11 @@ namespace qm::engine {
 namespace {
 
 using docx::ParaProps;
+using docx::parseBorder;
+using docx::parseShadingFill;
+using docx::parseTableProps;
 using docx::RunProps;
+using docx::TableProps;
 using xml::child;
 using xml::is;
 using xml::value;
@@ -749,6 +753,11 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
     }
     const pugi::xml_node tblPr = child(tbl, "tblPr");
     base.borders = static_cast<bool>(child(tblPr, "tblStyle"));
+    std::string style(value(child(tblPr, "tblStyle"), "val"));
+    // The table style's borders and cell margins, then the table's own.
+    TableProps props = m_styles.tableProps(style.empty() ? m_styles.defaultTableStyle() : style);
+    props.overlay(parseTableProps(tblPr));
+    props.applyTo(base);
     for (pugi::xml_node e = tblPr.first_child(); e; e = e.next_sibling()) {
         const std::string_view n = xml::localName(e);
         if (n == "jc") {
@@ -756,6 +765,18 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             base.alignment = v == "center" ? Alignment::Center : (v == "right" || v == "end") ? Alignment::Right : Alignment::Left;
         } else if (n == "tblInd") {
             base.leftIndent = twipsOf(e, "w").value_or(0);
+        } else if (n == "tblW") {
+            // "pct" in fiftieths of a percent, or written as "100%".
+            const std::string_view type = value(e, "type");
+            const std::string_view w = value(e, "w");
+            if (type == "pct") {
+                const bool percentSign = !w.empty() && w.back() == '%';
+                const int64_t v = xml::toInt(percentSign ? w.substr(0, w.size() - 1) : w).value_or(0);
+                base.preferredWidth = static_cast<Twips>(std::clamp<int64_t>(percentSign ? v * 50 : v, 0, 5000));
+                base.preferredWidthPercent = true;
+            } else if (type == "dxa" || type.empty()) {
+                base.preferredWidth = std::clamp<Twips>(twipsOf(e, "w").value_or(0), 0, 31680);
+            }
         } else if (n == "tblCellSpacing") {
             base.cellSpacing = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
         } else if (n == "tblBorders") {
@@ -763,22 +784,8 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling())
                 if (b.type() == pugi::node_element && value(b, "val") != "nil" && value(b, "val") != "none")
                     base.borders = true;
-        } else if (n == "tblCellMar") {
-            for (pugi::xml_node m = e.first_child(); m; m = m.next_sibling()) {
-                const std::string_view side = xml::localName(m);
-                const Twips w = std::max<Twips>(0, twipsOf(m, "w").value_or(0));
-                if (side == "left" || side == "start")
-                    base.cellMarginLeft = w;
-                else if (side == "right" || side == "end")
-                    base.cellMarginRight = w;
-                else if (side == "top")
-                    base.cellMarginTop = w;
-                else if (side == "bottom")
-                    base.cellMarginBottom = w;
-            }
         }
     }
-    std::string style(value(child(tblPr, "tblStyle"), "val"));
     m_ctx->tableStyles.push_back(style.empty() ? m_styles.defaultTableStyle() : style);
     m_b.beginTable();
     // Rows may sit inside content controls or custom XML around them.
@@ -848,20 +855,20 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row)
         } else if (n == "vMerge") {
             cell.verticalMerge = value(e, "val") == "restart" ? VerticalMerge::Restart : VerticalMerge::Continue;
         } else if (n == "shd") {
-            const std::string_view fill = value(e, "fill");
-            uint32_t c = 0;
-            bool ok = fill.size() == 6;
-            for (char h : fill) {
-                c <<= 4;
-                if (h >= '0' && h <= '9')
-                    c |= static_cast<uint32_t>(h - '0');
-                else if ((h | 0x20) >= 'a' && (h | 0x20) <= 'f')
-                    c |= static_cast<uint32_t>((h | 0x20) - 'a' + 10);
-                else
-                    ok = false;
+            if (auto fill = parseShadingFill(e))
+                cell.shading = *fill;
+        } else if (n == "tcBorders") {
+            for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling()) {
+                const std::string_view side = xml::localName(b);
+                if (side == "top")
+                    cell.borders.top = parseBorder(b);
+                else if (side == "left" || side == "start")
+                    cell.borders.left = parseBorder(b);
+                else if (side == "bottom")
+                    cell.borders.bottom = parseBorder(b);
+                else if (side == "right" || side == "end")
+                    cell.borders.right = parseBorder(b);
             }
-            if (ok)
-                cell.shading = c;
         }
     }
     if (cell.width == 0 && !row.grid.empty()) {

@@ -4,6 +4,7 @@
 #include "engine/formats/docx/XmlPart.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace qm::engine::docx {
 
@@ -130,7 +131,111 @@ void ParaProps::overlay(const ParaProps& top)
     take(lineSpacing, top.lineSpacing);
     take(numId, top.numId);
     take(level, top.level);
+    take(borderTop, top.borderTop);
+    take(borderLeft, top.borderLeft);
+    take(borderBottom, top.borderBottom);
+    take(borderRight, top.borderRight);
+    take(borderBetween, top.borderBetween);
+    take(shading, top.shading);
     tabs.insert(tabs.end(), top.tabs.begin(), top.tabs.end());
+}
+
+void TableProps::overlay(const TableProps& t)
+{
+    take(top, t.top);
+    take(left, t.left);
+    take(bottom, t.bottom);
+    take(right, t.right);
+    take(insideH, t.insideH);
+    take(insideV, t.insideV);
+    take(marginTop, t.marginTop);
+    take(marginLeft, t.marginLeft);
+    take(marginBottom, t.marginBottom);
+    take(marginRight, t.marginRight);
+}
+
+void TableProps::applyTo(TableRowFormat& row) const
+{
+    TableBorders& b = row.tableBorders;
+    b.top = top.value_or(b.top);
+    b.left = left.value_or(b.left);
+    b.bottom = bottom.value_or(b.bottom);
+    b.right = right.value_or(b.right);
+    b.insideH = insideH.value_or(b.insideH);
+    b.insideV = insideV.value_or(b.insideV);
+    row.cellMarginTop = marginTop.value_or(row.cellMarginTop);
+    row.cellMarginLeft = marginLeft.value_or(row.cellMarginLeft);
+    row.cellMarginBottom = marginBottom.value_or(row.cellMarginBottom);
+    row.cellMarginRight = marginRight.value_or(row.cellMarginRight);
+}
+
+BorderLine parseBorder(const pugi::xml_node& e)
+{
+    BorderLine b;
+    const std::string_view v = value(e, "val");
+    if (v.empty() || v == "nil" || v == "none")
+        return b;
+    b.style = v == "single"                                                                   ? BorderStyle::Single
+              : v == "thick"                                                                  ? BorderStyle::Thick
+              : v == "double"                                                                 ? BorderStyle::Double
+              : v == "dotted"                                                                 ? BorderStyle::Dotted
+              : (v == "dashed" || v == "dashSmallGap" || v == "dotDash" || v == "dotDotDash") ? BorderStyle::Dashed
+              : v == "triple"                                                                 ? BorderStyle::Triple
+              : v.starts_with("thinThick") || v.starts_with("thickThin")                      ? BorderStyle::ThinThick
+              : (v == "wave" || v == "doubleWave")                                            ? BorderStyle::Wave
+                                                                                              : BorderStyle::Other;
+    // w:sz is in eighths of a point; Word keeps it between 2 and 96 (a
+    // quarter point to 12 points) and draws a border without one at 2.
+    const int64_t sz = xml::toInt(value(e, "sz")).value_or(2);
+    b.widthEighths = static_cast<uint16_t>(std::clamp<int64_t>(sz, 2, 96));
+    b.spacePoints = static_cast<uint16_t>(std::clamp<int64_t>(xml::toInt(value(e, "space")).value_or(0), 0, 31));
+    const std::string_view color = value(e, "color");
+    b.color = color.empty() || color == "auto" ? AutoColor : hexColor(color);
+    return b;
+}
+
+TableProps parseTableProps(const pugi::xml_node& pr)
+{
+    TableProps t;
+    for (pugi::xml_node b = child(pr, "tblBorders").first_child(); b; b = b.next_sibling()) {
+        const std::string_view side = xml::localName(b);
+        if (side == "top")
+            t.top = parseBorder(b);
+        else if (side == "left" || side == "start")
+            t.left = parseBorder(b);
+        else if (side == "bottom")
+            t.bottom = parseBorder(b);
+        else if (side == "right" || side == "end")
+            t.right = parseBorder(b);
+        else if (side == "insideH")
+            t.insideH = parseBorder(b);
+        else if (side == "insideV")
+            t.insideV = parseBorder(b);
+    }
+    for (pugi::xml_node m = child(pr, "tblCellMar").first_child(); m; m = m.next_sibling()) {
+        const std::string_view side = xml::localName(m);
+        const Twips w = std::clamp<Twips>(twipsAttr(m, "w").value_or(0), 0, 31680);
+        if (side == "left" || side == "start")
+            t.marginLeft = w;
+        else if (side == "right" || side == "end")
+            t.marginRight = w;
+        else if (side == "top")
+            t.marginTop = w;
+        else if (side == "bottom")
+            t.marginBottom = w;
+    }
+    return t;
+}
+
+std::optional<uint32_t> parseShadingFill(const pugi::xml_node& shd)
+{
+    const std::string_view fill = value(shd, "fill");
+    if (fill.size() != 6 || fill == "auto")
+        return std::nullopt;
+    for (char h : fill)
+        if (!std::isxdigit(static_cast<unsigned char>(h)))
+            return std::nullopt;
+    return hexColor(fill);
 }
 
 RunProps parseRunProps(const pugi::xml_node& rPr, const ThemeFonts& theme)
@@ -270,6 +375,23 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
                                                   : TabLeader::None;
                 p.tabs.emplace_back(stop, v == "clear");
             }
+        } else if (n == "pBdr") {
+            for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling()) {
+                const std::string_view side = xml::localName(b);
+                if (side == "top")
+                    p.borderTop = parseBorder(b);
+                else if (side == "left" || side == "start")
+                    p.borderLeft = parseBorder(b);
+                else if (side == "bottom")
+                    p.borderBottom = parseBorder(b);
+                else if (side == "right" || side == "end")
+                    p.borderRight = parseBorder(b);
+                else if (side == "between")
+                    p.borderBetween = parseBorder(b);
+            }
+        } else if (n == "shd") {
+            if (auto fill = parseShadingFill(e))
+                p.shading = fill;
         } else if (n == "numPr") {
             if (pugi::xml_node id = child(e, "numId"))
                 if (auto v = xml::toInt(value(id, "val")))
@@ -309,6 +431,8 @@ void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
             style.run = parseRunProps(rPr, theme);
         if (pugi::xml_node pPr = child(s, "pPr"))
             style.para = parseParaProps(pPr);
+        if (pugi::xml_node tblPr = child(s, "tblPr"))
+            style.table = parseTableProps(tblPr);
         std::string id(value(s, "styleId"));
         if (truthy(value(s, "default"))) {
             std::string& slot = style.kind == Kind::Paragraph ? m_defaultParagraph
@@ -376,10 +500,16 @@ ParaProps Styles::chainPara(const std::string& id, Kind kind) const
     return out;
 }
 
-ParaProps Styles::styleParaProps(const std::string& paraStyle) const
+TableProps Styles::tableProps(const std::string& tableStyle) const
 {
-    return chainPara(paraStyle, Kind::Paragraph);
+    TableProps out;
+    const std::vector<const Style*> styles = chain(tableStyle, Kind::Table);
+    for (auto it = styles.rbegin(); it != styles.rend(); ++it)
+        out.overlay((*it)->table);
+    return out;
 }
+
+ParaProps Styles::styleParaProps(const std::string& paraStyle) const { return chainPara(paraStyle, Kind::Paragraph); }
 
 std::string Styles::displayName(const std::string& styleId) const
 {
@@ -468,6 +598,12 @@ ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& num
     f.keepLinesTogether = p.keepLinesTogether.value_or(false);
     f.widowControl = p.widowControl.value_or(true);
     f.pageBreakBefore = p.pageBreakBefore.value_or(false);
+    f.borders.top = p.borderTop.value_or(BorderLine{});
+    f.borders.left = p.borderLeft.value_or(BorderLine{});
+    f.borders.bottom = p.borderBottom.value_or(BorderLine{});
+    f.borders.right = p.borderRight.value_or(BorderLine{});
+    f.borders.between = p.borderBetween.value_or(BorderLine{});
+    f.shading = p.shading.value_or(AutoColor);
     // Tab stops accumulate from the bottom level up; a "clear" removes the
     // inherited stop at its position.
     std::vector<TabStop> tabs;

@@ -3,10 +3,9 @@
 
 #include "engine/model/Formats.h"
 
-#include <pugixml.hpp>
-
 #include <map>
 #include <optional>
+#include <pugixml.hpp>
 #include <string>
 #include <vector>
 
@@ -40,9 +39,30 @@ struct ParaProps {
     std::optional<int32_t> lineSpacing;
     std::vector<std::pair<TabStop, bool>> tabs; ///< stops in document order; true: clears an inherited stop
     std::optional<int32_t> numId, level;
+    std::optional<BorderLine> borderTop, borderLeft, borderBottom, borderRight, borderBetween;
+    std::optional<uint32_t> shading;
 
     void overlay(const ParaProps& top);
 };
+
+/// Table properties a table style or a table sets: borders and cell margins.
+struct TableProps {
+    std::optional<BorderLine> top, left, bottom, right, insideH, insideV;
+    std::optional<Twips> marginTop, marginLeft, marginBottom, marginRight;
+
+    void overlay(const TableProps& top);
+    /// Writes what is set into a row format.
+    void applyTo(TableRowFormat& row) const;
+};
+
+/// One border element (w:top, w:bottom, ... of pBdr, tblBorders or
+/// tcBorders): its style, width (w:sz, eighths of a point), distance from
+/// the text (w:space, points) and colour. "nil" and "none" are no border.
+BorderLine parseBorder(const pugi::xml_node& element);
+/// The children of tblBorders (or tcBorders' outer sides) and tblCellMar.
+TableProps parseTableProps(const pugi::xml_node& tblPr);
+/// A w:shd element's fill, if it is a colour (not "auto").
+std::optional<uint32_t> parseShadingFill(const pugi::xml_node& shd);
 
 /// Theme fonts that rFonts' asciiTheme and hAnsiTheme name.
 struct ThemeFonts {
@@ -83,6 +103,9 @@ public:
     /// The numbering a paragraph style carries (numId and level), if any.
     ParaProps styleParaProps(const std::string& paraStyle) const;
 
+    /// A table style's borders and cell margins, its chain followed.
+    TableProps tableProps(const std::string& tableStyle) const;
+
     /// The id of the default paragraph style ("Normal"), for paragraphs without pStyle.
     const std::string& defaultParagraphStyle() const { return m_defaultParagraph; }
     /// The id of the default table style, for tables without tblStyle.
@@ -97,6 +120,7 @@ private:
         Kind kind = Kind::Paragraph;
         RunProps run;
         ParaProps para;
+        TableProps table;
     };
     // Each style level's own chain, resolved with plain inheritance.
     RunProps chainRun(const std::string& id, Kind kind) const;

@@ -298,6 +298,10 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
         resolved.keepLinesTogether = paraProps.keepLinesTogether.value_or(false);
         resolved.widowControl = paraProps.widowControl.value_or(true);
         resolved.pageBreakBefore = paraProps.pageBreakBefore.value_or(false);
+        resolved.borders = {paraProps.borderTop.value_or(BorderLine{}), paraProps.borderLeft.value_or(BorderLine{}),
+                            paraProps.borderBottom.value_or(BorderLine{}), paraProps.borderRight.value_or(BorderLine{}),
+                            paraProps.borderBetween.value_or(BorderLine{})};
+        resolved.shading = paraProps.shading.value_or(AutoColor);
         for (const auto& [stop, clear] : paraProps.tabs)
             if (!clear)
                 resolved.tabs.push_back(stop);
@@ -478,6 +482,16 @@ void OdtReader::readTable(const pugi::xml_node& table)
                 }
                 for (size_t c = column; c < column + static_cast<size_t>(cf.gridSpan) && c < base.grid.size(); ++c)
                     cf.width += base.grid[c];
+                // The cell style's borders, and its padding as the row's cell
+                // margins (Word keeps one set per row; the first cell's stands).
+                const odt::CellProps props = m_styles.cellProps(m_scope, std::string(value(cell, "style-name")));
+                cf.borders = props.borders;
+                if (format.cells.empty()) {
+                    format.cellMarginTop = props.paddingTop.value_or(format.cellMarginTop);
+                    format.cellMarginBottom = props.paddingBottom.value_or(format.cellMarginBottom);
+                    format.cellMarginLeft = props.paddingLeft.value_or(format.cellMarginLeft);
+                    format.cellMarginRight = props.paddingRight.value_or(format.cellMarginRight);
+                }
                 if (format.cells.size() < 64)
                     format.cells.push_back(cf);
                 m_b.beginCell();

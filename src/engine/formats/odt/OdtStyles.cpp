@@ -36,6 +36,53 @@ std::optional<uint32_t> parseColor(std::string_view v)
     return c;
 }
 
+} // namespace
+
+BorderLine parseBorder(std::string_view text)
+{
+    BorderLine b;
+    Twips width = 0;
+    BorderStyle style = BorderStyle::None;
+    uint32_t color = AutoColor;
+    size_t pos = 0;
+    while (pos < text.size()) {
+        const size_t end = std::min(text.find(' ', pos), text.size());
+        const std::string_view word = text.substr(pos, end - pos);
+        pos = end + 1;
+        if (word.empty())
+            continue;
+        if (auto len = parseLength(word))
+            width = *len;
+        else if (auto c = parseColor(word))
+            color = *c;
+        else if (word == "thin")
+            width = 1; // half a point below
+        else if (word == "medium" || word == "thick")
+            width = word == "medium" ? 20 : 40;
+        else if (word == "solid")
+            style = BorderStyle::Single;
+        else if (word == "double")
+            style = BorderStyle::Double;
+        else if (word == "dotted")
+            style = BorderStyle::Dotted;
+        else if (word == "dashed")
+            style = BorderStyle::Dashed;
+        else if (word == "groove" || word == "ridge" || word == "inset" || word == "outset")
+            style = BorderStyle::Other;
+    }
+    if (style == BorderStyle::None || width <= 0)
+        return b;
+    if (width == 1)
+        width = 10;
+    b.style = style;
+    const double line = style == BorderStyle::Double ? width / 3.0 : width;
+    b.widthEighths = static_cast<uint16_t>(std::clamp<long>(std::lround(line * 0.4), 2, 96));
+    b.color = color;
+    return b;
+}
+
+namespace {
+
 std::optional<double> parsePercent(std::string_view v)
 {
     if (v.empty() || v.back() != '%')
@@ -112,6 +159,43 @@ docx::RunProps readTextProps(const pugi::xml_node& p, const std::map<std::string
     return r;
 }
 
+// The four sides of fo:border and fo:padding, each side's own attribute
+// over the one for all sides.
+struct Sides {
+    std::optional<BorderLine> top, bottom, left, right;
+    std::optional<Twips> padTop, padBottom, padLeft, padRight;
+};
+
+Sides readSides(const pugi::xml_node& p)
+{
+    Sides s;
+    auto border = [&](std::string_view side) -> std::optional<BorderLine> {
+        std::string_view v = value(p, std::string("border-").append(side).c_str());
+        if (v.empty())
+            v = value(p, "border");
+        if (v.empty())
+            return std::nullopt;
+        return parseBorder(v);
+    };
+    auto padding = [&](std::string_view side) -> std::optional<Twips> {
+        std::string_view v = value(p, std::string("padding-").append(side).c_str());
+        if (v.empty())
+            v = value(p, "padding");
+        if (auto len = parseLength(v))
+            return std::clamp<Twips>(*len, 0, 31680);
+        return std::nullopt;
+    };
+    s.top = border("top");
+    s.bottom = border("bottom");
+    s.left = border("left");
+    s.right = border("right");
+    s.padTop = padding("top");
+    s.padBottom = padding("bottom");
+    s.padLeft = padding("left");
+    s.padRight = padding("right");
+    return s;
+}
+
 docx::ParaProps readParaProps(const pugi::xml_node& p)
 {
     docx::ParaProps r;
@@ -153,6 +237,24 @@ docx::ParaProps readParaProps(const pugi::xml_node& p)
         r.widowControl = v != "0";
     if (auto v = value(p, "contextual-spacing"); !v.empty())
         r.contextualSpacing = v == "true";
+    // A paragraph's padding is its text's distance from its borders.
+    const Sides sides = readSides(p);
+    auto withPadding = [](std::optional<BorderLine> b, std::optional<Twips> pad) {
+        if (b && pad)
+            b->spacePoints = static_cast<uint16_t>(std::clamp<Twips>((*pad + 10) / 20, 0, 31));
+        return b;
+    };
+    r.borderTop = withPadding(sides.top, sides.padTop);
+    r.borderBottom = withPadding(sides.bottom, sides.padBottom);
+    r.borderLeft = withPadding(sides.left, sides.padLeft);
+    r.borderRight = withPadding(sides.right, sides.padRight);
+    // Paragraphs with the same borders share one box unless the style says
+    // not to join them; Word's model has no such switch, and a box of one
+    // paragraph each is what a between line as heavy as the top gives.
+    if (value(p, "join-border") == "false" && r.borderTop)
+        r.borderBetween = r.borderTop;
+    if (auto c = parseColor(value(p, "background-color")))
+        r.shading = *c;
     if (pugi::xml_node tabs = child(p, "tab-stops")) {
         for (pugi::xml_node t = tabs.first_child(); t && r.tabs.size() < 64; t = t.next_sibling()) {
             auto pos = parseLength(value(t, "position"));
@@ -260,6 +362,14 @@ void OdtStyles::readStyles(const pugi::xml_node& root, std::map<std::pair<std::s
             style.listStyle = value(s, "list-style-name");
             style.text = readTextProps(child(s, "text-properties"), m_fonts);
             style.para = readParaProps(child(s, "paragraph-properties"));
+            if (pugi::xml_node cell = child(s, "table-cell-properties")) {
+                const Sides sides = readSides(cell);
+                style.cell.borders = {sides.top, sides.left, sides.bottom, sides.right};
+                style.cell.paddingTop = sides.padTop;
+                style.cell.paddingBottom = sides.padBottom;
+                style.cell.paddingLeft = sides.padLeft;
+                style.cell.paddingRight = sides.padRight;
+            }
             if (pugi::xml_node col = child(s, "table-column-properties"))
                 style.columnWidth = parseLength(value(col, "column-width"));
             std::string name(value(s, "name"));
@@ -422,6 +532,12 @@ const ListLevel* OdtStyles::listLevel(const std::string& listStyle, int level) c
     if (it == m_lists.end())
         return nullptr;
     return &it->second[static_cast<size_t>(std::clamp(level, 0, 9))];
+}
+
+CellProps OdtStyles::cellProps(StyleScope scope, const std::string& name) const
+{
+    const Style* s = find(scope, "table-cell", name);
+    return s ? s->cell : CellProps{};
 }
 
 std::optional<Twips> OdtStyles::columnWidth(StyleScope scope, const std::string& name) const

@@ -18,6 +18,17 @@ namespace qm::engine::odt {
 /// nullopt for percentages and malformed values.
 std::optional<Twips> parseLength(std::string_view text);
 
+/// A border as fo:border writes it ("0.5pt solid #000000", "none"): its
+/// width, style and colour in any order. A double border's width is the
+/// whole of it, its two lines and the gap.
+BorderLine parseBorder(std::string_view text);
+
+/// What a table cell's style gives it: its borders and its padding.
+struct CellProps {
+    CellBorders borders;
+    std::optional<Twips> paddingTop, paddingBottom, paddingLeft, paddingRight;
+};
+
 /// The name under which the heading outline's numbering is kept with the
 /// list styles (no list style can have it: it is not a valid style name).
 inline constexpr const char* OutlineListStyle = "\x01outline";
@@ -65,6 +76,7 @@ public:
     std::string listStyleOf(StyleScope scope, const std::string& paragraphStyle) const;
     const ListLevel* listLevel(const std::string& listStyle, int level) const;
     std::optional<Twips> columnWidth(StyleScope scope, const std::string& name) const;
+    CellProps cellProps(StyleScope scope, const std::string& name) const;
     const MasterPage* masterPage(const std::string& name) const;
     const std::string& firstMasterPage() const { return m_firstMaster; }
     Twips defaultTabStop() const { return m_defaultTab; }
@@ -75,6 +87,7 @@ private:
         docx::RunProps text;
         docx::ParaProps para;
         std::optional<Twips> columnWidth;
+        CellProps cell;
     };
     const Style* find(StyleScope scope, std::string_view family, const std::string& name) const;
     void readStyles(const pugi::xml_node& root, std::map<std::pair<std::string, std::string>, Style>& into,

@@ -35,7 +35,11 @@ enum class Kw : uint16_t {
     SpaceAfter, SpaceBeforeAuto, SpaceAfterAuto, LineSpacing, LineMult, TabPos, TabBar, TabRight,
     TabCenter, TabDecimal, LeaderDot, LeaderHyphen, LeaderUnderline, LeaderThick, LeaderMiddleDot,
     KeepNext, Keep, WidowOn, WidowOff, PageBreakBefore, ContextualSpace, InTable, Itap,
-    LastParaProp = Itap,
+    // Border sides of a paragraph, then a border's kind, width, spacing and colour (for whichever
+    // paragraph, row or cell side was named last), and the paragraph's background
+    BrdrT, BrdrB, BrdrL, BrdrR, BrdrBtw, BrdrBox, BrdrS, BrdrTh, BrdrDb, BrdrDot, BrdrDash, BrdrTriple,
+    BrdrThinThick, BrdrWavy, BrdrNone, BrdrW, BrSp, BrdrCf, CbPat,
+    LastParaProp = CbPat,
     // Content
     Par, Line, Tab, Page, Column, Sect, Cell, Row, NestCell, NestRow, Chftn, Unicode, UnicodeSkip,
     Bin, EmDash, EnDash, Bullet, LQuote, RQuote, LDblQuote, RDblQuote, EmSpace, EnSpace, QmSpace,
@@ -45,7 +49,8 @@ enum class Kw : uint16_t {
     MargBSxn, GutterSxn, HeaderY, FooterY, TitlePg, Cols, ColsX,
     // Table rows
     TRowD, CellX, TrGaph, TrLeft, TrRh, TrHdr, TrKeep, TrQL, TrQC, TrQR, TrPaddL, TrPaddR, TrPaddT,
-    TrPaddB, ClVmgf, ClVmrg, ClMgf, ClMrg, ClCbPat,
+    TrPaddB, ClVmgf, ClVmrg, ClMgf, ClMrg, ClCbPat, TrBrdrT, TrBrdrB, TrBrdrL, TrBrdrR, TrBrdrH,
+    TrBrdrV, ClBrdrT, ClBrdrB, ClBrdrL, ClBrdrR,
     // Pictures and shapes
     PicW, PicH, PicWGoal, PicHGoal, PicScaleX, PicScaleY, ObjW, ObjH, ShpLeft, ShpTop, ShpRight,
     ShpBottom,

@@ -812,12 +812,110 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
     case Kw::WidowOff: p.widowControl = false; return true;
     case Kw::PageBreakBefore: p.pageBreakBefore = on; return true;
     case Kw::ContextualSpace: p.contextualSpacing = on; return true;
+    case Kw::BrdrT:
+    case Kw::BrdrB:
+    case Kw::BrdrL:
+    case Kw::BrdrR:
+    case Kw::BrdrBtw:
+    case Kw::BrdrBox: m_borderSide = kw; return true;
+    case Kw::BrdrS:
+    case Kw::BrdrTh:
+    case Kw::BrdrDb:
+    case Kw::BrdrDot:
+    case Kw::BrdrDash:
+    case Kw::BrdrTriple:
+    case Kw::BrdrThinThick:
+    case Kw::BrdrWavy:
+    case Kw::BrdrNone:
+    case Kw::BrdrW:
+    case Kw::BrSp:
+    case Kw::BrdrCf: {
+        // \box names all four sides of a paragraph at once.
+        const Kw side = m_borderSide;
+        const Kw sides[] = {Kw::BrdrT, Kw::BrdrB, Kw::BrdrL, Kw::BrdrR};
+        const bool box = side == Kw::BrdrBox;
+        for (size_t i = 0; i < (box ? 4u : 1u); ++i) {
+            if (box)
+                m_borderSide = sides[i];
+            if (BorderLine* b = borderTarget(s))
+                describeBorder(*b, kw, param);
+        }
+        m_borderSide = side;
+        return true;
+    }
+    case Kw::CbPat:
+        p.shading = param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param] : AutoColor;
+        return true;
     case Kw::InTable: s.inTable = on; return true;
     case Kw::Itap:
         s.itap = std::clamp<int32_t>(param, 0, static_cast<int32_t>(m_limits.maxTableDepth));
         return true;
     default:
         return false;
+    }
+}
+
+BorderLine* RtfParser::borderTarget(GroupState& s)
+{
+    ParagraphBorders& p = s.para.borders;
+    RowDefinition& d = m_rows[s.nestTableProps ? 1 : 0];
+    TableBorders& t = d.row.tableBorders;
+    CellBorders& c = d.pendingCell.borders;
+    auto cell = [](std::optional<BorderLine>& side) -> BorderLine* {
+        if (!side)
+            side.emplace();
+        return &*side;
+    };
+    switch (m_borderSide) {
+    case Kw::BrdrT: return &p.top;
+    case Kw::BrdrB: return &p.bottom;
+    case Kw::BrdrL: return &p.left;
+    case Kw::BrdrR: return &p.right;
+    case Kw::BrdrBtw: return &p.between;
+    case Kw::TrBrdrT: return &t.top;
+    case Kw::TrBrdrB: return &t.bottom;
+    case Kw::TrBrdrL: return &t.left;
+    case Kw::TrBrdrR: return &t.right;
+    case Kw::TrBrdrH: return &t.insideH;
+    case Kw::TrBrdrV: return &t.insideV;
+    case Kw::ClBrdrT: return cell(c.top);
+    case Kw::ClBrdrB: return cell(c.bottom);
+    case Kw::ClBrdrL: return cell(c.left);
+    case Kw::ClBrdrR: return cell(c.right);
+    default: return nullptr;
+    }
+}
+
+void RtfParser::describeBorder(BorderLine& b, Kw kw, int32_t param) const
+{
+    // A border named without a width is drawn at Word's thinnest, 1/4 pt;
+    // \brdrw and \brsp are in twips (a line of w twips is 0.4 w eighths of
+    // a point).
+    auto kind = [&](BorderStyle style) {
+        b.style = style;
+        if (b.widthEighths == 0)
+            b.widthEighths = 2;
+    };
+    switch (kw) {
+    case Kw::BrdrS: kind(BorderStyle::Single); break;
+    case Kw::BrdrTh: kind(BorderStyle::Thick); break;
+    case Kw::BrdrDb: kind(BorderStyle::Double); break;
+    case Kw::BrdrDot: kind(BorderStyle::Dotted); break;
+    case Kw::BrdrDash: kind(BorderStyle::Dashed); break;
+    case Kw::BrdrTriple: kind(BorderStyle::Triple); break;
+    case Kw::BrdrThinThick: kind(BorderStyle::ThinThick); break;
+    case Kw::BrdrWavy: kind(BorderStyle::Wave); break;
+    case Kw::BrdrNone: b = BorderLine{}; break;
+    case Kw::BrdrW:
+        b.widthEighths = static_cast<uint16_t>(std::clamp((int64_t{param} * 2 + 2) / 5, int64_t{2}, int64_t{96}));
+        break;
+    case Kw::BrSp:
+        b.spacePoints = static_cast<uint16_t>(std::clamp((int64_t{param} + 10) / 20, int64_t{0}, int64_t{31}));
+        break;
+    case Kw::BrdrCf:
+        b.color = param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param] : AutoColor;
+        break;
+    default: break;
     }
 }
 
@@ -956,6 +1054,16 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     case Kw::ClVmgf: d.pendingCell.verticalMerge = VerticalMerge::Restart; break;
     case Kw::ClVmrg: d.pendingCell.verticalMerge = VerticalMerge::Continue; break;
     case Kw::ClMrg: d.pendingMerge = true; break;
+    case Kw::TrBrdrT:
+    case Kw::TrBrdrB:
+    case Kw::TrBrdrL:
+    case Kw::TrBrdrR:
+    case Kw::TrBrdrH:
+    case Kw::TrBrdrV:
+    case Kw::ClBrdrT:
+    case Kw::ClBrdrB:
+    case Kw::ClBrdrL:
+    case Kw::ClBrdrR: m_borderSide = kw; break;
     case Kw::ClCbPat:
         d.pendingCell.shading = param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param] : AutoColor;
         break;

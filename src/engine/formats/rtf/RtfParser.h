@@ -189,6 +189,12 @@ private:
         bool pendingMerge = false;
     };
     RowDefinition m_rows[2];
+    /// The border that \brdrs, \brdrw, \brsp and \brdrcf describe: the
+    /// side last named by \brdrt.. (paragraph), \trbrdrt.. (row) or
+    /// \clbrdrt.. (the cell being defined).
+    BorderLine* borderTarget(GroupState& s);
+    void describeBorder(BorderLine& border, Kw kw, int32_t param) const;
+    Kw m_borderSide = Kw::Unknown;
     std::vector<std::vector<uint8_t>> m_openCells; ///< per story: per table depth, a cell is open
 
     NoteContext m_note;

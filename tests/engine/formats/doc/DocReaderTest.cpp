@@ -3,6 +3,7 @@
 #include "DocFixture.h"
 #include "engine/access/WordStatistics.h"
 #include "engine/formats/Reader.h"
+#include "engine/formats/doc/Properties.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -378,4 +379,41 @@ TEST(DocReader, ParagraphLongerThanTheReadingBufferStaysWhole)
               std::tuple(false, true, true, false));
     EXPECT_EQ(d.paraFormatOf(s, s.size() - 1).alignment, Alignment::Right);
     EXPECT_EQ(computeWordStatistics(d).words, 30001);
+}
+
+// Border sprms as Word 97 (Brc80: width in eighths, type, colour index,
+// space in points) and later Word (Brc after a size byte: COLORREF first)
+// write them, for paragraphs, whole tables and the cells of a row.
+TEST(DocProperties, BordersOfParagraphsTablesAndCells)
+{
+    using doc::applyPapx;
+    doc::Pap pap;
+    const std::string grpprl =
+        std::string("\x24\x64\x04\x01\x06\x02", 6) +                      // top: 1/2 pt single, red, 2 pt
+        std::string("\x4E\xC6\x08\x00\xFF\x00\x00\x0C\x03\x01\x00", 11) + // top again: 1.5 pt double
+        std::string("\x26\x64\xFF\xFF\xFF\xFF", 6);                       // bottom: nil
+    applyPapx(pap, grpprl);
+    EXPECT_EQ(pap.format.borders.top, (BorderLine{BorderStyle::Double, 12, 1, 0x00FF00}));
+    EXPECT_FALSE(pap.format.borders.bottom.present());
+
+    // sprmTDefTable with two cells, the second with a dotted top TC80 border;
+    // then sprmTTableBorders80 with a single insideH and sprmTSetBrc80 giving
+    // the first cell a thick bottom.
+    std::string def("\x08\xD6\x00\x00\x02\x00\x00\xE8\x03\xD0\x07", 11);
+    std::string tc1(20, '\0');
+    std::string tc2(20, '\0');
+    tc2.replace(4, 4, std::string("\x06\x06\x00\x00", 4));
+    def += tc1 + tc2;
+    def[2] = static_cast<char>(def.size() - 3); // the operand's length plus one
+    std::string borders = std::string("\x05\xD6\x18", 3) + std::string(16, '\0') + std::string("\x04\x01\x00\x00", 4) +
+                          std::string(4, '\0');
+    const std::string setBrc("\x20\xD6\x07\x00\x01\x04\x08\x02\x00\x00", 10);
+    applyPapx(pap, def + borders + setBrc);
+    ASSERT_EQ(pap.row.cells.size(), 2u);
+    EXPECT_EQ(pap.row.cells[1].width, 1000);
+    EXPECT_FALSE(pap.row.cells[0].borders.top.has_value());
+    EXPECT_EQ(pap.row.cells[1].borders.top, (BorderLine{BorderStyle::Dotted, 6, 0, AutoColor}));
+    EXPECT_EQ(pap.row.tableBorders.insideH, (BorderLine{BorderStyle::Single, 4, 0, AutoColor}));
+    EXPECT_FALSE(pap.row.tableBorders.top.present());
+    EXPECT_EQ(pap.row.cells[0].borders.bottom, (BorderLine{BorderStyle::Thick, 8, 0, AutoColor}));
 }

@@ -139,6 +139,42 @@ TEST(DocxReader, TableStylesLieBetweenDefaultsAndParagraphStyles)
     EXPECT_EQ(describeMain(pkg, "b space line"), "{b|a}¤{b|b}¤[sa80]¤c¤[sa160 line259]¤d¶[sa160 line259]");
 }
 
+TEST(DocxReader, BordersComeFromStylesTablesAndCells)
+{
+    // The style's paragraph border under a direct one on another side; the
+    // table style's grid under the table's own top line; a cell's own edges,
+    // "nil" among them.
+    DocxPackage pkg;
+    pkg.styles = R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+      <w:style w:type="paragraph" w:styleId="Title"><w:pPr><w:pBdr><w:bottom w:val="single" w:sz="8" w:space="4" w:color="4F81BD"/></w:pBdr></w:pPr></w:style>
+      <w:style w:type="table" w:styleId="Grid"><w:tblPr><w:tblBorders><w:top w:val="single" w:sz="4"/><w:insideH w:val="double" w:sz="4"/></w:tblBorders>
+        <w:tblCellMar><w:top w:w="40" w:type="dxa"/></w:tblCellMar></w:tblPr></w:style>)";
+    pkg.body =
+        R"(<w:p><w:pPr><w:pStyle w:val="Title"/><w:pBdr><w:top w:val="thick" w:sz="12"/></w:pBdr><w:shd w:val="clear" w:fill="FFFF00"/></w:pPr><w:r><w:t>T</w:t></w:r></w:p>)"
+        R"(<w:tbl><w:tblPr><w:tblStyle w:val="Grid"/><w:tblW w:w="100%" w:type="pct"/><w:tblBorders><w:top w:val="nil"/></w:tblBorders></w:tblPr><w:tr>)"
+        R"(<w:tc><w:tcPr><w:tcBorders><w:top w:val="dotted" w:sz="6" w:space="1"/><w:bottom w:val="nil"/></w:tcBorders></w:tcPr>)" +
+        para("a") + "</w:tc></w:tr></w:tbl>" + para("b");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const ParaFormat& title = d.paraFormats[d.mainStory().attrs[1].paraFormat];
+    EXPECT_EQ(title.borders.top, (BorderLine{BorderStyle::Thick, 12, 0, AutoColor}));
+    EXPECT_EQ(title.borders.bottom, (BorderLine{BorderStyle::Single, 8, 4, 0x4F81BD}));
+    EXPECT_FALSE(title.borders.between.present());
+    EXPECT_EQ(title.shading, 0xFFFF00u);
+    ASSERT_EQ(d.rowFormats.size(), 1u);
+    const TableRowFormat& row = d.rowFormats[0];
+    EXPECT_FALSE(row.tableBorders.top.present());
+    EXPECT_EQ(row.tableBorders.insideH, (BorderLine{BorderStyle::Double, 4, 0, AutoColor}));
+    EXPECT_EQ(row.cellMarginTop, 40);
+    EXPECT_EQ(row.preferredWidth, 5000);
+    EXPECT_TRUE(row.preferredWidthPercent);
+    ASSERT_EQ(row.cells.size(), 1u);
+    EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 6, 1, AutoColor}));
+    EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
+    EXPECT_FALSE(row.cells[0].borders.left.has_value());
+}
+
 TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
 {
     DocxPackage pkg;

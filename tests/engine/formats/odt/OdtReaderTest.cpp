@@ -268,3 +268,35 @@ TEST(OdtReader, FlatFilesAndDamagedPackages)
     EXPECT_EQ(visible(r.document->mainStory()), "text¶");
     EXPECT_TRUE(hasDiagnostic(*r.document, "odt.part"));
 }
+
+// fo:border in any word order, each side's own over the shorthand, padding
+// as the distance from the text (a paragraph's) or the cell margins (a
+// cell's); a double border's width is the whole of its three parts.
+TEST(OdtReader, BordersAndPaddingOfParagraphsAndCells)
+{
+    OdtPackage pkg;
+    pkg.contentStyles =
+        R"(<style:style style:name="P1" style:family="paragraph"><style:paragraph-properties fo:border="#FF0000 0.5pt solid" fo:border-left="none" fo:padding="0.0417in" fo:background-color="#FFFF00"/></style:style>
+           <style:style style:name="P2" style:family="paragraph"><style:paragraph-properties fo:border-bottom="1.5pt double #000000"/></style:style>
+           <style:style style:name="A1" style:family="table-cell"><style:table-cell-properties fo:padding-top="0.05in" fo:border-top="1pt dotted #000000" fo:border-bottom="none"/></style:style>)";
+    pkg.body = R"(<text:p text:style-name="P1">boxed</text:p><text:p text:style-name="P2">ruled</text:p>
+        <table:table><table:table-column/><table:table-row><table:table-cell table:style-name="A1"><text:p>a</text:p></table:table-cell></table:table-row></table:table>)";
+    ReadResult r = readOdt(pkg.build(), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const Story& s = d.mainStory();
+    const ParaFormat& boxed = d.paraFormatOf(s, 5);
+    EXPECT_EQ(boxed.borders.top, (BorderLine{BorderStyle::Single, 4, 3, 0xFF0000}));
+    EXPECT_EQ(boxed.borders.right, boxed.borders.top);
+    EXPECT_FALSE(boxed.borders.left.present());
+    EXPECT_EQ(boxed.shading, 0xFFFF00u);
+    const ParaFormat& ruled = d.paraFormatOf(s, 11);
+    EXPECT_EQ(ruled.borders.bottom, (BorderLine{BorderStyle::Double, 4, 0, 0x000000}));
+    EXPECT_FALSE(ruled.borders.top.present());
+    ASSERT_EQ(d.rowFormats.size(), 1u);
+    const TableRowFormat& row = d.rowFormats[0];
+    EXPECT_EQ(row.cellMarginTop, 72);
+    EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 8, 0, 0x000000}));
+    EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
+    EXPECT_FALSE(row.cells[0].borders.left.has_value());
+}

@@ -76,3 +76,35 @@ TEST(RtfStructure, ShapeTextBoxBecomesAStory)
     EXPECT_EQ(describe(*doc, "obj"), "a{obj0|⚓}b{obj1|⚓}c¶");
     EXPECT_EQ(describeObjects(*doc), "textbox float 2000x1000:boxed¶ | shape float 50x50");
 }
+
+// Border words describe the side named last: a paragraph's (\box names all
+// four), a row's, or the cell being defined; widths and spacing are twips.
+TEST(RtfStructure, BordersOfParagraphsRowsAndCells)
+{
+    auto doc = readRtfText(
+        wrapBody(R"(\pard\brdrt\brdrs\brdrw15\brsp40\brdrb\brdrdb\brdrw10\brdrcf1 boxed\par )"
+                 R"(\pard\box\brdrdot\brdrw5 all\par )"
+                 R"(\trowd\trbrdrh\brdrs\brdrw10\clbrdrt\brdrth\brdrw30\clbrdrb\brdrnone\cellx2000\cellx4000 )"
+                 R"(\pard\intbl a\cell b\cell\row\pard after\par)"));
+    ASSERT_TRUE(doc);
+    const Story& s = doc->mainStory();
+    auto paraAt = [&](char16_t c) {
+        return doc->paraFormatOf(s, doc->paragraphEnd(0, static_cast<uint32_t>(s.text.find(c))));
+    };
+    const ParaFormat& boxed = paraAt(u'x');
+    EXPECT_EQ(boxed.borders.top, (BorderLine{BorderStyle::Single, 6, 2, AutoColor}));
+    EXPECT_EQ(boxed.borders.bottom.style, BorderStyle::Double);
+    EXPECT_EQ(boxed.borders.bottom.widthEighths, 4);
+    EXPECT_FALSE(boxed.borders.left.present());
+    const ParaFormat& all = paraAt(u'l');
+    for (const BorderLine* b : {&all.borders.top, &all.borders.left, &all.borders.bottom, &all.borders.right})
+        EXPECT_EQ(*b, (BorderLine{BorderStyle::Dotted, 2, 0, AutoColor}));
+    EXPECT_FALSE(paraAt(u'f').borders.any());
+    ASSERT_EQ(doc->rowFormats.size(), 1u);
+    const TableRowFormat& row = doc->rowFormats[0];
+    EXPECT_EQ(row.tableBorders.insideH, (BorderLine{BorderStyle::Single, 4, 0, AutoColor}));
+    ASSERT_EQ(row.cells.size(), 2u);
+    EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Thick, 12, 0, AutoColor}));
+    EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
+    EXPECT_FALSE(row.cells[1].borders.top.has_value());
+}
