@@ -28,10 +28,7 @@ std::string trimmed(std::string_view s)
     return std::string(s);
 }
 
-bool flagOn(const ProfileReader& profile, std::string_view key)
-{
-    return profile(key, "0") == "1";
-}
+bool flagOn(const ProfileReader& profile, std::string_view key) { return profile(key, "0") == "1"; }
 
 struct Extra {
     const char* key;
@@ -98,10 +95,7 @@ std::string fileDateLine(const ProfileReader& profile, const std::string& path)
 } // namespace
 
 CountRun::CountRun(CountingEngine& engine, Prompter& prompter, RunControl control, CurrencyFormat currencyFormat)
-    : m_engine(engine)
-    , m_prompter(prompter)
-    , m_control(std::move(control))
-    , m_currencyFormat(std::move(currencyFormat))
+    : m_engine(engine), m_prompter(prompter), m_control(std::move(control)), m_currencyFormat(std::move(currencyFormat))
 {
 }
 
@@ -118,20 +112,27 @@ void CountRun::cleanUp(const ChaseList& list)
     showProgress(list.counterText());
 }
 
+size_t countedDocuments(std::span<const ResultRow> rows)
+{
+    return static_cast<size_t>(std::count_if(rows.begin(), rows.end(), [](const ResultRow& row) {
+        return row.count.find_first_not_of(" \t") != std::string::npos;
+    }));
+}
+
 RunResult CountRun::run(const ChaseList& list, const std::string& profileName, const ProfileReader& profile,
                         RunScope scope)
 {
     RunResult result;
     if (list.empty()) {
-        m_prompter.show(Message{"Traverse", "There Are No Files To Traverse", MessageIcon::Information,
-                                MessageButtons::Ok});
+        m_prompter.show(
+            Message{"Traverse", "There Are No Files To Traverse", MessageIcon::Information, MessageButtons::Ok});
         return result;
     }
     if (m_control.stop)
         m_control.stop->clear();
     if (profileName.empty()) {
-        m_prompter.show(Message{"Profile", "Select A Profile From The Profile's List", MessageIcon::None,
-                                MessageButtons::Ok});
+        m_prompter.show(
+            Message{"Profile", "Select A Profile From The Profile's List", MessageIcon::None, MessageButtons::Ok});
         showProgress(list.counterText());
         return result;
     }
@@ -156,6 +157,8 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                 continue;
             showProgress("Files To Count:" + std::to_string(index + 1) + " of " + std::to_string(list.size()));
             const std::string path = trimmed(entry.path);
+            if (documentStarted)
+                documentStarted(index, list.size(), path);
             if (!browser::fileExists(path)) {
                 m_prompter.show(Message{"File Not Found",
                                         "File:" + path + "\rNo Longer Exists. Traversing Will Now Stop.",
@@ -181,16 +184,12 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
     } catch (const ProfileValueError& e) {
         m_prompter.show(Message{"Profile Error",
                                 std::string("There Is An Error With The Profile, Please Check The Profile.\r") +
-                                    "Error Message <<" + e.what() + " number " +
-                                    std::to_string(typeMismatchNumber) + ">>",
+                                    "Error Message <<" + e.what() + " number " + std::to_string(typeMismatchNumber) +
+                                    ">>",
                                 MessageIcon::None, MessageButtons::Ok});
         result.ending = RunEnding::ProfileError;
     } catch (const std::exception& e) {
-        m_prompter.show(Message{"Error",
-                                std::string("An Error Has Occurred, If This Error Keeps Occurring Please Contact "
-                                            "Brennock \rError Message <<") +
-                                    e.what() + ">>",
-                                MessageIcon::Critical, MessageButtons::Ok});
+        m_prompter.show(errorReport(e.what()));
         result.ending = RunEnding::Failed;
     }
     cleanUp(list);

@@ -7,6 +7,7 @@
 #include "engine/Prompter.h"
 
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,6 +67,11 @@ struct ResultRow {
     Currency amountValue;
 };
 
+/// The number of documents a run counted: its rows that hold a result. Every
+/// total that names documents (the totals screen, the invoice's "Total:", the
+/// command line's table, CSV and JSON) shows this figure.
+size_t countedDocuments(std::span<const ResultRow> rows);
+
 /// How a run ended: not started (nothing to count, no profile), finished
 /// (every document done, report handed over), stopped (Stop or a missing
 /// file), a profile error (no unit, a value that is not a number), or failed.
@@ -91,6 +97,9 @@ public:
              CurrencyFormat currencyFormat = CurrencyFormat{});
 
     std::function<void(const std::string&)> progress;
+    /// Called as each document's turn comes: its place in the list (from 0),
+    /// the list's length and its path.
+    std::function<void(size_t index, size_t total, const std::string& path)> documentStarted;
     /// Called after the last document of a finished run (the report).
     std::function<void(const RunResult&)> report;
 
@@ -99,8 +108,8 @@ public:
 
 private:
     struct Unit;
-    bool measureDocument(const ChaseList::Entry& entry, const std::string& profileName,
-                         const ProfileReader& profile, RunResult& result);
+    bool measureDocument(const ChaseList::Entry& entry, const std::string& profileName, const ProfileReader& profile,
+                         RunResult& result);
     void cleanUp(const ChaseList& list);
     void showProgress(const std::string& text);
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <langinfo.h>
 #include <locale.h>
 
@@ -15,10 +16,7 @@ double roundHalfEven(double value)
     return std::nearbyint(value); // the default rounding mode rounds halves to even
 }
 
-Currency Currency::fromDouble(double value)
-{
-    return Currency{static_cast<int64_t>(std::nearbyint(value * 10000.0))};
-}
+Currency Currency::fromDouble(double value) { return Currency{static_cast<int64_t>(std::nearbyint(value * 10000.0))}; }
 
 std::optional<Currency> parseCurrency(std::string_view text)
 {
@@ -142,6 +140,16 @@ std::string formatCurrency(Currency amount, const CurrencyFormat& format)
     if (negative)
         text = format.parenthesesForNegative ? "(" + text + ")" : "-" + text;
     return text;
+}
+
+std::string shownCount(double value)
+{
+    const double whole = std::nearbyint(value);
+    if (std::fabs(value - whole) < 1e-9 && std::fabs(whole) < 1e15)
+        return plainNumber(whole);
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2f", value);
+    return std::strcmp(text, "-0.00") == 0 ? "0.00" : text;
 }
 
 std::string plainNumber(double value)

@@ -54,4 +54,10 @@ std::string formatCurrency(Currency amount, const CurrencyFormat& format = {});
 /// everyday magnitudes, no trailing zeros ("12.4", "1234", "0.0833333333333333").
 std::string plainNumber(double value);
 
+/// A count as the results grid and the command line's table show it: a whole
+/// number as it is ("1234"), anything else with two decimals ("11.71"), so a
+/// reader sees billable figures, not the float behind them. The full value
+/// stays in the row for JSON, CSV, the totals and the invoice.
+std::string shownCount(double value);
+
 } // namespace qm::app

@@ -605,10 +605,7 @@ DeleteResult deleteSelectedProfile(const ProfileEditorEnvironment& environment, 
 
 Message settingsWriteError(std::string_view reason, std::string_view location)
 {
-    return Message{"Error",
-                   "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<" +
-                       std::string(reason) + ">>\r" + std::string(location),
-                   MessageIcon::Critical, MessageButtons::Ok};
+    return errorReport(reason, location);
 }
 
 } // namespace qm::app

@@ -124,10 +124,7 @@ std::optional<Message> pathSelectionProblem(const fs::path& node)
     if (error.value() == ENOMEDIUM || error == std::errc::io_error || error == std::errc::no_such_device)
         return Message{"Device", "The Selected Device Is Not Ready, Please Try Again Later.", MessageIcon::None,
                        MessageButtons::Ok};
-    return Message{"Error",
-                   "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<" +
-                       node.string() + ": " + error.message() + ">>\r-Path Selection-",
-                   MessageIcon::Critical, MessageButtons::Ok};
+    return errorReport(node.string() + ": " + error.message(), "-Path Selection-");
 }
 
 } // namespace qm::browser

@@ -48,12 +48,23 @@ struct Context {
     bool stderrIsTerminal = false;
 };
 
+/// One line of a command's --help: the option as typed, with its value's
+/// name, and what it does.
+struct OptionHelp {
+    std::string_view option;
+    std::string_view text;
+};
+
 struct Command {
     std::string_view name;
     std::string_view usage;
     std::string_view summary;
     int (*run)(Context&);
+    std::span<const OptionHelp> options = {};
 };
+
+/// A command's --help: its usage, what it does and one line per option.
+void printCommandHelp(std::ostream& out, const Command& command);
 
 /// Every command the program knows, in the order --help lists them.
 std::span<const Command> commands();

@@ -18,30 +18,53 @@ int inspectCommand(Context& ctx);
 int countCommand(Context& ctx);
 int printCommand(Context& ctx);
 
+constexpr OptionHelp countOptions[] = {
+    {"--profile NAME", "the billing profile to count with"},
+    {"--subfolders", "search the folders' sub-folders too"},
+    {"--by-date", "take only files dated within the options' DateRangeFrom and DateRangeTo"},
+    {"--pattern P", "the file pattern of a folder search (\"*.doc;*.docx\"); by default the profile's DocType"},
+    {"--csv", "print the results as CSV"},
+    {"--json", "print the results as JSON"},
+    {"--breakdown", "add every measurement of each document and the parts of its billed lines"},
+    {"--invoice FILE", "also write the run's invoice, a .docx or .pdf file"},
+    {"--quiet", "print neither the progress line nor the summary of documents left out"},
+};
+constexpr OptionHelp printOptions[] = {
+    {"--printer NAME", "the printer to use; by default PrinterToUse, else the system's default printer"},
+};
+constexpr OptionHelp inspectOptions[] = {
+    {"--profile NAME", "add every measurement under this profile and the parts of the billed lines"},
+    {"--json", "print the result as JSON"},
+};
+constexpr OptionHelp showOptions[] = {
+    {"--json", "with show: print as JSON"},
+};
+
 std::span<const Command> commands()
 {
     static const Command table[] = {
-        {"count", "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown] "
-                  "[--invoice FILE.docx|FILE.pdf]",
+        {"count",
+         "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown] "
+         "[--invoice FILE.docx|FILE.pdf] [--quiet]",
          "count documents and folders under a billing profile and print the results and totals; --breakdown "
          "adds every measurement of each document and the parts of its billed lines; --invoice also writes "
          "the run's invoice",
-         countCommand},
+         countCommand, countOptions},
         {"print", "print [--printer NAME] FILE...",
          "print the documents one after another on the chosen printer (PrinterToUse, else the default "
          "printer), waiting SecToWait seconds between them",
-         printCommand},
+         printCommand, printOptions},
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
         {"inspect", "inspect FILE... [--profile NAME] [--json]",
          "show the format, statistics, headers, footers and diagnostics the engine finds; with a profile, "
          "every measurement and the parts of the billed lines",
-         inspectCommand},
+         inspectCommand, inspectOptions},
         {"profile", "profile list | show NAME [--json] | set NAME KEY VALUE | add NAME | delete NAME",
-         "list, show, change, add or delete billing profiles (an empty VALUE removes the key)",
-         profileCommand},
+         "list, show, change, add or delete billing profiles (an empty VALUE removes the key)", profileCommand,
+         showOptions},
         {"options", "options show [--json] | set KEY VALUE",
-         "show or change the application options in Options.ini (an empty VALUE removes the key)",
-         optionsCommand},
+         "show or change the application options in Options.ini (an empty VALUE removes the key)", optionsCommand,
+         showOptions},
     };
     return table;
 }

@@ -6,6 +6,7 @@
 #include "browser/FolderSearch.h"
 #include "cli/Breakdown.h"
 #include "cli/Json.h"
+#include "cli/Progress.h"
 #include "cli/StderrPrompter.h"
 #include "report/InvoiceFile.h"
 #include "report/Report.h"
@@ -55,12 +56,19 @@ struct Totals {
 Totals totalsOf(const app::RunResult& result, const app::CurrencyFormat& currency)
 {
     Totals t;
+    t.documents = app::countedDocuments(result.rows);
     for (const auto& row : result.rows) {
-        ++t.documents;
         t.count += row.countValue;
         t.amount = t.amount + app::shownAmount(row.amountValue, currency);
     }
     return t;
+}
+
+/// A row's count in the table: two decimals at most; a row without a count
+/// stays empty.
+std::string tableCount(const app::ResultRow& row)
+{
+    return row.count.empty() ? std::string() : app::shownCount(row.countValue);
 }
 
 void printTable(std::ostream& out, const app::RunResult& result, const Totals& totals,
@@ -69,12 +77,12 @@ void printTable(std::ostream& out, const app::RunResult& result, const Totals& t
     size_t nameWidth = 8, countWidth = 5, amountWidth = 6;
     for (const auto& row : result.rows) {
         nameWidth = std::max(nameWidth, oneLine(row.name).size());
-        countWidth = std::max(countWidth, row.count.size());
+        countWidth = std::max(countWidth, tableCount(row).size());
         amountWidth = std::max(amountWidth, row.amount.size());
     }
-    const std::string totalName = std::to_string(totals.documents) +
-                                  (totals.documents == 1 ? " document" : " documents");
-    const std::string totalCount = app::plainNumber(totals.count);
+    const std::string totalName =
+        std::to_string(totals.documents) + (totals.documents == 1 ? " document" : " documents");
+    const std::string totalCount = app::shownCount(totals.count);
     const std::string totalAmount = app::formatCurrency(totals.amount, currency);
     nameWidth = std::max(nameWidth, totalName.size());
     countWidth = std::max(countWidth, totalCount.size());
@@ -89,7 +97,7 @@ void printTable(std::ostream& out, const app::RunResult& result, const Totals& t
     };
     line("Document", "Count", "Amount", "Path");
     for (const auto& row : result.rows)
-        line(oneLine(row.name), row.count, row.amount, row.path);
+        line(oneLine(row.name), tableCount(row), row.amount, row.path);
     out << std::string(nameWidth + countWidth + amountWidth + 4, '-') << "\n";
     line(totalName, totalCount, totalAmount, result.unitLabel.empty() ? "" : "per " + result.unitLabel);
 }
@@ -195,6 +203,66 @@ std::optional<std::string> listedProfile(Context& ctx, std::string_view command,
     return *found;
 }
 
+namespace {
+
+/// What an error report says between "Error Message <<" and ">>".
+std::string reportedDescription(const std::string& text)
+{
+    const std::string open = "Error Message <<";
+    const size_t from = text.find(open);
+    const size_t to = text.rfind(">>");
+    if (from == std::string::npos || to == std::string::npos || to < from + open.size())
+        return text;
+    return text.substr(from + open.size(), to - from - open.size());
+}
+
+/// The messages of a count run on a terminal: a document the engine cannot
+/// open is one line naming the file and the engine's reason, printed as it
+/// happens; any other error report is one line with its location tag; other
+/// messages as StderrPrompter shows them. Every message is kept for --json.
+class CountPrompter : public Prompter {
+public:
+    CountPrompter(std::ostream& err, ProgressLine& progress) : m_boxes(err), m_progress(progress) {}
+
+    MessageAnswer show(const Message& message) override
+    {
+        if (message.icon != MessageIcon::Critical || message.title != "Error") {
+            m_progress.clear();
+            const MessageAnswer answer = m_boxes.show(message);
+            messages.push_back(message);
+            return answer;
+        }
+        messages.push_back(message);
+        std::string reason = reportedDescription(message.text);
+        const size_t tag = message.text.rfind("\r-");
+        const std::string location = tag == std::string::npos ? std::string() : message.text.substr(tag + 1);
+        if (location == "-Opening DOC-") {
+            // The engine names the file in its own words ("cannot open "F": ...");
+            // the line names it once, first.
+            const std::string prefix = "cannot open \"" + currentDocument + "\": ";
+            if (reason.starts_with(prefix))
+                reason.erase(0, prefix.size());
+            m_progress.print("quillmeter count: " + currentDocument + ": " + reason + "; left out of the count");
+            reported.push_back(currentDocument);
+        } else {
+            m_progress.print("quillmeter count: " + (currentDocument.empty() ? "" : currentDocument + ": ") + reason +
+                             (location.empty() ? "" : " " + location));
+        }
+        return MessageAnswer::Ok;
+    }
+
+    std::string currentDocument;
+    std::vector<Message> messages;
+    /// The documents whose failure to open was already reported.
+    std::vector<std::string> reported;
+
+private:
+    StderrPrompter m_boxes;
+    ProgressLine& m_progress;
+};
+
+} // namespace
+
 int runCount(Context& ctx, const EngineFactory& makeEngine)
 {
     const std::optional<std::string> profileOption = ctx.args.option("--profile");
@@ -205,10 +273,11 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const bool json = ctx.args.flag("--json");
     const bool breakdown = ctx.args.flag("--breakdown");
     const std::optional<std::string> invoiceOption = ctx.args.option("--invoice");
+    const bool quiet = ctx.args.flag("--quiet");
     const std::vector<std::string> paths = ctx.args.positionals();
     if (!profileOption || paths.empty())
         throw UsageError("usage: quillmeter count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... "
-                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf]");
+                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf] [--quiet]");
     if (invoiceOption && !report::invoiceFormatOf(*invoiceOption))
         throw UsageError("--invoice writes a .docx or a .pdf file: " + *invoiceOption);
     if (csv && json)
@@ -221,16 +290,17 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const auto found = listedProfile(ctx, "count", profileName);
     if (!found)
         return UsageFailure;
-    StderrPrompter prompter(ctx.err);
+    ProgressLine progressLine(ctx.err, ctx.stderrIsTerminal && !quiet);
+    CountPrompter prompter(ctx.err, progressLine);
     const settings::OptionsStore options(settings);
-    const app::Duplicates duplicates = settings::optionFlagIsOn(options.read(*settings::findOptionKey("AddDupilcateFiles")))
-                                           ? app::Duplicates::Refuse
-                                           : app::Duplicates::Allow;
+    const app::Duplicates duplicates =
+        settings::optionFlagIsOn(options.read(*settings::findOptionKey("AddDupilcateFiles"))) ? app::Duplicates::Refuse
+                                                                                              : app::Duplicates::Allow;
     const auto readProfile = [&](std::string_view key, std::string_view def) {
         return settings::ReadINI(settings, "Profiles", *found, key, def);
     };
-    const browser::FilePattern pattern(
-        patternOption ? *patternOption : readProfile("DocType", "*.doc;*.rtf;*.txt;*.text"));
+    const browser::FilePattern pattern(patternOption ? *patternOption
+                                                     : readProfile("DocType", "*.doc;*.rtf;*.txt;*.text"));
 
     app::ChaseList list;
     app::StopFlag stop;
@@ -268,14 +338,23 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         throw std::runtime_error("the counting engine is not available");
     const app::CurrencyFormat currency = app::CurrencyFormat::fromEnvironment();
     app::CountRun run(*engine, prompter, control, currency);
-    if (ctx.stderrIsTerminal) {
-        run.progress = [&](const std::string& text) { ctx.err << "\r" << text << "\x1b[K" << std::flush; };
-    }
+    size_t attempted = 0;
+    run.documentStarted = [&](size_t index, size_t total, const std::string& path) {
+        prompter.currentDocument = path;
+        attempted = index + 1;
+        progressLine.update(index, total, path);
+    };
     const app::RunResult result = run.run(list, *found, readProfile);
-    if (ctx.stderrIsTerminal)
-        ctx.err << "\r\x1b[K" << std::flush;
+    prompter.currentDocument.clear();
+    progressLine.clear();
     for (const std::string& path : result.unopened)
-        ctx.err << "quillmeter count: " << path << ": could not be opened; left out of the count\n";
+        if (std::find(prompter.reported.begin(), prompter.reported.end(), path) == prompter.reported.end())
+            ctx.err << "quillmeter count: " << path << ": could not be opened; left out of the count\n";
+    if (!quiet) {
+        const std::string summary = failureSummary(result.unopened.size(), attempted);
+        if (!summary.empty())
+            ctx.err << summary << "\n";
+    }
 
     // The breakdown measures each counted document again, every measurement
     // on the document as read, so a client can follow the bill line by line.
@@ -319,14 +398,11 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     }
 
     switch (result.ending) {
-    case app::RunEnding::Finished:
-        return result.unopened.empty() && !invoiceFailed ? Success : Failure;
-    case app::RunEnding::ProfileError:
-        return UsageFailure;
+    case app::RunEnding::Finished: return result.unopened.empty() && !invoiceFailed ? Success : Failure;
+    case app::RunEnding::ProfileError: return UsageFailure;
     case app::RunEnding::NotStarted:
     case app::RunEnding::Stopped:
-    case app::RunEnding::Failed:
-        break;
+    case app::RunEnding::Failed: break;
     }
     return Failure;
 }

@@ -2,6 +2,7 @@
 #include "Cli.h"
 #include "settings/SettingsFolder.h"
 
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <unistd.h>
@@ -19,6 +20,21 @@ static void printHelp(std::ostream& out)
            "commands:\n";
     for (const Command& c : commands())
         out << "  " << c.usage << "\n      " << c.summary << "\n";
+}
+
+void printCommandHelp(std::ostream& out, const Command& command)
+{
+    out << "usage: quillmeter " << command.usage << "\n\n" << command.summary << "\n";
+    size_t width = std::string_view("--help").size();
+    for (const OptionHelp& o : command.options)
+        width = std::max(width, o.option.size());
+    out << "\noptions:\n";
+    const auto line = [&](std::string_view option, std::string_view text) {
+        out << "  " << option << std::string(width - option.size() + 3, ' ') << text << "\n";
+    };
+    for (const OptionHelp& o : command.options)
+        line(o.option, o.text);
+    line("--help", "show this help");
 }
 
 int runMain(std::vector<std::string> argv, std::ostream& out, std::ostream& err)
@@ -59,17 +75,22 @@ int runMain(std::vector<std::string> argv, std::ostream& out, std::ostream& err)
         if (c.name != name)
             continue;
         Context ctx{Args({argv.begin() + i + 1, argv.end()}),
-                    settings::resolveSettingsFolder(settingsDir), out, err,
+                    settings::resolveSettingsFolder(settingsDir),
+                    out,
+                    err,
                     &out == &std::cout && ::isatty(STDOUT_FILENO) == 1,
                     &err == &std::cerr && ::isatty(STDERR_FILENO) == 1};
         try {
             if (ctx.args.flag("--help")) {
-                out << "usage: quillmeter " << c.usage << "\n" << c.summary << "\n";
+                printCommandHelp(out, c);
                 return Success;
             }
             return c.run(ctx);
         } catch (const UsageError& e) {
-            err << "quillmeter " << name << ": " << e.what() << "\n";
+            err << "quillmeter " << name << ": " << e.what();
+            if (std::string_view(e.what()).starts_with("unknown option"))
+                err << " (see quillmeter " << name << " --help)";
+            err << "\n";
             return UsageFailure;
         } catch (const std::exception& e) {
             err << "quillmeter " << name << ": " << e.what() << "\n";

@@ -25,16 +25,24 @@ struct Message {
 };
 
 /// The error report every failing operation shows: title "Error", the
-/// critical icon, the fixed apology, a line break and "Error Message <<" with
-/// the description and ">>". The operation's location tag (such as
-/// "-Opening DOC-"), when given, follows on its own line.
+/// critical icon, a first line that says what happened and what to do, a line
+/// break and "Error Message <<" with the description and ">>". The
+/// operation's location tag (such as "-Opening DOC-"), when given, follows on
+/// its own line. An operation that fails returns what it has and the work
+/// around it goes on, which is what the first line tells the user.
+/// The first line of every error report.
+inline constexpr std::string_view kErrorReportLead =
+    "Quillmeter Could Not Finish This Step And Went On With The Rest. If This Error Keeps Occurring, "
+    "Please Report It With The Message Below To Quillmeter Support.";
+
 inline Message errorReport(std::string_view description, std::string_view locationTag = {})
 {
     Message m;
     m.title = "Error";
     m.icon = MessageIcon::Critical;
     m.buttons = MessageButtons::Ok;
-    m.text = "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<";
+    m.text = kErrorReportLead;
+    m.text += "\rError Message <<";
     m.text += description;
     m.text += ">>";
     if (!locationTag.empty()) {

@@ -20,10 +20,7 @@ std::string trimmed(std::string_view text)
     return std::string(text.substr(first, last - first + 1));
 }
 
-std::string zipText(const std::string& zip)
-{
-    return zip.size() == 9 ? formatDigits(zip, "#####-####") : zip;
-}
+std::string zipText(const std::string& zip) { return zip.size() == 9 ? formatDigits(zip, "#####-####") : zip; }
 
 std::string upper(std::string text)
 {
@@ -51,14 +48,16 @@ UnitLabels unitLabels(std::string_view donePer)
 }
 
 InvoiceContent invoiceContent(const InvoiceSettings& settings, std::span<const app::ResultRow> rows,
-    std::chrono::year_month_day today, const app::CurrencyFormat& currency, const FileDateText& fileDate)
+                              std::chrono::year_month_day today, const app::CurrencyFormat& currency,
+                              const FileDateText& fileDate)
 {
     InvoiceContent content;
     const UnitLabels labels = unitLabels(settings.donePer);
     content.unitPlural = labels.plural;
     content.unitSingular = labels.singular;
 
-    content.senderLines = {settings.companyName, settings.address,
+    content.senderLines = {
+        settings.companyName, settings.address,
         settings.city + ", " + upper(settings.state) + " " + zipText(settings.zip),
         trimmed(settings.phone).empty() ? std::string() : "Phone: " + formatDigits(settings.phone, "(###) ###-####"),
         trimmed(settings.fax).empty() ? std::string() : "Fax:    " + formatDigits(settings.fax, "(###) ###-####")};
@@ -66,16 +65,16 @@ InvoiceContent invoiceContent(const InvoiceSettings& settings, std::span<const a
         content.senderLines.push_back(formatLongDate(today));
 
     content.billToLines = {"Bill To:", settings.profileName, settings.billAddress,
-        settings.billCity + ", " + settings.billState + " " + zipText(settings.billZip)};
+                           settings.billCity + ", " + settings.billState + " " + zipText(settings.billZip)};
 
     content.hasTable = settings.printCountedDoc;
     if (!content.hasTable)
         return content;
 
     const char* countPattern = settings.roundCountToNearestWholeNumber ? "##0" : "##0.00";
-    const bool withDate = settings.showFileCreateInfo == "Date Created"
-        || settings.showFileCreateInfo == "Date Last Modified"
-        || settings.showFileCreateInfo == "Date Last Accessed";
+    const bool withDate = settings.showFileCreateInfo == "Date Created" ||
+                          settings.showFileCreateInfo == "Date Last Modified" ||
+                          settings.showFileCreateInfo == "Date Last Accessed";
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const app::ResultRow& row = rows[i];
         InvoiceRow out;
@@ -89,18 +88,18 @@ InvoiceContent invoiceContent(const InvoiceSettings& settings, std::span<const a
         const std::string name = row.name.substr(0, row.name.find('\r'));
         out.document = trimmed(settings.showDocPath ? row.path : name);
         if (withDate)
-            out.document += "\r|" + settings.showFileCreateInfo + " "
-                + (fileDate ? fileDate(row.path, settings.showFileCreateInfo) : std::string()) + "|";
+            out.document += "\r|" + settings.showFileCreateInfo + " " +
+                            (fileDate ? fileDate(row.path, settings.showFileCreateInfo) : std::string()) + "|";
         // An empty count cell is typed as it is, not as a zero.
         out.count = trimmed(row.count).empty() ? std::string() : formatNumber(leadingNumber(row.count), countPattern);
         out.amount = trimmed(row.amount);
         content.rows.push_back(std::move(out));
     }
 
-    const auto totals = computeTotals(rows, content.unitPlural,
+    const auto totals = computeTotals(
+        rows, content.unitPlural,
         settings.roundCountToNearestWholeNumber ? CountRounding::WholeUnits : CountRounding::Plain, currency);
-    // The counter ends at the grid's row count, heading included: three documents read "Total:4".
-    content.totalLabel = "Total:" + std::to_string(rows.size() + 1);
+    content.totalLabel = "Total:" + totals->documents;
     if (settings.showBillingRate)
         content.billedAt = " Billed @ " + settings.billAmount + " / " + content.unitSingular + " ";
     content.countTotal = totals->countTotal;

@@ -16,14 +16,14 @@ namespace qm::report {
 /// What the invoice needs from the options and the profile, already read.
 struct InvoiceSettings {
     std::string profileName;
-    std::string donePer;             ///< the profile's unit, e.g. "Gross Line"
-    std::string billAmount;          ///< the rate as stored, e.g. "$1.25"
+    std::string donePer;    ///< the profile's unit, e.g. "Gross Line"
+    std::string billAmount; ///< the rate as stored, e.g. "$1.25"
     bool roundCountToNearestWholeNumber = false;
     bool printCountedDoc = true;
     bool tableColor = true;
     bool showDocPath = false;
     bool showBillingRate = false;
-    std::string showFileCreateInfo;  ///< "Date Created", "Date Last Modified", "Date Last Accessed" or other
+    std::string showFileCreateInfo; ///< "Date Created", "Date Last Modified", "Date Last Accessed" or other
     // Sender (the user's company).
     std::string companyName, address, city, state, zip, phone, fax;
     bool includeDate = false;
@@ -43,12 +43,12 @@ struct InvoiceRow {
 struct InvoiceContent {
     std::string unitPlural;
     std::string unitSingular;
-    std::vector<std::string> senderLines;   ///< right cell of the letterhead, company name first
-    std::vector<std::string> billToLines;   ///< left cell, after its empty first line
+    std::vector<std::string> senderLines; ///< right cell of the letterhead, company name first
+    std::vector<std::string> billToLines; ///< left cell, after its empty first line
     bool hasTable = false;
-    std::vector<InvoiceRow> rows;           ///< one per results grid row
-    std::string totalLabel;                 ///< "Total:4"
-    std::string billedAt;                   ///< " Billed @ $1.25 / Line " when the rate is shown
+    std::vector<InvoiceRow> rows; ///< one per results grid row
+    std::string totalLabel;       ///< "Total:3" for three counted documents
+    std::string billedAt;         ///< " Billed @ $1.25 / Line " when the rate is shown
     std::string countTotal;
     std::string amountTotal;
 };
@@ -64,8 +64,8 @@ struct UnitLabels {
 [[nodiscard]] UnitLabels unitLabels(std::string_view donePer);
 
 /// Works out every text of the invoice from the settings and the results grid.
-[[nodiscard]] InvoiceContent invoiceContent(const InvoiceSettings& settings,
-    std::span<const app::ResultRow> rows, std::chrono::year_month_day today,
-    const app::CurrencyFormat& currency, const FileDateText& fileDate = {});
+[[nodiscard]] InvoiceContent invoiceContent(const InvoiceSettings& settings, std::span<const app::ResultRow> rows,
+                                            std::chrono::year_month_day today, const app::CurrencyFormat& currency,
+                                            const FileDateText& fileDate = {});
 
 } // namespace qm::report

@@ -32,9 +32,9 @@ double leadingNumber(std::string_view text)
     return seenDigit ? std::strtod(number.c_str(), nullptr) : 0.0;
 }
 
-std::optional<Totals> computeTotals(std::span<const app::ResultRow> rows,
-    std::string unitPlural, CountRounding rounding, const app::CurrencyFormat& currency,
-    const StopRequested& stopRequested)
+std::optional<Totals> computeTotals(std::span<const app::ResultRow> rows, std::string unitPlural,
+                                    CountRounding rounding, const app::CurrencyFormat& currency,
+                                    const StopRequested& stopRequested)
 {
     Totals totals;
     totals.unitPlural = std::move(unitPlural);
@@ -44,8 +44,8 @@ std::optional<Totals> computeTotals(std::span<const app::ResultRow> rows,
         if (!row.count.empty()) {
             const double value = leadingNumber(row.count);
             totals.countValue = rounding == CountRounding::WholeUnits
-                ? app::roundHalfEven(totals.countValue) + app::roundHalfEven(value)
-                : totals.countValue + value;
+                                    ? app::roundHalfEven(totals.countValue) + app::roundHalfEven(value)
+                                    : totals.countValue + value;
         }
         // An amount cell that is not money (never written by a run) adds nothing
         // rather than ending the screen.
@@ -53,9 +53,8 @@ std::optional<Totals> computeTotals(std::span<const app::ResultRow> rows,
             if (const auto amount = app::parseCurrency(row.amount))
                 totals.amountValue = totals.amountValue + *amount;
     }
-    totals.documents = std::to_string(rows.size());
-    totals.countTotal = formatNumber(totals.countValue,
-        rounding == CountRounding::WholeUnits ? "##0" : "##0.00");
+    totals.documents = std::to_string(app::countedDocuments(rows));
+    totals.countTotal = formatNumber(totals.countValue, rounding == CountRounding::WholeUnits ? "##0" : "##0.00");
     totals.amountTotal = app::formatCurrency(totals.amountValue, currency);
     return totals;
 }

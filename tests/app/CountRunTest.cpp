@@ -1,9 +1,8 @@
 // The count run against a scripted engine: units, extras, rounding, stops and messages.
 #include "app/CountRun.h"
 
-#include <gtest/gtest.h>
-
 #include <fstream>
+#include <gtest/gtest.h>
 #include <map>
 #include <unistd.h>
 
@@ -63,12 +62,13 @@ protected:
         CountRun countRun(engine, prompter, RunControl{nullptr, &stop});
         countRun.report = [this](const RunResult&) { ++reports; };
         countRun.progress = [this](const std::string& text) { progress.push_back(text); };
-        return countRun.run(list, profileName,
-                            [this](std::string_view key, std::string_view def) {
-                                auto it = keys.find(std::string(key));
-                                return it == keys.end() ? std::string(def) : it->second;
-                            },
-                            scope);
+        return countRun.run(
+            list, profileName,
+            [this](std::string_view key, std::string_view def) {
+                auto it = keys.find(std::string(key));
+                return it == keys.end() ? std::string(def) : it->second;
+            },
+            scope);
     }
 
     fs::path folder;
@@ -99,8 +99,8 @@ TEST_F(CountRunTest, PreconditionsStopWithTheirMessages)
     keys.erase("DonePer");
     const RunResult noUnit = run();
     ASSERT_EQ(prompter.messages.size(), 4u);
-    EXPECT_EQ(prompter.messages[0], (Message{"Traverse", "There Are No Files To Traverse",
-                                             MessageIcon::Information, MessageButtons::Ok}));
+    EXPECT_EQ(prompter.messages[0],
+              (Message{"Traverse", "There Are No Files To Traverse", MessageIcon::Information, MessageButtons::Ok}));
     EXPECT_EQ(prompter.messages[1],
               (Message{"Profile", "Select A Profile From The Profile's List", MessageIcon::None, MessageButtons::Ok}));
     EXPECT_EQ(prompter.messages[2], (Message{"Profile Error",
@@ -178,28 +178,36 @@ TEST_F(CountRunTest, ExtrasAddInTheirUnitsOrder)
                             "SubScriptCharsONOFF", "CountTables", "CountTabs", "CountCaps", "CountCapsONOFF"})
         keys[key] = "1";
     keys["CountTabs"] = "yes"; // only "1" switches an extra on
-    engine.values = {{Measurement::Characters, 100}, {Measurement::CharactersWithSpaces, 120},
-                     {Measurement::ReturnAndEnters, 1}, {Measurement::BoldChars, 2.5}};
+    engine.values = {{Measurement::Characters, 100},
+                     {Measurement::CharactersWithSpaces, 120},
+                     {Measurement::ReturnAndEnters, 1},
+                     {Measurement::BoldChars, 2.5}};
     list.removeAll();
     list.append("a.doc", (folder / "a.doc").string());
 
     keys["DonePer"] = "Character";
     EXPECT_EQ(run().rows[0].countValue, 103.5);
     const std::vector<Measurement> characterOrder{
-        Measurement::Characters,  Measurement::ReturnAndEnters,  Measurement::BoldChars,
-        Measurement::BoldOnOff,   Measurement::UnderlineChars,   Measurement::UnderlineOnOff,
-        Measurement::ItalicOnOff, Measurement::ItalicChars,      Measurement::SuperscriptOnOff,
-        Measurement::SubscriptOnOff, Measurement::Tables,        Measurement::CapsChars};
+        Measurement::Characters,       Measurement::ReturnAndEnters, Measurement::BoldChars,   Measurement::BoldOnOff,
+        Measurement::UnderlineChars,   Measurement::UnderlineOnOff,  Measurement::ItalicOnOff, Measurement::ItalicChars,
+        Measurement::SuperscriptOnOff, Measurement::SubscriptOnOff,  Measurement::Tables,      Measurement::CapsChars};
     EXPECT_EQ(engine.measured, characterOrder);
 
     engine.measured.clear();
     keys["DonePer"] = "Character And Space";
     EXPECT_EQ(run().rows[0].countValue, 123.5);
-    const std::vector<Measurement> withSpacesOrder{
-        Measurement::CharactersWithSpaces, Measurement::BoldChars,   Measurement::BoldOnOff,
-        Measurement::UnderlineOnOff,       Measurement::UnderlineChars, Measurement::ItalicOnOff,
-        Measurement::ItalicChars,          Measurement::SuperscriptOnOff, Measurement::SubscriptOnOff,
-        Measurement::Tables,               Measurement::CapsChars,   Measurement::ReturnAndEnters};
+    const std::vector<Measurement> withSpacesOrder{Measurement::CharactersWithSpaces,
+                                                   Measurement::BoldChars,
+                                                   Measurement::BoldOnOff,
+                                                   Measurement::UnderlineOnOff,
+                                                   Measurement::UnderlineChars,
+                                                   Measurement::ItalicOnOff,
+                                                   Measurement::ItalicChars,
+                                                   Measurement::SuperscriptOnOff,
+                                                   Measurement::SubscriptOnOff,
+                                                   Measurement::Tables,
+                                                   Measurement::CapsChars,
+                                                   Measurement::ReturnAndEnters};
     EXPECT_EQ(engine.measured, withSpacesOrder);
 }
 
@@ -215,8 +223,8 @@ TEST_F(CountRunTest, MissingFileStopsTheRunAndUnopenableFileIsSkipped)
     EXPECT_EQ(result.unopened, (std::vector<std::string>{(folder / "a.doc").string()}));
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.messages[0],
-              (Message{"File Not Found", "File:" + (folder / "c.doc").string() +
-                                             "\rNo Longer Exists. Traversing Will Now Stop.",
+              (Message{"File Not Found",
+                       "File:" + (folder / "c.doc").string() + "\rNo Longer Exists. Traversing Will Now Stop.",
                        MessageIcon::Critical, MessageButtons::Ok}));
     EXPECT_EQ(reports, 0);
     EXPECT_TRUE(stop.isSet());
@@ -247,8 +255,7 @@ TEST_F(CountRunTest, FileDateLineFollowsTheName)
     keys["ShowFileCreateInfo"] = "Date Last Modified";
     const RunResult result = run();
     ASSERT_FALSE(result.rows.empty());
-    EXPECT_EQ(result.rows[0].name,
-              "a.doc\r|Date Last Modified " + browser::formatDay(browser::today()) + "|");
+    EXPECT_EQ(result.rows[0].name, "a.doc\r|Date Last Modified " + browser::formatDay(browser::today()) + "|");
     keys["ShowFileCreateInfo"] = "None";
     EXPECT_EQ(run().rows[0].name, "a.doc");
 }
@@ -269,4 +276,16 @@ TEST(Money, ParsesRoundsAndFormatsCurrency)
     EXPECT_EQ(formatCurrency(Currency{250}), "$0.02"); // 0.025 → 0.02, half to even
     EXPECT_EQ(formatCurrency(Currency{-12345000}, CurrencyFormat{"€", false, true, ",", ".", 2, false}), "-1.234,50 €");
     EXPECT_EQ(plainNumber(1.0 / 12), "0.0833333333333333");
+}
+
+// What the grid and the command line's table show: whole numbers as they
+// are, anything else rounded to two decimals.
+TEST(Money, ShownCountsHaveTwoDecimalsAtMost)
+{
+    const std::pair<double, const char*> cases[] = {
+        {0, "0"},        {1234, "1234"},   {11.7076923076923, "11.71"}, {0.169230769230769, "0.17"}, {2.5, "2.50"},
+        {0.004, "0.00"}, {-0.001, "0.00"}, {1e6 + 0.5, "1000000.50"},   {3.0000000001, "3"},
+    };
+    for (const auto& [value, shown] : cases)
+        EXPECT_EQ(shownCount(value), shown) << value;
 }

@@ -26,3 +26,24 @@ TEST(Cli, UsageErrorsExitTwoWithAMessageOnStderr)
         EXPECT_FALSE(o.err.empty());
     }
 }
+
+// Each command's --help gives one line per option it takes (checked against
+// what the command accepts: an option it lists must not be refused), and an
+// option it does not take points to that help.
+TEST(Cli, EveryCommandsHelpListsItsOptionsOneALine)
+{
+    const auto help = runCli({"count", "--help"});
+    EXPECT_EQ(help.code, Success);
+    for (const char* option : {"--profile NAME", "--subfolders", "--by-date", "--pattern P", "--csv", "--json",
+                               "--breakdown", "--invoice FILE", "--quiet", "--help"})
+        EXPECT_NE(help.out.find("\n  " + std::string(option) + "  "), std::string::npos) << option << "\n" << help.out;
+    for (const Command& command : commands()) {
+        const auto shown = runCli({std::string(command.name), "--help"});
+        EXPECT_EQ(shown.code, Success) << command.name;
+        EXPECT_TRUE(shown.out.starts_with("usage: quillmeter " + std::string(command.name))) << shown.out;
+        EXPECT_EQ(shown.out.find("\n  --help   "), shown.out.rfind("\n  --help   ")) << "one line each";
+    }
+    const auto unknown = runCli({"count", "--profle", "x", "/tmp"});
+    EXPECT_EQ(unknown.code, UsageFailure);
+    EXPECT_EQ(unknown.err, "quillmeter count: unknown option --profle (see quillmeter count --help)\n");
+}

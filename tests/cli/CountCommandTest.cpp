@@ -1,12 +1,12 @@
 // quillmeter count with a scripted engine: filling the list, output forms and exit codes.
 #include "cli/CountCommand.h"
-#include "engine/formats/Reader.h"
 
 #include "../render/PdfFacts.h"
-
-#include <gtest/gtest.h>
+#include "engine/Prompter.h"
+#include "engine/formats/Reader.h"
 
 #include <fstream>
+#include <gtest/gtest.h>
 #include <map>
 #include <sstream>
 #include <unistd.h>
@@ -17,7 +17,8 @@ using namespace qm::cli;
 
 namespace {
 
-// Counts a document as its size in bytes, so each file has its own figure.
+// Counts a document as its size in bytes, so each file has its own figure;
+// its lines are sevenths of that, so a line count has a fraction.
 class SizeEngine : public app::CountingEngine {
 public:
     void OpenWord(bool) override {}
@@ -26,14 +27,32 @@ public:
         current = path;
         return path.find("broken") == std::string::npos;
     }
-    double measure(app::Measurement, const std::string&, const std::string&) override
+    double measure(app::Measurement what, const std::string&, const std::string&) override
     {
-        return double(fs::file_size(current));
+        const double size = double(fs::file_size(current));
+        return what == app::Measurement::Lines ? size / 7 : size;
     }
     bool CloseDocument() override { return true; }
     void resizeWordBack() override {}
     void CompleteClose() override {}
     std::string current;
+};
+
+// Refuses files named "broken" with the engine's own error report, as the
+// real engine does.
+class ReportingEngine : public SizeEngine {
+public:
+    explicit ReportingEngine(Prompter& prompter) : m_prompter(prompter) {}
+    bool openJustDoc(const std::string& path, bool readOnly) override
+    {
+        if (SizeEngine::openJustDoc(path, readOnly))
+            return true;
+        m_prompter.show(errorReport("cannot open \"" + path + "\": the file is not a zip package", "-Opening DOC-"));
+        return false;
+    }
+
+private:
+    Prompter& m_prompter;
 };
 
 class CountCommand : public ::testing::Test {
@@ -55,14 +74,18 @@ protected:
     void TearDown() override { fs::remove_all(root); }
     void write(const char* relative, const std::string& text) { std::ofstream(root / relative) << text; }
 
-    int count(std::vector<std::string> args)
+    int count(std::vector<std::string> args, bool reporting = false)
     {
         out.str("");
         err.str("");
         Context ctx{Args(std::move(args)), root / "settings", out, err};
-        return runCount(ctx, [](Prompter&, const settings::SettingsContext&, const std::string&) {
-            return std::make_unique<SizeEngine>();
-        });
+        return runCount(ctx,
+                        [reporting](Prompter& prompter, const settings::SettingsContext&,
+                                    const std::string&) -> std::unique_ptr<app::CountingEngine> {
+                            if (reporting)
+                                return std::make_unique<ReportingEngine>(prompter);
+                            return std::make_unique<SizeEngine>();
+                        });
     }
 
     fs::path root;
@@ -88,16 +111,45 @@ TEST_F(CountCommand, JsonAndCsvCarryRowsTotalsAndMessages)
     write("docs/sub/broken.txt", "zz");
     EXPECT_EQ(count({"--profile", "Per Word", "--subfolders", "--json", (root / "docs").string()}), Failure);
     const std::string json = out.str();
-    for (const char* part : {"\"profile\": \"Per Word\"", "\"unit\": \"Words\"", "\"count\": 5",
-                             "\"amount\": 0.5", "\"documents\": 3", "\"count\": 20", "\"stopped\": false",
-                             "broken.txt", "\"messages\": []"})
+    for (const char* part :
+         {"\"profile\": \"Per Word\"", "\"unit\": \"Words\"", "\"count\": 5", "\"amount\": 0.5", "\"documents\": 3",
+          "\"count\": 20", "\"stopped\": false", "broken.txt", "\"messages\": []"})
         EXPECT_NE(json.find(part), std::string::npos) << part << "\n" << json;
     EXPECT_NE(err.str().find("broken.txt: could not be opened"), std::string::npos);
 
     EXPECT_EQ(count({"--profile", "Per Word", "--csv", (root / "docs/a.txt").string(), (root / "docs/a.txt").string()}),
               Success);
-    EXPECT_EQ(out.str(), "name,count,amount,path\r\na.txt,12,$1.20," + (root / "docs/a.txt").string() +
-                             "\r\nTotal,12,$1.20,\r\n");
+    EXPECT_EQ(out.str(),
+              "name,count,amount,path\r\na.txt,12,$1.20," + (root / "docs/a.txt").string() + "\r\nTotal,12,$1.20,\r\n");
+}
+
+// A document left out is one line with the engine's reason, never the
+// desktop's box text; the run ends with one summary line, which --quiet drops.
+TEST_F(CountCommand, EachDocumentLeftOutIsOneLineAndASummaryEndsTheRun)
+{
+    write("docs/sub/broken.txt", "zz");
+    const std::string broken = (root / "docs/sub/broken.txt").string();
+    EXPECT_EQ(count({"--profile", "Per Word", "--subfolders", (root / "docs").string()}, true), Failure);
+    EXPECT_EQ(err.str(), "quillmeter count: " + broken +
+                             ": the file is not a zip package; left out of the count\n"
+                             "1 of 4 documents could not be counted\n");
+    EXPECT_NE(out.str().find("3 documents"), std::string::npos);
+    EXPECT_EQ(count({"--profile", "Per Word", "--subfolders", "--quiet", "--json", (root / "docs").string()}, true),
+              Failure);
+    EXPECT_EQ(err.str(), "quillmeter count: " + broken + ": the file is not a zip package; left out of the count\n");
+    EXPECT_NE(out.str().find("\"documents\": 3"), std::string::npos);
+}
+
+// Counts are shown with two decimals at most; JSON and CSV keep every digit.
+TEST_F(CountCommand, TheTableShowsTwoDecimalsWhileCsvKeepsTheFullCount)
+{
+    write("settings/Profiles.ini", "[Lines]\r\nDonePer=Line\r\nDocType=*.txt\r\n");
+    write("docs/a.txt", "abcdefghijklmnopqrstuvwxyz"); // 26 bytes: 26 / 7 lines
+    EXPECT_EQ(count({"--profile", "Lines", (root / "docs/a.txt").string()}), Success);
+    EXPECT_NE(out.str().find(" 3.71 "), std::string::npos) << out.str();
+    EXPECT_EQ(out.str().find("3.714"), std::string::npos) << out.str();
+    EXPECT_EQ(count({"--profile", "Lines", "--csv", (root / "docs/a.txt").string()}), Success);
+    EXPECT_NE(out.str().find(",3.71428571428571,"), std::string::npos) << out.str();
 }
 
 TEST_F(CountCommand, UsageAndProfileErrorsExitWithTwo)
@@ -145,8 +197,9 @@ TEST_F(CountCommand, InvoiceIsWrittenAfterAFinishedRun)
     ASSERT_TRUE(read.ok()) << read.error;
     const std::u16string& text = read.document->mainStory().text;
     for (const char16_t* part : {u"Per Word\r", u"Quill Typing", u"a.txt\a12.00\a$1.20\a",
-                                 u"Total:3    ( Billed @ $0.10 / Word )\a15.00\a$1.50\a"})
-        EXPECT_NE(text.find(part), std::u16string::npos) << std::string(part, part + std::char_traits<char16_t>::length(part));
+                                 u"Total:2    ( Billed @ $0.10 / Word )\a15.00\a$1.50\a"})
+        EXPECT_NE(text.find(part), std::u16string::npos)
+            << std::string(part, part + std::char_traits<char16_t>::length(part));
 
     // The same invoice as PDF, one page.
     const fs::path pdf = root / "invoice.pdf";
@@ -156,12 +209,13 @@ TEST_F(CountCommand, InvoiceIsWrittenAfterAFinishedRun)
     EXPECT_EQ(qm::testing::pdfPageCount(bytes), 1);
 
     // A file of another kind is refused before anything is counted.
-    EXPECT_THROW(count({"--profile", "Per Word", "--invoice", (root / "invoice.txt").string(), (root / "docs").string()}),
-                 UsageError);
+    EXPECT_THROW(
+        count({"--profile", "Per Word", "--invoice", (root / "invoice.txt").string(), (root / "docs").string()}),
+        UsageError);
     // A folder that does not exist: the run's table is printed, the exit says the invoice failed.
-    EXPECT_EQ(count({"--profile", "Per Word", "--invoice", (root / "none/invoice.docx").string(),
-                     (root / "docs").string()}),
-              Failure);
+    EXPECT_EQ(
+        count({"--profile", "Per Word", "--invoice", (root / "none/invoice.docx").string(), (root / "docs").string()}),
+        Failure);
     EXPECT_NE(err.str().find("none/invoice.docx: cannot write the file"), std::string::npos) << err.str();
 }
 

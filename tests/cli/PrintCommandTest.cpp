@@ -15,8 +15,7 @@ using namespace qm::cli;
 
 namespace {
 
-class PrintCommand : public ::testing::Test
-{
+class PrintCommand : public ::testing::Test {
 protected:
     void SetUp() override
     {
@@ -60,12 +59,10 @@ TEST_F(PrintCommand, PrintsInOrderOnTheChosenPrinter)
 {
     EXPECT_EQ(print({doc("b.txt"), doc("a.txt")}), Success) << err.str();
     EXPECT_EQ(sent(), (std::vector<std::string>{"Office b.txt", "Office a.txt"}));
-    EXPECT_EQ(out.str(),
-              "printed " + doc("b.txt") + " on Office\nprinted " + doc("a.txt") + " on Office\n");
+    EXPECT_EQ(out.str(), "printed " + doc("b.txt") + " on Office\nprinted " + doc("a.txt") + " on Office\n");
     EXPECT_EQ(qm::testing::pdfPageCount(printers.jobs[0].pdf), 1);
 
-    std::ofstream(root / "settings/Options.ini")
-        << "[MAIN]\r\nPrinterToUse=Label\r\nSecToWait=2\r\n";
+    std::ofstream(root / "settings/Options.ini") << "[MAIN]\r\nPrinterToUse=Label\r\nSecToWait=2\r\n";
     printers.jobs.clear();
     clock.now = 0;
     EXPECT_EQ(print({doc("a.txt"), doc("b.txt")}), Success) << err.str();
@@ -83,10 +80,8 @@ TEST_F(PrintCommand, RefusesAPrinterThatIsNotInstalledExactly)
 {
     for (const char* name : {"Basement", "office"}) {
         EXPECT_EQ(print({"--printer", name, doc("a.txt")}), Failure);
-        EXPECT_EQ(
-            err.str(),
-            "Selected Printer: The Selected Printer No Longer Exists, Please Go To Options And "
-            "Select A Printer\n");
+        EXPECT_EQ(err.str(), "Selected Printer: The Selected Printer No Longer Exists, Please Go To Options And "
+                             "Select A Printer\n");
     }
     printers.names.clear();
     EXPECT_EQ(print({doc("a.txt")}), Failure);
@@ -110,7 +105,6 @@ TEST_F(PrintCommand, NamesTheFileThatCannotBePrinted)
 
     printers.refuseWith = "printer \"Office\": the job could not be created: Forbidden";
     EXPECT_EQ(print({doc("a.txt")}), Failure);
-    EXPECT_EQ(err.str(),
-              "quillmeter print: " + doc("a.txt") +
-                  ": not printed: printer \"Office\": the job could not be created: Forbidden\n");
+    EXPECT_EQ(err.str(), "quillmeter print: " + doc("a.txt") +
+                             ": not printed: printer \"Office\": the job could not be created: Forbidden\n");
 }

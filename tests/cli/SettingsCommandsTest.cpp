@@ -71,11 +71,9 @@ TEST_F(SettingsCommands, ShowGivesEveryKeyWithItsSource)
 
     const CliOutcome json = run({"profile", "show", "--json", "say \"hi\""});
     ASSERT_EQ(json.code, Success) << json.err;
-    EXPECT_TRUE(json.out.starts_with("{\n  \"name\": \"Say \\\"Hi\\\"\",\n  \"keys\": {\n"))
-        << json.out;
+    EXPECT_TRUE(json.out.starts_with("{\n  \"name\": \"Say \\\"Hi\\\"\",\n  \"keys\": {\n")) << json.out;
     EXPECT_TRUE(json.out.ends_with("\n  }\n}\n"));
-    EXPECT_NE(json.out.find("\"City\": {\"value\": \"Back\\\\slash\", \"stored\": true}"),
-              std::string::npos);
+    EXPECT_NE(json.out.find("\"City\": {\"value\": \"Back\\\\slash\", \"stored\": true}"), std::string::npos);
     EXPECT_NE(json.out.find("\"DocType\": {\"value\": \"*.doc;*.rtf;*.txt;*.text\", "
                             "\"stored\": false}"),
               std::string::npos);
@@ -88,14 +86,12 @@ TEST_F(SettingsCommands, OptionsShowAndSet)
     ASSERT_EQ(run({"options", "set", "verchk", "0"}).code, Success);
     ASSERT_EQ(run({"options", "set", "DateRangeFrom", "02/29/2024"}).code, Success);
     ASSERT_EQ(run({"options", "set", "CompanyName", "Brennan & Sons"}).code, Success);
-    EXPECT_EQ(file("Options.ini"),
-              "[MAIN]\r\nVerChk=0\r\nDateRangeFrom=02/29/2024\r\nCompanyName=Brennan & Sons\r\n");
+    EXPECT_EQ(file("Options.ini"), "[MAIN]\r\nVerChk=0\r\nDateRangeFrom=02/29/2024\r\nCompanyName=Brennan & Sons\r\n");
     EXPECT_NE(run({"options", "show"}).out.find("AddDupilcateFiles=1  ; default\n"), std::string::npos);
     const CliOutcome json = run({"options", "show", "--json"});
     ASSERT_EQ(json.code, Success);
     EXPECT_NE(json.out.find("\"VerChk\": {\"value\": \"0\", \"stored\": true}"), std::string::npos);
-    EXPECT_NE(json.out.find("\"SecToWait\": {\"value\": \"0\", \"stored\": false}"),
-              std::string::npos);
+    EXPECT_NE(json.out.find("\"SecToWait\": {\"value\": \"0\", \"stored\": false}"), std::string::npos);
     ASSERT_EQ(run({"options", "set", "CompanyName", ""}).code, Success);
     EXPECT_EQ(file("Options.ini"), "[MAIN]\r\nVerChk=0\r\nDateRangeFrom=02/29/2024\r\n");
 }

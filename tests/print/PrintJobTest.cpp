@@ -217,8 +217,9 @@ TEST_F(PrintJobTest, FailuresOnTheWayDoNotEndTheJob)
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.messages[0].title, "Error");
     EXPECT_EQ(prompter.messages[0].icon, MessageIcon::Critical);
-    EXPECT_EQ(prompter.messages[0].text, "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock "
-                                         "\rError Message <<the queue went away>>\r-Printing-");
+    EXPECT_EQ(prompter.messages[0].text,
+              "Quillmeter Could Not Finish This Step And Went On With The Rest. If This Error Keeps Occurring, Please "
+              "Report It With The Message Below To Quillmeter Support.\rError Message <<the queue went away>>\r-Printing-");
 }
 
 // SecToWait is a 16-bit whole number, rounded half to even.

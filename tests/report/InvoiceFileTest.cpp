@@ -28,7 +28,7 @@ InvoiceContent content(size_t documents)
     c.hasTable = true;
     for (size_t i = 0; i < documents; ++i)
         c.rows.push_back({"report-" + std::to_string(i) + ".doc", "10.00", "$12.50", i % 2 == 1 && i != 1});
-    c.totalLabel = "Total:" + std::to_string(documents + 1);
+    c.totalLabel = "Total:" + std::to_string(documents);
     c.countTotal = std::to_string(documents * 10) + ".00";
     c.amountTotal = "$" + std::to_string(documents * 12) + ".50";
     return c;

@@ -36,8 +36,8 @@ TEST(Totals, SumsCountsAndAmountsWithAndWithoutRounding)
             "4.00", "$3.00"},
         {"3.5 rounds up", {row("3.5", ""), row("0.4", "")}, CountRounding::WholeUnits, "2", "4",
             "$0.00"},
-        {"empty cells count as documents", {row("", ""), row("12.25", "$1,234.5678")},
-            CountRounding::Plain, "2", "12.25", "$1,234.57"},
+        {"a row without a count is not a document", {row("", ""), row("12.25", "$1,234.5678")},
+            CountRounding::Plain, "1", "12.25", "$1,234.57"},
         {"amounts add in fixed point", {row("1", "$0.10"), row("1", "$0.20"), row("1", "$0.30")},
             CountRounding::Plain, "3", "3.00", "$0.60"},
     };

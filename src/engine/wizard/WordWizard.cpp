@@ -57,7 +57,7 @@ void WordWizard::MaxWord()
         Message m;
         m.title = "ERROR";
         m.icon = MessageIcon::Critical;
-        m.text = "Err In opening Microsoft Word " + std::string(NoSessionText) +
+        m.text = "Err In Opening The Document Engine: " + std::string(NoSessionText) +
                  " err number=" + std::to_string(static_cast<int>(EngineErrorNumber::NoSession));
         m_prompter.show(m);
         return;
@@ -139,7 +139,7 @@ void WordWizard::CompleteClose()
     m_visible = false;
     m_windowState = WindowState::Normal;
     if (!hadSession)
-        reportError(NoSessionText, "-Closing Microsoft Word-");
+        reportError(NoSessionText, "-Closing The Document Engine-");
 }
 
 void WordWizard::resetView()

@@ -57,7 +57,7 @@ public:
     bool CloseDocument();
     /// Ends the session without saving; both the session and the document
     /// are gone afterwards, even when ending failed (reported with
-    /// "-Closing Microsoft Word-").
+    /// "-Closing The Document Engine-").
     void CompleteClose();
 
     /// The view reset run before each measurement. Our engine has no panes

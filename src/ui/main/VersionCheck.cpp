@@ -40,16 +40,16 @@ std::optional<QString> outdatedVersionWarning(std::string_view versionText, std:
         c = char(std::tolower(static_cast<unsigned char>(c)));
     if (!letters.empty() && letters != "a")
         return std::nullopt;
-    return QString("You Are Runing Microsoft(R) Word 97 ") + QString::number(number) +
-           toQString(versionLetters(versionText)) +
-           ", It Is Recommended That You Upgrade To Service Release 2b (SR-2b).  If You Have The Brennock " +
-           applicationTitle() +
-           " CD-Rom Use The \"Updates\" Button And Click On \"Word 97 SR-2b\" Update.  You Can Also Goto "
-           "https://www.microsoft.com/";
+    // The engine reading the documents is out of date: the user updates
+    // Quillmeter itself, through the package manager or wherever it came
+    // from; nothing of another vendor's is to be installed.
+    return QString("The Document Engine In Use (Version ") + QString::number(number) +
+           toQString(versionLetters(versionText)) + ") Is Out Of Date And May Count Some Documents Differently. " +
+           "Please Update " + applicationTitle() + " Through Your Package Manager, Or From Where You Installed It.";
 }
 
-void runVersionCheck(const settings::SettingsContext& settings, std::string_view versionText,
-                     const MessageBoxAsk& ask, QWidget* parent)
+void runVersionCheck(const settings::SettingsContext& settings, std::string_view versionText, const MessageBoxAsk& ask,
+                     QWidget* parent)
 {
     const std::string verChk =
         settings::ReadINI(settings, settings::kOptionsBaseName, settings::kOptionsSection, "VerChk", "1");

@@ -44,6 +44,17 @@ namespace qm::ui {
 
 namespace {
 
+/// A grid cell that shows text and sorts by the number behind it, so 9.50
+/// comes before 10.00 and "$1,200.00" after "$950.00".
+class NumberItem : public QTableWidgetItem {
+public:
+    NumberItem(const QString& text, double value) : QTableWidgetItem(text) { setData(Qt::UserRole, value); }
+    bool operator<(const QTableWidgetItem& other) const override
+    {
+        return data(Qt::UserRole).toDouble() < other.data(Qt::UserRole).toDouble();
+    }
+};
+
 constexpr const char* kDefaultDocType = "*.doc;*.rtf;*.txt;*.text";
 
 QPushButton* makeButton(QWidget* parent, const char* name, const QString& caption, const QString& tip)
@@ -64,13 +75,11 @@ QAction* makeAction(QMenu* menu, const char* name, const QString& caption)
 } // namespace
 
 frmMain::frmMain(MainScreenServices services, QWidget* parent)
-    : QMainWindow(parent)
-    , m_settings(std::move(services.settings))
-    , m_qtPrompter(std::make_unique<QtPrompter>(this))
-    , m_prompter(services.prompter ? services.prompter : m_qtPrompter.get())
-    , m_askMsgBox(services.askMsgBox ? std::move(services.askMsgBox) : MessageBoxAsk(showMsgBox))
-    , m_printers(services.printers.names ? std::move(services.printers) : defaultPrinterList())
-    , m_makeEngine(std::move(services.makeEngine))
+    : QMainWindow(parent), m_settings(std::move(services.settings)), m_qtPrompter(std::make_unique<QtPrompter>(this)),
+      m_prompter(services.prompter ? services.prompter : m_qtPrompter.get()),
+      m_askMsgBox(services.askMsgBox ? std::move(services.askMsgBox) : MessageBoxAsk(showMsgBox)),
+      m_printers(services.printers.names ? std::move(services.printers) : defaultPrinterList()),
+      m_makeEngine(std::move(services.makeEngine))
 {
     if (!m_makeEngine)
         m_makeEngine = [](Prompter& prompter, const settings::SettingsContext& settings, const std::string& profile) {
@@ -162,8 +171,8 @@ QWidget* frmMain::buildCountTab()
     m_cboFiletype = new QComboBox;
     m_cboFiletype->setObjectName("cboFiletype");
     m_cboFiletype->setEditable(true);
-    m_cboFiletype->addItems({kDefaultDocType, "*.doc;*.docx;*.rtf;*.txt;*.text;*.odt", "*.doc", "*.docx",
-                             "*.rtf", "*.txt", "*.odt", "*.*"});
+    m_cboFiletype->addItems({kDefaultDocType, "*.doc;*.docx;*.rtf;*.txt;*.text;*.odt", "*.doc", "*.docx", "*.rtf",
+                             "*.txt", "*.odt", "*.*"});
     m_cboFiletype->setToolTip(tr("Which files to list; several patterns separated by \";\""));
     m_cboFiletype->setInsertPolicy(QComboBox::NoInsert);
     connect(m_cboFiletype, &QComboBox::currentTextChanged, this, [this] { refreshFileList(); });
@@ -210,8 +219,7 @@ QWidget* frmMain::buildCountTab()
         {"cmdInsert", "Add Files", "Add Selected Files To Be Chased", &frmMain::addFiles},
         {"cmdInsertAll", "Add All", "Add All Files To The \"Files To Count\" List", &frmMain::addAllFiles},
         {"cmdAddSubFolder", "Add Subfolders", "Add All Files From Subfolders", &frmMain::addSubFolders},
-        {"cmdAddSubFolderByDate", "Add By Date", "Add All Files From Subfolder By Date",
-         &frmMain::addSubFoldersByDate},
+        {"cmdAddSubFolderByDate", "Add By Date", "Add All Files From Subfolder By Date", &frmMain::addSubFoldersByDate},
         {"cmdDateRange", "Set Date", "Set The Date Range", &frmMain::chooseDateRange},
         {"cmdRemoveFile", "Remove Files", "Remove Selected Files From The \"Files To Count\" List",
          &frmMain::removeSelectedFiles},
@@ -248,8 +256,7 @@ QWidget* frmMain::buildCountTab()
             applyProfileBrowserDefaults();
     });
     QPushButton* addProfile = makeButton(tab, "cmdAddProfile", tr("Add Profile"), tr("Add A New Profile"));
-    QPushButton* editProfile =
-        makeButton(tab, "CmdEditProfile", tr("Edit Profile"), tr("Edit The Selected Profile"));
+    QPushButton* editProfile = makeButton(tab, "CmdEditProfile", tr("Edit Profile"), tr("Edit The Selected Profile"));
     QPushButton* deleteProfile =
         makeButton(tab, "cmdDeleteProfile", tr("Delete Profile"), tr("Delete The Selected Profile"));
     connect(addProfile, &QPushButton::clicked, this, &frmMain::addProfileRequested);
@@ -315,6 +322,9 @@ QWidget* frmMain::buildCountTab()
     m_flexgrid->setObjectName("flexgrid");
     m_flexgrid->setHorizontalHeaderLabels({"", tr("Document"), tr("Count"), tr("Amount"), tr("Path")});
     m_flexgrid->hideColumn(0);
+    // Rows stay in list order until the user clicks a heading to sort.
+    m_flexgrid->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
+    m_flexgrid->horizontalHeader()->setSortIndicatorShown(true);
     m_flexgrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_flexgrid->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_flexgrid->verticalHeader()->hide();
@@ -416,12 +426,15 @@ QWidget* frmMain::buildOptionsTab()
         connect(c, &QCheckBox::toggled, this, [this] { markOptionsChanged(); });
         return c;
     };
-    m_chkShowAddProfileAsk = check("chkShowAddProfileAsk", tr("Do Not Ask About Empty Address Boxes When Saving A Profile"),
-                                   tr("Saving a profile with empty address boxes asks no question"));
-    m_chkAskWindowAfterChase = check("chkAskWindowAfterChase", tr("Do Not Show The \"Save As\" Window After The Invoice Is Created"),
-                                     tr("The invoice is created without asking where to save it"));
-    m_chkDupilcateFiles = check("chkDupilcateFiles", tr("Do Not Add Duplicate Files To The Traverse List"),
-                                tr("Using This Option Will Decrease Performance When Adding Files To The \"Traverse List\""));
+    m_chkShowAddProfileAsk =
+        check("chkShowAddProfileAsk", tr("Do Not Ask About Empty Address Boxes When Saving A Profile"),
+              tr("Saving a profile with empty address boxes asks no question"));
+    m_chkAskWindowAfterChase =
+        check("chkAskWindowAfterChase", tr("Do Not Show The \"Save As\" Window After The Invoice Is Created"),
+              tr("The invoice is created without asking where to save it"));
+    m_chkDupilcateFiles =
+        check("chkDupilcateFiles", tr("Do Not Add Duplicate Files To The Traverse List"),
+              tr("Using This Option Will Decrease Performance When Adding Files To The \"Traverse List\""));
     auto* behaviourLayout = new QVBoxLayout(behaviour);
     behaviourLayout->addWidget(m_chkShowAddProfileAsk);
     behaviourLayout->addWidget(m_chkAskWindowAfterChase);
@@ -521,8 +534,8 @@ void frmMain::buildMenus()
     m_mnuChaseListBox->addSeparator();
     connect(makeAction(m_mnuChaseListBox, "mnuChase", tr("Traverse All")), &QAction::triggered, this,
             [this] { startRun(app::RunScope::AllEntries); });
-    connect(makeAction(m_mnuChaseListBox, "mnuChaseSelected", tr("Traverse Selected Only")), &QAction::triggered,
-            this, [this] { startRun(app::RunScope::SelectedEntries); });
+    connect(makeAction(m_mnuChaseListBox, "mnuChaseSelected", tr("Traverse Selected Only")), &QAction::triggered, this,
+            [this] { startRun(app::RunScope::SelectedEntries); });
     m_mnuChaseListBox->addSeparator();
     connect(makeAction(m_mnuChaseListBox, "mnuPrint", tr("Print")), &QAction::triggered, this,
             &frmMain::printRequested);
@@ -535,11 +548,9 @@ void frmMain::buildMenus()
     m_mnuFileListBox->setObjectName("mnuFileListBox");
     connect(makeAction(m_mnuFileListBox, "mnuAddFile", tr("Add Selected")), &QAction::triggered, this,
             &frmMain::addFiles);
-    connect(makeAction(m_mnuFileListBox, "mnuAddAll", tr("Add All")), &QAction::triggered, this,
-            &frmMain::addAllFiles);
-    connect(m_file1, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
-        m_mnuFileListBox->popup(m_file1->viewport()->mapToGlobal(at));
-    });
+    connect(makeAction(m_mnuFileListBox, "mnuAddAll", tr("Add All")), &QAction::triggered, this, &frmMain::addAllFiles);
+    connect(m_file1, &QWidget::customContextMenuRequested, this,
+            [this](const QPoint& at) { m_mnuFileListBox->popup(m_file1->viewport()->mapToGlobal(at)); });
 }
 
 // ---------------------------------------------------------------- loading
@@ -649,18 +660,30 @@ void frmMain::setPrinterList(PrinterList printers)
 QString frmMain::optionText(const char* key) const
 {
     const std::string_view k(key);
-    if (k == "CompanyName") return m_txtCompanyName->text();
-    if (k == "Address") return m_txtAddress->text();
-    if (k == "City") return m_txtCity->text();
-    if (k == "State") return m_txtState->text();
-    if (k == "Zip") return m_mskZip->text();
-    if (k == "Phone") return m_mskPhone->text();
-    if (k == "Fax") return m_mskFax->text();
-    if (k == "PrinterToUse") return m_cboPrinterToUse->currentText();
-    if (k == "SecToWait") return m_txtSecToPrint->text().isEmpty() ? "0" : m_txtSecToPrint->text();
-    if (k == "AddProfileSaveAsk") return m_chkShowAddProfileAsk->isChecked() ? "1" : "0";
-    if (k == "AskSaveWindow") return m_chkAskWindowAfterChase->isChecked() ? "1" : "0";
-    if (k == "AddDupilcateFiles") return m_chkDupilcateFiles->isChecked() ? "1" : "0";
+    if (k == "CompanyName")
+        return m_txtCompanyName->text();
+    if (k == "Address")
+        return m_txtAddress->text();
+    if (k == "City")
+        return m_txtCity->text();
+    if (k == "State")
+        return m_txtState->text();
+    if (k == "Zip")
+        return m_mskZip->text();
+    if (k == "Phone")
+        return m_mskPhone->text();
+    if (k == "Fax")
+        return m_mskFax->text();
+    if (k == "PrinterToUse")
+        return m_cboPrinterToUse->currentText();
+    if (k == "SecToWait")
+        return m_txtSecToPrint->text().isEmpty() ? "0" : m_txtSecToPrint->text();
+    if (k == "AddProfileSaveAsk")
+        return m_chkShowAddProfileAsk->isChecked() ? "1" : "0";
+    if (k == "AskSaveWindow")
+        return m_chkAskWindowAfterChase->isChecked() ? "1" : "0";
+    if (k == "AddDupilcateFiles")
+        return m_chkDupilcateFiles->isChecked() ? "1" : "0";
     return {};
 }
 
@@ -804,7 +827,8 @@ void frmMain::addFromSearch(bool byDate)
             if (answer != MessageAnswer::Ok)
                 return;
         }
-        const std::string today = settings::formatOptionDate(m_settings.today ? m_settings.today() : settings::localToday());
+        const std::string today =
+            settings::formatOptionDate(m_settings.today ? m_settings.today() : settings::localToday());
         auto day = [&](std::string_view key) {
             return browser::parseDay(
                 settings::ReadINI(m_settings, settings::kOptionsBaseName, settings::kOptionsSection, key, today));
@@ -917,8 +941,8 @@ void frmMain::startRun(app::RunScope scope)
         std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings, profile);
         app::CountRun run(*engine, prompter, app::RunControl{nullptr, &m_stop}, app::CurrencyFormat::fromEnvironment());
         run.progress = [this](const std::string& text) {
-            QMetaObject::invokeMethod(this, [this, text = QString::fromStdString(text)] { onProgressText(text); },
-                                      Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this, [this, text = QString::fromStdString(text)] { onProgressText(text); }, Qt::QueuedConnection);
         };
         const auto readProfile = [&](std::string_view key, std::string_view def) {
             return settings::ReadINI(settings, "Profiles", profile, key, def);
@@ -955,14 +979,20 @@ void frmMain::onProgressText(const QString& text)
 void frmMain::runEndedOnGuiThread(const app::RunResult& result)
 {
     m_lastRun = result;
+    // Rows go in in list order; sorting is switched off while they do, or
+    // each new row would move as it is added.
+    m_flexgrid->setSortingEnabled(false);
     m_flexgrid->setRowCount(int(result.rows.size()));
     for (int r = 0; r < int(result.rows.size()); ++r) {
         const app::ResultRow& row = result.rows[size_t(r)];
         QString name = QString::fromStdString(row.name);
         name.replace('\r', ' ');
-        auto* count = new QTableWidgetItem(QString::fromStdString(row.count));
+        const bool hasCount = !row.count.empty();
+        auto* count = new NumberItem(hasCount ? QString::fromStdString(app::shownCount(row.countValue)) : QString(),
+                                     hasCount ? row.countValue : 0);
+        count->setToolTip(QString::fromStdString(row.count)); // the full figure
         count->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        auto* amount = new QTableWidgetItem(QString::fromStdString(row.amount));
+        auto* amount = new NumberItem(QString::fromStdString(row.amount), row.amountValue.toDouble());
         amount->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
         m_flexgrid->setItem(r, 1, new QTableWidgetItem(name));
         m_flexgrid->setItem(r, 2, count);
@@ -970,6 +1000,7 @@ void frmMain::runEndedOnGuiThread(const app::RunResult& result)
         m_flexgrid->setItem(r, 4, new QTableWidgetItem(QString::fromStdString(row.path)));
     }
     m_flexgrid->resizeColumnsToContents();
+    m_flexgrid->setSortingEnabled(true);
     setBusy(false);
     m_lbltotalFiles->setText(QString::fromStdString(m_chase.counterText()));
     if (result.ending == app::RunEnding::Finished)
@@ -1012,9 +1043,9 @@ void frmMain::saveOptions()
     const bool blank = m_txtCompanyName->text().isEmpty() || m_txtAddress->text().isEmpty() ||
                        m_txtCity->text().isEmpty() || m_txtState->text().isEmpty() || m_mskZip->text().isEmpty() ||
                        m_mskFax->text().isEmpty() || m_mskPhone->text().isEmpty();
-    const MessageAnswer answer = m_prompter->show(
-        Message{"Save", blank ? "You Have Left Some Fields Blank, Would You Like To Continue Saving?" : "Save Company Info?",
-                MessageIcon::Question, MessageButtons::OkCancel});
+    const MessageAnswer answer = m_prompter->show(Message{
+        "Save", blank ? "You Have Left Some Fields Blank, Would You Like To Continue Saving?" : "Save Company Info?",
+        MessageIcon::Question, MessageButtons::OkCancel});
     if (answer != MessageAnswer::Ok)
         return;
     writeAllOptions();

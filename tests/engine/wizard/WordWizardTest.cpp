@@ -15,7 +15,9 @@ using qm::settings::test::writeBytes;
 
 namespace {
 
-const std::string ReportStart = "An Error Has Occurred, If This Error Keeps Occurring Please Contact Brennock \rError Message <<";
+const std::string ReportStart = "Quillmeter Could Not Finish This Step And Went On With The Rest. If This Error Keeps "
+                                "Occurring, Please Report It With The Message Below To Quillmeter Support.\rError "
+                                "Message <<";
 
 // A loader that reads the file as plain UTF-8 text, so the session can be
 // tested whichever readers are built.
@@ -93,12 +95,12 @@ TEST(WordWizard, FailuresAreReportedWithTheirTagsAndNeverThrown)
          {},
          "Error",
          ReportStart,
-         ">>\r-Closing Microsoft Word-"},
+         ">>\r-Closing The Document Engine-"},
         {"maximise without a session",
          [](WordWizard& w) { w.MaxWord(); },
          {},
          "ERROR",
-         "Err In opening Microsoft Word the counting engine has not been started err number=1",
+         "Err In Opening The Document Engine: the counting engine has not been started err number=1",
          ""},
     };
     for (const Case& c : cases) {

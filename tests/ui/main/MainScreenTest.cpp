@@ -310,7 +310,7 @@ private slots:
             {"9.0", "1", false}, {"8.0", "0", false}, {"Quillmeter engine " QM_VERSION, "1", false}};
         for (const auto& [version, verChk, warns] : cases)
             QVERIFY2(outdatedVersionWarning(version, verChk).has_value() == warns, version);
-        QVERIFY(outdatedVersionWarning("8.0a", "1")->startsWith("You Are Runing Microsoft(R) Word 97 8a,"));
+        QVERIFY(outdatedVersionWarning("8.0a", "1")->startsWith("The Document Engine In Use (Version 8a) Is Out Of Date"));
 
         setOption("VerChk", ""); // absent: the warning is still due
         const settings::SettingsContext context{m_folder};
