@@ -12,6 +12,10 @@
 #include "ui/main/frmChouseDatesRange.h"
 
 #include <QApplication>
+#include <QDropEvent>
+#include <QUrl>
+#include <QSettings>
+#include <QMimeData>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -88,7 +92,8 @@ frmMain::frmMain(MainScreenServices services, QWidget* parent)
     m_workerPrompter = std::make_unique<GuiThreadPrompter>(*m_prompter, this);
 
     setObjectName("frmMain");
-    setWindowTitle(applicationTitle() + " - " + tr("Count And Bill Typed Documents"));
+    m_baseTitle = applicationTitle() + " - " + tr("Count And Bill Typed Documents");
+    setWindowTitle(m_baseTitle);
 
     m_tabs = new QTabWidget;
     m_tabs->setObjectName("SSTab1");
@@ -116,6 +121,7 @@ frmMain::frmMain(MainScreenServices services, QWidget* parent)
     m_cmdClear->setEnabled(true);
     m_loading = false;
     resize(1180, 720);
+    restoreWindowState(); // the size and place the user left it in, when known
 }
 
 frmMain::~frmMain()
@@ -189,6 +195,8 @@ QWidget* frmMain::buildCountTab()
 
     auto* browserLayout = new QVBoxLayout(browser);
     auto* splitter = new QSplitter(Qt::Vertical);
+    splitter->setObjectName("browserSplitter");
+    m_browserSplitter = splitter;
     splitter->addWidget(m_folderList);
     auto* filesBox = new QWidget;
     auto* filesLayout = new QVBoxLayout(filesBox);
@@ -307,8 +315,16 @@ QWidget* frmMain::buildCountTab()
     m_lblFullPath->setObjectName("lblFullPath");
     m_lblFullPath->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_lblFullPath->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    // Files and folders dropped from a file manager join the list.
+    m_lstDofileList->viewport()->setAcceptDrops(true);
+    m_lstDofileList->viewport()->installEventFilter(this);
+    m_chkDropSubFolders = new QCheckBox(tr("Include Sub-Folders Of Dropped Folders"));
+    m_chkDropSubFolders->setObjectName("chkDropSubFolders");
+    m_chkDropSubFolders->setToolTip(tr("A folder dropped on the list, or named when the program starts, adds the "
+                                       "files of its sub-folders too"));
     auto* chaseLayout = new QVBoxLayout(chase);
     chaseLayout->addWidget(m_lstDofileList, 1);
+    chaseLayout->addWidget(m_chkDropSubFolders);
     auto* chaseInfo = new QHBoxLayout;
     chaseInfo->addWidget(m_lbltotalFiles);
     chaseInfo->addSpacing(16);
@@ -336,6 +352,8 @@ QWidget* frmMain::buildCountTab()
     resultsLayout->addWidget(m_flexgrid);
 
     auto* right = new QSplitter(Qt::Vertical);
+    right->setObjectName("resultsSplitter");
+    m_resultsSplitter = right;
     right->addWidget(chase);
     right->addWidget(results);
     right->setStretchFactor(0, 1);
@@ -915,8 +933,12 @@ void frmMain::showProgress(int done, int total)
 {
     if (total <= 0) {
         m_progress->hide();
+        setWindowTitle(m_baseTitle);
         return;
     }
+    // The title is what a taskbar shows of a window that is out of sight.
+    if (m_worker)
+        setWindowTitle(tr("Counting %1 of %2").arg(done).arg(total) + " - " + m_baseTitle);
     m_progress->setRange(0, total);
     m_progress->setValue(done);
     m_progress->show();
@@ -1069,6 +1091,8 @@ void frmMain::clearOptions()
 
 bool frmMain::eventFilter(QObject* watched, QEvent* event)
 {
+    if (dropEventFor(watched, event))
+        return true;
     if (watched == m_txtSecToPrint) {
         if (event->type() == QEvent::KeyPress) {
             const auto* key = static_cast<QKeyEvent*>(event);
@@ -1093,6 +1117,105 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event)
     return QMainWindow::eventFilter(watched, event);
 }
 
+bool frmMain::dropEventFor(QObject* watched, QEvent* event)
+{
+    if (watched != m_lstDofileList->viewport())
+        return false;
+    const auto localFiles = [](const QMimeData* mime) {
+        QStringList paths;
+        if (mime && mime->hasUrls())
+            for (const QUrl& url : mime->urls())
+                if (url.isLocalFile())
+                    paths << url.toLocalFile();
+        return paths;
+    };
+    switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove: {
+        auto* drag = static_cast<QDragMoveEvent*>(event);
+        if (!localFiles(drag->mimeData()).isEmpty() && !m_worker && !m_adding) {
+            drag->setDropAction(Qt::CopyAction);
+            drag->accept();
+        } else {
+            drag->ignore();
+        }
+        return true;
+    }
+    case QEvent::Drop: {
+        auto* drop = static_cast<QDropEvent*>(event);
+        const QStringList paths = localFiles(drop->mimeData());
+        if (paths.isEmpty())
+            return false;
+        drop->setDropAction(Qt::CopyAction);
+        drop->accept();
+        addPaths(paths);
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+void frmMain::addPaths(const QStringList& paths)
+{
+    if (m_adding || m_worker || paths.isEmpty())
+        return;
+    beginAdd();
+    try {
+        const browser::FilePattern pattern(toStdString(m_cboFiletype->currentText().trimmed()));
+        for (const QString& text : paths) {
+            if (m_stop.isSet())
+                break;
+            const fs::path path = fs::absolute(toStdString(text));
+            std::error_code error;
+            if (fs::is_directory(path, error)) {
+                if (m_chkDropSubFolders->isChecked()) {
+                    m_chase.addFromSearch(path, pattern, std::nullopt, duplicates(), *m_prompter, addControl());
+                } else {
+                    const std::vector<std::string> names = browser::listFiles(path, pattern, error);
+                    if (error)
+                        m_prompter->show(errorReport(path.string() + ": " + error.message(), "-Path Selection-"));
+                    else
+                        m_chase.addFiles(path, names, nullptr, duplicates(), *m_prompter, addControl());
+                }
+            } else if (fs::is_regular_file(path, error)) {
+                m_chase.addFiles(path.parent_path(), {path.filename().string()}, nullptr, duplicates(), *m_prompter,
+                                 addControl());
+            }
+        }
+    } catch (const std::exception& e) {
+        m_prompter->show(errorReport(e.what()));
+    }
+    endAdd();
+}
+
+// The window's size, place and splitters are the desktop's business, not
+// the options': they live in a file of their own in the settings folder.
+static QString windowStateFile(const settings::SettingsContext& settings)
+{
+    return QString::fromStdString((settings.folder / "Window.ini").string());
+}
+
+void frmMain::restoreWindowState()
+{
+    QSettings stored(windowStateFile(m_settings), QSettings::IniFormat);
+    if (stored.contains("geometry"))
+        restoreGeometry(stored.value("geometry").toByteArray());
+    m_browserSplitter->restoreState(stored.value("browserSplitter").toByteArray());
+    m_resultsSplitter->restoreState(stored.value("resultsSplitter").toByteArray());
+    m_chkDropSubFolders->setChecked(stored.value("dropSubFolders", false).toBool());
+}
+
+void frmMain::saveWindowState()
+{
+    QSettings stored(windowStateFile(m_settings), QSettings::IniFormat);
+    stored.setValue("geometry", saveGeometry());
+    stored.setValue("browserSplitter", m_browserSplitter->saveState());
+    stored.setValue("resultsSplitter", m_resultsSplitter->saveState());
+    stored.setValue("dropSubFolders", m_chkDropSubFolders->isChecked());
+    stored.sync();
+}
+
 void frmMain::closeEvent(QCloseEvent* event)
 {
     if (m_worker || m_adding) {
@@ -1105,6 +1228,7 @@ void frmMain::closeEvent(QCloseEvent* event)
     }
     settings::WriteINI(m_settings, settings::kOptionsBaseName, settings::kOptionsSection, "ProfileToUse",
                        toStdString(m_cboProfile->currentText()));
+    saveWindowState();
     event->accept();
 }
 

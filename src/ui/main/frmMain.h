@@ -33,6 +33,9 @@ class QTableWidget;
 class QThread;
 class QTreeView;
 
+class QSplitter;
+class QCheckBox;
+
 namespace qm::ui {
 
 class BusyAnimation;
@@ -109,6 +112,13 @@ public:
     void RefreshPrinterList();
     void setPrinterList(PrinterList printers);
 
+    /// Adds files and folders as the Add buttons do, with the same limits
+    /// and messages: a file as it is, a folder through the folder search
+    /// with the file type shown (its sub-folders too when "Include
+    /// Sub-Folders" is ticked). Dropped paths and those given on the
+    /// command line come here.
+    void addPaths(const QStringList& paths);
+
 public slots:
     void startRun(app::RunScope scope = app::RunScope::AllEntries);
     void stop();
@@ -136,6 +146,8 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
+    /// Drag and drop of files onto the Chase List; true when it took the event.
+    bool dropEventFor(QObject* watched, QEvent* event);
 
 private:
     QWidget* buildCountTab();
@@ -176,6 +188,12 @@ private:
     QThread* m_worker = nullptr;
     bool m_adding = false;
     bool m_closeWhenIdle = false;
+    QString m_baseTitle;
+    QSplitter* m_browserSplitter = nullptr;
+    QSplitter* m_resultsSplitter = nullptr;
+    QCheckBox* m_chkDropSubFolders = nullptr;
+    void restoreWindowState();
+    void saveWindowState();
     bool m_loading = true;
     std::filesystem::path m_folder;
 

@@ -39,6 +39,7 @@ int main(int argc, char** argv)
     screenshotDocuments.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(screenshotDir);
     parser.addOption(screenshotDocuments);
+    parser.addPositionalArgument("files", "Documents and folders to put in the Chase List.", "[FILE...]");
     parser.process(app);
 
     std::optional<std::filesystem::path> explicitFolder;
@@ -63,6 +64,9 @@ int main(int argc, char** argv)
         qm::RecordingPrompter quiet;
         const qm::engine::WordWizard wizard(quiet);
         qm::ui::runVersionCheck(services.settings, wizard.versionText(), mainScreen->askMsgBox(), mainScreen.get());
+        // Files opened with the program (a file manager's "Open With", the
+        // menu entry's %F) join the Chase List as a drop would.
+        mainScreen->addPaths(parser.positionalArguments());
     });
     const int status = app.exec();
     mainScreen.reset();

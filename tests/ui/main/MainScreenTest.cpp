@@ -6,6 +6,10 @@
 #include "ui/main/frmMain.h"
 
 #include <QCheckBox>
+#include <QUrl>
+#include <QApplication>
+#include <QDropEvent>
+#include <QMimeData>
 #include <QComboBox>
 #include <QFile>
 #include <QFocusEvent>
@@ -19,6 +23,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <chrono>
+#include <fstream>
 #include <filesystem>
 #include <thread>
 
@@ -220,6 +225,7 @@ private slots:
         screen->refreshChaseList();
         child<QPushButton>(*screen, "CmdStart")->click();
         QTRY_VERIFY(child<QLabel>(*screen, "lbltotalFiles")->text().startsWith("Files To Count:2 of 10"));
+        QTRY_VERIFY(screen->windowTitle().startsWith("Counting 2 of 10 - "));
         child<QPushButton>(*screen, "cmdStop")->click();
         QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, 30000);
         const auto result = ended.at(0).at(0).value<app::RunResult>();
@@ -228,6 +234,64 @@ private slots:
         QCOMPARE(child<QTableWidget>(*screen, "flexgrid")->rowCount(), 2);
         QCOMPARE(finished.count(), 0);
         QVERIFY(child<QTabWidget>(*screen, "SSTab1")->isEnabled());
+        QVERIFY(!screen->windowTitle().startsWith("Counting"));
+    }
+
+    // Files and folders dropped on the Chase List are added as the Add
+    // buttons add them: a file as it is, a folder's files of the shown type,
+    // its sub-folders only when the box is ticked, duplicates refused.
+    void droppedFilesAndFoldersJoinTheList()
+    {
+        fs::create_directories(m_folder / "more/sub");
+        std::ofstream(m_folder / "more/a.txt") << "a";
+        std::ofstream(m_folder / "more/skip.pdf") << "%PDF";
+        std::ofstream(m_folder / "more/sub/b.rtf") << "{\\rtf1 b}";
+        auto screen = makeScreen();
+        auto* list = child<QListWidget>(*screen, "lstDofileList");
+        const auto drop = [&](std::initializer_list<fs::path> paths) {
+            QList<QUrl> urls;
+            for (const fs::path& p : paths)
+                urls << QUrl::fromLocalFile(QString::fromStdString(p.string()));
+            QMimeData mime;
+            mime.setUrls(urls);
+            const QPoint at = list->viewport()->rect().center();
+            QDragEnterEvent enter(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(list->viewport(), &enter);
+            QVERIFY(enter.isAccepted());
+            QDropEvent dropped(QPointF(at), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(list->viewport(), &dropped);
+            QVERIFY(dropped.isAccepted());
+        };
+        drop({documents() / "cardiology-letter.docx"});
+        QCOMPARE(list->count(), 1);
+        drop({documents(), m_folder / "more"}); // the profile's type: .doc .rtf .txt .odt, no sub-folders
+        QCOMPARE(list->count(), 6);
+        child<QCheckBox>(*screen, "chkDropSubFolders")->setChecked(true);
+        drop({m_folder / "more"}); // a.txt is already there
+        QCOMPARE(list->count(), 7);
+        QCOMPARE(list->item(6)->text(), QString("b.rtf"));
+        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:7"));
+        QVERIFY(m_prompter.messages.empty());
+    }
+
+    // The window's size and splitters come back at the next start, from a
+    // file of their own, not from Options.ini.
+    void windowPlaceIsRemembered()
+    {
+        {
+            auto screen = makeScreen();
+            screen->show();
+            screen->resize(1111, 666);
+            QTRY_COMPARE(screen->size(), QSize(1111, 666));
+            child<QCheckBox>(*screen, "chkDropSubFolders")->setChecked(true);
+            QVERIFY(screen->close());
+        }
+        QVERIFY(fs::exists(m_folder / "Window.ini"));
+        QCOMPARE(option("geometry"), std::string("<absent>"));
+        auto screen = makeScreen();
+        screen->show();
+        QTRY_COMPARE(screen->size(), QSize(1111, 666));
+        QVERIFY(child<QCheckBox>(*screen, "chkDropSubFolders")->isChecked());
     }
 
     // The seconds box's key and range rules, and Save writing the options.
