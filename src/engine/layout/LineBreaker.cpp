@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace qm::engine::layout {
 
@@ -12,10 +13,55 @@ namespace {
 // measured in floating point, is not pushed to the next line.
 constexpr double Slack = 1e-6;
 
-bool isIdeograph(char16_t c)
+// East Asian text breaks between any two of its characters: Han
+// ideographs (with the compatibility ideographs and, behind lead surrogates
+// D840-D8BF, the supplementary planes' extensions), kana, Bopomofo, the CJK
+// symbols and punctuation and the full-width and half-width forms. Hangul is
+// not among them: Korean is written with spaces and Word wraps it at them.
+bool isEastAsianBreakable(char16_t c)
 {
-    return (c >= 0x3040 && c <= 0x30FF) || (c >= 0x3400 && c <= 0x9FFF) || (c >= 0xF900 && c <= 0xFAFF);
+    return (c >= 0x2E80 && c <= 0x2FDF)     // CJK and Kangxi radicals
+           || (c >= 0x3000 && c <= 0x30FF)  // CJK symbols and punctuation, kana
+           || (c >= 0x3100 && c <= 0x312F)  // Bopomofo
+           || (c >= 0x31A0 && c <= 0x31FF)  // Bopomofo extended, CJK strokes, small kana
+           || (c >= 0x3400 && c <= 0x4DBF)  // CJK extension A
+           || (c >= 0x4E00 && c <= 0x9FFF)  // CJK unified ideographs
+           || (c >= 0xF900 && c <= 0xFAFF)  // CJK compatibility ideographs
+           || (c >= 0xFE30 && c <= 0xFE4F)  // CJK compatibility forms
+           || (c >= 0xFF01 && c <= 0xFF60)  // full-width forms
+           || (c >= 0xFF61 && c <= 0xFF9F); // half-width punctuation and kana
 }
+
+bool isSupplementaryIdeographLead(char16_t c) { return c >= 0xD840 && c <= 0xD8BF; }
+
+// Word's default first- and last-character rules for East Asian lines
+// (kinsoku), which apply unless a paragraph turns them off: the Japanese
+// defaults that ECMA-376 Part 1, 17.3.1.16 (kinsoku) lists, which hold the
+// Chinese defaults' everyday characters too. They decide only where East
+// Asian text may break; Latin text keeps its own rules.
+constexpr std::u16string_view NotLineStart = u"!%),.:;?]}\u00A2\u00B0\u2019\u201D\u2030\u2032\u2033\u2103"
+                                             u"\u3001\u3002\u3005\u3009\u300B\u300D\u300F\u3011\u3015"
+                                             u"\u309B\u309C\u309D\u309E\u30FB\u30FD\u30FE"
+                                             u"\uFF01\uFF05\uFF09\uFF0C\uFF0E\uFF1A\uFF1B\uFF1F\uFF3D\uFF5D"
+                                             u"\uFF61\uFF63\uFF64\uFF65\uFF9E\uFF9F\uFFE0";
+constexpr std::u16string_view NotLineEnd = u"$([\\{\u00A3\u00A5\u2018\u201C\u3008\u300A\u300C\u300E\u3010\u3014"
+                                           u"\uFF04\uFF08\uFF3B\uFF5B\uFF62\uFFE1\uFFE5";
+
+bool cannotStartLine(char16_t c) { return NotLineStart.find(c) != std::u16string_view::npos; }
+bool cannotEndLine(char16_t c) { return NotLineEnd.find(c) != std::u16string_view::npos; }
+
+} // namespace
+
+bool hangsPastMargin(char16_t c)
+{
+    // Word lets the ideographic comma and full stop (and their full-width
+    // Latin twins) hang past the right margin rather than move a character
+    // with them to the next line: "Allow hanging punctuation", on unless a
+    // paragraph turns it off (ECMA-376 Part 1, 17.3.1.21 overflowPunct).
+    return c == 0x3001 || c == 0x3002 || c == 0xFF0C || c == 0xFF0E;
+}
+
+namespace {
 
 bool isLetterOrDigit(char16_t c)
 {
@@ -36,13 +82,18 @@ bool breakAllowedAfter(char16_t previous, char16_t c, char16_t next)
     case 0x2013: // en dash
     case 0x2014: // em dash
         return next != Ch::Space && next != Ch::NoBreakSpace;
-    default:
-        return isIdeograph(c) || isIdeograph(next);
+    default: break;
     }
+    if (c >= 0xD800 && c <= 0xDBFF)
+        return false; // never inside a surrogate pair
+    const bool here = isEastAsianBreakable(c) || (c >= 0xDC00 && c <= 0xDFFF && isSupplementaryIdeographLead(previous));
+    const bool there = isEastAsianBreakable(next) || isSupplementaryIdeographLead(next);
+    // Between East Asian characters, or where a Latin word meets one, unless
+    // the kinsoku rules keep the pair together.
+    return (here || there) && !cannotEndLine(c) && !cannotStartLine(next);
 }
 
-LineBreaker::LineBreaker(const Document& document, TextMeasurer& measurer)
-    : m_document(document), m_measurer(measurer)
+LineBreaker::LineBreaker(const Document& document, TextMeasurer& measurer) : m_document(document), m_measurer(measurer)
 {
 }
 
@@ -102,8 +153,7 @@ double LineBreaker::tabWidth(size_t index, double x, double limit, const ParaFor
     return std::max(0.0, target - x);
 }
 
-void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf,
-                             double limit)
+void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf, double limit)
 {
     double ascent = 0, descent = 0;
     double blankAscent = 0, blankDescent = 0;
@@ -114,8 +164,8 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
         const Item& it = m_items[k];
         if (it.hidden)
             continue;
-        const bool mark = it.c == Ch::ParagraphMark || it.c == Ch::CellEnd ||
-                          (it.c == Ch::PageBreak && k + 1 == m_items.size());
+        const bool mark =
+            it.c == Ch::ParagraphMark || it.c == Ch::CellEnd || (it.c == Ch::PageBreak && k + 1 == m_items.size());
         // The paragraph mark gives the line its height only when nothing
         // else on the line does (an empty paragraph): a TOC line of Arial
         // 10 pt ending in a Calibri 11 pt mark is 11.5 pt high on Word's pages.
@@ -171,15 +221,9 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
     const double natural = ascent + descent;
     double height = natural;
     switch (pf.lineRule) {
-    case LineRule::Auto:
-        height = natural * std::max(1, pf.lineSpacing) / 240.0;
-        break;
-    case LineRule::AtLeast:
-        height = std::max(natural, static_cast<double>(pf.lineSpacing));
-        break;
-    case LineRule::Exact:
-        height = std::abs(pf.lineSpacing);
-        break;
+    case LineRule::Auto: height = natural * std::max(1, pf.lineSpacing) / 240.0; break;
+    case LineRule::AtLeast: height = std::max(natural, static_cast<double>(pf.lineSpacing)); break;
+    case LineRule::Exact: height = std::abs(pf.lineSpacing); break;
     }
     // Extra leading of multiple spacing lies above the text, as Word draws it.
     line.ascent = height - descent;
@@ -225,8 +269,7 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
             case Ch::ColumnBreak:
             case Ch::Tab:
             case Ch::Anchor:
-            case Ch::OptionalHyphen:
-                break;
+            case Ch::OptionalHyphen: break;
             case Ch::Object: {
                 const int32_t obj = m_document.charFormats[format].objectIndex;
                 if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() &&
@@ -242,12 +285,8 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
                 it.w = digits * m_measurer.width(u'1', format);
                 break;
             }
-            case Ch::NonBreakingHyphen:
-                it.w = m_measurer.width(u'-', format);
-                break;
-            default:
-                it.w = m_measurer.width(it.c, format);
-                break;
+            case Ch::NonBreakingHyphen: it.w = m_measurer.width(u'-', format); break;
+            default: it.w = m_measurer.width(it.c, format); break;
             }
         }
         m_items.push_back(it);
@@ -320,6 +359,13 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
                 it.w = tabWidth(j, x, limit, pf);
                 x += it.w;
                 anyContent = true;
+                lastBreak = j;
+                lastVisible = c;
+                continue;
+            }
+            if (hangsPastMargin(c) && anyContent && x + it.w > limit + Slack && x <= limit + Slack) {
+                // Hanging punctuation stays on the full line; the line ends after it.
+                x += it.w;
                 lastBreak = j;
                 lastVisible = c;
                 continue;

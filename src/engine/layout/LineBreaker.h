@@ -31,8 +31,7 @@ private:
 
     double nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const;
     double tabWidth(size_t index, double x, double limit, const ParaFormat& pf);
-    void finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf,
-                    double limit);
+    void finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf, double limit);
 
     const Document& m_document;
     TextMeasurer& m_measurer;
@@ -40,7 +39,11 @@ private:
 };
 
 /// Whether Word may end a line after character `c`, between `previous` and
-/// `next` (a hyphen inside a word, dashes, ideographs).
+/// `next` (a hyphen inside a word, dashes, East Asian characters within the
+/// first- and last-character rules).
 bool breakAllowedAfter(char16_t previous, char16_t c, char16_t next);
+
+/// Punctuation that may hang past the right margin at a line's end.
+bool hangsPastMargin(char16_t c);
 
 } // namespace qm::engine::layout

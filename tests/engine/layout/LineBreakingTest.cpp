@@ -154,3 +154,32 @@ TEST(LineBreaking, HiddenTextTakesNoRoom)
     EXPECT_EQ(r.lineCount(), 1); // the hidden paragraph has no line at all
     EXPECT_NEAR(r.pages[0].lines[0].width, 9 * Mono, 0.01);
 }
+
+// East Asian lines, worked out from the advances: the text area holds ten
+// Courier New 10 pt characters (1200 twips and a little), and an ideograph
+// or kana, from the CJK fallback face, is a full em of 10 pt (200 twips), so
+// six of them fill a line. Breaks fall between any two East Asian
+// characters except where Word's default first- and last-character rules
+// forbid them; a Latin word among them stays whole.
+TEST(LineBreaking, EastAsianTextBreaksBetweenCharactersWithinTheKinsokuRules)
+{
+    struct Case {
+        const char* what;
+        std::u16string text;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {"six ideographs to a line", u"一二三四五六七八九十", {"一二三四五六", "七八九十"}},
+        {"kana like ideographs", u"ひらがなとカタカナです", {"ひらがなとカ", "タカナです"}},
+        {"a closing bracket never begins a line: it takes the character before with it",
+         u"一二三四五六」七八", {"一二三四五", "六」七八"}},
+        {"an opening bracket never ends a line", u"一二三四五「六七八", {"一二三四五", "「六七八"}},
+        {"the ideographic full stop hangs past the margin", u"一二三四五六。七八", {"一二三四五六。", "七八"}},
+        {"a small tsu may begin a line (not in Word's standard set)", u"一二三四五六っ七", {"一二三四五六", "っ七"}},
+        {"a Latin word among ideographs stays whole", u"一二三四ABCD五六", {"一二三四", "ABCD五六"}},
+        {"Latin text keeps breaking at its spaces", u"aaaa bbbbbb一二", {"aaaa ", "bbbbbb一二"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(breakOne(c.text, 10), c.lines);
+    }
+}

@@ -115,8 +115,8 @@ private slots:
         auto screen = makeScreen();
         QVERIFY(screen->setBrowserFolder(QString::fromStdString(documents().string())));
         auto* files = child<QListWidget>(*screen, "File1");
-        QCOMPARE(files->count(), 5);
-        QCOMPARE(child<QLabel>(*screen, "lblTotalInFolder")->text(), QString("Total Files:5"));
+        QCOMPARE(files->count(), 7);
+        QCOMPARE(child<QLabel>(*screen, "lblTotalInFolder")->text(), QString("Total Files:7"));
 
         files->item(0)->setSelected(true);
         files->item(2)->setSelected(true);
@@ -135,13 +135,13 @@ private slots:
         QVERIFY(shown("Please Select A File To Add From The File List"));
 
         child<QPushButton>(*screen, "cmdInsertAll")->click();
-        QCOMPARE(chase->count(), 5);
+        QCOMPARE(chase->count(), 7);
 
         // Removing non-adjacent entries keeps each name beside its path.
         chase->item(1)->setSelected(true);
         chase->item(3)->setSelected(true);
         child<QPushButton>(*screen, "cmdRemoveFile")->click();
-        QCOMPARE(chase->count(), 3);
+        QCOMPARE(chase->count(), 5);
         for (int i = 0; i < chase->count(); ++i)
             QVERIFY(paths->item(i)->text().endsWith("/" + chase->item(i)->text()));
 
@@ -176,7 +176,7 @@ private slots:
         // OK goes on with today as the range: the copies were made today.
         m_prompter.answers = {MessageAnswer::Ok};
         child<QPushButton>(*screen, "cmdAddSubFolderByDate")->click();
-        QCOMPARE(child<QListWidget>(*screen, "lstDofileList")->count(), 5);
+        QCOMPARE(child<QListWidget>(*screen, "lstDofileList")->count(), 7);
         QVERIFY(child<QTabWidget>(*screen, "SSTab1")->isEnabled());
         QVERIFY(child<QFrame>(*screen, "FrameStop")->isHidden());
     }
@@ -195,7 +195,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 120000);
 
         auto* grid = child<QTableWidget>(*screen, "flexgrid");
-        QCOMPARE(grid->rowCount(), 5);
+        QCOMPARE(grid->rowCount(), 7);
         QCOMPARE(grid->columnCount(), 5);
         for (int r = 0; r < grid->rowCount(); ++r) {
             QVERIFY(grid->item(r, 2)->text().toDouble() > 0);
@@ -206,7 +206,7 @@ private slots:
         QCOMPARE(finished.at(0).at(0).value<app::RunResult>().unitLabel, std::string("Lines"));
         QVERIFY(child<QTabWidget>(*screen, "SSTab1")->isEnabled());
         QVERIFY(child<QFrame>(*screen, "FrameStop")->isHidden());
-        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:5"));
+        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:7"));
         QVERIFY(m_prompter.messages.empty());
     }
 
@@ -264,13 +264,13 @@ private slots:
         };
         drop({documents() / "cardiology-letter.docx"});
         QCOMPARE(list->count(), 1);
-        drop({documents(), m_folder / "more"}); // the profile's type: .doc .rtf .txt .odt, no sub-folders
-        QCOMPARE(list->count(), 6);
+        drop({documents(), m_folder / "more"}); // seven samples less the one already there, and a.txt; no sub-folders
+        QCOMPARE(list->count(), 8);
         child<QCheckBox>(*screen, "chkDropSubFolders")->setChecked(true);
         drop({m_folder / "more"}); // a.txt is already there
-        QCOMPARE(list->count(), 7);
-        QCOMPARE(list->item(6)->text(), QString("b.rtf"));
-        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:7"));
+        QCOMPARE(list->count(), 9);
+        QCOMPARE(list->item(8)->text(), QString("b.rtf"));
+        QCOMPARE(child<QLabel>(*screen, "lbltotalFiles")->text(), QString("Files To Count:9"));
         QVERIFY(m_prompter.messages.empty());
     }
 
