@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <condition_variable>
 #include <deque>
 #include <future>
 #include <mutex>
 #include <stdexcept>
+#include <thread>
 
 namespace qm::app {
 
@@ -202,6 +204,8 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
             Pending pending = std::move(inFlight.front());
             inFlight.pop_front();
             Outcome outcome = pending.outcome.get();
+            if (outcome.skipped)
+                return;
             for (const Message& m : outcome.messages)
                 m_prompter.show(m);
             if (!outcome.opened) {
@@ -212,6 +216,12 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
             }
         };
         const auto countOn = [&](const ChaseList::Entry& entry, const std::string& path) {
+            // A document still waiting when Stop is pressed is not begun.
+            if (workers.size() > 1 && m_control.stopRequested()) {
+                Outcome skipped;
+                skipped.skipped = true;
+                return skipped;
+            }
             Worker* worker = nullptr;
             {
                 const std::lock_guard lock(idleMutex);
@@ -239,6 +249,46 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
             return outcome;
         };
 
+        // Threads that live for the whole run take the documents in turn;
+        // a thread per document would map and unmap a stack each time.
+        std::mutex queueMutex;
+        std::condition_variable queueReady;
+        std::deque<std::packaged_task<Outcome()>> queue;
+        bool closing = false;
+        std::vector<std::jthread> threads;
+        struct Closer {
+            std::mutex& mutex;
+            std::condition_variable& ready;
+            bool& closing;
+            ~Closer()
+            {
+                {
+                    const std::lock_guard lock(mutex);
+                    closing = true;
+                }
+                ready.notify_all();
+            }
+        };
+        if (workers.size() > 1)
+            for (size_t i = 0; i < workers.size(); ++i)
+                threads.emplace_back([&] {
+                    for (;;) {
+                        std::packaged_task<Outcome()> task;
+                        {
+                            std::unique_lock lock(queueMutex);
+                            queueReady.wait(lock, [&] { return closing || !queue.empty(); });
+                            if (queue.empty())
+                                return;
+                            task = std::move(queue.front());
+                            queue.pop_front();
+                        }
+                        task();
+                    }
+                });
+        // Declared after the threads, so it is undone first: the threads are
+        // told to end before they are joined.
+        const Closer closer{queueMutex, queueReady, closing};
+
         result.ending = RunEnding::Finished;
         try {
             for (size_t index = 0; index < list.size(); ++index) {
@@ -265,9 +315,12 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                     inFlight.push_back({path, done.get_future()});
                     commitOldest();
                 } else {
-                    // At most one document in flight per engine: memory stays
-                    // bounded by them, whatever the list's length.
-                    while (inFlight.size() >= workers.size())
+                    // A few documents queued per engine, so an engine that
+                    // finishes a short document while a long one holds the
+                    // oldest row takes the next at once. Only the documents
+                    // being counted are in memory; a queued one is a path
+                    // and a finished one a row.
+                    while (inFlight.size() >= 8 * workers.size())
                         commitOldest();
                     // Stop pressed while waiting: the documents begun finish,
                     // no other begins.
@@ -275,7 +328,13 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                         result.ending = RunEnding::Stopped;
                         break;
                     }
-                    inFlight.push_back({path, std::async(std::launch::async, countOn, std::cref(entry), path)});
+                    std::packaged_task<Outcome()> task([&countOn, &entry, path] { return countOn(entry, path); });
+                    inFlight.push_back({path, task.get_future()});
+                    {
+                        const std::lock_guard lock(queueMutex);
+                        queue.push_back(std::move(task));
+                    }
+                    queueReady.notify_one();
                 }
                 if (m_control.stopRequested()) {
                     result.ending = RunEnding::Stopped;
@@ -284,6 +343,10 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
             }
             while (!inFlight.empty())
                 commitOldest();
+            // Stop pressed while the last documents were counted ends the run
+            // as Stop after the last document does on one thread.
+            if (result.ending == RunEnding::Finished && m_control.stopRequested())
+                result.ending = RunEnding::Stopped;
         } catch (...) {
             // Every document begun finishes before the run reports its failure.
             for (Pending& pending : inFlight)

@@ -121,6 +121,7 @@ private:
     /// What counting one document gave: whether it opened, and its row
     /// (none for a unit that measures nothing).
     struct Outcome {
+        bool skipped = false; ///< Stop came before the document was begun
         bool opened = false;
         std::optional<ResultRow> row;
         std::string unitLabel;

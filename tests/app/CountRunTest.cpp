@@ -348,7 +348,33 @@ TEST(CountRunJobs, SeveralThreadsGiveTheRowsAndMessagesOfOne)
     RecordingPrompter onePrompter, threePrompter;
     const RunResult one = runWith(1, onePrompter);
     const RunResult three = runWith(3, threePrompter);
+
+    // Stop pressed while d3 is counted: the documents begun finish, none
+    // waiting is begun, and the rows are the list's first ones, in order.
+    RecordingPrompter stopPrompter;
+    StopFlag stop;
+    SizeEngine own(stopPrompter);
+    CountRun stopped(own, stopPrompter, RunControl{nullptr, &stop});
+    stopped.setJobs(3, [&](Prompter& p) {
+        struct StoppingEngine : SizeEngine {
+            StoppingEngine(Prompter& p, StopFlag& s) : SizeEngine(p), stop(s) {}
+            bool openJustDoc(const std::string& path, bool readOnly) override
+            {
+                if (path.ends_with("d3.doc"))
+                    stop.set();
+                return SizeEngine::openJustDoc(path, readOnly);
+            }
+            StopFlag& stop;
+        };
+        return std::make_unique<StoppingEngine>(p, stop);
+    });
+    const RunResult partial = stopped.run(list, "Demo", profile);
     fs::remove_all(folder);
+    EXPECT_EQ(partial.ending, RunEnding::Stopped);
+    EXPECT_GE(partial.rows.size(), 4u);
+    EXPECT_LT(partial.rows.size(), 11u);
+    for (size_t i = 0; i < partial.rows.size(); ++i)
+        EXPECT_EQ(partial.rows[i].path, one.rows[i].path) << i;
 
     ASSERT_EQ(one.rows.size(), 11u);
     EXPECT_EQ(one.rows[5].count, "7"); // d6.doc: d5.bad is left out
