@@ -5,7 +5,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <condition_variable>
+#include <deque>
+#include <future>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 
 namespace qm::app {
 
@@ -148,39 +153,209 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
         if (!bill)
             throw ProfileValueError();
         result.billAmount = *bill;
-        m_engine.OpenWord(false);
-        result.ending = RunEnding::Finished;
-        for (size_t index = 0; index < list.size(); ++index) {
-            m_control.pump();
-            const ChaseList::Entry& entry = list[index];
-            if (scope == RunScope::SelectedEntries && !entry.selected)
-                continue;
-            showProgress("Files To Count:" + std::to_string(index + 1) + " of " + std::to_string(list.size()));
-            const std::string path = trimmed(entry.path);
-            if (documentStarted)
-                documentStarted(index, list.size(), path);
-            if (!browser::fileExists(path)) {
-                m_prompter.show(Message{"File Not Found",
-                                        "File:" + path + "\rNo Longer Exists. Traversing Will Now Stop.",
-                                        MessageIcon::Critical, MessageButtons::Ok});
-                if (m_control.stop)
-                    m_control.stop->set();
-                result.ending = RunEnding::Stopped;
-                break;
-            }
-            if (m_engine.openJustDoc(path, true)) {
-                ChaseList::Entry measured = entry;
-                measured.path = path;
-                measureDocument(measured, profileName, profile, result);
-                m_engine.CloseDocument();
-            } else {
-                result.unopened.push_back(path);
-            }
-            if (m_control.stopRequested()) {
-                result.ending = RunEnding::Stopped;
-                break;
+        // One engine per thread. On one thread it is the run's own engine; on
+        // several, each engine reports to a prompter that holds its messages
+        // until the document's row is taken, so messages come in list order.
+        struct Worker {
+            CountingEngine* engine = nullptr;
+            std::unique_ptr<RecordingPrompter> held;
+            std::unique_ptr<CountingEngine> owned;
+        };
+        std::vector<Worker> workers;
+        if (m_jobs > 1 && m_makeEngine) {
+            for (unsigned i = 0; i < m_jobs; ++i) {
+                Worker w;
+                w.held = std::make_unique<RecordingPrompter>();
+                w.owned = m_makeEngine(*w.held);
+                if (!w.owned)
+                    break;
+                w.engine = w.owned.get();
+                workers.push_back(std::move(w));
             }
         }
+        if (workers.size() < 2) {
+            workers.clear();
+            workers.push_back(Worker{&m_engine, nullptr, nullptr});
+        }
+        // The run's own engine opens and closes its session as on one
+        // thread, whether or not it counts.
+        m_engine.OpenWord(false);
+        std::vector<Worker*> idle;
+        for (Worker& w : workers) {
+            if (w.owned)
+                w.owned->OpenWord(false);
+            idle.push_back(&w);
+        }
+        std::mutex idleMutex;
+        const auto closeWorkers = [&] {
+            for (Worker& w : workers)
+                if (w.owned)
+                    w.owned->CompleteClose();
+        };
+
+        struct Pending {
+            std::string path;
+            std::future<Outcome> outcome;
+        };
+        std::deque<Pending> inFlight;
+        // Documents are taken in list order, so the oldest one begun is the
+        // next row; waiting for it keeps the rows in order whatever finishes first.
+        const auto commitOldest = [&] {
+            Pending pending = std::move(inFlight.front());
+            inFlight.pop_front();
+            Outcome outcome = pending.outcome.get();
+            if (outcome.skipped)
+                return;
+            for (const Message& m : outcome.messages)
+                m_prompter.show(m);
+            if (!outcome.opened) {
+                result.unopened.push_back(pending.path);
+            } else if (outcome.row) {
+                result.unitLabel = outcome.unitLabel;
+                result.rows.push_back(std::move(*outcome.row));
+            }
+        };
+        const auto countOn = [&](const ChaseList::Entry& entry, const std::string& path) {
+            // A document still waiting when Stop is pressed is not begun.
+            if (workers.size() > 1 && m_control.stopRequested()) {
+                Outcome skipped;
+                skipped.skipped = true;
+                return skipped;
+            }
+            Worker* worker = nullptr;
+            {
+                const std::lock_guard lock(idleMutex);
+                worker = idle.back();
+                idle.pop_back();
+            }
+            const auto release = [&] {
+                const std::lock_guard lock(idleMutex);
+                idle.push_back(worker);
+            };
+            Outcome outcome;
+            try {
+                outcome = countDocument(*worker->engine, entry, path, profileName, profile, result.billAmount);
+            } catch (...) {
+                if (worker->held)
+                    worker->held->messages.clear();
+                release();
+                throw;
+            }
+            if (worker->held) {
+                outcome.messages = std::move(worker->held->messages);
+                worker->held->messages.clear();
+            }
+            release();
+            return outcome;
+        };
+
+        // Threads that live for the whole run take the documents in turn;
+        // a thread per document would map and unmap a stack each time.
+        std::mutex queueMutex;
+        std::condition_variable queueReady;
+        std::deque<std::packaged_task<Outcome()>> queue;
+        bool closing = false;
+        std::vector<std::jthread> threads;
+        struct Closer {
+            std::mutex& mutex;
+            std::condition_variable& ready;
+            bool& closing;
+            ~Closer()
+            {
+                {
+                    const std::lock_guard lock(mutex);
+                    closing = true;
+                }
+                ready.notify_all();
+            }
+        };
+        if (workers.size() > 1)
+            for (size_t i = 0; i < workers.size(); ++i)
+                threads.emplace_back([&] {
+                    for (;;) {
+                        std::packaged_task<Outcome()> task;
+                        {
+                            std::unique_lock lock(queueMutex);
+                            queueReady.wait(lock, [&] { return closing || !queue.empty(); });
+                            if (queue.empty())
+                                return;
+                            task = std::move(queue.front());
+                            queue.pop_front();
+                        }
+                        task();
+                    }
+                });
+        // Declared after the threads, so it is undone first: the threads are
+        // told to end before they are joined.
+        const Closer closer{queueMutex, queueReady, closing};
+
+        result.ending = RunEnding::Finished;
+        try {
+            for (size_t index = 0; index < list.size(); ++index) {
+                m_control.pump();
+                const ChaseList::Entry& entry = list[index];
+                if (scope == RunScope::SelectedEntries && !entry.selected)
+                    continue;
+                showProgress("Files To Count:" + std::to_string(index + 1) + " of " + std::to_string(list.size()));
+                const std::string path = trimmed(entry.path);
+                if (documentStarted)
+                    documentStarted(index, list.size(), path);
+                if (!browser::fileExists(path)) {
+                    m_prompter.show(Message{"File Not Found",
+                                            "File:" + path + "\rNo Longer Exists. Traversing Will Now Stop.",
+                                            MessageIcon::Critical, MessageButtons::Ok});
+                    if (m_control.stop)
+                        m_control.stop->set();
+                    result.ending = RunEnding::Stopped;
+                    break;
+                }
+                if (workers.size() == 1) {
+                    std::promise<Outcome> done;
+                    done.set_value(countOn(entry, path));
+                    inFlight.push_back({path, done.get_future()});
+                    commitOldest();
+                } else {
+                    // A few documents queued per engine, so an engine that
+                    // finishes a short document while a long one holds the
+                    // oldest row takes the next at once. Only the documents
+                    // being counted are in memory; a queued one is a path
+                    // and a finished one a row.
+                    while (inFlight.size() >= 8 * workers.size())
+                        commitOldest();
+                    // Stop pressed while waiting: the documents begun finish,
+                    // no other begins.
+                    if (m_control.stopRequested()) {
+                        result.ending = RunEnding::Stopped;
+                        break;
+                    }
+                    std::packaged_task<Outcome()> task([&countOn, &entry, path] { return countOn(entry, path); });
+                    inFlight.push_back({path, task.get_future()});
+                    {
+                        const std::lock_guard lock(queueMutex);
+                        queue.push_back(std::move(task));
+                    }
+                    queueReady.notify_one();
+                }
+                if (m_control.stopRequested()) {
+                    result.ending = RunEnding::Stopped;
+                    break;
+                }
+            }
+            while (!inFlight.empty())
+                commitOldest();
+            // Stop pressed while the last documents were counted ends the run
+            // as Stop after the last document does on one thread.
+            if (result.ending == RunEnding::Finished && m_control.stopRequested())
+                result.ending = RunEnding::Stopped;
+        } catch (...) {
+            // Every document begun finishes before the run reports its failure.
+            for (Pending& pending : inFlight)
+                if (pending.outcome.valid())
+                    pending.outcome.wait();
+            closeWorkers();
+            throw;
+        }
+        closeWorkers();
     } catch (const ProfileValueError& e) {
         m_prompter.show(Message{"Profile Error",
                                 std::string("There Is An Error With The Profile, Please Check The Profile.\r") +
@@ -198,12 +373,33 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
     return result;
 }
 
-bool CountRun::measureDocument(const ChaseList::Entry& entry, const std::string& profileName,
-                               const ProfileReader& profile, RunResult& result)
+CountRun::Outcome CountRun::countDocument(CountingEngine& engine, const ChaseList::Entry& entry,
+                                          const std::string& path, const std::string& profileName,
+                                          const ProfileReader& profile, Currency bill) const
+{
+    Outcome outcome;
+    if (!engine.openJustDoc(path, true))
+        return outcome;
+    outcome.opened = true;
+    ChaseList::Entry measured = entry;
+    measured.path = path;
+    try {
+        outcome.row = measureDocument(engine, measured, profileName, profile, bill, outcome.unitLabel);
+    } catch (...) {
+        engine.CloseDocument();
+        throw;
+    }
+    engine.CloseDocument();
+    return outcome;
+}
+
+std::optional<ResultRow> CountRun::measureDocument(CountingEngine& engine, const ChaseList::Entry& entry,
+                                                   const std::string& profileName, const ProfileReader& profile,
+                                                   Currency bill, std::string& unitLabel) const
 {
     const std::string unit = profile("DonePer", "");
     const std::string& path = entry.path;
-    auto measure = [&](Measurement m) { return m_engine.measure(m, path, profileName); };
+    auto measure = [&](Measurement m) { return engine.measure(m, path, profileName); };
     auto addExtras = [&](auto& extras, double count) {
         for (const Extra& extra : extras)
             if (flagOn(profile, extra.key))
@@ -217,24 +413,24 @@ bool CountRun::measureDocument(const ChaseList::Entry& entry, const std::string&
     if (unit == "Gross Line") {
         count = measure(Measurement::GrossLines);
         roundable = false;
-        result.unitLabel = "Gross Line";
+        unitLabel = "Gross Line";
     } else if (unit == "Character") {
         count = addExtras(characterExtras, measure(Measurement::Characters));
-        result.unitLabel = "Character";
+        unitLabel = "Character";
     } else if (unit == "Character And Space" || unit == "Character And Spaces") {
         count = addExtras(charactersWithSpacesExtras, measure(Measurement::CharactersWithSpaces));
-        result.unitLabel = "Character"; // the same label as the character unit, as users know it
+        unitLabel = "Character"; // the same label as the character unit, as users know it
     } else if (unit == "Words" || unit == "Word") {
         count = measure(Measurement::Words);
-        result.unitLabel = "Words";
+        unitLabel = "Words";
     } else if (unit == "Line" || unit == "Lines") {
         count = measure(Measurement::Lines);
-        result.unitLabel = "Lines";
+        unitLabel = "Lines";
     } else if (unit == "Page") {
         count = measure(Measurement::Pages);
-        result.unitLabel = "Page";
+        unitLabel = "Page";
     } else {
-        return false; // an unknown unit measures nothing and fills no row
+        return std::nullopt; // an unknown unit measures nothing and fills no row
     }
 
     ResultRow row;
@@ -245,12 +441,17 @@ bool CountRun::measureDocument(const ChaseList::Entry& entry, const std::string&
         row.count = plainNumber(count);
     }
     row.countValue = count;
-    row.amountValue = Currency::fromDouble(result.billAmount.toDouble() * count);
+    row.amountValue = Currency::fromDouble(bill.toDouble() * count);
     row.amount = formatCurrency(row.amountValue, m_currencyFormat);
     row.name = entry.display + fileDateLine(profile, path);
     row.path = path;
-    result.rows.push_back(std::move(row));
-    return true;
+    return row;
+}
+
+void CountRun::setJobs(unsigned jobs, std::function<std::unique_ptr<CountingEngine>(Prompter&)> makeEngine)
+{
+    m_jobs = std::max(1u, jobs);
+    m_makeEngine = std::move(makeEngine);
 }
 
 } // namespace qm::app

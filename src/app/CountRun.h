@@ -7,6 +7,8 @@
 #include "engine/Prompter.h"
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -106,10 +108,30 @@ public:
     RunResult run(const ChaseList& list, const std::string& profileName, const ProfileReader& profile,
                   RunScope scope = RunScope::AllEntries);
 
+    /// Counts up to `jobs` documents at once, each on its own thread with an
+    /// engine of its own from `makeEngine` (the run's own engine is one of
+    /// them). Rows still come in list order, Stop still ends the run after
+    /// the documents already begun, and the figures and messages are
+    /// those of a run on one thread.
+    /// Each engine made reports to the prompter it is given.
+    void setJobs(unsigned jobs, std::function<std::unique_ptr<CountingEngine>(Prompter&)> makeEngine);
+
 private:
     struct Unit;
-    bool measureDocument(const ChaseList::Entry& entry, const std::string& profileName, const ProfileReader& profile,
-                         RunResult& result);
+    /// What counting one document gave: whether it opened, and its row
+    /// (none for a unit that measures nothing).
+    struct Outcome {
+        bool skipped = false; ///< Stop came before the document was begun
+        bool opened = false;
+        std::optional<ResultRow> row;
+        std::string unitLabel;
+        std::vector<Message> messages; ///< what the engine reported meanwhile, shown when the row is taken
+    };
+    Outcome countDocument(CountingEngine& engine, const ChaseList::Entry& entry, const std::string& path,
+                          const std::string& profileName, const ProfileReader& profile, Currency bill) const;
+    std::optional<ResultRow> measureDocument(CountingEngine& engine, const ChaseList::Entry& entry,
+                                             const std::string& profileName, const ProfileReader& profile,
+                                             Currency bill, std::string& unitLabel) const;
     void cleanUp(const ChaseList& list);
     void showProgress(const std::string& text);
 
@@ -117,6 +139,8 @@ private:
     Prompter& m_prompter;
     RunControl m_control;
     CurrencyFormat m_currencyFormat;
+    unsigned m_jobs = 1;
+    std::function<std::unique_ptr<CountingEngine>(Prompter&)> m_makeEngine;
 };
 
 } // namespace qm::app

@@ -2,6 +2,8 @@
 #include "Cli.h"
 
 #include <algorithm>
+#include <charconv>
+#include <thread>
 
 namespace qm::cli {
 
@@ -34,6 +36,18 @@ std::optional<std::string> Args::option(std::string_view name)
         }
     }
     return std::nullopt;
+}
+
+unsigned jobsOption(Args& args)
+{
+    const std::optional<std::string> text = args.option("--jobs");
+    if (!text)
+        return std::max(1u, std::thread::hardware_concurrency());
+    unsigned jobs = 0;
+    const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), jobs);
+    if (error != std::errc() || end != text->data() + text->size() || jobs < 1 || jobs > 256)
+        throw UsageError("--jobs takes a whole number from 1 to 256: " + *text);
+    return jobs;
 }
 
 std::vector<std::string> Args::positionals() const

@@ -39,6 +39,10 @@ private:
     std::vector<std::string> m_args;
 };
 
+/// "--jobs N": how many documents to count at once; by default one per core.
+/// Throws UsageError for anything but a whole number from 1 to 256.
+unsigned jobsOption(Args& args);
+
 struct Context {
     Args args;
     std::filesystem::path settingsFolder;

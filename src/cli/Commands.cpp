@@ -28,6 +28,7 @@ constexpr OptionHelp countOptions[] = {
     {"--breakdown", "add every measurement of each document and the parts of its billed lines"},
     {"--invoice FILE", "also write the run's invoice, a .docx or .pdf file"},
     {"--quiet", "print neither the progress line nor the summary of documents left out"},
+    {"--jobs N", "count N documents at once (by default one per core); the results are the same"},
 };
 constexpr OptionHelp printOptions[] = {
     {"--printer NAME", "the printer to use; by default PrinterToUse, else the system's default printer"},
@@ -35,6 +36,7 @@ constexpr OptionHelp printOptions[] = {
 constexpr OptionHelp inspectOptions[] = {
     {"--profile NAME", "add every measurement under this profile and the parts of the billed lines"},
     {"--json", "print the result as JSON"},
+    {"--jobs N", "read N files at once (by default one per core); the output is the same"},
 };
 constexpr OptionHelp showOptions[] = {
     {"--json", "with show: print as JSON"},
@@ -45,7 +47,7 @@ std::span<const Command> commands()
     static const Command table[] = {
         {"count",
          "count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... [--csv|--json] [--breakdown] "
-         "[--invoice FILE.docx|FILE.pdf] [--quiet]",
+         "[--invoice FILE.docx|FILE.pdf] [--quiet] [--jobs N]",
          "count documents and folders under a billing profile and print the results and totals; --breakdown "
          "adds every measurement of each document and the parts of its billed lines; --invoice also writes "
          "the run's invoice",
@@ -55,7 +57,7 @@ std::span<const Command> commands()
          "printer), waiting SecToWait seconds between them",
          printCommand, printOptions},
         {"settings-dir", "settings-dir", "print the settings folder in use", settingsDirCommand},
-        {"inspect", "inspect FILE... [--profile NAME] [--json]",
+        {"inspect", "inspect FILE... [--profile NAME] [--json] [--jobs N]",
          "show the format, statistics, headers, footers and diagnostics the engine finds; with a profile, "
          "every measurement and the parts of the billed lines",
          inspectCommand, inspectOptions},

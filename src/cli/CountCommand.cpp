@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <mutex>
 #include <ostream>
 #include <sstream>
 
@@ -226,6 +227,8 @@ public:
 
     MessageAnswer show(const Message& message) override
     {
+        // Engines on several threads report here at once.
+        const std::lock_guard lock(m_mutex);
         if (message.icon != MessageIcon::Critical || message.title != "Error") {
             m_progress.clear();
             const MessageAnswer answer = m_boxes.show(message);
@@ -237,13 +240,18 @@ public:
         const size_t tag = message.text.rfind("\r-");
         const std::string location = tag == std::string::npos ? std::string() : message.text.substr(tag + 1);
         if (location == "-Opening DOC-") {
-            // The engine names the file in its own words ("cannot open "F": ...");
+            // The engine names the file in its own words ("cannot open "F":
+            // ..."), which also tells which of the documents in flight it is;
             // the line names it once, first.
-            const std::string prefix = "cannot open \"" + currentDocument + "\": ";
-            if (reason.starts_with(prefix))
-                reason.erase(0, prefix.size());
-            m_progress.print("quillmeter count: " + currentDocument + ": " + reason + "; left out of the count");
-            reported.push_back(currentDocument);
+            std::string document = currentDocument;
+            const std::string open = "cannot open \"";
+            const size_t close = reason.find("\": ");
+            if (reason.starts_with(open) && close != std::string::npos) {
+                document = reason.substr(open.size(), close - open.size());
+                reason.erase(0, close + 3);
+            }
+            m_progress.print("quillmeter count: " + document + ": " + reason + "; left out of the count");
+            reported.push_back(document);
         } else {
             m_progress.print("quillmeter count: " + (currentDocument.empty() ? "" : currentDocument + ": ") + reason +
                              (location.empty() ? "" : " " + location));
@@ -257,6 +265,7 @@ public:
     std::vector<std::string> reported;
 
 private:
+    std::mutex m_mutex;
     StderrPrompter m_boxes;
     ProgressLine& m_progress;
 };
@@ -274,10 +283,11 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const bool breakdown = ctx.args.flag("--breakdown");
     const std::optional<std::string> invoiceOption = ctx.args.option("--invoice");
     const bool quiet = ctx.args.flag("--quiet");
+    const unsigned jobs = jobsOption(ctx.args);
     const std::vector<std::string> paths = ctx.args.positionals();
     if (!profileOption || paths.empty())
         throw UsageError("usage: quillmeter count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... "
-                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf] [--quiet]");
+                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf] [--quiet] [--jobs N]");
     if (invoiceOption && !report::invoiceFormatOf(*invoiceOption))
         throw UsageError("--invoice writes a .docx or a .pdf file: " + *invoiceOption);
     if (csv && json)
@@ -338,6 +348,7 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         throw std::runtime_error("the counting engine is not available");
     const app::CurrencyFormat currency = app::CurrencyFormat::fromEnvironment();
     app::CountRun run(*engine, prompter, control, currency);
+    run.setJobs(jobs, [&](Prompter& held) { return makeEngine(held, settings, *found); });
     size_t attempted = 0;
     run.documentStarted = [&](size_t index, size_t total, const std::string& path) {
         prompter.currentDocument = path;

@@ -8,8 +8,10 @@
 #include "engine/formats/Reader.h"
 #include "engine/wizard/EngineLayout.h"
 
+#include <atomic>
 #include <limits>
 #include <ostream>
+#include <thread>
 #include <vector>
 
 namespace qm::cli {
@@ -142,8 +144,9 @@ int inspectCommand(Context& ctx)
 {
     const bool json = ctx.args.flag("--json");
     const std::optional<std::string> profileOption = ctx.args.option("--profile");
-    const std::vector<std::string> files =
-        ctx.args.positionals(1, std::numeric_limits<size_t>::max(), "inspect FILE... [--profile NAME] [--json]");
+    const unsigned jobs = jobsOption(ctx.args);
+    const std::vector<std::string> files = ctx.args.positionals(1, std::numeric_limits<size_t>::max(),
+                                                                "inspect FILE... [--profile NAME] [--json] [--jobs N]");
     std::optional<std::string> profile;
     if (profileOption) {
         profile = listedProfile(ctx, "inspect", *profileOption);
@@ -151,32 +154,47 @@ int inspectCommand(Context& ctx)
             return UsageFailure;
     }
     const settings::SettingsContext settings{ctx.settingsFolder};
-    StderrPrompter prompter(ctx.err);
-    engine::EngineLayout layout;
+    StderrPrompter stderrPrompter(ctx.err);
+    LockedPrompter prompter(stderrPrompter);
 
-    std::vector<Inspected> results;
-    results.reserve(files.size());
-    bool failed = false;
-    for (const std::string& file : files) {
-        Inspected item;
-        item.file = file;
-        engine::ReadResult read = engine::readDocument(file);
-        if (!read.ok()) {
-            item.error = read.error.empty() ? "the document could not be read" : read.error;
-            ctx.err << "quillmeter inspect: cannot read " << file << ": " << item.error << "\n";
-            failed = true;
-        } else {
+    // Files are read on up to `jobs` threads, each with a layout of its own,
+    // into their places in the list; everything is printed afterwards, in
+    // the order the files were given, so the output is the same for any
+    // number of jobs.
+    std::vector<Inspected> results(files.size());
+    std::atomic<size_t> next{0};
+    const auto work = [&] {
+        engine::EngineLayout layout;
+        for (size_t i = next++; i < files.size(); i = next++) {
+            Inspected& item = results[i];
+            item.file = files[i];
+            engine::ReadResult read = engine::readDocument(item.file);
+            if (!read.ok()) {
+                item.error = read.error.empty() ? "the document could not be read" : read.error;
+                continue;
+            }
             engine::DocumentAccess access(std::move(read.document));
             access.setLayoutProvider(&layout);
             item.summary = engine::summarizeDocument(access);
             if (profile)
-                item.profile = measureUnderProfile(file, *profile, settings, prompter);
+                item.profile = measureUnderProfile(item.file, *profile, settings, prompter);
         }
-        if (!json) {
-            if (item.error.empty())
-                writeText(ctx.out, item);
+    };
+    std::vector<std::thread> helpers;
+    for (unsigned k = 1; k < std::min<size_t>(jobs, files.size()); ++k)
+        helpers.emplace_back(work);
+    work();
+    for (std::thread& t : helpers)
+        t.join();
+
+    bool failed = false;
+    for (const Inspected& item : results) {
+        if (!item.error.empty()) {
+            ctx.err << "quillmeter inspect: cannot read " << item.file << ": " << item.error << "\n";
+            failed = true;
+        } else if (!json) {
+            writeText(ctx.out, item);
         }
-        results.push_back(std::move(item));
     }
     if (json) {
         // One file gives one object, several an array of them.

@@ -4,6 +4,7 @@
 #include "engine/Prompter.h"
 
 #include <algorithm>
+#include <mutex>
 #include <ostream>
 #include <vector>
 
@@ -42,6 +43,21 @@ public:
 
 private:
     std::ostream& m_err;
+};
+
+/// Passes messages on one at a time, for engines on several threads.
+class LockedPrompter : public Prompter {
+public:
+    explicit LockedPrompter(Prompter& inner) : m_inner(inner) {}
+    MessageAnswer show(const Message& message) override
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_inner.show(message);
+    }
+
+private:
+    std::mutex m_mutex;
+    Prompter& m_inner;
 };
 
 } // namespace qm::cli

@@ -1,9 +1,12 @@
 // The count run against a scripted engine: units, extras, rounding, stops and messages.
 #include "app/CountRun.h"
 
+#include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -288,4 +291,101 @@ TEST(Money, ShownCountsHaveTwoDecimalsAtMost)
     };
     for (const auto& [value, shown] : cases)
         EXPECT_EQ(shownCount(value), shown) << value;
+}
+
+// On several threads: each engine counts a document's size in bytes, the
+// later documents finish first, one of them cannot be opened and says so;
+// the rows, the documents left out and the messages still come in list
+// order, as one thread gives them.
+TEST(CountRunJobs, SeveralThreadsGiveTheRowsAndMessagesOfOne)
+{
+    const fs::path folder = fs::temp_directory_path() / ("qm-jobs-" + std::to_string(::getpid()));
+    fs::create_directories(folder);
+    ChaseList list;
+    for (int i = 0; i < 12; ++i) {
+        const std::string name = "d" + std::to_string(i) + (i == 5 ? ".bad" : ".doc");
+        std::ofstream(folder / name) << std::string(size_t(i + 1), 'x');
+        list.append(name, (folder / name).string());
+    }
+    class SizeEngine : public CountingEngine {
+    public:
+        explicit SizeEngine(Prompter& prompter) : m_prompter(prompter) {}
+        void OpenWord(bool) override {}
+        bool openJustDoc(const std::string& path, bool) override
+        {
+            m_path = path;
+            if (path.ends_with(".bad")) {
+                m_prompter.show(errorReport("cannot open " + path, "-Opening DOC-"));
+                return false;
+            }
+            return true;
+        }
+        double measure(Measurement, const std::string&, const std::string&) override
+        {
+            const auto size = fs::file_size(m_path);
+            // Small files take longest, so documents finish out of order.
+            std::this_thread::sleep_for(std::chrono::milliseconds(13 - int(size)));
+            return double(size);
+        }
+        bool CloseDocument() override { return true; }
+        void resizeWordBack() override {}
+        void CompleteClose() override {}
+
+    private:
+        Prompter& m_prompter;
+        std::string m_path;
+    };
+    const auto profile = [](std::string_view key, std::string_view def) {
+        return key == "DonePer" ? std::string("Words") : key == "BillAmount" ? std::string("$1.00") : std::string(def);
+    };
+    const auto runWith = [&](unsigned jobs, RecordingPrompter& prompter) {
+        SizeEngine own(prompter);
+        StopFlag stop;
+        CountRun run(own, prompter, RunControl{nullptr, &stop});
+        run.setJobs(jobs, [](Prompter& p) { return std::make_unique<SizeEngine>(p); });
+        return run.run(list, "Demo", profile);
+    };
+    RecordingPrompter onePrompter, threePrompter;
+    const RunResult one = runWith(1, onePrompter);
+    const RunResult three = runWith(3, threePrompter);
+
+    // Stop pressed while d3 is counted: the documents begun finish, none
+    // waiting is begun, and the rows are the list's first ones, in order.
+    RecordingPrompter stopPrompter;
+    StopFlag stop;
+    SizeEngine own(stopPrompter);
+    CountRun stopped(own, stopPrompter, RunControl{nullptr, &stop});
+    stopped.setJobs(3, [&](Prompter& p) {
+        struct StoppingEngine : SizeEngine {
+            StoppingEngine(Prompter& p, StopFlag& s) : SizeEngine(p), stop(s) {}
+            bool openJustDoc(const std::string& path, bool readOnly) override
+            {
+                if (path.ends_with("d3.doc"))
+                    stop.set();
+                return SizeEngine::openJustDoc(path, readOnly);
+            }
+            StopFlag& stop;
+        };
+        return std::make_unique<StoppingEngine>(p, stop);
+    });
+    const RunResult partial = stopped.run(list, "Demo", profile);
+    fs::remove_all(folder);
+    EXPECT_EQ(partial.ending, RunEnding::Stopped);
+    EXPECT_GE(partial.rows.size(), 4u);
+    EXPECT_LT(partial.rows.size(), 11u);
+    for (size_t i = 0; i < partial.rows.size(); ++i)
+        EXPECT_EQ(partial.rows[i].path, one.rows[i].path) << i;
+
+    ASSERT_EQ(one.rows.size(), 11u);
+    EXPECT_EQ(one.rows[5].count, "7"); // d6.doc: d5.bad is left out
+    ASSERT_EQ(three.rows.size(), one.rows.size());
+    for (size_t i = 0; i < one.rows.size(); ++i) {
+        EXPECT_EQ(three.rows[i].path, one.rows[i].path) << i;
+        EXPECT_EQ(three.rows[i].count, one.rows[i].count) << i;
+        EXPECT_EQ(three.rows[i].amount, one.rows[i].amount) << i;
+    }
+    EXPECT_EQ(three.unopened, one.unopened);
+    EXPECT_EQ(three.ending, RunEnding::Finished);
+    EXPECT_EQ(threePrompter.messages, onePrompter.messages);
+    ASSERT_EQ(onePrompter.messages.size(), 1u);
 }

@@ -12,14 +12,11 @@
 #include "ui/main/frmChouseDatesRange.h"
 
 #include <QApplication>
-#include <QDropEvent>
-#include <QUrl>
-#include <QSettings>
-#include <QMimeData>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDir>
+#include <QDropEvent>
 #include <QFileInfo>
 #include <QFileSystemModel>
 #include <QFormLayout>
@@ -31,16 +28,20 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QRegularExpressionValidator>
+#include <QSettings>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QThread>
 #include <QTreeView>
+#include <QUrl>
 #include <QVBoxLayout>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -83,7 +84,8 @@ frmMain::frmMain(MainScreenServices services, QWidget* parent)
       m_prompter(services.prompter ? services.prompter : m_qtPrompter.get()),
       m_askMsgBox(services.askMsgBox ? std::move(services.askMsgBox) : MessageBoxAsk(showMsgBox)),
       m_printers(services.printers.names ? std::move(services.printers) : defaultPrinterList()),
-      m_makeEngine(std::move(services.makeEngine))
+      m_makeEngine(std::move(services.makeEngine)),
+      m_countJobs(services.countJobs ? services.countJobs : std::max(1u, std::thread::hardware_concurrency()))
 {
     if (!m_makeEngine)
         m_makeEngine = [](Prompter& prompter, const settings::SettingsContext& settings, const std::string& profile) {
@@ -962,6 +964,9 @@ void frmMain::startRun(app::RunScope scope)
         Prompter& prompter = *m_workerPrompter;
         std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings, profile);
         app::CountRun run(*engine, prompter, app::RunControl{nullptr, &m_stop}, app::CurrencyFormat::fromEnvironment());
+        // One document per core at once, as the command line counts; the
+        // rows and messages come in list order all the same.
+        run.setJobs(m_countJobs, [&](Prompter& held) { return makeEngine(held, settings, profile); });
         run.progress = [this](const std::string& text) {
             QMetaObject::invokeMethod(
                 this, [this, text = QString::fromStdString(text)] { onProgressText(text); }, Qt::QueuedConnection);
@@ -1151,8 +1156,7 @@ bool frmMain::dropEventFor(QObject* watched, QEvent* event)
         addPaths(paths);
         return true;
     }
-    default:
-        return false;
+    default: return false;
     }
 }
 

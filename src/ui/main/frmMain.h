@@ -12,7 +12,6 @@
 
 #include <QMainWindow>
 #include <QPointer>
-
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -53,6 +52,8 @@ struct MainScreenServices {
     MessageBoxAsk askMsgBox;
     PrinterList printers;
     EngineFactory makeEngine;
+    /// How many documents a count run counts at once: one per core.
+    unsigned countJobs = 0;
 };
 
 /// The main screen. Loads the profile list and the options when built and
@@ -180,6 +181,7 @@ private:
     MessageBoxAsk m_askMsgBox;
     PrinterList m_printers;
     EngineFactory m_makeEngine;
+    unsigned m_countJobs = 1;
 
     app::ChaseList m_chase;
     app::StopFlag m_stop;

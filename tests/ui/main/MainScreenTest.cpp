@@ -5,26 +5,26 @@
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
 
-#include <QCheckBox>
-#include <QUrl>
 #include <QApplication>
-#include <QDropEvent>
-#include <QMimeData>
+#include <QCheckBox>
 #include <QComboBox>
+#include <QDropEvent>
 #include <QFile>
 #include <QFocusEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUrl>
 #include <chrono>
-#include <fstream>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 using namespace qm;
@@ -81,10 +81,11 @@ private:
         settings::WriteINI(settings::SettingsContext{m_folder}, "Options", "MAIN", key, value);
     }
 
-    std::unique_ptr<frmMain> makeScreen(EngineFactory engine = {})
+    std::unique_ptr<frmMain> makeScreen(EngineFactory engine = {}, unsigned countJobs = 0)
     {
         MainScreenServices services = testing::screenServices(m_folder, m_prompter);
         services.makeEngine = std::move(engine);
+        services.countJobs = countJobs;
         return std::make_unique<frmMain>(std::move(services));
     }
 
@@ -215,9 +216,10 @@ private slots:
     void stopEndsTheRunAfterTheCurrentDocument()
     {
         std::unique_ptr<frmMain> screen;
-        screen = makeScreen([&](Prompter&, const settings::SettingsContext&, const std::string&) {
-            return std::make_unique<HoldingEngine>(screen->stopFlag());
-        });
+        // One document at a time, so "the current document" is one.
+        screen = makeScreen([&](Prompter&, const settings::SettingsContext&,
+                                const std::string&) { return std::make_unique<HoldingEngine>(screen->stopFlag()); },
+                            1);
         QSignalSpy finished(screen.get(), &frmMain::runFinished);
         QSignalSpy ended(screen.get(), &frmMain::runEnded);
         for (int i = 0; i < 10; ++i)
@@ -374,7 +376,8 @@ private slots:
             {"9.0", "1", false}, {"8.0", "0", false}, {"Quillmeter engine " QM_VERSION, "1", false}};
         for (const auto& [version, verChk, warns] : cases)
             QVERIFY2(outdatedVersionWarning(version, verChk).has_value() == warns, version);
-        QVERIFY(outdatedVersionWarning("8.0a", "1")->startsWith("The Document Engine In Use (Version 8a) Is Out Of Date"));
+        QVERIFY(
+            outdatedVersionWarning("8.0a", "1")->startsWith("The Document Engine In Use (Version 8a) Is Out Of Date"));
 
         setOption("VerChk", ""); // absent: the warning is still due
         const settings::SettingsContext context{m_folder};
