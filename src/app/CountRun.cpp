@@ -301,6 +301,10 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                 if (documentStarted)
                     documentStarted(index, list.size(), path);
                 if (!browser::fileExists(path)) {
+                    // Every document before it is counted first, as on one
+                    // thread, and its messages come before this one.
+                    while (!inFlight.empty())
+                        commitOldest();
                     m_prompter.show(Message{"File Not Found",
                                             "File:" + path + "\rNo Longer Exists. Traversing Will Now Stop.",
                                             MessageIcon::Critical, MessageButtons::Ok});

@@ -369,7 +369,18 @@ TEST(CountRunJobs, SeveralThreadsGiveTheRowsAndMessagesOfOne)
         return std::make_unique<StoppingEngine>(p, stop);
     });
     const RunResult partial = stopped.run(list, "Demo", profile);
+
+    // A document gone before its turn ends the run there, every one before
+    // it counted, as on one thread.
+    fs::remove(folder / "d9.doc");
+    RecordingPrompter gonePrompter;
+    const RunResult gone = runWith(3, gonePrompter);
     fs::remove_all(folder);
+    EXPECT_EQ(gone.ending, RunEnding::Stopped);
+    ASSERT_EQ(gone.rows.size(), 8u); // d0 to d8, d5 left out
+    EXPECT_EQ(gone.rows.back().path, one.rows[7].path);
+    ASSERT_EQ(gonePrompter.messages.size(), 2u);
+    EXPECT_EQ(gonePrompter.messages[1].title, "File Not Found");
     EXPECT_EQ(partial.ending, RunEnding::Stopped);
     EXPECT_GE(partial.rows.size(), 4u);
     EXPECT_LT(partial.rows.size(), 11u);
