@@ -200,20 +200,22 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
         std::deque<Pending> inFlight;
         // Documents are taken in list order, so the oldest one begun is the
         // next row; waiting for it keeps the rows in order whatever finishes first.
-        const auto commitOldest = [&] {
-            Pending pending = std::move(inFlight.front());
-            inFlight.pop_front();
-            Outcome outcome = pending.outcome.get();
+        const auto take = [&](const std::string& path, Outcome outcome) {
             if (outcome.skipped)
                 return;
             for (const Message& m : outcome.messages)
                 m_prompter.show(m);
             if (!outcome.opened) {
-                result.unopened.push_back(pending.path);
+                result.unopened.push_back(path);
             } else if (outcome.row) {
                 result.unitLabel = outcome.unitLabel;
                 result.rows.push_back(std::move(*outcome.row));
             }
+        };
+        const auto commitOldest = [&] {
+            Pending pending = std::move(inFlight.front());
+            inFlight.pop_front();
+            take(pending.path, pending.outcome.get());
         };
         const auto countOn = [&](const ChaseList::Entry& entry, const std::string& path) {
             // A document still waiting when Stop is pressed is not begun.
@@ -314,10 +316,7 @@ RunResult CountRun::run(const ChaseList& list, const std::string& profileName, c
                     break;
                 }
                 if (workers.size() == 1) {
-                    std::promise<Outcome> done;
-                    done.set_value(countOn(entry, path));
-                    inFlight.push_back({path, done.get_future()});
-                    commitOldest();
+                    take(path, countOn(entry, path));
                 } else {
                     // A few documents queued per engine, so an engine that
                     // finishes a short document while a long one holds the
