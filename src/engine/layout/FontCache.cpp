@@ -8,9 +8,9 @@
 #include FT_FREETYPE_H
 #include FT_TRUETYPE_TABLES_H
 #include FT_ADVANCES_H
-
 #include <algorithm>
 #include <cctype>
+#include <hb.h>
 
 namespace qm::engine::layout {
 
@@ -35,17 +35,44 @@ enum class FamilyClass { Serif, Sans, Mono };
 // so at least the width of a typical line stays close to the original.
 FamilyClass familyClass(const std::string& name)
 {
-    static constexpr std::string_view mono[] = {"mono", "courier", "consol", "code", "typewriter",
-                                                "fixed", "lucida console", "menlo", "monaco"};
+    static constexpr std::string_view mono[] = {"mono",  "courier",        "consol", "code",  "typewriter",
+                                                "fixed", "lucida console", "menlo",  "monaco"};
     for (auto m : mono)
         if (contains(name, m))
             return FamilyClass::Mono;
     if (contains(name, "sans"))
         return FamilyClass::Sans;
-    static constexpr std::string_view serif[] = {
-        "serif", "times", "roman", "georgia", "garamond", "antiqua", "palatino", "century",
-        "bookman", "baskerville", "minion", "constantia", "bodoni", "didot", "caslon", "charter",
-        "cambria", "book", "cochin", "hoefler", "mincho", "song", "batang", "ming"};
+    static constexpr std::string_view serif[] = {"serif",
+                                                 "times",
+                                                 "roman",
+                                                 "georgia",
+                                                 "garamond",
+                                                 "antiqua",
+                                                 "palatino",
+                                                 "century",
+                                                 "bookman",
+                                                 "baskerville",
+                                                 "minion",
+                                                 "constantia",
+                                                 "bodoni",
+                                                 "didot",
+                                                 "caslon",
+                                                 "charter",
+                                                 "cambria",
+                                                 "book",
+                                                 "cochin",
+                                                 "hoefler",
+                                                 "mincho",
+                                                 "song",
+                                                 "batang",
+                                                 "ming",
+                                                 "traditional arabic",
+                                                 "simplified arabic",
+                                                 "arabic typesetting",
+                                                 "naskh",
+                                                 "david",
+                                                 "frank",
+                                                 "narkis"};
     for (auto s : serif)
         if (contains(name, s))
             return FamilyClass::Serif;
@@ -60,6 +87,70 @@ std::string classTwin(FamilyClass c)
     case FamilyClass::Sans: break;
     }
     return "Liberation Sans";
+}
+
+// Word's other East Asian fonts (Yu Mincho, Batang, DengXian, ...) are not
+// installed here: they are laid out with Noto CJK of their language, the
+// serif face for the Mincho, Song and Ming families and Batang, the sans
+// face for the Gothic and Hei families, Gulim, Dotum and the rest. Names come
+// in English or in the font's own script. Empty: not an East Asian font.
+std::string eastAsianTwin(const std::string& name)
+{
+    struct Family {
+        std::string_view key, language;
+    };
+    static constexpr Family families[] = {
+        {"yu gothic", "JP"},
+        {"yu mincho", "JP"},
+        {"游", "JP"},
+        {"meiryo", "JP"},
+        {"明朝", "JP"},
+        {"ゴシック", "JP"},
+        {"dengxian", "SC"},
+        {"等线", "SC"},
+        {"fangsong", "SC"},
+        {"仿宋", "SC"},
+        {"kaiti", "SC"},
+        {"楷体", "SC"},
+        {"simsun", "SC"},
+        {"simhei", "SC"},
+        {"simkai", "SC"},
+        {"simfang", "SC"},
+        {"宋", "SC"},
+        {"黑", "SC"},
+        {"microsoft yahei", "SC"},
+        {"mingliu", "TC"},
+        {"pmingliu", "TC"},
+        {"明體", "TC"},
+        {"microsoft jhenghei", "TC"},
+        {"dfkai", "TC"},
+        {"標楷", "TC"},
+        {"batang", "KR"},
+        {"gulim", "KR"},
+        {"dotum", "KR"},
+        {"gungsuh", "KR"},
+        {"malgun", "KR"},
+        {"바탕", "KR"},
+        {"굴림", "KR"},
+        {"돋움", "KR"},
+        {"궁서", "KR"},
+        {"맑은", "KR"},
+    };
+    for (const Family& f : families) {
+        // Names in Latin letters by their start; names in their own script
+        // anywhere (a foundry's prefix comes first: "ＭＳ 明朝", "HG明朝E").
+        const bool ascii = static_cast<unsigned char>(f.key[0]) < 0x80;
+        if (ascii ? !name.starts_with(f.key) : !contains(name, f.key))
+            continue;
+        static constexpr std::string_view serif[] = {"mincho", "明朝", "song",   "sun",      "宋",
+                                                     "ming",   "明體", "batang", "바탕",     "gungsuh",
+                                                     "궁서",   "kai",  "楷",     "fangsong", "仿宋"};
+        bool isSerif = false;
+        for (auto k : serif)
+            isSerif = isSerif || contains(name, k);
+        return std::string(isSerif ? "Noto Serif CJK " : "Noto Sans CJK ").append(f.language);
+    }
+    return {};
 }
 
 } // namespace
@@ -84,6 +175,8 @@ FontCache::FontCache() : m_impl(std::make_unique<Impl>())
 
 FontCache::~FontCache()
 {
+    for (auto& [face, font] : m_shapers)
+        hb_font_destroy(font);
     m_byFile.clear();
     if (m_impl->config)
         FcConfigDestroy(m_impl->config);
@@ -102,15 +195,21 @@ std::string FontCache::twinFamily(std::string_view wordName)
     // Metric-compatible twins: same advance widths and vertical metrics, so
     // lines break where they break with the original font.
     static constexpr Twin twins[] = {
-        {"times new roman", "Liberation Serif"}, {"times", "Liberation Serif"},
-        {"arial", "Liberation Sans"},           {"helvetica", "Liberation Sans"},
-        {"arial nova", "Liberation Sans"},      {"courier new", "Liberation Mono"},
-        {"courier", "Liberation Mono"},         {"calibri", "Carlito"},
+        {"times new roman", "Liberation Serif"},
+        {"times", "Liberation Serif"},
+        {"arial", "Liberation Sans"},
+        {"helvetica", "Liberation Sans"},
+        {"arial nova", "Liberation Sans"},
+        {"courier new", "Liberation Mono"},
+        {"courier", "Liberation Mono"},
+        {"calibri", "Carlito"},
         {"calibri light", "Carlito"},
     };
     for (const auto& t : twins)
         if (name == t.word)
             return std::string(t.twin);
+    if (std::string cjk = eastAsianTwin(name); !cjk.empty())
+        return cjk;
     return std::string(wordName);
 }
 
@@ -127,6 +226,7 @@ const Face* FontCache::loadFile(const std::string& file, int index, const std::s
     auto face = std::make_unique<Face>();
     face->m_family = family;
     face->m_file = file;
+    face->m_index = index;
     face->m_advances.assign(0x10000, Face::Missing);
     FaceMetrics& m = face->m_metrics;
     m.unitsPerEm = ft->units_per_EM > 0 ? ft->units_per_EM : 2048;
@@ -159,8 +259,7 @@ const Face* FontCache::loadFile(const std::string& file, int index, const std::s
             if (code < 0x10000) {
                 FT_Fixed advance = 0;
                 if (FT_Get_Advance(ft, glyph, FT_LOAD_NO_SCALE, &advance) == 0)
-                    face->m_advances[code] =
-                        static_cast<uint16_t>(std::clamp<FT_Fixed>(advance, 0, Face::Missing - 1));
+                    face->m_advances[code] = static_cast<uint16_t>(std::clamp<FT_Fixed>(advance, 0, Face::Missing - 1));
             }
             code = FT_Get_Next_Char(ft, code, &glyph);
         }
@@ -237,8 +336,31 @@ const Face* FontCache::fallbackFor(char16_t c)
     std::lock_guard lock(m_mutex);
     if (!m_fallbacksLoaded) {
         m_fallbacksLoaded = true;
-        static const char* const families[] = {"DejaVu Sans", "Liberation Sans", "Noto Sans CJK SC",
-                                               "Noto Sans", "Symbola"};
+        // Symbols and Latin-script letters first, then one face per script
+        // that the common faces lack (Indic, South-East Asian).
+        static const char* const families[] = {"DejaVu Sans",
+                                               "Liberation Sans",
+                                               "Noto Sans CJK SC",
+                                               "Noto Sans",
+                                               "Symbola",
+                                               "Noto Sans Devanagari",
+                                               "Noto Sans Bengali",
+                                               "Noto Sans Gurmukhi",
+                                               "Noto Sans Gujarati",
+                                               "Noto Sans Oriya",
+                                               "Noto Sans Tamil",
+                                               "Noto Sans Telugu",
+                                               "Noto Sans Kannada",
+                                               "Noto Sans Malayalam",
+                                               "Noto Sans Sinhala",
+                                               "Noto Sans Thai",
+                                               "Noto Sans Lao",
+                                               "Noto Sans Khmer",
+                                               "Noto Sans Myanmar",
+                                               "Noto Serif Tibetan",
+                                               "Noto Sans Syriac",
+                                               "Noto Sans Thaana",
+                                               "Noto Sans NKo"};
         for (const char* family : families) {
             bool exact = false;
             if (const Face* f = load(family, FontWeight::Regular, FontSlant::Upright, exact); f && exact)
@@ -249,6 +371,64 @@ const Face* FontCache::fallbackFor(char16_t c)
         if (f->advance(c) != Face::Missing)
             return f;
     return nullptr;
+}
+
+const Face* FontCache::scriptFace(char16_t c, std::string_view wordName)
+{
+    // Arabic and Hebrew in a face drawn for them, in the style of the font
+    // asked for: a Naskh for Traditional and Simplified Arabic and the serif
+    // fonts, a sans for the rest. The general fallback's DejaVu Sans draws
+    // Arabic far wider than the Naskh faces Word's documents are set in.
+    const bool arabic = (c >= 0x0600 && c <= 0x08FF) || (c >= 0xFB50 && c <= 0xFDFF) || (c >= 0xFE70 && c <= 0xFEFF);
+    const bool hebrew = (c >= 0x0590 && c <= 0x05FF) || (c >= 0xFB1D && c <= 0xFB4F);
+    if (arabic || hebrew) {
+        const bool serif = familyClass(lower(wordName)) == FamilyClass::Serif;
+        const char* family = arabic ? (serif ? "Noto Naskh Arabic" : "Noto Sans Arabic")
+                                    : (serif ? "Noto Serif Hebrew" : "Noto Sans Hebrew");
+        std::lock_guard lock(m_mutex);
+        bool exact = false;
+        const std::string key = std::string("\x01script|") + family;
+        auto it = m_byRequest.find(key);
+        if (it == m_byRequest.end()) {
+            const Face* f = load(family, FontWeight::Regular, FontSlant::Upright, exact);
+            it = m_byRequest.emplace(key, ResolvedFace{exact ? f : nullptr, false}).first;
+        }
+        if (it->second.face && it->second.face->advance(c) != Face::Missing)
+            return it->second.face;
+    }
+    return fallbackFor(c);
+}
+
+const Face* FontCache::emojiFace()
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_emojiLoaded) {
+        m_emojiLoaded = true;
+        bool exact = false;
+        if (const Face* f = load("Noto Color Emoji", FontWeight::Regular, FontSlant::Upright, exact); f && exact)
+            m_emoji = f;
+    }
+    return m_emoji;
+}
+
+hb_font_t* FontCache::shaper(const Face* face)
+{
+    std::lock_guard lock(m_mutex);
+    if (auto it = m_shapers.find(face); it != m_shapers.end())
+        return it->second;
+    hb_font_t* font = nullptr;
+    if (hb_blob_t* blob = hb_blob_create_from_file_or_fail(face->file().c_str())) {
+        hb_face_t* hbFace = hb_face_create(blob, static_cast<unsigned>(face->m_index));
+        hb_blob_destroy(blob);
+        if (hb_face_get_glyph_count(hbFace) > 0) {
+            font = hb_font_create(hbFace);
+            hb_font_set_scale(font, face->metrics().unitsPerEm, face->metrics().unitsPerEm);
+            hb_font_make_immutable(font);
+        }
+        hb_face_destroy(hbFace);
+    }
+    m_shapers.emplace(face, font);
+    return font;
 }
 
 } // namespace qm::engine::layout

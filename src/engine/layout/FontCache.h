@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+struct hb_font_t;
+
 namespace qm::engine::layout {
 
 /// Vertical metrics of a face in font units, as Word reads them for line
@@ -38,6 +40,7 @@ private:
     FaceMetrics m_metrics;
     std::string m_family;
     std::string m_file;
+    int m_index = 0;                  // the face's index in a collection (.ttc)
     std::vector<uint16_t> m_advances; // 65536 entries
 };
 
@@ -76,6 +79,19 @@ public:
     /// falls back to a font that has the glyph); null when none has it.
     const Face* fallbackFor(char16_t c);
 
+    /// A face for complex-script text that the run's own face cannot show:
+    /// one drawn for the script in the style of `wordName` where there is
+    /// one (Arabic, Hebrew), else fallbackFor(c).
+    const Face* scriptFace(char16_t c, std::string_view wordName);
+
+    /// The face emoji are shown in (Noto Color Emoji); null when none is
+    /// installed.
+    const Face* emojiFace();
+
+    /// A HarfBuzz font over a loaded face, at the face's own units per em,
+    /// made once and immutable, so several threads may shape with it.
+    hb_font_t* shaper(const Face* face);
+
     /// The installed family a Word font name is laid out with, before weight
     /// and slant are chosen (for diagnostics and tests).
     static std::string twinFamily(std::string_view wordName);
@@ -91,6 +107,9 @@ private:
     std::map<std::string, std::unique_ptr<Face>> m_byFile;
     std::vector<const Face*> m_fallbacks;
     bool m_fallbacksLoaded = false;
+    const Face* m_emoji = nullptr;
+    bool m_emojiLoaded = false;
+    std::map<const Face*, hb_font_t*> m_shapers;
 };
 
 } // namespace qm::engine::layout

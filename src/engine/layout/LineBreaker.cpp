@@ -1,9 +1,14 @@
 // Breaking one paragraph into lines as Word does.
 #include "engine/layout/LineBreaker.h"
 
+#include "engine/access/ScriptRules.h"
+
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <string_view>
+#include <unicode/brkiter.h>
+#include <unicode/uscript.h>
 
 namespace qm::engine::layout {
 
@@ -97,6 +102,95 @@ LineBreaker::LineBreaker(const Document& document, TextMeasurer& measurer) : m_d
 {
 }
 
+namespace {
+
+// Thai, Lao, Khmer and Myanmar are written without spaces between words;
+// Word wraps their lines between words that it finds with a dictionary
+// (Microsoft Learn, "Word breaking for Thai"). ICU's line break iterator
+// does the same with its own dictionaries.
+bool isWrittenWithoutSpaces(char32_t c)
+{
+    if (c < 0x0E00 || c > 0x1CFF)
+        return false;
+    UErrorCode error = U_ZERO_ERROR;
+    const UScriptCode script = uscript_getScript(static_cast<UChar32>(c), &error);
+    return script == USCRIPT_THAI || script == USCRIPT_LAO || script == USCRIPT_KHMER || script == USCRIPT_MYANMAR;
+}
+
+icu::BreakIterator* dictionaryLineBreaker()
+{
+    // One per thread: a break iterator keeps the text it works on.
+    thread_local std::unique_ptr<icu::BreakIterator> iterator = [] {
+        UErrorCode error = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> it(icu::BreakIterator::createLineInstance(icu::Locale::getRoot(), error));
+        return U_SUCCESS(error) ? std::move(it) : nullptr;
+    }();
+    return iterator.get();
+}
+
+} // namespace
+
+void LineBreaker::shapeAndSegment()
+{
+    const size_t n = m_items.size();
+    bool anyComplex = false;
+    for (size_t k = 0; k < n; ++k) {
+        Item& it = m_items[k];
+        if (it.c < 0x0590 || it.hidden)
+            continue;
+        char32_t cp = it.c;
+        if (isLeadSurrogate(it.c) && k + 1 < n && isTrailSurrogate(m_items[k + 1].c))
+            cp = 0x10000 + ((char32_t(it.c) - 0xD800) << 10) + (char32_t(m_items[k + 1].c) - 0xDC00);
+        else if (isTrailSurrogate(it.c) && k > 0 && isLeadSurrogate(m_items[k - 1].c)) {
+            it.slot = m_items[k - 1].slot;
+            it.emoji = m_items[k - 1].emoji;
+            continue;
+        }
+        it.slot = fontSlotOf(cp);
+        it.emoji = isEmojiPart(cp);
+        anyComplex = anyComplex || it.slot == FontSlot::Complex || it.emoji;
+    }
+    if (!anyComplex)
+        return;
+    std::u16string text;
+    std::vector<double> widths;
+    for (size_t k = 0; k < n;) {
+        const Item& first = m_items[k];
+        if (first.hidden || (first.slot != FontSlot::Complex && !first.emoji)) {
+            ++k;
+            continue;
+        }
+        // A run: one format, all complex-script or all emoji; spaces and
+        // marks between complex-script letters belong to it, as they shape
+        // with them.
+        size_t end = k + 1;
+        while (end < n && !m_items[end].hidden && m_items[end].format == first.format &&
+               (first.emoji ? m_items[end].emoji
+                            : m_items[end].slot == FontSlot::Complex || (m_items[end].c == Ch::Space && end + 1 < n &&
+                                                                         m_items[end + 1].slot == FontSlot::Complex)))
+            ++end;
+        text.clear();
+        for (size_t j = k; j < end; ++j)
+            text.push_back(m_items[j].c);
+        if (m_measurer.shapedWidths(text, first.format, first.emoji ? FontSlot::Latin : FontSlot::Complex, first.emoji,
+                                    widths))
+            for (size_t j = k; j < end; ++j)
+                m_items[j].w = widths[j - k];
+        // Word ends inside text written without spaces.
+        if (!first.emoji && isWrittenWithoutSpaces(first.c)) {
+            if (icu::BreakIterator* breaker = dictionaryLineBreaker()) {
+                const icu::UnicodeString u(false, reinterpret_cast<const UChar*>(text.data()),
+                                           static_cast<int32_t>(text.size()));
+                breaker->setText(u);
+                for (int32_t b = breaker->next(); b != icu::BreakIterator::DONE; b = breaker->next())
+                    if (b > 0 && static_cast<size_t>(b) < text.size())
+                        m_items[k + static_cast<size_t>(b) - 1].wordBreakAfter = true;
+            }
+        }
+        k = end;
+    }
+}
+
 double LineBreaker::nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const
 {
     *explicitStop = nullptr;
@@ -175,11 +269,11 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
         // or a 14 pt space between Arial 10 pt words leaves the line at
         // Arial's height on Word's pages.
         if (it.c == Ch::Space || it.c == Ch::Tab) {
-            const MeasuredFont& f = m_measurer.font(it.format);
+            const MeasuredFont& f = m_measurer.font(it.format, it.slot);
             blankAscent = std::max(blankAscent, f.ascent);
             blankDescent = std::max(blankDescent, f.descent);
         } else {
-            const MeasuredFont& f = m_measurer.font(it.format);
+            const MeasuredFont& f = m_measurer.font(it.format, it.slot);
             double itemAscent = f.ascent;
             if (it.c == Ch::Object) {
                 const int32_t obj = m_document.charFormats[it.format].objectIndex;
@@ -293,6 +387,7 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
     }
     if (allHidden)
         return lines;
+    shapeAndSegment();
 
     const double limit = width - pf.rightIndent;
     const uint32_t labelFormat =
@@ -405,7 +500,7 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
                     next = m_items[k].c;
                     break;
                 }
-            if (breakAllowedAfter(previous, c, next))
+            if (breakAllowedAfter(previous, c, next) || it.wordBreakAfter)
                 lastBreak = j;
         }
         if (end == SIZE_MAX || end <= lineStart)

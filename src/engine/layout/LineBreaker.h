@@ -27,7 +27,14 @@ private:
         uint32_t format = 0;
         double w = 0;
         bool hidden = false;
+        FontSlot slot = FontSlot::Latin;
+        bool emoji = false;
+        bool wordBreakAfter = false; ///< a dictionary word ends here (Thai, Lao, Khmer, Myanmar)
     };
+
+    /// Gives complex-script runs and emoji sequences their shaped widths,
+    /// and marks the word ends inside scripts written without spaces.
+    void shapeAndSegment();
 
     double nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const;
     double tabWidth(size_t index, double x, double limit, const ParaFormat& pf);

@@ -1,10 +1,14 @@
 // Character widths and line metrics of a document's character formats.
 #include "engine/layout/TextMeasurer.h"
 
+#include "engine/access/ScriptRules.h"
 #include "engine/layout/WordFontMetrics.h"
 
 #include <algorithm>
 #include <cmath>
+#include <hb.h>
+#include <unicode/uchar.h>
+#include <unicode/uscript.h>
 
 namespace qm::engine::layout {
 
@@ -15,6 +19,49 @@ namespace {
 double reducedSize(double halfPoints) { return std::max(1.0, std::round(halfPoints * 2.0 / 3.0)); }
 
 } // namespace
+
+FontSlot fontSlotOf(char32_t c)
+{
+    if (c < 0x0590) // Latin, Greek, Cyrillic, Armenian and everything before them
+        return FontSlot::Latin;
+    if (scriptClass(c) == ScriptClass::EastAsian)
+        return FontSlot::EastAsia;
+    UErrorCode error = U_ZERO_ERROR;
+    switch (uscript_getScript(static_cast<UChar32>(c), &error)) {
+    case USCRIPT_ARABIC:
+    case USCRIPT_HEBREW:
+    case USCRIPT_SYRIAC:
+    case USCRIPT_THAANA:
+    case USCRIPT_NKO:
+    case USCRIPT_DEVANAGARI:
+    case USCRIPT_BENGALI:
+    case USCRIPT_GURMUKHI:
+    case USCRIPT_GUJARATI:
+    case USCRIPT_ORIYA:
+    case USCRIPT_TAMIL:
+    case USCRIPT_TELUGU:
+    case USCRIPT_KANNADA:
+    case USCRIPT_MALAYALAM:
+    case USCRIPT_SINHALA:
+    case USCRIPT_THAI:
+    case USCRIPT_LAO:
+    case USCRIPT_TIBETAN:
+    case USCRIPT_MYANMAR:
+    case USCRIPT_KHMER: return FontSlot::Complex;
+    default: return FontSlot::Latin;
+    }
+}
+
+bool isEmojiPart(char32_t c)
+{
+    if (c < 0x200D)
+        return false;
+    if (c == 0x200D || c == 0xFE0F || c == 0x20E3 || (c >= 0xE0020 && c <= 0xE007F)) // joiner, selector, keycap, tags
+        return true;
+    return u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_EMOJI_PRESENTATION) ||
+           u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_EMOJI_MODIFIER) ||
+           u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_REGIONAL_INDICATOR);
+}
 
 char16_t displayCapital(char16_t c)
 {
@@ -31,17 +78,27 @@ char16_t displayCapital(char16_t c)
 }
 
 TextMeasurer::TextMeasurer(const Document& document, const LayoutOptions& options, std::vector<Diagnostic>& diagnostics)
-    : m_document(document), m_options(options), m_diagnostics(diagnostics), m_fonts(document.charFormats.size()),
-      m_prepared(document.charFormats.size(), false)
+    : m_document(document), m_options(options), m_diagnostics(diagnostics), m_fonts(document.charFormats.size() * 3),
+      m_prepared(document.charFormats.size() * 3, false)
 {
 }
 
-void TextMeasurer::prepare(uint32_t index)
+void TextMeasurer::prepare(uint32_t index, FontSlot slot)
 {
-    m_prepared[index] = true;
+    const size_t at = index * 3 + static_cast<size_t>(slot);
+    m_prepared[at] = true;
     const CharFormat& cf = m_document.charFormats[index];
-    MeasuredFont& f = m_fonts[index];
-    const std::string& name = cf.fontName.empty() ? m_options.defaultFontName : cf.fontName;
+    MeasuredFont& f = m_fonts[at];
+    const std::string& latin = cf.fontName.empty() ? m_options.defaultFontName : cf.fontName;
+    const std::string& name = slot == FontSlot::EastAsia && !cf.eastAsiaFontName.empty() ? cf.eastAsiaFontName
+                              : slot == FontSlot::Complex && !cf.complexFontName.empty() ? cf.complexFontName
+                                                                                         : latin;
+    const uint16_t size =
+        slot == FontSlot::Complex && cf.complexSizeHalfPoints != 0 ? cf.complexSizeHalfPoints : cf.sizeHalfPoints;
+    if (slot != FontSlot::Latin && name == latin && size == cf.sizeHalfPoints) {
+        f = font(index, FontSlot::Latin); // the same font: measured once
+        return;
+    }
     const ResolvedFace resolved = FontCache::instance().resolve(name, cf.bold ? FontWeight::Bold : FontWeight::Regular,
                                                                 cf.italic ? FontSlant::Italic : FontSlant::Upright);
     if (resolved.substituted && std::find(m_reported.begin(), m_reported.end(), name) == m_reported.end()) {
@@ -58,7 +115,7 @@ void TextMeasurer::prepare(uint32_t index)
                                 cf.italic ? FontSlant::Italic : FontSlant::Upright);
         f.knownRegular = &known->regular();
     }
-    const double halfPoints = std::max<double>(1, cf.sizeHalfPoints);
+    const double halfPoints = std::max<double>(1, size);
     f.sizeTwips = halfPoints * 10.0;
     const double drawnHalfPoints =
         cf.verticalPosition == VerticalPosition::Baseline ? halfPoints : reducedSize(halfPoints);
@@ -85,18 +142,19 @@ void TextMeasurer::prepare(uint32_t index)
     }
 }
 
-const MeasuredFont& TextMeasurer::font(uint32_t charFormat)
+const MeasuredFont& TextMeasurer::font(uint32_t charFormat, FontSlot slot)
 {
-    if (charFormat >= m_fonts.size())
+    if (static_cast<size_t>(charFormat) * 3 >= m_fonts.size())
         charFormat = 0;
-    if (!m_prepared[charFormat])
-        prepare(charFormat);
-    return m_fonts[charFormat];
+    const size_t at = static_cast<size_t>(charFormat) * 3 + static_cast<size_t>(slot);
+    if (!m_prepared[at])
+        prepare(charFormat, slot);
+    return m_fonts[at];
 }
 
 double TextMeasurer::width(char16_t c, uint32_t charFormat)
 {
-    const MeasuredFont& f = font(charFormat);
+    const MeasuredFont& f = font(charFormat, c < 0x0590 ? FontSlot::Latin : fontSlotOf(c));
     if (f.hidden)
         return 0;
     double scale = f.scale;
@@ -140,6 +198,53 @@ double TextMeasurer::width(std::u16string_view text, uint32_t charFormat)
     for (char16_t c : text)
         sum += width(c, charFormat);
     return sum;
+}
+
+bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
+                                std::vector<double>& out)
+{
+    if (text.empty())
+        return false;
+    const MeasuredFont& f = font(charFormat, slot);
+    // The run's own face when it has the script's letters, else the face
+    // Word's font fallback would reach for; emoji always in the emoji face.
+    const Face* face = f.face;
+    if (emoji)
+        face = FontCache::instance().emojiFace();
+    else if (!face || face->advance(text[0]) == Face::Missing) {
+        const CharFormat& cf = m_document.charFormats[charFormat < m_document.charFormats.size() ? charFormat : 0];
+        face = FontCache::instance().scriptFace(text[0], !cf.complexFontName.empty() ? cf.complexFontName
+                                                         : !cf.fontName.empty()      ? cf.fontName
+                                                                                     : m_options.defaultFontName);
+    }
+    hb_font_t* shaper = face ? FontCache::instance().shaper(face) : nullptr;
+    if (!shaper)
+        return false;
+    hb_buffer_t* buffer = hb_buffer_create();
+    hb_buffer_add_utf16(buffer, reinterpret_cast<const uint16_t*>(text.data()), static_cast<int>(text.size()), 0,
+                        static_cast<int>(text.size()));
+    hb_buffer_set_cluster_level(buffer, HB_BUFFER_CLUSTER_LEVEL_MONOTONE_CHARACTERS);
+    hb_buffer_guess_segment_properties(buffer);
+    hb_shape(shaper, buffer, nullptr, 0);
+    unsigned count = 0;
+    const hb_glyph_info_t* info = hb_buffer_get_glyph_infos(buffer, &count);
+    const hb_glyph_position_t* position = hb_buffer_get_glyph_positions(buffer, &count);
+    out.assign(text.size(), 0.0);
+    // Advances are in the shaping face's units; scaled as single characters
+    // are, with the character spacing added once per cluster.
+    const double fromRun = f.face ? static_cast<double>(f.face->metrics().unitsPerEm) : 2048.0;
+    const double scale = f.scale * fromRun / face->metrics().unitsPerEm * f.hScale;
+    std::vector<bool> starts(text.size(), false);
+    for (unsigned g = 0; g < count; ++g) {
+        const size_t cluster = std::min<size_t>(info[g].cluster, text.size() - 1);
+        out[cluster] += position[g].x_advance * scale;
+        starts[cluster] = true;
+    }
+    for (size_t k = 0; k < out.size(); ++k)
+        if (starts[k])
+            out[k] += f.spacing;
+    hb_buffer_destroy(buffer);
+    return true;
 }
 
 } // namespace qm::engine::layout

@@ -8,6 +8,19 @@
 
 namespace qm::engine::layout {
 
+/// Which of a run's three fonts a character is set in: Word shows Han, kana,
+/// Hangul and full-width forms in the run's East Asian font, Arabic, Hebrew,
+/// Indic and South-East Asian scripts in its complex-script font (at the
+/// complex-script size), and everything else in the Latin font.
+enum class FontSlot : uint8_t { Latin, EastAsia, Complex };
+
+/// The font a code point is set in.
+FontSlot fontSlotOf(char32_t c);
+
+/// Whether a code point is shown as an emoji picture: it is measured, shaped
+/// with its joiners, modifiers and selectors, in the emoji font.
+bool isEmojiPart(char32_t c);
+
 /// A character format made ready for measuring: its face, its scale and the
 /// vertical extent it gives a line. Lengths in twips.
 struct WordFontStyle;
@@ -41,11 +54,21 @@ class TextMeasurer {
 public:
     TextMeasurer(const Document& document, const LayoutOptions& options, std::vector<Diagnostic>& diagnostics);
 
-    const MeasuredFont& font(uint32_t charFormat);
+    const MeasuredFont& font(uint32_t charFormat, FontSlot slot = FontSlot::Latin);
 
     /// The advance of `c` in format `charFormat`, in twips, as Word measures
-    /// it (see the rounding note in the implementation).
+    /// it (see the rounding note in the implementation), in the font of the
+    /// character's script.
     double width(char16_t c, uint32_t charFormat);
+
+    /// Widths of text that is shaped rather than measured a character at a
+    /// time: complex-script text, whose letters change shape and width with
+    /// their neighbours, and emoji sequences, which show as one picture. The
+    /// text is one run of one format and slot; each cluster's advance goes to
+    /// its first unit and 0 to the others. False (and `out` untouched) when
+    /// no installed face can shape it.
+    bool shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
+                      std::vector<double>& out);
 
     /// Width of a string in one format.
     double width(std::u16string_view text, uint32_t charFormat);
@@ -58,7 +81,7 @@ public:
     }
 
 private:
-    void prepare(uint32_t charFormat);
+    void prepare(uint32_t charFormat, FontSlot slot);
 
     const Document& m_document;
     const LayoutOptions& m_options;

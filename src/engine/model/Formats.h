@@ -21,24 +21,32 @@ inline constexpr uint32_t AutoColor = 0xFF000000u;
 /// Formatting of one character, resolved: readers apply styles, toggles and
 /// direct formatting before handing a format to the builder.
 struct CharFormat {
-    std::string fontName;             ///< Latin font family; empty: the document default
-    uint16_t sizeHalfPoints = 20;     ///< font size in half points
+    std::string fontName;         ///< Latin font family; empty: the document default
+    uint16_t sizeHalfPoints = 20; ///< font size in half points
+    /// Word keeps three fonts on every run and picks one per character: the
+    /// Latin font above, an East Asian font for Han, kana, Hangul and
+    /// full-width forms, and a complex-script font, with its own size, for
+    /// Arabic, Hebrew, Indic and Thai text. Empty: the document's default
+    /// for that script; a complex size of 0: the Latin size.
+    std::string eastAsiaFontName;
+    std::string complexFontName;
+    uint16_t complexSizeHalfPoints = 0;
     bool bold = false;
     bool italic = false;
     bool smallCaps = false;
     bool allCaps = false;
-    bool hidden = false;              ///< hidden text (w:vanish, \v): not shown, not laid out
+    bool hidden = false; ///< hidden text (w:vanish, \v): not shown, not laid out
     bool strike = false;
     bool doubleStrike = false;
     UnderlineKind underline = UnderlineKind::None;
     VerticalPosition verticalPosition = VerticalPosition::Baseline;
-    int16_t spacingTwips = 0;         ///< extra space after each character (condensed < 0)
-    uint16_t scalePercent = 100;      ///< horizontal scale
-    uint16_t kernMinHalfPoints = 0;   ///< kerning from this size on; 0: no kerning
-    int16_t positionHalfPoints = 0;   ///< raised (> 0) or lowered baseline
+    int16_t spacingTwips = 0;       ///< extra space after each character (condensed < 0)
+    uint16_t scalePercent = 100;    ///< horizontal scale
+    uint16_t kernMinHalfPoints = 0; ///< kerning from this size on; 0: no kerning
+    int16_t positionHalfPoints = 0; ///< raised (> 0) or lowered baseline
     uint32_t color = AutoColor;
-    int32_t objectIndex = -1;         ///< on an object character (1 or 8): index into Document::objects
-    int32_t noteIndex = -1;           ///< on a note reference (2): index into Document::notes
+    int32_t objectIndex = -1; ///< on an object character (1 or 8): index into Document::objects
+    int32_t noteIndex = -1;   ///< on a note reference (2): index into Document::notes
 
     bool underlined() const { return underline != UnderlineKind::None; }
     auto operator<=>(const CharFormat&) const = default;
@@ -54,7 +62,7 @@ enum class TabAlignment : uint8_t { Left, Center, Right, Decimal, Bar };
 enum class TabLeader : uint8_t { None, Dot, Hyphen, Underscore, Heavy, MiddleDot };
 
 struct TabStop {
-    Twips position = 0;  ///< from the paragraph's text start (the page margin)
+    Twips position = 0; ///< from the paragraph's text start (the page margin)
     TabAlignment alignment = TabAlignment::Left;
     TabLeader leader = TabLeader::None;
     auto operator<=>(const TabStop&) const = default;
@@ -91,31 +99,32 @@ struct ParagraphBorders {
 /// that ends the paragraph (13, or 7 in a table, or 12 for a section break),
 /// as Word keeps it on the paragraph mark.
 struct ParaFormat {
-    std::string styleName;            ///< the paragraph style's display name ("Normal")
+    std::string styleName; ///< the paragraph style's display name ("Normal")
     Alignment alignment = Alignment::Left;
     Twips leftIndent = 0;
     Twips rightIndent = 0;
-    Twips firstLineIndent = 0;        ///< negative for a hanging indent
+    Twips firstLineIndent = 0; ///< negative for a hanging indent
     Twips spaceBefore = 0;
     Twips spaceAfter = 0;
-    bool spaceBeforeAuto = false;     ///< HTML-style automatic spacing
+    bool spaceBeforeAuto = false; ///< HTML-style automatic spacing
     bool spaceAfterAuto = false;
-    bool contextualSpacing = false;   ///< no space between paragraphs of the same style
+    bool contextualSpacing = false; ///< no space between paragraphs of the same style
     LineRule lineRule = LineRule::Auto;
     int32_t lineSpacing = 240;
-    std::vector<TabStop> tabs;        ///< explicit stops in ascending position
+    std::vector<TabStop> tabs; ///< explicit stops in ascending position
     bool keepWithNext = false;
     bool keepLinesTogether = false;
     bool widowControl = true;
     bool pageBreakBefore = false;
+    bool rightToLeft = false; ///< a right-to-left paragraph (Arabic, Hebrew): lines start at the right
     ParagraphBorders borders;
     uint32_t shading = AutoColor;     ///< background fill
     std::u16string listLabel;         ///< the list label as shown ("1.", a bullet); empty: none
     int32_t listLabelCharFormat = -1; ///< format of the label; -1: the mark's format
     // Table membership; the builder sets these, readers leave them alone.
-    uint8_t tableDepth = 0;           ///< 0 outside tables, 1 in a table, 2 nested, ...
-    bool rowEnd = false;              ///< on a 7 that ends a table row
-    int32_t rowFormat = -1;           ///< on a row end: index into Document::rowFormats
+    uint8_t tableDepth = 0; ///< 0 outside tables, 1 in a table, 2 nested, ...
+    bool rowEnd = false;    ///< on a 7 that ends a table row
+    int32_t rowFormat = -1; ///< on a row end: index into Document::rowFormats
 
     auto operator<=>(const ParaFormat&) const = default;
 };
@@ -139,7 +148,7 @@ struct TableCellFormat {
     Twips width = 0;
     int32_t gridSpan = 1;
     VerticalMerge verticalMerge = VerticalMerge::None;
-    uint32_t shading = AutoColor;     ///< fill colour
+    uint32_t shading = AutoColor; ///< fill colour
     CellBorders borders;
     auto operator<=>(const TableCellFormat&) const = default;
 };
@@ -147,11 +156,11 @@ struct TableCellFormat {
 /// Properties of one table row, kept on the row's end mark.
 struct TableRowFormat {
     std::vector<TableCellFormat> cells;
-    std::vector<Twips> grid;          ///< the table's column widths, when the format has a grid
+    std::vector<Twips> grid; ///< the table's column widths, when the format has a grid
     Twips height = 0;
     RowHeightRule heightRule = RowHeightRule::Auto;
     bool cantSplit = false;
-    bool isHeader = false;            ///< repeated at the top of each page
+    bool isHeader = false; ///< repeated at the top of each page
     Twips leftIndent = 0;
     Twips cellMarginLeft = 108;
     Twips cellMarginRight = 108;
@@ -159,8 +168,8 @@ struct TableRowFormat {
     Twips cellMarginBottom = 0;
     Twips cellSpacing = 0;
     Alignment alignment = Alignment::Left;
-    bool borders = true;              ///< whether cells draw borders (the invoice and printing)
-    TableBorders tableBorders;        ///< the table's own and its style's borders
+    bool borders = true;       ///< whether cells draw borders (the invoice and printing)
+    TableBorders tableBorders; ///< the table's own and its style's borders
     /// The table's preferred width: twips, or fiftieths of a percent of the
     /// text area when `preferredWidthPercent`; 0: none (automatic).
     Twips preferredWidth = 0;
@@ -182,13 +191,13 @@ struct SectionFormat {
     Twips gutter = 0;
     Twips headerDistance = 720;
     Twips footerDistance = 720;
-    bool titlePage = false;           ///< a different first-page header and footer
+    bool titlePage = false; ///< a different first-page header and footer
     SectionStart start = SectionStart::NewPage;
     int32_t columns = 1;
     Twips columnSpacing = 720;
-    std::vector<Twips> columnWidths;  ///< unequal columns; empty when equal
+    std::vector<Twips> columnWidths; ///< unequal columns; empty when equal
     DocGridType gridType = DocGridType::None;
-    Twips linePitch = 0;              ///< document grid line pitch
+    Twips linePitch = 0; ///< document grid line pitch
 
     Twips textWidth() const { return pageWidth - marginLeft - marginRight - gutter; }
     auto operator<=>(const SectionFormat&) const = default;

@@ -47,8 +47,8 @@ bool toggle(uint8_t value, bool styleValue)
 uint32_t colorFromIco(uint8_t ico)
 {
     static constexpr uint32_t table[17] = {AutoColor, 0x000000, 0x0000FF, 0x00FFFF, 0x00FF00, 0xFF00FF,
-                                           0xFF0000, 0xFFFF00, 0xFFFFFF, 0x000080, 0x008080, 0x008000,
-                                           0x800080, 0x800000, 0x808000, 0x808080, 0xC0C0C0};
+                                           0xFF0000,  0xFFFF00, 0xFFFFFF, 0x000080, 0x008080, 0x008000,
+                                           0x800080,  0x800000, 0x808000, 0x808080, 0xC0C0C0};
     return ico < 17 ? table[ico] : AutoColor;
 }
 
@@ -179,8 +179,7 @@ std::vector<std::string> parseFontTable(std::string_view b)
     return fonts;
 }
 
-void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op,
-                  const std::vector<std::string>& fonts)
+void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op, const std::vector<std::string>& fonts)
 {
     CharFormat& f = chp.format;
     const CharFormat& b = base.format;
@@ -199,7 +198,7 @@ void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op,
     case 0x4A30: chp.istd = u16(op, 0); break;
     case 0x2A3E: f.underline = underlineKind(v); break;
     case 0x2A48:
-        f.verticalPosition = v == 1 ? VerticalPosition::Superscript
+        f.verticalPosition = v == 1   ? VerticalPosition::Superscript
                              : v == 2 ? VerticalPosition::Subscript
                                       : VerticalPosition::Baseline;
         break;
@@ -215,6 +214,24 @@ void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op,
             f.fontName = fonts[ftc];
         break;
     }
+    case 0x4A50: { // sprmCRgFtc1: the East Asian font
+        const uint16_t ftc = u16(op, 0);
+        if (ftc < fonts.size())
+            f.eastAsiaFontName = fonts[ftc];
+        break;
+    }
+    case 0x4A5E: { // sprmCFtcBi: the complex-script font
+        const uint16_t ftc = u16(op, 0);
+        if (ftc < fonts.size())
+            f.complexFontName = fonts[ftc];
+        break;
+    }
+    case 0x4A61: { // sprmCHpsBi: the complex-script size
+        const uint16_t hps = u16(op, 0);
+        if (hps >= 2 && hps <= 3276)
+            f.complexSizeHalfPoints = hps;
+        break;
+    }
     case 0x8840: f.spacingTwips = s16(op, 0); break;
     case 0x4845: f.positionHalfPoints = s16(op, 0); break;
     case 0x4852: {
@@ -226,8 +243,7 @@ void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op,
     case 0x484B: f.kernMinHalfPoints = u16(op, 0); break;
     case 0x2A42: f.color = colorFromIco(v); break;
     case 0x6870:
-        f.color = u8(op, 3) == 0xFF ? AutoColor
-                                    : (uint32_t(u8(op, 0)) << 16 | uint32_t(u8(op, 1)) << 8 | u8(op, 2));
+        f.color = u8(op, 3) == 0xFF ? AutoColor : (uint32_t(u8(op, 0)) << 16 | uint32_t(u8(op, 1)) << 8 | u8(op, 2));
         break;
     case 0x6A09: chp.symbol = static_cast<char16_t>(u16(op, 2)); break;
     case 0x2A33: { // back to the style's properties, keeping what marks the character
@@ -329,6 +345,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
     case 0x2405: f.keepLinesTogether = v != 0; break;
     case 0x2406: f.keepWithNext = v != 0; break;
     case 0x2407: f.pageBreakBefore = v != 0; break;
+    case 0x2441: f.rightToLeft = v != 0; break; // sprmPFBiDi
     case 0x2431: f.widowControl = v != 0; break;
     case 0x840E:
     case 0x845D: f.rightIndent = s16(op, 0); break;
@@ -414,9 +431,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
     }
     case 0xD620: setCellBorders(pap.row, op, false); break;
     case 0xD62F: setCellBorders(pap.row, op, true); break;
-    case 0x9602:
-        pap.row.cellMarginLeft = pap.row.cellMarginRight = s16(op, 0);
-        break;
+    case 0x9602: pap.row.cellMarginLeft = pap.row.cellMarginRight = s16(op, 0); break;
     case 0x9407: {
         const int16_t h = s16(op, 0);
         pap.row.height = std::abs(h);
@@ -443,8 +458,7 @@ void applySepSprm(SectionFormat& s, uint16_t sprm, std::string_view op)
     switch (sprm) {
     case 0x3009: {
         static constexpr SectionStart kinds[] = {SectionStart::Continuous, SectionStart::NewColumn,
-                                                 SectionStart::NewPage, SectionStart::EvenPage,
-                                                 SectionStart::OddPage};
+                                                 SectionStart::NewPage, SectionStart::EvenPage, SectionStart::OddPage};
         s.start = v < 5 ? kinds[v] : SectionStart::NewPage;
         break;
     }
@@ -464,7 +478,7 @@ void applySepSprm(SectionFormat& s, uint16_t sprm, std::string_view op)
     case 0x9031: s.linePitch = s16(op, 0); break;
     case 0x5032: {
         const uint16_t clm = u16(op, 0);
-        s.gridType = clm == 1 ? DocGridType::LinesAndChars
+        s.gridType = clm == 1   ? DocGridType::LinesAndChars
                      : clm == 2 ? DocGridType::Lines
                      : clm == 3 ? DocGridType::SnapToChars
                                 : DocGridType::None;
@@ -504,6 +518,12 @@ void StyleSheet::parse(std::string_view b, const std::vector<std::string>& fonts
     const uint16_t defaultFont = u16(stshi, 12);
     if (fits(stshi.size(), 12, 2) && defaultFont < fonts.size())
         m_defaults.format.fontName = fonts[defaultFont];
+    // The Stshif's ftcFE, then the Stshi's ftcBi after the 18-byte Stshif:
+    // the styles' default East Asian and complex-script fonts.
+    if (const uint16_t fe = u16(stshi, 14); fits(stshi.size(), 14, 2) && fe < fonts.size())
+        m_defaults.format.eastAsiaFontName = fonts[fe];
+    if (const uint16_t bi = u16(stshi, 18); fits(stshi.size(), 18, 2) && bi < fonts.size())
+        m_defaults.format.complexFontName = fonts[bi];
     m_defaultPap.format.styleName = "Normal";
     size_t pos = 2ull + cbStshi;
     for (uint16_t i = 0; i < cstd && pos + 2 <= b.size(); ++i) {

@@ -32,10 +32,7 @@ using xml::value;
 constexpr int MaxStoryNesting = 6;
 
 // EMU (DrawingML) to twips.
-Twips emuToTwips(int64_t emu)
-{
-    return xml::clampInt32(emu / 635);
-}
+Twips emuToTwips(int64_t emu) { return xml::clampInt32(emu / 635); }
 
 std::optional<Twips> twipsOf(const pugi::xml_node& node, std::string_view name)
 {
@@ -151,6 +148,8 @@ private:
     DocumentBuilder& m_b;
     Part m_main;
     docx::ThemeFonts m_theme;
+    std::string m_eastAsiaLanguage; // the theme-font languages of the settings
+    std::string m_bidiLanguage;
     docx::Styles m_styles;
     docx::Numbering m_numbering;
     StoryContext* m_ctx = nullptr;
@@ -201,6 +200,24 @@ void DocxReader::readTheme(const Relationships& rels)
         m_theme.major = major;
     if (auto minor = value(child(child(scheme, "minorFont"), "latin"), "typeface"); !minor.empty())
         m_theme.minor = minor;
+    // East Asian and complex-script theme fonts: the <a:ea>/<a:cs> typeface
+    // when the theme names one, else the per-script font for the language
+    // the document's theme fonts were chosen for.
+    auto scriptFont = [&](pugi::xml_node collection, const char* slot, const std::string& language) {
+        if (auto f = value(child(collection, slot), "typeface"); !f.empty())
+            return std::string(f);
+        const std::string_view script = docx::themeScriptOfLanguage(language);
+        for (pugi::xml_node f = collection.first_child(); f; f = f.next_sibling())
+            if (xml::localName(f) == "font" && value(f, "script") == script)
+                return std::string(value(f, "typeface"));
+        return std::string();
+    };
+    const pugi::xml_node major = child(scheme, "majorFont");
+    const pugi::xml_node minor = child(scheme, "minorFont");
+    m_theme.majorEastAsia = scriptFont(major, "ea", m_eastAsiaLanguage);
+    m_theme.minorEastAsia = scriptFont(minor, "ea", m_eastAsiaLanguage);
+    m_theme.majorComplex = scriptFont(major, "cs", m_bidiLanguage);
+    m_theme.minorComplex = scriptFont(minor, "cs", m_bidiLanguage);
 }
 
 void DocxReader::readSettings(const std::string& name)
@@ -218,7 +235,10 @@ void DocxReader::readSettings(const std::string& name)
             s.mirrorMargins = docx::onOff(e);
         else if (n == "autoHyphenation")
             s.autoHyphenation = docx::onOff(e);
-        else if (n == "defaultTabStop") {
+        else if (n == "themeFontLang") {
+            m_eastAsiaLanguage = value(e, "eastAsia");
+            m_bidiLanguage = value(e, "bidi");
+        } else if (n == "defaultTabStop") {
             if (auto v = twipsOf(e, "val"); v && *v > 0)
                 s.defaultTabStop = *v;
         } else if (n == "compat") {
@@ -269,10 +289,7 @@ void DocxReader::readAppProperties(const Relationships& packageRels)
     }
 }
 
-bool DocxReader::suppressed() const
-{
-    return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0;
-}
+bool DocxReader::suppressed() const { return m_ctx->inInstruction > 0 || m_ctx->fieldOverflow > 0; }
 
 void DocxReader::emit(std::u16string_view text, uint32_t charFormat)
 {
@@ -478,7 +495,7 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
         } else if (n == "footnoteReference" || n == "endnoteReference" || n == "commentReference") {
             if (suppressed())
                 continue;
-            const NoteKind kind = n == "footnoteReference" ? NoteKind::Footnote
+            const NoteKind kind = n == "footnoteReference"  ? NoteKind::Footnote
                                   : n == "endnoteReference" ? NoteKind::Endnote
                                                             : NoteKind::Comment;
             readNoteReference(kind, e, cf());
@@ -606,7 +623,7 @@ void DocxReader::readNoteReference(NoteKind kind, const pugi::xml_node& ref, uin
         noteIndex = done->second;
     } else if (it != src.byId.end()) {
         if (src.story < 0) {
-            const StoryType type = kind == NoteKind::Footnote ? StoryType::Footnotes
+            const StoryType type = kind == NoteKind::Footnote  ? StoryType::Footnotes
                                    : kind == NoteKind::Endnote ? StoryType::Endnotes
                                                                : StoryType::Comments;
             const StoryId id = m_b.newStory(type);
@@ -696,8 +713,10 @@ SectionFormat DocxReader::readSection(const pugi::xml_node& sectPr, HeaderFooter
         } else if (n == "pgMar") {
             f.marginTop = clampLength(twipsOf(e, "top"), f.marginTop, -MaxPage, MaxPage);
             f.marginBottom = clampLength(twipsOf(e, "bottom"), f.marginBottom, -MaxPage, MaxPage);
-            f.marginLeft = clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
-            f.marginRight = clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
+            f.marginLeft =
+                clampLength(twipsOf(e, "left"), clampLength(twipsOf(e, "start"), f.marginLeft, 0, MaxPage), 0, MaxPage);
+            f.marginRight =
+                clampLength(twipsOf(e, "right"), clampLength(twipsOf(e, "end"), f.marginRight, 0, MaxPage), 0, MaxPage);
             f.headerDistance = clampLength(twipsOf(e, "header"), f.headerDistance, 0, MaxPage);
             f.footerDistance = clampLength(twipsOf(e, "footer"), f.footerDistance, 0, MaxPage);
             f.gutter = clampLength(twipsOf(e, "gutter"), f.gutter, 0, MaxPage);
@@ -762,7 +781,9 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
         const std::string_view n = xml::localName(e);
         if (n == "jc") {
             const std::string_view v = value(e, "val");
-            base.alignment = v == "center" ? Alignment::Center : (v == "right" || v == "end") ? Alignment::Right : Alignment::Left;
+            base.alignment = v == "center"                  ? Alignment::Center
+                             : (v == "right" || v == "end") ? Alignment::Right
+                                                            : Alignment::Left;
         } else if (n == "tblInd") {
             base.leftIndent = twipsOf(e, "w").value_or(0);
         } else if (n == "tblW") {
@@ -815,7 +836,7 @@ void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBa
         const std::string_view n = xml::localName(e);
         if (n == "trHeight") {
             row.height = std::max<Twips>(0, twipsOf(e, "val").value_or(0));
-            row.heightRule = value(e, "hRule") == "exact" ? RowHeightRule::Exact
+            row.heightRule = value(e, "hRule") == "exact"                    ? RowHeightRule::Exact
                              : row.height > 0 && value(e, "hRule") != "auto" ? RowHeightRule::AtLeast
                                                                              : RowHeightRule::Auto;
         } else if (n == "cantSplit") {
@@ -903,13 +924,13 @@ ReadResult DocxReader::run()
                                    (m_b.document().diagnostics.empty() ? std::string("it is damaged")
                                                                        : m_b.document().diagnostics.back().message));
 
+    readSettings(targetOfType(m_main.rels, "settings"));
     readTheme(m_main.rels);
     if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
         m_styles.load(styles.xml.document_element(), m_theme);
-    if (Part numbering; !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() &&
-                        load(numbering, Severity::Warning))
+    if (Part numbering;
+        !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() && load(numbering, Severity::Warning))
         m_numbering.load(numbering.xml.document_element(), m_theme);
-    readSettings(targetOfType(m_main.rels, "settings"));
     readAppProperties(packageRels);
 
     m_defaultParaFormat = m_b.paraFormat(m_styles.paraFormat(m_styles.defaultParagraphStyle(), {}, {}));

@@ -19,8 +19,7 @@ namespace {
 // far earlier.
 constexpr int MaxChain = 64;
 
-template <class T>
-void take(std::optional<T>& into, const std::optional<T>& from)
+template <class T> void take(std::optional<T>& into, const std::optional<T>& from)
 {
     if (from)
         into = from;
@@ -33,8 +32,7 @@ std::optional<Twips> twipsAttr(const pugi::xml_node& node, std::string_view name
     return std::nullopt;
 }
 
-template <class T>
-T clampTo(int64_t v, int64_t lo, int64_t hi)
+template <class T> T clampTo(int64_t v, int64_t lo, int64_t hi)
 {
     return static_cast<T>(std::clamp<int64_t>(v, lo, hi));
 }
@@ -87,15 +85,15 @@ bool onOff(const pugi::xml_node& element)
     return !(v == "0" || v == "false" || v == "off");
 }
 
-bool truthy(std::string_view v)
-{
-    return v == "1" || v == "true" || v == "on";
-}
+bool truthy(std::string_view v) { return v == "1" || v == "true" || v == "on"; }
 
 void RunProps::overlay(const RunProps& top)
 {
     take(font, top.font);
     take(size, top.size);
+    take(eastAsiaFont, top.eastAsiaFont);
+    take(complexFont, top.complexFont);
+    take(complexSize, top.complexSize);
     take(bold, top.bold);
     take(italic, top.italic);
     take(allCaps, top.allCaps);
@@ -127,6 +125,7 @@ void ParaProps::overlay(const ParaProps& top)
     take(keepLinesTogether, top.keepLinesTogether);
     take(widowControl, top.widowControl);
     take(pageBreakBefore, top.pageBreakBefore);
+    take(rightToLeft, top.rightToLeft);
     take(lineRule, top.lineRule);
     take(lineSpacing, top.lineSpacing);
     take(numId, top.numId);
@@ -238,6 +237,25 @@ std::optional<uint32_t> parseShadingFill(const pugi::xml_node& shd)
     return hexColor(fill);
 }
 
+std::string_view themeScriptOfLanguage(std::string_view language)
+{
+    const std::string_view primary = language.substr(0, language.find('-'));
+    if (primary == "zh") // Traditional Chinese where it is written so, Simplified elsewhere
+        return language.ends_with("TW") || language.ends_with("HK") || language.ends_with("MO") ? "Hant" : "Hans";
+    struct Entry {
+        std::string_view language, script;
+    };
+    static constexpr Entry table[] = {
+        {"ja", "Jpan"}, {"ko", "Hang"}, {"ar", "Arab"}, {"fa", "Arab"}, {"ur", "Arab"}, {"he", "Hebr"},
+        {"yi", "Hebr"}, {"th", "Thai"}, {"hi", "Deva"}, {"mr", "Deva"}, {"bn", "Beng"}, {"ta", "Taml"},
+        {"te", "Telu"}, {"gu", "Gujr"}, {"pa", "Guru"}, {"km", "Khmr"}, {"lo", "Laoo"}, {"my", "Mymr"},
+    };
+    for (const Entry& e : table)
+        if (e.language == primary)
+            return e.script;
+    return {};
+}
+
 RunProps parseRunProps(const pugi::xml_node& rPr, const ThemeFonts& theme)
 {
     RunProps p;
@@ -254,9 +272,20 @@ RunProps parseRunProps(const pugi::xml_node& rPr, const ThemeFonts& theme)
                 p.font = t.starts_with("major") ? theme.major : theme.minor;
             else if (!f.empty())
                 p.font = std::string(f);
+            if (std::string_view ea = value(e, "eastAsiaTheme"); !ea.empty())
+                p.eastAsiaFont = ea.starts_with("major") ? theme.majorEastAsia : theme.minorEastAsia;
+            else if (std::string_view ea = value(e, "eastAsia"); !ea.empty())
+                p.eastAsiaFont = std::string(ea);
+            if (std::string_view cs = value(e, "cstheme"); !cs.empty())
+                p.complexFont = cs.starts_with("major") ? theme.majorComplex : theme.minorComplex;
+            else if (std::string_view cs = value(e, "cs"); !cs.empty())
+                p.complexFont = std::string(cs);
         } else if (n == "sz") {
             if (auto v = xml::toInt(value(e, "val")))
                 p.size = clampTo<uint16_t>(*v, 1, 3276);
+        } else if (n == "szCs") {
+            if (auto v = xml::toInt(value(e, "val")))
+                p.complexSize = clampTo<uint16_t>(*v, 1, 3276);
         } else if (n == "b") {
             p.bold = onOff(e);
         } else if (n == "i") {
@@ -305,11 +334,11 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
         const std::string_view n = xml::localName(e);
         if (n == "jc") {
             std::string_view v = value(e, "val");
-            p.alignment = (v == "center")                  ? Alignment::Center
-                          : (v == "right" || v == "end")   ? Alignment::Right
-                          : (v == "both")                  ? Alignment::Justify
-                          : (v == "distribute")            ? Alignment::Distribute
-                                                           : Alignment::Left;
+            p.alignment = (v == "center")                ? Alignment::Center
+                          : (v == "right" || v == "end") ? Alignment::Right
+                          : (v == "both")                ? Alignment::Justify
+                          : (v == "distribute")          ? Alignment::Distribute
+                                                         : Alignment::Left;
         } else if (n == "ind") {
             if (auto v = twipsAttr(e, "left"))
                 p.leftIndent = v;
@@ -351,6 +380,8 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
             p.widowControl = onOff(e);
         } else if (n == "pageBreakBefore") {
             p.pageBreakBefore = onOff(e);
+        } else if (n == "bidi") {
+            p.rightToLeft = onOff(e);
         } else if (n == "tabs") {
             for (pugi::xml_node t = e.first_child(); t; t = t.next_sibling()) {
                 if (!is(t, "tab"))
@@ -361,11 +392,11 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
                 TabStop stop;
                 stop.position = *pos;
                 std::string_view v = value(t, "val");
-                stop.alignment = v == "center"    ? TabAlignment::Center
+                stop.alignment = v == "center"                  ? TabAlignment::Center
                                  : (v == "right" || v == "end") ? TabAlignment::Right
-                                 : v == "decimal" ? TabAlignment::Decimal
-                                 : v == "bar"     ? TabAlignment::Bar
-                                                  : TabAlignment::Left;
+                                 : v == "decimal"               ? TabAlignment::Decimal
+                                 : v == "bar"                   ? TabAlignment::Bar
+                                                                : TabAlignment::Left;
                 std::string_view l = value(t, "leader");
                 stop.leader = l == "dot"          ? TabLeader::Dot
                               : l == "hyphen"     ? TabLeader::Hyphen
@@ -435,7 +466,7 @@ void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
             style.table = parseTableProps(tblPr);
         std::string id(value(s, "styleId"));
         if (truthy(value(s, "default"))) {
-            std::string& slot = style.kind == Kind::Paragraph ? m_defaultParagraph
+            std::string& slot = style.kind == Kind::Paragraph   ? m_defaultParagraph
                                 : style.kind == Kind::Character ? m_defaultCharacter
                                                                 : m_defaultTable;
             if (slot.empty())
@@ -452,7 +483,7 @@ const Styles::Style* Styles::find(const std::string& id, Kind kind) const
     auto it = m_styles.find(id);
     if (it != m_styles.end() && it->second.kind == kind)
         return &it->second;
-    const std::string& fallback = kind == Kind::Paragraph ? m_defaultParagraph
+    const std::string& fallback = kind == Kind::Paragraph   ? m_defaultParagraph
                                   : kind == Kind::Character ? m_defaultCharacter
                                                             : m_defaultTable;
     if (fallback.empty() || fallback == id)
@@ -538,6 +569,9 @@ CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& ch
     CharFormat f;
     f.fontName = plain.font.value_or("");
     f.sizeHalfPoints = plain.size.value_or(20);
+    f.eastAsiaFontName = plain.eastAsiaFont.value_or("");
+    f.complexFontName = plain.complexFont.value_or("");
+    f.complexSizeHalfPoints = plain.complexSize.value_or(0);
     f.underline = plain.underline.value_or(UnderlineKind::None);
     f.verticalPosition = plain.verticalPosition.value_or(VerticalPosition::Baseline);
     f.spacingTwips = plain.spacing.value_or(0);
@@ -598,6 +632,7 @@ ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& num
     f.keepLinesTogether = p.keepLinesTogether.value_or(false);
     f.widowControl = p.widowControl.value_or(true);
     f.pageBreakBefore = p.pageBreakBefore.value_or(false);
+    f.rightToLeft = p.rightToLeft.value_or(false);
     f.borders.top = p.borderTop.value_or(BorderLine{});
     f.borders.left = p.borderLeft.value_or(BorderLine{});
     f.borders.bottom = p.borderBottom.value_or(BorderLine{});

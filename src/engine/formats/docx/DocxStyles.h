@@ -16,6 +16,8 @@ namespace qm::engine::docx {
 struct RunProps {
     std::optional<std::string> font;
     std::optional<uint16_t> size;
+    std::optional<std::string> eastAsiaFont, complexFont;
+    std::optional<uint16_t> complexSize;
     std::optional<bool> bold, italic, allCaps, smallCaps, strike, doubleStrike, hidden;
     std::optional<UnderlineKind> underline;
     std::optional<VerticalPosition> verticalPosition;
@@ -33,6 +35,7 @@ struct RunProps {
 struct ParaProps {
     std::optional<Alignment> alignment;
     std::optional<Twips> leftIndent, rightIndent, firstLineIndent, spaceBefore, spaceAfter;
+    std::optional<bool> rightToLeft;
     std::optional<bool> spaceBeforeAuto, spaceAfterAuto, contextualSpacing, keepWithNext, keepLinesTogether,
         widowControl, pageBreakBefore;
     std::optional<LineRule> lineRule;
@@ -65,10 +68,21 @@ TableProps parseTableProps(const pugi::xml_node& tblPr);
 std::optional<uint32_t> parseShadingFill(const pugi::xml_node& shd);
 
 /// Theme fonts that rFonts' asciiTheme and hAnsiTheme name.
+/// The theme's fonts per script. Word's themes leave the East Asian and
+/// complex-script typefaces empty and list one font per script instead
+/// (<a:font script="Jpan" typeface="..."/>); the document's theme-font
+/// languages (w:themeFontLang) choose among them, so the reader resolves
+/// them before the styles are read.
 struct ThemeFonts {
     std::string major = "Calibri Light";
     std::string minor = "Calibri";
+    std::string majorEastAsia, minorEastAsia;
+    std::string majorComplex, minorComplex;
 };
+
+/// The theme's script tag (Jpan, Hans, Hant, Hang, Arab, Hebr, Thai, ...)
+/// for a language tag such as "ja-JP"; empty when the theme has none for it.
+std::string_view themeScriptOfLanguage(std::string_view language);
 
 RunProps parseRunProps(const pugi::xml_node& rPr, const ThemeFonts& theme);
 ParaProps parseParaProps(const pugi::xml_node& pPr);

@@ -24,17 +24,14 @@ constexpr int MaxStoryNesting = 6;
 // a repeat is cut short with a diagnostic.
 constexpr int64_t MaxRepeat = 1000;
 
-bool isXmlSpace(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
+bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 /// Open list levels while reading: the list style and the counters.
 struct ListState {
     std::string style;
-    int level = 0;          ///< 0 for the outermost list
+    int level = 0; ///< 0 for the outermost list
     bool labelPending = false;
-    bool header = false;    ///< text:list-header: no label
+    bool header = false; ///< text:list-header: no label
     std::optional<int32_t> startOverride;
 };
 
@@ -63,8 +60,7 @@ private:
     std::string masterOf(const pugi::xml_node& element) const;
     bool repeatAllowed();
     uint32_t charFormat(const docx::RunProps& props);
-    template <class F>
-    void inStory(StoryId story, F&& read);
+    template <class F> void inStory(StoryId story, F&& read);
 
     DocumentBuilder& m_b;
     const odt::OdtStyles& m_styles;
@@ -102,6 +98,9 @@ uint32_t OdtReader::charFormat(const docx::RunProps& props)
     CharFormat f;
     f.fontName = props.font.value_or("");
     f.sizeHalfPoints = props.size.value_or(24);
+    f.eastAsiaFontName = props.eastAsiaFont.value_or("");
+    f.complexFontName = props.complexFont.value_or("");
+    f.complexSizeHalfPoints = props.complexSize.value_or(0);
     f.bold = props.bold.value_or(false);
     f.italic = props.italic.value_or(false);
     f.allCaps = props.allCaps.value_or(false);
@@ -117,8 +116,7 @@ uint32_t OdtReader::charFormat(const docx::RunProps& props)
     return m_b.charFormat(f);
 }
 
-template <class F>
-void OdtReader::inStory(StoryId story, F&& read)
+template <class F> void OdtReader::inStory(StoryId story, F&& read)
 {
     const StoryId previous = m_b.currentStory();
     const bool lastWasSpace = m_lastWasSpace;
@@ -173,8 +171,10 @@ SectionFormat OdtReader::currentSection(HeaderFooterRefs& refs)
         // Left pages show their own variant; Word's equivalent is the even
         // page header with different odd and even pages switched on.
         m_b.settings().evenAndOddHeaders = true;
-        refs.headers[2] = page->headerLeft ? readHeaderFooter(page->headerLeft, StoryType::EvenPagesHeader) : refs.headers[0];
-        refs.footers[2] = page->footerLeft ? readHeaderFooter(page->footerLeft, StoryType::EvenPagesFooter) : refs.footers[0];
+        refs.headers[2] =
+            page->headerLeft ? readHeaderFooter(page->headerLeft, StoryType::EvenPagesHeader) : refs.headers[0];
+        refs.footers[2] =
+            page->footerLeft ? readHeaderFooter(page->footerLeft, StoryType::EvenPagesFooter) : refs.footers[0];
     }
     return page->format;
 }
@@ -261,12 +261,17 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
                 pf.listLabel = level->bulletChar;
             } else if (!level->format.empty()) {
                 std::u16string label = utf8ToUtf16(level->prefix);
-                const size_t first = l + 1 >= static_cast<size_t>(level->displayLevels) ? l + 1 - static_cast<size_t>(level->displayLevels) : 0;
+                const size_t first = l + 1 >= static_cast<size_t>(level->displayLevels)
+                                         ? l + 1 - static_cast<size_t>(level->displayLevels)
+                                         : 0;
                 for (size_t i = first; i <= l; ++i) {
                     const odt::ListLevel* shown = m_styles.listLevel(listStyle, static_cast<int>(i));
                     const std::string fmt = shown ? shown->format : "1";
-                    const std::string_view word = fmt == "a" ? "lowerLetter" : fmt == "A" ? "upperLetter"
-                                                  : fmt == "i" ? "lowerRoman" : fmt == "I" ? "upperRoman" : "decimal";
+                    const std::string_view word = fmt == "a"   ? "lowerLetter"
+                                                  : fmt == "A" ? "upperLetter"
+                                                  : fmt == "i" ? "lowerRoman"
+                                                  : fmt == "I" ? "upperRoman"
+                                                               : "decimal";
                     label += docx::formatListNumber(std::max(counters[i], 1), word);
                     if (i < l)
                         label += u'.';
@@ -298,6 +303,7 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
         resolved.keepLinesTogether = paraProps.keepLinesTogether.value_or(false);
         resolved.widowControl = paraProps.widowControl.value_or(true);
         resolved.pageBreakBefore = paraProps.pageBreakBefore.value_or(false);
+        resolved.rightToLeft = paraProps.rightToLeft.value_or(false);
         resolved.borders = {paraProps.borderTop.value_or(BorderLine{}), paraProps.borderLeft.value_or(BorderLine{}),
                             paraProps.borderBottom.value_or(BorderLine{}), paraProps.borderRight.value_or(BorderLine{}),
                             paraProps.borderBetween.value_or(BorderLine{})};
@@ -382,12 +388,12 @@ void OdtReader::readInline(const pugi::xml_node& parent, const docx::RunProps& p
         } else if (n == "ruby") {
             readInline(child(e, "ruby-base"), props, paraStyle);
         } else if (n == "soft-page-break" || n == "bookmark" || n == "bookmark-start" || n == "bookmark-end" ||
-                   n == "reference-mark" || n == "reference-mark-start" || n == "reference-mark-end" ||
-                   n == "change" || n == "change-start" || n == "change-end" || n == "annotation-end" ||
-                   n == "toc-mark" || n == "toc-mark-start" || n == "toc-mark-end" || n == "alphabetical-index-mark" ||
+                   n == "reference-mark" || n == "reference-mark-start" || n == "reference-mark-end" || n == "change" ||
+                   n == "change-start" || n == "change-end" || n == "annotation-end" || n == "toc-mark" ||
+                   n == "toc-mark-start" || n == "toc-mark-end" || n == "alphabetical-index-mark" ||
                    n == "alphabetical-index-mark-start" || n == "alphabetical-index-mark-end" ||
-                   n == "user-index-mark" || n == "hidden-text" || n == "hidden-paragraph" ||
-                   n == "sequence-decls" || n == "variable-decls" || n == "user-field-decls") {
+                   n == "user-index-mark" || n == "hidden-text" || n == "hidden-paragraph" || n == "sequence-decls" ||
+                   n == "variable-decls" || n == "user-field-decls") {
             continue;
         } else if (n == "g") {
             readInline(e, props, paraStyle); // a group's shapes each stand on their own
@@ -438,7 +444,8 @@ void OdtReader::readTable(const pugi::xml_node& table)
     auto columns = [&](auto& self, const pugi::xml_node& parent) -> void {
         for (pugi::xml_node c = parent.first_child(); c && base.grid.size() < 64; c = c.next_sibling()) {
             if (is(c, "table-column")) {
-                const int64_t repeat = std::clamp<int64_t>(xml::toInt(value(c, "number-columns-repeated")).value_or(1), 1, 64);
+                const int64_t repeat =
+                    std::clamp<int64_t>(xml::toInt(value(c, "number-columns-repeated")).value_or(1), 1, 64);
                 const Twips width = m_styles.columnWidth(m_scope, std::string(value(c, "style-name"))).value_or(0);
                 for (int64_t i = 0; i < repeat && base.grid.size() < 64; ++i)
                     base.grid.push_back(width);
@@ -461,7 +468,8 @@ void OdtReader::readTable(const pugi::xml_node& table)
             const bool covered = is(cell, "covered-table-cell");
             if (!covered && !is(cell, "table-cell"))
                 continue;
-            const int64_t repeat = std::clamp<int64_t>(xml::toInt(value(cell, "number-columns-repeated")).value_or(1), 1, MaxRepeat);
+            const int64_t repeat =
+                std::clamp<int64_t>(xml::toInt(value(cell, "number-columns-repeated")).value_or(1), 1, MaxRepeat);
             for (int64_t r = 0; r < repeat && (r == 0 || repeatAllowed()); ++r) {
                 if (covered && horizontalCover > 0) {
                     --horizontalCover; // part of a cell spanning columns
@@ -472,12 +480,15 @@ void OdtReader::readTable(const pugi::xml_node& table)
                 if (covered) {
                     cf.verticalMerge = VerticalMerge::Continue;
                 } else {
-                    cf.gridSpan = static_cast<int32_t>(std::clamp<int64_t>(xml::toInt(value(cell, "number-columns-spanned")).value_or(1), 1, 64));
-                    const int64_t rows = std::clamp<int64_t>(xml::toInt(value(cell, "number-rows-spanned")).value_or(1), 1, MaxRepeat);
+                    cf.gridSpan = static_cast<int32_t>(
+                        std::clamp<int64_t>(xml::toInt(value(cell, "number-columns-spanned")).value_or(1), 1, 64));
+                    const int64_t rows =
+                        std::clamp<int64_t>(xml::toInt(value(cell, "number-rows-spanned")).value_or(1), 1, MaxRepeat);
                     if (rows > 1)
                         cf.verticalMerge = VerticalMerge::Restart;
                     horizontalCover = cf.gridSpan - 1;
-                    for (size_t c = column; c < column + static_cast<size_t>(cf.gridSpan) && c < rowsCovered.size(); ++c)
+                    for (size_t c = column; c < column + static_cast<size_t>(cf.gridSpan) && c < rowsCovered.size();
+                         ++c)
                         rowsCovered[c] = rows - 1;
                 }
                 for (size_t c = column; c < column + static_cast<size_t>(cf.gridSpan) && c < base.grid.size(); ++c)
@@ -506,7 +517,8 @@ void OdtReader::readTable(const pugi::xml_node& table)
     auto rows = [&](auto& self, const pugi::xml_node& parent, bool header) -> void {
         for (pugi::xml_node r = parent.first_child(); r && !m_b.limitReached(); r = r.next_sibling()) {
             if (is(r, "table-row")) {
-                int64_t repeat = std::clamp<int64_t>(xml::toInt(value(r, "number-rows-repeated")).value_or(1), 1, MaxRepeat);
+                int64_t repeat =
+                    std::clamp<int64_t>(xml::toInt(value(r, "number-rows-repeated")).value_or(1), 1, MaxRepeat);
                 for (int64_t i = 0; i < repeat && (i == 0 || repeatAllowed()); ++i)
                     readRow(r, header);
             } else if (is(r, "table-header-rows")) {
@@ -638,7 +650,8 @@ ReadResult readOdtParts(const OdtParts& parts, DocumentBuilder& builder)
         reader.readMeta(child(parts.meta, "meta"));
     const pugi::xml_node text = child(child(content, "body"), "text");
     if (!text)
-        builder.diagnose("odt.body", Severity::Error, "content.xml", "the document has no text body; no text is counted");
+        builder.diagnose("odt.body", Severity::Error, "content.xml",
+                         "the document has no text body; no text is counted");
     reader.readBody(text);
     HeaderFooterRefs refs;
     const SectionFormat last = reader.currentSection(refs);
@@ -647,8 +660,7 @@ ReadResult readOdtParts(const OdtParts& parts, DocumentBuilder& builder)
     return result;
 }
 
-template <class F>
-ReadResult guarded(F&& read)
+template <class F> ReadResult guarded(F&& read)
 {
     try {
         return read();

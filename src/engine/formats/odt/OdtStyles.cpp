@@ -106,11 +106,11 @@ docx::RunProps readTextProps(const pugi::xml_node& p, const std::map<std::string
         r.italic = v == "italic" || v == "oblique";
     if (auto v = value(p, "text-underline-style"); !v.empty()) {
         const std::string_view type = value(p, "text-underline-type");
-        r.underline = v == "none"       ? UnderlineKind::None
-                      : type == "double" ? UnderlineKind::Double
-                      : v == "dotted"    ? UnderlineKind::Dotted
-                      : v.starts_with("dash") || v == "long-dash" ? UnderlineKind::Dash
-                      : v == "wave"      ? UnderlineKind::Wave
+        r.underline = v == "none"                                  ? UnderlineKind::None
+                      : type == "double"                           ? UnderlineKind::Double
+                      : v == "dotted"                              ? UnderlineKind::Dotted
+                      : v.starts_with("dash") || v == "long-dash"  ? UnderlineKind::Dash
+                      : v == "wave"                                ? UnderlineKind::Wave
                       : value(p, "text-underline-width") == "bold" ? UnderlineKind::Thick
                                                                    : UnderlineKind::Single;
         if (value(p, "text-underline-mode") == "skip-white-space" && r.underline == UnderlineKind::Single)
@@ -136,20 +136,34 @@ docx::RunProps readTextProps(const pugi::xml_node& p, const std::map<std::string
         else if (first == "sub")
             r.verticalPosition = VerticalPosition::Subscript;
         else if (auto pct = parsePercent(first))
-            r.verticalPosition = *pct > 0 ? VerticalPosition::Superscript
+            r.verticalPosition = *pct > 0   ? VerticalPosition::Superscript
                                  : *pct < 0 ? VerticalPosition::Subscript
                                             : VerticalPosition::Baseline;
     }
     if (auto v = parseLength(value(p, "font-size")))
         r.size = static_cast<uint16_t>(std::clamp<Twips>(*v / 10, 1, 3276));
-    if (auto v = value(p, "font-name"); !v.empty()) {
-        auto it = fonts.find(std::string(v));
-        r.font = it != fonts.end() ? it->second : std::string(v);
-    } else if (auto f = value(p, "font-family"); !f.empty()) {
-        std::string family(f);
-        std::erase(family, '\'');
-        r.font = family;
-    }
+    // The Western, Asian and complex-script fonts: font-name and
+    // font-family, each with its -asian and -complex twin.
+    auto font = [&](const std::string& suffix) -> std::optional<std::string> {
+        if (auto v = value(p, ("font-name" + suffix).c_str()); !v.empty()) {
+            auto it = fonts.find(std::string(v));
+            return it != fonts.end() ? it->second : std::string(v);
+        }
+        if (auto f = value(p, ("font-family" + suffix).c_str()); !f.empty()) {
+            std::string family(f);
+            std::erase(family, '\'');
+            return family;
+        }
+        return std::nullopt;
+    };
+    if (auto f = font(""))
+        r.font = *f;
+    if (auto f = font("-asian"))
+        r.eastAsiaFont = *f;
+    if (auto f = font("-complex"))
+        r.complexFont = *f;
+    if (auto v = parseLength(value(p, "font-size-complex")))
+        r.complexSize = static_cast<uint16_t>(std::clamp<Twips>(*v / 10, 1, 3276));
     if (auto c = parseColor(value(p, "color")))
         r.color = *c;
     if (auto v = parseLength(value(p, "letter-spacing")))
@@ -202,10 +216,10 @@ docx::ParaProps readParaProps(const pugi::xml_node& p)
     if (!p)
         return r;
     if (auto v = value(p, "text-align"); !v.empty())
-        r.alignment = v == "center"                   ? Alignment::Center
-                      : (v == "end" || v == "right")  ? Alignment::Right
-                      : v == "justify"                ? Alignment::Justify
-                                                      : Alignment::Left;
+        r.alignment = v == "center"                  ? Alignment::Center
+                      : (v == "end" || v == "right") ? Alignment::Right
+                      : v == "justify"               ? Alignment::Justify
+                                                     : Alignment::Left;
     r.leftIndent = parseLength(value(p, "margin-left"));
     r.rightIndent = parseLength(value(p, "margin-right"));
     r.firstLineIndent = parseLength(value(p, "text-indent"));
@@ -229,6 +243,8 @@ docx::ParaProps readParaProps(const pugi::xml_node& p)
     }
     if (auto v = value(p, "break-before"); !v.empty())
         r.pageBreakBefore = v == "page";
+    if (auto v = value(p, "writing-mode"); !v.empty())
+        r.rightToLeft = v == "rl-tb" || v == "rl";
     if (auto v = value(p, "keep-with-next"); !v.empty())
         r.keepWithNext = v == "always";
     if (auto v = value(p, "keep-together"); !v.empty())
@@ -263,13 +279,15 @@ docx::ParaProps readParaProps(const pugi::xml_node& p)
             TabStop stop;
             stop.position = *pos;
             const std::string_view type = value(t, "type");
-            stop.alignment = type == "center" ? TabAlignment::Center
+            stop.alignment = type == "center"  ? TabAlignment::Center
                              : type == "right" ? TabAlignment::Right
                              : type == "char"  ? TabAlignment::Decimal
                                                : TabAlignment::Left;
             const std::string_view leader = value(t, "leader-text");
-            stop.leader = leader == "." ? TabLeader::Dot : leader == "-" ? TabLeader::Hyphen
-                          : leader == "_" ? TabLeader::Underscore : TabLeader::None;
+            stop.leader = leader == "."   ? TabLeader::Dot
+                          : leader == "-" ? TabLeader::Hyphen
+                          : leader == "_" ? TabLeader::Underscore
+                                          : TabLeader::None;
             r.tabs.emplace_back(stop, false);
         }
     }
@@ -302,7 +320,8 @@ SectionFormat readPageLayout(const pugi::xml_node& layout)
         const pugi::xml_node hf = child(child(layout, which), "header-footer-properties");
         if (!hf)
             continue;
-        const Twips height = len(hf, "min-height", 0, 0) + len(hf, which[0] == 'h' ? "margin-bottom" : "margin-top", 0, 0);
+        const Twips height =
+            len(hf, "min-height", 0, 0) + len(hf, which[0] == 'h' ? "margin-bottom" : "margin-top", 0, 0);
         if (which[0] == 'h') {
             f.headerDistance = f.marginTop;
             f.marginTop = std::min(MaxPage, f.marginTop + height);
@@ -394,12 +413,14 @@ void OdtStyles::readStyles(const pugi::xml_node& root, std::map<std::pair<std::s
                 out.prefix = value(l, "num-prefix");
                 out.suffix = value(l, "num-suffix");
                 out.start = xml::clampInt32(xml::toInt(value(l, "start-value")).value_or(1));
-                out.displayLevels = std::clamp(xml::clampInt32(xml::toInt(value(l, "display-levels")).value_or(1)), 1, 10);
+                out.displayLevels =
+                    std::clamp(xml::clampInt32(xml::toInt(value(l, "display-levels")).value_or(1)), 1, 10);
                 const pugi::xml_node align = child(child(l, "list-level-properties"), "list-level-label-alignment");
                 out.indent = parseLength(value(align, "margin-left"));
                 out.firstLine = parseLength(value(align, "text-indent"));
             }
-            m_lists.try_emplace(n == "outline-style" ? std::string(OutlineListStyle) : std::string(value(s, "name")), levels);
+            m_lists.try_emplace(n == "outline-style" ? std::string(OutlineListStyle) : std::string(value(s, "name")),
+                                levels);
         } else if (n == "page-layout" && layouts) {
             layouts->try_emplace(std::string(value(s, "name")), readPageLayout(s));
         }
@@ -502,7 +523,8 @@ std::string OdtStyles::displayName(StyleScope scope, const std::string& name) co
 {
     const Style* s = find(scope, "paragraph", name);
     // Automatic styles are unnamed variants of a common one.
-    if (s && (scope == StyleScope::Content ? m_contentAuto : m_stylesAuto).count({"paragraph", name}) && !s->parent.empty())
+    if (s && (scope == StyleScope::Content ? m_contentAuto : m_stylesAuto).count({"paragraph", name}) &&
+        !s->parent.empty())
         if (auto it = m_common.find({"paragraph", s->parent}); it != m_common.end())
             s = &it->second;
     return s ? s->displayName : "Standard";

@@ -22,8 +22,8 @@ constexpr size_t maxObjects = 100000;
 constexpr size_t maxNotes = 100000;
 constexpr size_t maxLabel = 64;
 constexpr size_t maxGenerator = 256;
-constexpr size_t textChunk = 1 << 16;      ///< bytes decoded at a time
-constexpr size_t storyChunk = 1 << 24;     ///< characters handed to the builder at a time
+constexpr size_t textChunk = 1 << 16;  ///< bytes decoded at a time
+constexpr size_t storyChunk = 1 << 24; ///< characters handed to the builder at a time
 
 // Windows code page of a font charset; 0 for ANSI, default and symbol fonts,
 // which take the document's page.
@@ -57,12 +57,31 @@ int charsetCodePage(int charset)
 bool knownCodePage(int cp)
 {
     switch (cp) {
-    case 437: case 708: case 720: case 737: case 775: case 850: case 852: case 855: case 857:
-    case 860: case 861: case 862: case 863: case 864: case 865: case 866: case 869: case 874:
-    case 932: case 936: case 949: case 950: case 1361: case 10000:
-        return true;
-    default:
-        return cp >= 1250 && cp <= 1258;
+    case 437:
+    case 708:
+    case 720:
+    case 737:
+    case 775:
+    case 850:
+    case 852:
+    case 855:
+    case 857:
+    case 860:
+    case 861:
+    case 862:
+    case 863:
+    case 864:
+    case 865:
+    case 866:
+    case 869:
+    case 874:
+    case 932:
+    case 936:
+    case 949:
+    case 950:
+    case 1361:
+    case 10000: return true;
+    default: return cp >= 1250 && cp <= 1258;
     }
 }
 
@@ -75,8 +94,8 @@ Twips clampTwips(int64_t v, int64_t lo = -(1 << 22), int64_t hi = 1 << 22)
 
 int16_t clamp16(int64_t v)
 {
-    return static_cast<int16_t>(std::clamp<int64_t>(v, std::numeric_limits<int16_t>::min(),
-                                                    std::numeric_limits<int16_t>::max()));
+    return static_cast<int16_t>(
+        std::clamp<int64_t>(v, std::numeric_limits<int16_t>::min(), std::numeric_limits<int16_t>::max()));
 }
 
 std::string trimmedName(std::u16string_view name)
@@ -96,10 +115,8 @@ bool wantsText(Destination d)
     case Destination::ColorTable:
     case Destination::StyleEntry:
     case Destination::Generator:
-    case Destination::ListText:
-        return true;
-    default:
-        return false;
+    case Destination::ListText: return true;
+    default: return false;
     }
 }
 
@@ -119,10 +136,8 @@ bool readableAfterStar(Kw kw, Destination d)
     case Kw::Annotation:
     case Kw::Footnote:
     case Kw::Ud:
-    case Kw::NestTableProps:
-        return true;
-    default:
-        return false;
+    case Kw::NestTableProps: return true;
+    default: return false;
     }
 }
 
@@ -140,8 +155,7 @@ RtfParser::RtfParser(std::string_view input, const Limits& limits)
 
 void RtfParser::diagnose(std::string code, Severity severity, std::string message)
 {
-    m_builder.diagnose(std::move(code), severity, "byte " + std::to_string(m_lexer.offset()),
-                       std::move(message));
+    m_builder.diagnose(std::move(code), severity, "byte " + std::to_string(m_lexer.offset()), std::move(message));
 }
 
 std::unique_ptr<Document> RtfParser::run()
@@ -149,35 +163,22 @@ std::unique_ptr<Document> RtfParser::run()
     while (!m_done && !m_builder.limitReached()) {
         const Token t = m_lexer.next();
         switch (t.kind) {
-        case TokenKind::End:
-            m_done = true;
-            break;
-        case TokenKind::GroupStart:
-            groupStart();
-            break;
-        case TokenKind::GroupEnd:
-            groupEnd();
-            break;
-        case TokenKind::ControlWord:
-            controlWord(t);
-            break;
-        case TokenKind::ControlSymbol:
-            controlSymbol(t.symbol);
-            break;
+        case TokenKind::End: m_done = true; break;
+        case TokenKind::GroupStart: groupStart(); break;
+        case TokenKind::GroupEnd: groupEnd(); break;
+        case TokenKind::ControlWord: controlWord(t); break;
+        case TokenKind::ControlSymbol: controlSymbol(t.symbol); break;
         case TokenKind::HexByte:
             if (!consumeFallback() && wantsText(state().dest))
                 m_bytes.push_back(static_cast<char>(t.byte));
             break;
-        case TokenKind::Text:
-            textBytes(t.text);
-            break;
+        case TokenKind::Text: textBytes(t.text); break;
         }
     }
     const uint64_t open = m_stack.size() - 1 + m_excessDepth;
     if (open > 0 && !m_builder.limitReached()) {
         diagnose("rtf.truncated", Severity::Warning,
-                 "the file ends inside " + std::to_string(open) +
-                     " open groups; the text up to its end is counted");
+                 "the file ends inside " + std::to_string(open) + " open groups; the text up to its end is counted");
     }
     // Close what is open so that notes, shapes and tables end coherently.
     m_excessDepth = 0;
@@ -185,11 +186,9 @@ std::unique_ptr<Document> RtfParser::run()
         groupEnd();
     flush();
     if (m_lexer.sawHugeParameter())
-        m_builder.diagnose("rtf.parameter", Severity::Note, "",
-                           "a control word's number did not fit and was capped");
+        m_builder.diagnose("rtf.parameter", Severity::Note, "", "a control word's number did not fit and was capped");
     if (m_lexer.sawBadHex())
-        m_builder.diagnose("rtf.hex", Severity::Warning, "",
-                           "a \\' escape without two hex digits was left out");
+        m_builder.diagnose("rtf.hex", Severity::Warning, "", "a \\' escape without two hex digits was left out");
     if (!m_generator.empty())
         m_builder.stored().application = trimmedName(m_generator);
     return m_builder.finish(m_section, m_refs);
@@ -267,6 +266,10 @@ void RtfParser::groupEnd()
             s.font = m_defaultFont;
         s.chr.fontName = fontName(s.font);
         s.codePage = fontCodePage(s.font);
+        if (s.chr.eastAsiaFontName.empty() && m_defaultEastAsiaFont >= 0)
+            s.chr.eastAsiaFontName = fontName(m_defaultEastAsiaFont);
+        if (s.chr.complexFontName.empty() && m_defaultComplexFont >= 0)
+            s.chr.complexFontName = fontName(m_defaultComplexFont);
     }
     switch (action) {
     case CloseAction::Shape:
@@ -286,16 +289,15 @@ void RtfParser::groupEnd()
             // native size is taken at 15 twips a pixel.
             const int64_t w = p.goalWidth > 0 ? p.goalWidth : int64_t{p.width} * 15;
             const int64_t h = p.goalHeight > 0 ? p.goalHeight : int64_t{p.height} * 15;
-            emitObject(ObjectKind::Picture, clampTwips(w * p.scaleX / 100, 0),
-                       clampTwips(h * p.scaleY / 100, 0), false, -1);
+            emitObject(ObjectKind::Picture, clampTwips(w * p.scaleX / 100, 0), clampTwips(h * p.scaleY / 100, 0), false,
+                       -1);
         }
         break;
     case CloseAction::Object:
         if (s.dest == Destination::Text)
             emitObject(ObjectKind::Embedded, m_objectWidth, m_objectHeight, false, -1);
         break;
-    default:
-        break;
+    default: break;
     }
     if (m_stack.size() == 1)
         m_done = true; // the document's own group is closed; what follows is not RTF
@@ -348,9 +350,18 @@ void RtfParser::controlSymbol(char symbol)
     if (consumeFallback())
         return;
     switch (symbol) {
-    case '~': flushBytes(); emit(Ch::NoBreakSpace); break;
-    case '-': flushBytes(); emit(Ch::OptionalHyphen); break;
-    case '_': flushBytes(); emit(Ch::NonBreakingHyphen); break;
+    case '~':
+        flushBytes();
+        emit(Ch::NoBreakSpace);
+        break;
+    case '-':
+        flushBytes();
+        emit(Ch::OptionalHyphen);
+        break;
+    case '_':
+        flushBytes();
+        emit(Ch::NonBreakingHyphen);
+        break;
     case '{':
     case '}':
     case '\\':
@@ -362,8 +373,7 @@ void RtfParser::controlSymbol(char symbol)
         flushBytes();
         emit(Ch::Tab);
         break;
-    default:
-        break; // \| \: and other formula or index symbols show nothing
+    default: break; // \| \: and other formula or index symbols show nothing
     }
 }
 
@@ -431,9 +441,7 @@ void RtfParser::controlWord(const Token& token)
             m_styleEntry.words.push_back({kw, param, hasParam});
         }
         return;
-    case Destination::Info:
-        documentProperty(kw, param, hasParam);
-        return;
+    case Destination::Info: documentProperty(kw, param, hasParam); return;
     case Destination::Picture:
         switch (kw) {
         case Kw::PicW: m_picture.width = std::max(0, param); break;
@@ -465,12 +473,10 @@ void RtfParser::controlWord(const Token& token)
         }
         return;
     case Destination::StyleSheet:
-    case Destination::Generator:
-        return;
+    case Destination::Generator: return;
     case Destination::Text:
     case Destination::ListText:
-    case Destination::Upr:
-        break;
+    case Destination::Upr: break;
     }
     if (kw == Kw::Bin) {
         m_lexer.skipBytes(param > 0 ? static_cast<uint64_t>(param) : 0);
@@ -515,12 +521,8 @@ bool RtfParser::startDestination(Kw kw)
         m_color = 0;
         m_colorHasValue = false;
         return true;
-    case Kw::StyleSheet:
-        s.dest = Destination::StyleSheet;
-        return true;
-    case Kw::Info:
-        s.dest = Destination::Info;
-        return true;
+    case Kw::StyleSheet: s.dest = Destination::StyleSheet; return true;
+    case Kw::Info: s.dest = Destination::Info; return true;
     case Kw::Generator:
         s.dest = Destination::Generator;
         m_generator.clear();
@@ -553,8 +555,7 @@ bool RtfParser::startDestination(Kw kw)
     case Kw::ShpInst:
     case Kw::ShpPict:
     case Kw::Field:
-    case Kw::FldRslt:
-        return true;
+    case Kw::FldRslt: return true;
     case Kw::ShpTxt: {
         if (s.dest != Destination::Shape || m_shapes.empty() || m_shapes.back().story >= 0) {
             skipCurrentGroup();
@@ -576,9 +577,7 @@ bool RtfParser::startDestination(Kw kw)
     case Kw::NonShpPict:
     case Kw::NoNestTables:
     case Kw::FldInst:
-    case Kw::SkipDestination:
-        skipCurrentGroup();
-        return true;
+    case Kw::SkipDestination: skipCurrentGroup(); return true;
     case Kw::Footnote:
     case Kw::Annotation:
         if (!inText || m_note.open || m_builder.document().notes.size() >= maxNotes) {
@@ -651,9 +650,7 @@ bool RtfParser::startDestination(Kw kw)
         s.dest = Destination::ListText;
         m_listLabel.clear();
         return true;
-    case Kw::NestTableProps:
-        s.nestTableProps = true;
-        return true;
+    case Kw::NestTableProps: s.nestTableProps = true; return true;
     case Kw::Upr:
         s.savedDest = s.dest;
         s.dest = Destination::Upr;
@@ -662,8 +659,7 @@ bool RtfParser::startDestination(Kw kw)
         if (s.dest == Destination::Upr)
             s.dest = s.savedDest;
         return true;
-    default:
-        return false;
+    default: return false;
     }
 }
 
@@ -695,6 +691,9 @@ void RtfParser::resetCharacter(GroupState& s) const
     s.font = m_defaultFont;
     s.chr.fontName = fontName(s.font);
     s.codePage = fontCodePage(s.font);
+    s.chr.eastAsiaFontName = m_defaultEastAsiaFont >= 0 ? fontName(m_defaultEastAsiaFont) : std::string();
+    s.chr.complexFontName = m_defaultComplexFont >= 0 ? fontName(m_defaultComplexFont) : std::string();
+    s.fontSlot = GroupState::FontSlot::Latin;
 }
 
 std::string RtfParser::fontName(int32_t font) const
@@ -732,12 +731,8 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
     case Kw::UnderlineOther: underline(UnderlineKind::Other); return true;
     case Kw::SmallCaps: c.smallCaps = on; return true;
     case Kw::Caps: c.allCaps = on; return true;
-    case Kw::Super:
-        c.verticalPosition = on ? VerticalPosition::Superscript : VerticalPosition::Baseline;
-        return true;
-    case Kw::Sub:
-        c.verticalPosition = on ? VerticalPosition::Subscript : VerticalPosition::Baseline;
-        return true;
+    case Kw::Super: c.verticalPosition = on ? VerticalPosition::Superscript : VerticalPosition::Baseline; return true;
+    case Kw::Sub: c.verticalPosition = on ? VerticalPosition::Subscript : VerticalPosition::Baseline; return true;
     case Kw::NoSuperSub: c.verticalPosition = VerticalPosition::Baseline; return true;
     case Kw::Up: c.positionHalfPoints = clamp16(hasParam ? param : 6); return true;
     case Kw::Dn: c.positionHalfPoints = clamp16(-int64_t{hasParam ? param : 6}); return true;
@@ -754,13 +749,35 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
             s.codePage = fontCodePage(param);
         }
         return true;
+    // Word writes a run's three fonts as "\rtlch\fcs1 \af1\afs24 \ltrch\fcs0
+    // \f0\fs24 \loch\af0\hich\af0\dbch\af11": \af names the font of the
+    // character set chosen last, the complex-script one after \rtlch, the
+    // East Asian one after \dbch; the Latin font is \f's.
+    case Kw::RtlCh: s.fontSlot = GroupState::FontSlot::Complex; return true;
+    case Kw::LtrCh:
+    case Kw::HiCh:
+    case Kw::LoCh: s.fontSlot = GroupState::FontSlot::Latin; return true;
+    case Kw::DbCh: s.fontSlot = GroupState::FontSlot::EastAsia; return true;
+    case Kw::FontScript:
+        s.fontSlot = param == 1 ? GroupState::FontSlot::Complex : GroupState::FontSlot::Latin;
+        return true;
+    case Kw::AssocFont:
+        if (hasParam && s.fontSlot == GroupState::FontSlot::EastAsia)
+            c.eastAsiaFontName = fontName(param);
+        else if (hasParam && s.fontSlot == GroupState::FontSlot::Complex)
+            c.complexFontName = fontName(param);
+        return true;
+    case Kw::AssocFontSize:
+        c.complexSizeHalfPoints = static_cast<uint16_t>(hasParam && param > 0 ? std::min(param, 3276) : 24);
+        return true;
     case Kw::ColorFg:
-        c.color = hasParam && param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param]
-                                                                                        : AutoColor;
+        c.color = hasParam && param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param] : AutoColor;
         return true;
     case Kw::Expnd: c.spacingTwips = clamp16(int64_t{param} * 5); return true; // quarter points
     case Kw::ExpndTw: c.spacingTwips = clamp16(param); return true;
-    case Kw::CharScaleX: c.scalePercent = static_cast<uint16_t>(hasParam ? std::clamp(param, 1, 600) : 100); return true;
+    case Kw::CharScaleX:
+        c.scalePercent = static_cast<uint16_t>(hasParam ? std::clamp(param, 1, 600) : 100);
+        return true;
     case Kw::Kerning: c.kernMinHalfPoints = static_cast<uint16_t>(std::clamp(param, 0, 65535)); return true;
     case Kw::CharStyle: applyStyle(s, param, StyleDefinition::Kind::Character); return true;
     case Kw::ParaStyle: applyStyle(s, param, StyleDefinition::Kind::Paragraph); return true;
@@ -787,8 +804,8 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
         if (kw == Kw::TabBar)
             tab.alignment = TabAlignment::Bar;
         s.pendingTab = TabStop{};
-        auto it = std::find_if(p.tabs.begin(), p.tabs.end(),
-                               [&](const TabStop& t) { return t.position == tab.position; });
+        auto it =
+            std::find_if(p.tabs.begin(), p.tabs.end(), [&](const TabStop& t) { return t.position == tab.position; });
         if (it != p.tabs.end()) {
             *it = tab; // a style's stop written again directly
         } else if (p.tabs.size() < maxTabs) {
@@ -811,6 +828,8 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
     case Kw::WidowOn: p.widowControl = true; return true;
     case Kw::WidowOff: p.widowControl = false; return true;
     case Kw::PageBreakBefore: p.pageBreakBefore = on; return true;
+    case Kw::RtlPar: p.rightToLeft = true; return true;
+    case Kw::LtrPar: p.rightToLeft = false; return true;
     case Kw::ContextualSpace: p.contextualSpacing = on; return true;
     case Kw::BrdrT:
     case Kw::BrdrB:
@@ -847,11 +866,8 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
         p.shading = param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param] : AutoColor;
         return true;
     case Kw::InTable: s.inTable = on; return true;
-    case Kw::Itap:
-        s.itap = std::clamp<int32_t>(param, 0, static_cast<int32_t>(m_limits.maxTableDepth));
-        return true;
-    default:
-        return false;
+    case Kw::Itap: s.itap = std::clamp<int32_t>(param, 0, static_cast<int32_t>(m_limits.maxTableDepth)); return true;
+    default: return false;
     }
 }
 
@@ -966,6 +982,8 @@ void RtfParser::documentProperty(Kw kw, int32_t param, bool hasParam)
             m_ansiCodePage = param;
         break;
     case Kw::Deff: m_defaultFont = param; break;
+    case Kw::DefaultEastAsiaFont: m_defaultEastAsiaFont = param; break;
+    case Kw::DefaultComplexFont: m_defaultComplexFont = param; break;
     case Kw::PaperW: page(&SectionFormat::pageWidth, true); break;
     case Kw::PaperH: page(&SectionFormat::pageHeight, true); break;
     case Kw::MargL: page(&SectionFormat::marginLeft, false); break;
@@ -995,8 +1013,14 @@ void RtfParser::sectionProperty(Kw kw, int32_t param, bool hasParam)
     case Kw::SbkPage: f.start = SectionStart::NewPage; break;
     case Kw::SbkEven: f.start = SectionStart::EvenPage; break;
     case Kw::SbkOdd: f.start = SectionStart::OddPage; break;
-    case Kw::PgWSxn: if (param > 0) f.pageWidth = clampTwips(param); break;
-    case Kw::PgHSxn: if (param > 0) f.pageHeight = clampTwips(param); break;
+    case Kw::PgWSxn:
+        if (param > 0)
+            f.pageWidth = clampTwips(param);
+        break;
+    case Kw::PgHSxn:
+        if (param > 0)
+            f.pageHeight = clampTwips(param);
+        break;
     case Kw::MargLSxn: f.marginLeft = clampTwips(param, 0); break;
     case Kw::MargRSxn: f.marginRight = clampTwips(param, 0); break;
     case Kw::MargTSxn: f.marginTop = clampTwips(param); break;
@@ -1016,9 +1040,7 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     RowDefinition& d = m_rows[state().nestTableProps ? 1 : 0];
     TableRowFormat& r = d.row;
     switch (kw) {
-    case Kw::TRowD:
-        d = RowDefinition{};
-        break;
+    case Kw::TRowD: d = RowDefinition{}; break;
     case Kw::TrLeft:
         r.leftIndent = clampTwips(param);
         d.lastRight = r.leftIndent;
@@ -1067,8 +1089,7 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     case Kw::ClCbPat:
         d.pendingCell.shading = param > 0 && static_cast<size_t>(param) < m_colors.size() ? m_colors[param] : AutoColor;
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
@@ -1079,9 +1100,7 @@ void RtfParser::content(Kw kw, int32_t param)
     GroupState& s = state();
     const bool text = s.dest == Destination::Text;
     switch (kw) {
-    case Kw::Par:
-        endParagraph();
-        break;
+    case Kw::Par: endParagraph(); break;
     case Kw::Line: emit(Ch::LineBreak); break;
     case Kw::Tab: emit(Ch::Tab); break;
     case Kw::Page: emit(Ch::PageBreak); break;
@@ -1157,8 +1176,7 @@ void RtfParser::content(Kw kw, int32_t param)
             m_referenceFormat = s.chr;
         }
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
@@ -1316,7 +1334,8 @@ void RtfParser::flushBytes()
         return;
     const int cp = codePageOf(state());
     std::u16string decoded;
-    const bool ascii = std::all_of(m_bytes.begin(), m_bytes.end(), [](char b) { return static_cast<uint8_t>(b) < 0x80; });
+    const bool ascii =
+        std::all_of(m_bytes.begin(), m_bytes.end(), [](char b) { return static_cast<uint8_t>(b) < 0x80; });
     if (ascii) {
         decoded.assign(m_bytes.begin(), m_bytes.end());
     } else if (doubleByte(cp)) {
@@ -1367,8 +1386,7 @@ void RtfParser::route(std::u16string_view text)
             if (c == u';')
                 commitColor();
         break;
-    default:
-        break;
+    default: break;
     }
 }
 
@@ -1454,9 +1472,9 @@ void RtfParser::commitStyle()
 {
     m_styleEntry.name = trimmedName(m_entryName);
     m_entryName.clear();
-    auto& styles = m_styleEntry.kind == StyleDefinition::Kind::Paragraph ? m_paraStyles
+    auto& styles = m_styleEntry.kind == StyleDefinition::Kind::Paragraph   ? m_paraStyles
                    : m_styleEntry.kind == StyleDefinition::Kind::Character ? m_charStyles
-                                                                            : m_paraStyles;
+                                                                           : m_paraStyles;
     if (m_styleEntry.kind != StyleDefinition::Kind::Other &&
         (styles.size() < maxStyles || styles.count(m_styleEntry.number)))
         styles[m_styleEntry.number] = std::move(m_styleEntry);

@@ -14,7 +14,7 @@ namespace qm::engine::rtf {
 
 /// Where the text of a group goes.
 enum class Destination : uint8_t {
-    Text,       ///< the current story
+    Text, ///< the current story
     FontTable,
     ColorTable,
     StyleSheet,
@@ -39,14 +39,16 @@ struct GroupState {
     StoryId story = 0;
     CharFormat chr;
     int32_t font = -1;
-    int codePage = 0;                ///< of the current font; 0: the document's
+    int codePage = 0; ///< of the current font; 0: the document's
+    enum class FontSlot : uint8_t { Latin, EastAsia, Complex };
+    FontSlot fontSlot = FontSlot::Latin; ///< what \af names: set by \loch \hich \dbch \rtlch \ltrch
     ParaFormat para;
-    int32_t lineSpacing = 0;         ///< \sl as written; resolved with lineMultiple
+    int32_t lineSpacing = 0; ///< \sl as written; resolved with lineMultiple
     bool lineMultiple = false;
     bool inTable = false;
     int32_t itap = 0;
-    TabStop pendingTab;              ///< alignment and leader waiting for \tx
-    int32_t unicodeSkip = 1;         ///< \uc: fallback characters after \u
+    TabStop pendingTab;      ///< alignment and leader waiting for \tx
+    int32_t unicodeSkip = 1; ///< \uc: fallback characters after \u
     bool nestTableProps = false;
 };
 
@@ -80,7 +82,7 @@ private:
         int codePage = 0;
     };
     struct ShapeContext {
-        int32_t story = -1;   ///< its text box story, once \shptxt is seen
+        int32_t story = -1; ///< its text box story, once \shptxt is seen
         Twips left = 0, top = 0, right = 0, bottom = 0;
     };
     struct NoteContext {
@@ -116,7 +118,11 @@ private:
     void flushBytes();
     void flushText();
     size_t roomLeft() const;
-    void flush() { flushBytes(); flushText(); }
+    void flush()
+    {
+        flushBytes();
+        flushText();
+    }
     void route(std::u16string_view text);
     void emit(char16_t c) { route(std::u16string_view(&c, 1)); }
     int codePageOf(const GroupState& s) const;
@@ -147,14 +153,16 @@ private:
     Limits m_limits;
     DocumentBuilder m_builder;
     std::vector<GroupState> m_stack;
-    uint64_t m_excessDepth = 0;     ///< groups deeper than the cap, sharing their parent's state
+    uint64_t m_excessDepth = 0; ///< groups deeper than the cap, sharing their parent's state
     bool m_depthReported = false;
-    bool m_ignorableNext = false;   ///< after \*: skip the group unless the word is known
-    int32_t m_fallbackLeft = 0;     ///< \u fallback characters still to skip
+    bool m_ignorableNext = false; ///< after \*: skip the group unless the word is known
+    int32_t m_fallbackLeft = 0;   ///< \u fallback characters still to skip
     bool m_done = false;
 
     int m_ansiCodePage = 1252;
     int32_t m_defaultFont = 0;
+    int32_t m_defaultEastAsiaFont = -1; ///< \stshfdbch: the styles' East Asian font
+    int32_t m_defaultComplexFont = -1;  ///< \stshfbi: their complex-script font
     std::map<int32_t, FontEntry> m_fonts;
     FontEntry m_fontEntry;
     int32_t m_fontEntryId = -1;
@@ -166,10 +174,10 @@ private:
     std::map<int32_t, StyleDefinition> m_charStyles;
     StyleDefinition m_styleEntry;
     bool m_styleNameDone = false;
-    std::u16string m_entryName;     ///< name of the font or style being defined
+    std::u16string m_entryName; ///< name of the font or style being defined
 
-    std::string m_bytes;            ///< text bytes waiting for their code page
-    std::u16string m_text;          ///< decoded text waiting for the builder
+    std::string m_bytes;   ///< text bytes waiting for their code page
+    std::u16string m_text; ///< decoded text waiting for the builder
     std::u16string m_listLabel;
     std::u16string m_generator;
     CharFormat m_lastChar;

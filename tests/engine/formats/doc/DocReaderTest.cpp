@@ -15,10 +15,7 @@ using namespace qm::engine::test;
 
 namespace {
 
-ReadResult read(const DocSpec& spec)
-{
-    return readDoc(buildDoc(spec), ReadOptions{});
-}
+ReadResult read(const DocSpec& spec) { return readDoc(buildDoc(spec), ReadOptions{}); }
 
 DocSpec plain(std::u16string text)
 {
@@ -83,20 +80,51 @@ TEST(DocReader, FilesItCannotCountGetAClearError)
         std::function<std::string()> file;
         std::string error;
     } cases[] = {
-        {"Word 6", [] { DocSpec s = plain(u"x\r"); s.wIdent = 0xA5DC; s.nFib = 101; return buildDoc(s); },
+        {"Word 6",
+         [] {
+             DocSpec s = plain(u"x\r");
+             s.wIdent = 0xA5DC;
+             s.nFib = 101;
+             return buildDoc(s);
+         },
          "Word 6/95 documents are not supported"},
-        {"Word 95", [] { DocSpec s = plain(u"x\r"); s.nFib = 104; return buildDoc(s); },
+        {"Word 95",
+         [] {
+             DocSpec s = plain(u"x\r");
+             s.nFib = 104;
+             return buildDoc(s);
+         },
          "Word 6/95 documents are not supported"},
-        {"encrypted", [] { DocSpec s = plain(u"x\r"); s.flags |= 0x0100; return buildDoc(s); },
+        {"encrypted",
+         [] {
+             DocSpec s = plain(u"x\r");
+             s.flags |= 0x0100;
+             return buildDoc(s);
+         },
          "password-protected documents cannot be counted"},
-        {"obfuscated", [] { DocSpec s = plain(u"x\r"); s.flags |= 0x8000; return buildDoc(s); },
+        {"obfuscated",
+         [] {
+             DocSpec s = plain(u"x\r");
+             s.flags |= 0x8000;
+             return buildDoc(s);
+         },
          "password-protected documents cannot be counted"},
         {"encrypted package",
-         [] { return buildCompoundFile({{u"EncryptionInfo", "abc"}, {u"EncryptedPackage", std::string(5000, 'x')}}); },
+         [] {
+             return buildCompoundFile({{u"EncryptionInfo", "abc"}, {u"EncryptedPackage", std::string(5000, 'x')}});
+         },
          "password-protected documents cannot be counted"},
-        {"no document stream", [] { return buildCompoundFile({{u"Book", "x"}}); },
+        {"no document stream",
+         [] {
+             return buildCompoundFile({{u"Book", "x"}});
+         },
          "the file is not a Word document (it has no document stream)"},
-        {"no table stream", [] { DocSpec s = plain(u"x\r"); s.omitTableStream = true; return buildDoc(s); },
+        {"no table stream",
+         [] {
+             DocSpec s = plain(u"x\r");
+             s.omitTableStream = true;
+             return buildDoc(s);
+         },
          "the document is damaged (its table stream is missing)"},
         {"Word 2", [] { return std::string("\xDB\xA5\x2D\x00", 4) + std::string(1000, '\0'); },
          "Word 2 and earlier documents are not supported"},
@@ -124,18 +152,18 @@ TEST(DocReader, CharacterPropertiesApplyStylesThenToggles)
     spec.styleSheet = buildStyleSheet(styles);
     spec.paras = {{5, 1, {}}, {16, 0, {}}};
     spec.chars = {
-        {1, 2, sprm(0x0835, {0x81})},   // b: the opposite of the bold style
-        {2, 3, sprm(0x0835, {0x80})},   // c: as the style has it
-        {3, 4, sprm(0x0835, {0})},      // d: off
-        {5, 6, sprm(0x0835, {0x81})},   // e: the opposite of a plain style
-        {6, 7, sprm16(0x4A30, 11)},     // f: character style
-        {7, 8, sprm(0x083C, {1})},      // g: hidden
-        {8, 9, sprm(0x2A3E, {3})},      // h: double underline
-        {9, 10, sprm(0x2A48, {1})},     // i: superscript
-        {10, 11, sprm16(0x4A43, 48)},   // j: 24 points
-        {11, 12, sprm(0x083B, {1})},    // k: caps
-        {12, 13, sprm(0x083A, {1})},    // l: small caps
-        {13, 14, sprm(0x0837, {1})},    // m: strike
+        {1, 2, sprm(0x0835, {0x81})},                        // b: the opposite of the bold style
+        {2, 3, sprm(0x0835, {0x80})},                        // c: as the style has it
+        {3, 4, sprm(0x0835, {0})},                           // d: off
+        {5, 6, sprm(0x0835, {0x81})},                        // e: the opposite of a plain style
+        {6, 7, sprm16(0x4A30, 11)},                          // f: character style
+        {7, 8, sprm(0x083C, {1})},                           // g: hidden
+        {8, 9, sprm(0x2A3E, {3})},                           // h: double underline
+        {9, 10, sprm(0x2A48, {1})},                          // i: superscript
+        {10, 11, sprm16(0x4A43, 48)},                        // j: 24 points
+        {11, 12, sprm(0x083B, {1})},                         // k: caps
+        {12, 13, sprm(0x083A, {1})},                         // l: small caps
+        {13, 14, sprm(0x0837, {1})},                         // m: strike
         {14, 15, sprm16(0x4A30, 11) + sprm(0x0836, {0x81})}, // n: toggled off against its character style
     };
     ReadResult r = read(spec);
@@ -155,7 +183,8 @@ TEST(DocReader, ParagraphPropertiesFromPagesAndStyles)
                                  {1, 0, u"Indented", sprm16(0x845E, 720) + sprm(0x2406, {1}), {}}};
     DocSpec spec = plain(u"one\rtwo\rthree\r");
     spec.styleSheet = buildStyleSheet(styles);
-    std::string tabs = sprm(0xC60D, {8, 0, 2, 0x40, 0x06, 0xA0, 0x0F, 0x02, 0x0B}); // add 1600 right, 4000 decimal dotted
+    std::string tabs =
+        sprm(0xC60D, {8, 0, 2, 0x40, 0x06, 0xA0, 0x0F, 0x02, 0x0B}); // add 1600 right, 4000 decimal dotted
     spec.paras = {
         {4, 0, sprm(0x2461, {1}) + sprm16(0xA413, 240) + sprm16(0xA414, 120) + sprm(0x6412, {0x2C, 0xFF, 0, 0})},
         {8, 1, sprm16(0x8460, static_cast<uint16_t>(-360)) + sprm(0x2407, {1}) + tabs},
@@ -165,6 +194,20 @@ TEST(DocReader, ParagraphPropertiesFromPagesAndStyles)
     EXPECT_EQ(describeMain(spec, "style al ind space line keep tabs"),
               "one¶['Normal' center sb240 sa120 exact212]two¶['Indented' li720 fi-360 kn pbb tab1600r tab4000d.]"
               "three¶['Normal' line480 kl nowc]");
+}
+
+// Would catch the East Asian font (sprmCRgFtc1), the complex-script font and
+// size (sprmCFtcBi, sprmCHpsBi) or a right-to-left paragraph (sprmPFBiDi)
+// not read. The fixture's font table holds Times New Roman alone, and its
+// style sheet's default East Asian font (ftcFE) is that font too.
+TEST(DocReader, EachScriptKeepsItsOwnFontAndDirection)
+{
+    DocSpec spec = plain(u"ab\rc\r");
+    spec.chars = {{1, 2, sprm16(0x4A50, 0) + sprm16(0x4A5E, 0) + sprm16(0x4A61, 28)}};
+    spec.paras = {{3, 0, {}}, {5, 0, sprm(0x2441, {1})}};
+    EXPECT_EQ(
+        describeMain(spec, "scripts rtl"),
+        "{ea'Times New Roman'|a}{ea'Times New Roman' cs'Times New Roman' szcs28|b}¶{ea'Times New Roman'|c}¶[rtl]");
 }
 
 TEST(DocReader, TablesFromCellMarksRowEndsAndDepth)
@@ -201,7 +244,10 @@ TEST(DocReader, SpecialCharactersNeedTheirFlag)
 {
     // A 1, 2 or 8 is a picture, note reference or drawing only when flagged
     // special; otherwise Word shows nothing for it.
-    DocSpec spec = plain(u"a\x01" u"b\x08" u"c\x01" u"d\x02\r");
+    DocSpec spec = plain(u"a\x01"
+                         u"b\x08"
+                         u"c\x01"
+                         u"d\x02\r");
     spec.chars = {{1, 2, sprm(0x0855, {1})}, {3, 4, sprm(0x0855, {1})}};
     ReadResult r = read(spec);
     ASSERT_TRUE(r.ok()) << r.error;
@@ -218,8 +264,8 @@ TEST(DocReader, SectionsCarryPageSetupAndHeadersInheritWhenEmpty)
     DocSpec spec = plain(main + headers);
     spec.ccp[0] = static_cast<uint32_t>(main.size());
     spec.ccp[2] = static_cast<uint32_t>(headers.size());
-    const std::string sepx1 = sprm16(0xB01F, 11906) + sprm16(0xB020, 16838) + sprm(0x3009, {0}) +
-                              sprm(0x300A, {1}) + sprm16(0x500B, 1) + sprm16(0xB021, 1000);
+    const std::string sepx1 = sprm16(0xB01F, 11906) + sprm16(0xB020, 16838) + sprm(0x3009, {0}) + sprm(0x300A, {1}) +
+                              sprm16(0x500B, 1) + sprm16(0xB021, 1000);
     spec.sections = {{4, sepx1}, {8, {}}};
     spec.hdd = {0, 0, 0, 0, 0, 0, /* section 1 */ 0, 0, 3, 3, 6, 6, /* section 2 */ 6, 6, 6, 6, 6, 6, 6, 7};
     ReadResult r = read(spec);
@@ -240,7 +286,9 @@ TEST(DocReader, FootnoteReferencesPointAtTheirNotes)
     spec.ccp[0] = static_cast<uint32_t>(main.size());
     spec.ccp[1] = static_cast<uint32_t>(notes.size());
     const uint32_t n = spec.ccp[0];
-    spec.chars = {{4, 5, sprm(0x0855, {1})}, {10, 11, sprm(0x0855, {1})}, {n, n + 1, sprm(0x0855, {1})},
+    spec.chars = {{4, 5, sprm(0x0855, {1})},
+                  {10, 11, sprm(0x0855, {1})},
+                  {n, n + 1, sprm(0x0855, {1})},
                   {n + 8, n + 9, sprm(0x0855, {1})}};
     spec.footnoteRefs = {4, 10};
     spec.footnoteTexts = {0, 8, 17};
@@ -254,13 +302,13 @@ TEST(DocReader, StoredStatisticsAndSettingsFromDocumentProperties)
 {
     DocSpec spec = plain(u"x\r");
     spec.dop.assign(0x1F4, '\0');
-    set16(spec.dop, 0, 1);      // facing pages
-    set16(spec.dop, 10, 360);   // default tab stop
-    set32(spec.dop, 0x26, 1234); // words
-    set32(spec.dop, 0x2A, 5678); // characters
-    set16(spec.dop, 0x2E, 9);   // pages
-    set32(spec.dop, 0x30, 77);  // paragraphs
-    set32(spec.dop, 0x38, 88);  // lines
+    set16(spec.dop, 0, 1);        // facing pages
+    set16(spec.dop, 10, 360);     // default tab stop
+    set32(spec.dop, 0x26, 1234);  // words
+    set32(spec.dop, 0x2A, 5678);  // characters
+    set16(spec.dop, 0x2E, 9);     // pages
+    set32(spec.dop, 0x30, 77);    // paragraphs
+    set32(spec.dop, 0x38, 88);    // lines
     set32(spec.dop, 0x1AA, 6789); // characters with spaces
     ReadResult r = read(spec);
     ASSERT_TRUE(r.ok()) << r.error;
@@ -344,9 +392,8 @@ TEST(DocReader, DamagedTablesGivePartialDocumentsOrClearErrors)
 
 TEST(DocReader, CyclicStyleBasesAndLongChainsEnd)
 {
-    std::vector<StyleDef> styles{{1, 2, u"Normal", {}, sprm(0x0835, {1})},
-                                 {1, 0, u"A", {}, sprm(0x0836, {1})},
-                                 {1, 1, u"B", {}, {}}};
+    std::vector<StyleDef> styles{
+        {1, 2, u"Normal", {}, sprm(0x0835, {1})}, {1, 0, u"A", {}, sprm(0x0836, {1})}, {1, 1, u"B", {}, {}}};
     for (int i = 0; i < 100; ++i)
         styles.push_back({1, static_cast<uint16_t>(styles.size() - 1), u"chain", {}, {}});
     DocSpec spec = plain(u"x\ry\r");

@@ -11,10 +11,7 @@ using namespace qm::engine::test;
 
 namespace {
 
-ReadResult read(const DocxPackage& pkg, const ReadOptions& options = {})
-{
-    return readDocx(pkg.build(), options);
-}
+ReadResult read(const DocxPackage& pkg, const ReadOptions& options = {}) { return readDocx(pkg.build(), options); }
 
 /// The main story as describe() shows it, or the error.
 std::string describeMain(const DocxPackage& pkg, std::string_view show = "")
@@ -125,7 +122,8 @@ TEST(DocxReader, TableStylesLieBetweenDefaultsAndParagraphStyles)
     // defaults' space after and lines, and every table row would be laid out
     // taller than Word's.
     DocxPackage pkg;
-    pkg.styles = R"(<w:docDefaults><w:pPrDefault><w:pPr><w:spacing w:after="160" w:line="259" w:lineRule="auto"/></w:pPr></w:pPrDefault></w:docDefaults>
+    pkg.styles =
+        R"(<w:docDefaults><w:pPrDefault><w:pPr><w:spacing w:after="160" w:line="259" w:lineRule="auto"/></w:pPr></w:pPrDefault></w:docDefaults>
       <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
       <w:style w:type="paragraph" w:styleId="Quote"><w:pPr><w:spacing w:after="80"/></w:pPr></w:style>
       <w:style w:type="table" w:default="1" w:styleId="TableNormal"><w:name w:val="Normal Table"/></w:style>
@@ -134,7 +132,8 @@ TEST(DocxReader, TableStylesLieBetweenDefaultsAndParagraphStyles)
         return "<w:tbl><w:tblPr>" + style + "</w:tblPr><w:tr>" + cells + "</w:tr></w:tbl>";
     };
     pkg.body = table(R"(<w:tblStyle w:val="TableGrid"/>)",
-                     "<w:tc>" + para("a") + "</w:tc><w:tc>" + R"(<w:p><w:pPr><w:pStyle w:val="Quote"/></w:pPr><w:r><w:t>b</w:t></w:r></w:p>)" + "</w:tc>") +
+                     "<w:tc>" + para("a") + "</w:tc><w:tc>" +
+                         R"(<w:p><w:pPr><w:pStyle w:val="Quote"/></w:pPr><w:r><w:t>b</w:t></w:r></w:p>)" + "</w:tc>") +
                table("", "<w:tc>" + para("c") + "</w:tc>") + para("d");
     EXPECT_EQ(describeMain(pkg, "b space line"), "{b|a}¤{b|b}¤[sa80]¤c¤[sa160 line259]¤d¶[sa160 line259]");
 }
@@ -207,12 +206,13 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
                    {"footer1.xml", "<w:p><w:r><w:t>Foot</w:t></w:r></w:p>"}};
     pkg.settings = R"(<w:evenAndOddHeaders/><w:defaultTabStop w:val="708"/>
       <w:compat><w:doNotExpandShiftReturn/><w:compatSetting w:name="compatibilityMode" w:uri="x" w:val="15"/></w:compat>)";
-    pkg.body = R"(<w:p><w:r><w:t>one</w:t></w:r><w:pPr><w:sectPr>
+    pkg.body =
+        R"(<w:p><w:r><w:t>one</w:t></w:r><w:pPr><w:sectPr>
         <w:headerReference w:type="default" r:id="header1"/><w:footerReference w:type="default" r:id="footer1"/>
         <w:pgSz w:w="11906" w:h="16838"/><w:pgMar w:top="1417" w:right="1134" w:bottom="1134" w:left="1418" w:header="708" w:footer="709" w:gutter="0"/>
         <w:cols w:num="2" w:space="425"/></w:sectPr></w:pPr></w:p>)"
-               R"(<w:p><w:r><w:t>two</w:t></w:r></w:p>)"
-               R"(<w:sectPr><w:headerReference w:type="first" r:id="header2"/><w:type w:val="continuous"/><w:titlePg/></w:sectPr>)";
+        R"(<w:p><w:r><w:t>two</w:t></w:r></w:p>)"
+        R"(<w:sectPr><w:headerReference w:type="first" r:id="header2"/><w:type w:val="continuous"/><w:titlePg/></w:sectPr>)";
     pkg.app =
         "<Pages>3</Pages><Words>999</Words><Characters>12</Characters><CharactersWithSpaces>14</CharactersWithSpaces>"
         "<Lines>4</Lines><Paragraphs>2</Paragraphs><Application>Microsoft Office Word</Application>";
@@ -242,12 +242,12 @@ TEST(DocxReader, NestedTablesKeepCellAndRowMarks)
     };
     const std::string inner = R"(<w:tbl><w:tblGrid><w:gridCol w:w="1000"/></w:tblGrid><w:tr>)" + cell(para("x")) +
                               "</w:tr></w:tbl>" + para("");
-    pkg.body = R"(<w:tbl><w:tblPr><w:tblStyle w:val="TableGrid"/></w:tblPr><w:tblGrid><w:gridCol w:w="2000"/><w:gridCol w:w="3000"/></w:tblGrid>)"
-               R"(<w:tr><w:trPr><w:tblHeader/></w:trPr>)" +
-               cell(para("a") + para("b"), R"(<w:vMerge w:val="restart"/>)") + cell(inner) +
-               "</w:tr><w:tr>" + cell(para(""), "<w:vMerge/>") + cell(para("c")) + "</w:tr>" +
-               R"(<w:sdt><w:sdtContent><w:tr>)" + cell(para("wide"), R"(<w:gridSpan w:val="2"/>)") +
-               "</w:tr></w:sdtContent></w:sdt></w:tbl>" + para("after");
+    pkg.body =
+        R"(<w:tbl><w:tblPr><w:tblStyle w:val="TableGrid"/></w:tblPr><w:tblGrid><w:gridCol w:w="2000"/><w:gridCol w:w="3000"/></w:tblGrid>)"
+        R"(<w:tr><w:trPr><w:tblHeader/></w:trPr>)" +
+        cell(para("a") + para("b"), R"(<w:vMerge w:val="restart"/>)") + cell(inner) + "</w:tr><w:tr>" +
+        cell(para(""), "<w:vMerge/>") + cell(para("c")) + "</w:tr>" + R"(<w:sdt><w:sdtContent><w:tr>)" +
+        cell(para("wide"), R"(<w:gridSpan w:val="2"/>)") + "</w:tr></w:sdtContent></w:sdt></w:tbl>" + para("after");
     // The paragraph after the nested table ends the outer cell; the second
     // cell has no tcW: its grid column's width.
     EXPECT_EQ(describeMain(pkg, "depth row"),
@@ -264,16 +264,19 @@ TEST(DocxReader, NotesCommentsAndTextBoxesAreTheirOwnStories)
     pkg.endnotes = R"(<w:endnote w:id="3"><w:p><w:r><w:t>End</w:t></w:r></w:p></w:endnote>)";
     pkg.comments = R"(<w:comment w:id="0"><w:p><w:r><w:t>Remark</w:t></w:r></w:p></w:comment>)";
     const std::string box = R"(<w:txbxContent><w:p><w:r><w:t>Boxed</w:t></w:r></w:p></w:txbxContent>)";
-    pkg.body = R"(<w:p><w:r><w:t>Body</w:t></w:r><w:r><w:footnoteReference w:id="1"/></w:r>)"
-               R"(<w:r><w:endnoteReference w:id="3"/></w:r><w:r><w:commentReference w:id="0"/></w:r>)"
-               R"(<w:r><w:footnoteReference w:id="42"/></w:r>)"
-               R"(<w:r><mc:AlternateContent><mc:Choice Requires="wps"><w:drawing><wp:anchor><wp:extent cx="635000" cy="1270"/>)"
-               R"(<a:graphic><a:graphicData><wps:wsp><wps:txbx>)" + box +
-               R"(</wps:txbx></wps:wsp></a:graphicData></a:graphic></wp:anchor></w:drawing></mc:Choice>)"
-               R"(<mc:Fallback><w:pict><v:shape style="position:absolute;width:50pt"><v:textbox>)" + box +
-               R"(</v:textbox></v:shape></w:pict></mc:Fallback></mc:AlternateContent></w:r>)"
-               R"(<w:r><w:pict><v:shape style="width:72pt;height:36pt"><v:textbox>)" + box +
-               R"(</v:textbox></v:shape></w:pict></w:r></w:p>)";
+    pkg.body =
+        R"(<w:p><w:r><w:t>Body</w:t></w:r><w:r><w:footnoteReference w:id="1"/></w:r>)"
+        R"(<w:r><w:endnoteReference w:id="3"/></w:r><w:r><w:commentReference w:id="0"/></w:r>)"
+        R"(<w:r><w:footnoteReference w:id="42"/></w:r>)"
+        R"(<w:r><mc:AlternateContent><mc:Choice Requires="wps"><w:drawing><wp:anchor><wp:extent cx="635000" cy="1270"/>)"
+        R"(<a:graphic><a:graphicData><wps:wsp><wps:txbx>)" +
+        box +
+        R"(</wps:txbx></wps:wsp></a:graphicData></a:graphic></wp:anchor></w:drawing></mc:Choice>)"
+        R"(<mc:Fallback><w:pict><v:shape style="position:absolute;width:50pt"><v:textbox>)" +
+        box +
+        R"(</v:textbox></v:shape></w:pict></mc:Fallback></mc:AlternateContent></w:r>)"
+        R"(<w:r><w:pict><v:shape style="width:72pt;height:36pt"><v:textbox>)" +
+        box + R"(</v:textbox></v:shape></w:pict></w:r></w:p>)";
     ReadResult r = read(pkg);
     ASSERT_TRUE(r.ok()) << r.error;
     const Document& doc = *r.document;
@@ -341,7 +344,8 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
         partial.styles = "<w:style w:type=\"paragraph\"><unclosed>";
         partial.body = para("text") + R"(<w:sectPr><w:headerReference w:type="default" r:id="nowhere"/>)"
                                       R"(<w:footerReference w:type="default" r:id="footer9"/></w:sectPr>)";
-        partial.extraRels = R"(<Relationship Id="footer9" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/footer" Target="missing.xml"/>)";
+        partial.extraRels =
+            R"(<Relationship Id="footer9" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/footer" Target="missing.xml"/>)";
         ReadResult r = read(partial);
         ASSERT_TRUE(r.ok()) << r.error;
         EXPECT_EQ(visible(r.document->mainStory()), "text¶");
@@ -368,7 +372,8 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
     }
     // Entities are never expanded: a DOCTYPE cannot pull in other text.
     {
-        const std::string doctype = R"(<?xml version="1.0"?><!DOCTYPE d [<!ENTITY e SYSTEM "file:///etc/passwd"><!ENTITY big "BIG">]>)";
+        const std::string doctype =
+            R"(<?xml version="1.0"?><!DOCTYPE d [<!ENTITY e SYSTEM "file:///etc/passwd"><!ENTITY big "BIG">]>)";
         const std::string doc = doctype + "<w:document " + std::string(WordNamespaces) +
                                 "><w:body><w:p><w:r><w:t>&e;&big;</w:t></w:r></w:p></w:body></w:document>";
         ReadResult r = readDocx(makeZip({{"word/document.xml", doc}}), {});
@@ -377,4 +382,32 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
         EXPECT_EQ(text.find("root"), std::string::npos);
         EXPECT_EQ(text.find("BIG"), std::string::npos);
     }
+}
+
+// Would catch the East Asian or complex-script font taken from the Latin
+// attributes, theme fonts resolved without the document's theme languages
+// (Word's themes name one font per script and leave <a:ea> empty), w:szCs
+// ignored, or w:bidi lost.
+TEST(DocxReader, EachScriptKeepsItsOwnFontAndDirection)
+{
+    DocxPackage pkg;
+    pkg.extraRels =
+        R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
+    pkg.extra.push_back({"word/theme/theme1.xml", R"(<?xml version="1.0"?>
+      <a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main"><a:themeElements><a:fontScheme>
+        <a:majorFont><a:latin typeface="Calibri Light"/><a:ea typeface=""/><a:cs typeface=""/></a:majorFont>
+        <a:minorFont><a:latin typeface="Calibri"/><a:ea typeface=""/><a:cs typeface=""/>
+          <a:font script="Jpan" typeface="MS Mincho"/><a:font script="Hans" typeface="SimSun"/>
+          <a:font script="Arab" typeface="Times New Roman"/><a:font script="Hebr" typeface="David"/></a:minorFont>
+      </a:fontScheme></a:themeElements></a:theme>)"});
+    pkg.settings = R"(<w:themeFontLang w:val="en-US" w:eastAsia="ja-JP" w:bidi="he-IL"/>)";
+    pkg.styles =
+        R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi" w:eastAsiaTheme="minorEastAsia"
+        w:cstheme="minorBidi"/><w:sz w:val="22"/><w:szCs w:val="28"/></w:rPr></w:rPrDefault></w:docDefaults>)";
+    pkg.body = R"(<w:p><w:r><w:t>a</w:t></w:r><w:r><w:rPr><w:rFonts w:eastAsia="SimSun" w:cs="Arial"/>)"
+               R"(<w:szCs w:val="32"/></w:rPr><w:t>b</w:t></w:r></w:p>)"
+               R"(<w:p><w:pPr><w:bidi/></w:pPr><w:r><w:t>c</w:t></w:r></w:p>)";
+    EXPECT_EQ(describeMain(pkg, "font scripts rtl"),
+              "{'Calibri' ea'MS Mincho' cs'David' szcs28|a}{'Calibri' ea'SimSun' cs'Arial' szcs32|b}¶"
+              "{'Calibri' ea'MS Mincho' cs'David' szcs28|c}¶[rtl]");
 }

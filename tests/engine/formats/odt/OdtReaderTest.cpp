@@ -11,15 +11,14 @@ using namespace qm::engine::test;
 
 namespace {
 
-const char* const OdfNamespaces =
-    R"(xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0" )"
-    R"(xmlns:style="urn:oasis:names:tc:opendocument:xmlns:style:1.0" )"
-    R"(xmlns:text="urn:oasis:names:tc:opendocument:xmlns:text:1.0" )"
-    R"(xmlns:table="urn:oasis:names:tc:opendocument:xmlns:table:1.0" )"
-    R"(xmlns:draw="urn:oasis:names:tc:opendocument:xmlns:drawing:1.0" )"
-    R"(xmlns:fo="urn:oasis:names:tc:opendocument:xmlns:xsl-fo-compatible:1.0" )"
-    R"(xmlns:svg="urn:oasis:names:tc:opendocument:xmlns:svg-compatible:1.0" )"
-    R"(xmlns:meta="urn:oasis:names:tc:opendocument:xmlns:meta:1.0" office:version="1.3")";
+const char* const OdfNamespaces = R"(xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0" )"
+                                  R"(xmlns:style="urn:oasis:names:tc:opendocument:xmlns:style:1.0" )"
+                                  R"(xmlns:text="urn:oasis:names:tc:opendocument:xmlns:text:1.0" )"
+                                  R"(xmlns:table="urn:oasis:names:tc:opendocument:xmlns:table:1.0" )"
+                                  R"(xmlns:draw="urn:oasis:names:tc:opendocument:xmlns:drawing:1.0" )"
+                                  R"(xmlns:fo="urn:oasis:names:tc:opendocument:xmlns:xsl-fo-compatible:1.0" )"
+                                  R"(xmlns:svg="urn:oasis:names:tc:opendocument:xmlns:svg-compatible:1.0" )"
+                                  R"(xmlns:meta="urn:oasis:names:tc:opendocument:xmlns:meta:1.0" office:version="1.3")";
 
 /// An .odt package: the body text, automatic styles of the content, and the
 /// styles part's common styles, automatic styles and master pages.
@@ -92,7 +91,8 @@ TEST(OdtReader, WhiteSpaceAndInlineElementsFollowOpenDocumentRules)
 TEST(OdtReader, StylesInheritThroughParentsAndAutomaticStyles)
 {
     OdtPackage pkg;
-    pkg.styles = R"(<style:default-style style:family="paragraph"><style:paragraph-properties style:tab-stop-distance="1.25cm"/>
+    pkg.styles =
+        R"(<style:default-style style:family="paragraph"><style:paragraph-properties style:tab-stop-distance="1.25cm"/>
         <style:text-properties fo:font-size="12pt" style:font-name="Liberation Serif"/></style:default-style>
       <style:style style:name="Heading" style:display-name="Heading" style:family="paragraph">
         <style:paragraph-properties fo:margin-top="0.423cm" fo:keep-with-next="always"/><style:text-properties fo:font-size="14pt" fo:font-weight="bold"/></style:style>
@@ -102,7 +102,8 @@ TEST(OdtReader, StylesInheritThroughParentsAndAutomaticStyles)
     pkg.contentStyles = R"(<style:style style:name="P1" style:family="paragraph" style:parent-style-name="Heading_20_1">
         <style:paragraph-properties fo:text-align="center"/></style:style>
       <style:style style:name="T1" style:family="text" style:parent-style-name="Emphasis"><style:text-properties fo:font-weight="normal" text:display="none"/></style:style>)";
-    pkg.body = R"(<text:h text:style-name="P1">ab<text:span text:style-name="T1">c</text:span></text:h><text:p>d</text:p>)";
+    pkg.body =
+        R"(<text:h text:style-name="P1">ab<text:span text:style-name="T1">c</text:span></text:h><text:p>d</text:p>)";
     // The span turns the heading's bold off: no toggling in OpenDocument.
     ReadResult r = readOdt(pkg.build(), {});
     ASSERT_TRUE(r.ok()) << r.error;
@@ -135,15 +136,17 @@ TEST(OdtReader, HeadingsTakeTheOutlineNumbering)
         <text:outline-level-style text:level="1" style:num-format="1" style:num-suffix=" "/>
         <text:outline-level-style text:level="2" style:num-format="1" text:display-levels="2"/>
         <text:outline-level-style text:level="3" style:num-format=""/></text:outline-style>)";
-    pkg.body = R"(<text:h text:outline-level="1">A</text:h><text:h text:outline-level="2">B</text:h><text:h text:outline-level="2">C</text:h>)"
-               R"(<text:h text:outline-level="3">D</text:h><text:h text:outline-level="1">E</text:h><text:h text:outline-level="2">F</text:h><text:p>G</text:p>)";
+    pkg.body =
+        R"(<text:h text:outline-level="1">A</text:h><text:h text:outline-level="2">B</text:h><text:h text:outline-level="2">C</text:h>)"
+        R"(<text:h text:outline-level="3">D</text:h><text:h text:outline-level="1">E</text:h><text:h text:outline-level="2">F</text:h><text:p>G</text:p>)";
     EXPECT_EQ(describeMain(pkg, "label"), "A¶[«1 »]B¶[«1.1»]C¶[«1.2»]D¶E¶[«2 »]F¶[«2.1»]G¶");
 }
 
 TEST(OdtReader, TablesSpanColumnsAndRowsLikeWord)
 {
     OdtPackage pkg;
-    pkg.contentStyles = R"(<style:style style:name="C1" style:family="table-column"><style:table-column-properties style:column-width="1in"/></style:style>)";
+    pkg.contentStyles =
+        R"(<style:style style:name="C1" style:family="table-column"><style:table-column-properties style:column-width="1in"/></style:style>)";
     pkg.body = R"(<table:table><table:table-column table:style-name="C1" table:number-columns-repeated="3"/>
         <table:table-header-rows><table:table-row><table:table-cell table:number-columns-spanned="2"><text:p>wide</text:p></table:table-cell>
           <table:covered-table-cell/><table:table-cell table:number-rows-spanned="2"><text:p>tall</text:p></table:table-cell></table:table-row></table:table-header-rows>
@@ -160,11 +163,12 @@ TEST(OdtReader, TablesSpanColumnsAndRowsLikeWord)
 TEST(OdtReader, NotesFramesAndCommentsAreTheirOwnStories)
 {
     OdtPackage pkg;
-    pkg.body = R"(<text:p>Body<text:note text:note-class="footnote"><text:note-citation>1</text:note-citation><text:note-body><text:p>Foot</text:p></text:note-body></text:note>)"
-               R"(<text:note text:note-class="endnote"><text:note-citation>i</text:note-citation><text:note-body><text:p>End</text:p></text:note-body></text:note>)"
-               R"(<office:annotation><dc:creator xmlns:dc="http://purl.org/dc/elements/1.1/">me</dc:creator><text:p>Remark</text:p></office:annotation>)"
-               R"(<draw:frame text:anchor-type="as-char" svg:width="1in" svg:height="0.5in"><draw:text-box><text:p>Boxed</text:p></draw:text-box></draw:frame>)"
-               R"(<draw:frame text:anchor-type="paragraph"><draw:image/></draw:frame></text:p>)";
+    pkg.body =
+        R"(<text:p>Body<text:note text:note-class="footnote"><text:note-citation>1</text:note-citation><text:note-body><text:p>Foot</text:p></text:note-body></text:note>)"
+        R"(<text:note text:note-class="endnote"><text:note-citation>i</text:note-citation><text:note-body><text:p>End</text:p></text:note-body></text:note>)"
+        R"(<office:annotation><dc:creator xmlns:dc="http://purl.org/dc/elements/1.1/">me</dc:creator><text:p>Remark</text:p></office:annotation>)"
+        R"(<draw:frame text:anchor-type="as-char" svg:width="1in" svg:height="0.5in"><draw:text-box><text:p>Boxed</text:p></draw:text-box></draw:frame>)"
+        R"(<draw:frame text:anchor-type="paragraph"><draw:image/></draw:frame></text:p>)";
     ReadResult r = readOdt(pkg.build(), {});
     ASSERT_TRUE(r.ok()) << r.error;
     // Citations become Word's note references.
@@ -174,8 +178,9 @@ TEST(OdtReader, NotesFramesAndCommentsAreTheirOwnStories)
 
     // Shapes in a group keep their own text, each as a story.
     OdtPackage group;
-    group.body = R"(<text:p><draw:g><draw:custom-shape text:anchor-type="paragraph"><text:p>one</text:p></draw:custom-shape>)"
-                 R"(<draw:frame text:anchor-type="paragraph"><draw:text-box><text:p>two</text:p></draw:text-box></draw:frame></draw:g></text:p>)";
+    group.body =
+        R"(<text:p><draw:g><draw:custom-shape text:anchor-type="paragraph"><text:p>one</text:p></draw:custom-shape>)"
+        R"(<draw:frame text:anchor-type="paragraph"><draw:text-box><text:p>two</text:p></draw:text-box></draw:frame></draw:g></text:p>)";
     r = readOdt(group.build(), {});
     ASSERT_TRUE(r.ok()) << r.error;
     EXPECT_EQ(describeObjects(*r.document), "textbox float:one¶ | textbox float:two¶");
@@ -185,7 +190,8 @@ TEST(OdtReader, NotesFramesAndCommentsAreTheirOwnStories)
 TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
 {
     OdtPackage pkg;
-    pkg.stylesAutomatic = R"(<style:page-layout style:name="pm1"><style:page-layout-properties fo:page-width="21cm" fo:page-height="29.7cm"
+    pkg.stylesAutomatic =
+        R"(<style:page-layout style:name="pm1"><style:page-layout-properties fo:page-width="21cm" fo:page-height="29.7cm"
           fo:margin-top="2cm" fo:margin-bottom="2cm" fo:margin-left="2cm" fo:margin-right="2cm"/>
         <style:header-style><style:header-footer-properties fo:min-height="0.5cm" fo:margin-bottom="0.5cm"/></style:header-style></style:page-layout>
       <style:page-layout style:name="pm2"><style:page-layout-properties fo:page-width="29.7cm" fo:page-height="21cm"/></style:page-layout>)";
@@ -195,7 +201,8 @@ TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
       <style:master-page style:name="Landscape" style:page-layout-name="pm2"><style:footer><text:p>Foot</text:p></style:footer></style:master-page>)";
     pkg.contentStyles = R"(<style:style style:name="P9" style:family="paragraph" style:master-page-name="Landscape"/>)";
     pkg.body = R"(<text:p>portrait</text:p><text:p text:style-name="P9">landscape</text:p>)";
-    pkg.meta = R"(<meta:generator>LibreOffice/7.4</meta:generator><meta:document-statistic meta:page-count="2" meta:paragraph-count="2" meta:word-count="2" meta:character-count="17" meta:non-whitespace-character-count="17"/>)";
+    pkg.meta =
+        R"(<meta:generator>LibreOffice/7.4</meta:generator><meta:document-statistic meta:page-count="2" meta:paragraph-count="2" meta:word-count="2" meta:character-count="17" meta:non-whitespace-character-count="17"/>)";
     ReadResult r = readOdt(pkg.build(), {});
     ASSERT_TRUE(r.ok()) << r.error;
     const Document& doc = *r.document;
@@ -211,10 +218,11 @@ TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
 
 TEST(OdtReader, FlatFilesAndDamagedPackages)
 {
-    const std::string flat = std::string(R"(<?xml version="1.0"?><office:document )") + OdfNamespaces +
-                             R"( office:mimetype="application/vnd.oasis.opendocument.text"><office:styles>)"
-                             R"(<style:style style:name="B" style:family="text"><style:text-properties fo:font-weight="bold"/></style:style></office:styles>)"
-                             R"(<office:body><office:text><text:p>flat <text:span text:style-name="B">bold</text:span></text:p></office:text></office:body></office:document>)";
+    const std::string flat =
+        std::string(R"(<?xml version="1.0"?><office:document )") + OdfNamespaces +
+        R"( office:mimetype="application/vnd.oasis.opendocument.text"><office:styles>)"
+        R"(<style:style style:name="B" style:family="text"><style:text-properties fo:font-weight="bold"/></style:style></office:styles>)"
+        R"(<office:body><office:text><text:p>flat <text:span text:style-name="B">bold</text:span></text:p></office:text></office:body></office:document>)";
     ReadResult r = readFlatOdt(flat, {});
     ASSERT_TRUE(r.ok()) << r.error;
     EXPECT_EQ(describe(*r.document, "b"), "flat {b|bold}¶");
@@ -235,9 +243,12 @@ TEST(OdtReader, FlatFilesAndDamagedPackages)
         deep += "<text:span>";
     const Case failures[] = {
         {"truncated", bytes.substr(0, bytes.size() - 40), "zip"},
-        {"no content", makeZip({{"mimetype", "application/vnd.oasis.opendocument.text", true}}), "content.xml is missing"},
-        {"encrypted", makeZip({{"mimetype", "application/vnd.oasis.opendocument.text", true},
-                               {"META-INF/manifest.xml", "<manifest:encryption-data/>"}, {"content.xml", "x"}}),
+        {"no content", makeZip({{"mimetype", "application/vnd.oasis.opendocument.text", true}}),
+         "content.xml is missing"},
+        {"encrypted",
+         makeZip({{"mimetype", "application/vnd.oasis.opendocument.text", true},
+                  {"META-INF/manifest.xml", "<manifest:encryption-data/>"},
+                  {"content.xml", "x"}}),
          "password-protected"},
         {"malformed content", makeZip({{"content.xml", "<office:document-content><unclosed>"}}), "malformed"},
     };
@@ -299,4 +310,22 @@ TEST(OdtReader, BordersAndPaddingOfParagraphsAndCells)
     EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 8, 0, 0x000000}));
     EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
+}
+
+// Would catch the Asian and complex fonts and sizes taken from the Western
+// attributes, or a right-to-left writing mode lost.
+TEST(OdtReader, EachScriptKeepsItsOwnFontAndDirection)
+{
+    OdtPackage pkg;
+    pkg.styles = R"(<style:default-style style:family="paragraph">
+        <style:text-properties style:font-name="Liberation Serif" style:font-name-asian="Noto Serif CJK JP"
+          style:font-family-complex="'Amiri'" style:font-size-complex="14pt"/></style:default-style>)";
+    pkg.contentStyles = R"(<style:style style:name="P1" style:family="paragraph">
+        <style:paragraph-properties style:writing-mode="rl-tb"/></style:style>)";
+    pkg.body = R"(<text:p>a</text:p><text:p text:style-name="P1">b</text:p>)";
+    ReadResult r = readOdt(pkg.build(), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, "font scripts rtl"),
+              "{'Liberation Serif' ea'Noto Serif CJK JP' cs'Amiri' szcs28|a}¶{'Liberation Serif' ea'Noto Serif CJK JP' "
+              "cs'Amiri' szcs28|b}¶[rtl]");
 }

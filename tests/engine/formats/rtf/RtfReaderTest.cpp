@@ -36,14 +36,16 @@ TEST(RtfReader, TextOfTheMainStory)
         {"spaces and hyphens", R"(a\~b\-c\_d\emspace\enspace\qmspace)", u"a\u00A0b\u001Fc\u001Ed\u2003\u2002\u2005\r"},
         {"breaks", R"(a\line b\tab c\page d\column e)", u"a\u000Bb\tc\fd\u000Ee\r"},
         {"ignorable destination", R"(a{\*\unknownthing hidden {nested} text}b)", u"ab\r"},
-        {"known non-text destinations", R"(a{\info{\title T}{\author A}}{\colortbl;\red1;}{\*\generator G;}b)", u"ab\r"},
+        {"known non-text destinations", R"(a{\info{\title T}{\author A}}{\colortbl;\red1;}{\*\generator G;}b)",
+         u"ab\r"},
         {"field result only", R"({\field{\*\fldinst HYPERLINK "x"}{\fldrslt link}})", u"link\r"},
         {"field instruction without star", R"({\field{\fldinst PAGE}{\fldrslt 7}})", u"7\r"},
         {"list label is not text", R"({\listtext\pard\plain \'b7\tab}item\par)", u"item\r"},
         {"index entry", R"(word{\xe {entry}})", u"word\r"},
         {"ansi twin of unicode text", R"({\upr{ascii}{\*\ud{\u945 ?}}})", u"\u03B1\r"},
         {"bin data", "{\\pict\\bin4 }{\\}}x", u"\u0001x\r"},
-        {"picture is one object", R"(a{\*\shppict{\pict\picwgoal100\pichgoal50 0a0b}}{\nonshppict{\pict 00}}b)", u"a\u0001b\r"},
+        {"picture is one object", R"(a{\*\shppict{\pict\picwgoal100\pichgoal50 0a0b}}{\nonshppict{\pict 00}}b)",
+         u"a\u0001b\r"},
         {"object is one object", R"(a{\object\objw10\objh10{\*\objdata 0102}{\result{\pict 00}}}b)", u"a\u0001b\r"},
         {"text after the document is not read", R"(a}trailing)", u"a\r"},
     };
@@ -59,9 +61,9 @@ TEST(RtfReader, TextOfTheMainStory)
 // formatting, or \plain leaving a property set.
 TEST(RtfReader, CharacterFormattingPerCharacter)
 {
-    auto doc = readRtfText(wrapBody(
-        R"(\fs20 {\b B}{\b\b0 n}{\i I}{\ul U}{\ul\ulnone n}{\uldb D}{\scaps S}{\caps C}{\super P}{\sub Q})"
-        R"({\super\nosupersub n}{\v H}{\strike K}{\b\i\plain n}{\f1 F}{\fs48 Z})"));
+    auto doc = readRtfText(
+        wrapBody(R"(\fs20 {\b B}{\b\b0 n}{\i I}{\ul U}{\ul\ulnone n}{\uldb D}{\scaps S}{\caps C}{\super P}{\sub Q})"
+                 R"({\super\nosupersub n}{\v H}{\strike K}{\b\i\plain n}{\f1 F}{\fs48 Z})"));
     ASSERT_TRUE(doc);
     // \plain restores RTF's 12 points and the default font.
     EXPECT_EQ(describe(*doc, "b i u scaps caps pos hid strike sz"),
@@ -73,10 +75,10 @@ TEST(RtfReader, CharacterFormattingPerCharacter)
 // or losing their kind, and \pard not resetting the previous paragraph.
 TEST(RtfReader, ParagraphPropertiesOnTheMark)
 {
-    auto doc = readRtfText(wrapBody(
-        R"(\pard\qc\li720\ri360\fi-360\sb120\sa240\sl360\slmult1\keepn\keep\widctlpar\pagebb)"
-        R"(\tx3000\tqr\tldot\tx9000\tqc\tx1000 one\par)"
-        R"(\pard\qj\sl-300 two\par\pard\sl280 three\par\pard four\par)"));
+    auto doc =
+        readRtfText(wrapBody(R"(\pard\qc\li720\ri360\fi-360\sb120\sa240\sl360\slmult1\keepn\keep\widctlpar\pagebb)"
+                             R"(\tx3000\tqr\tldot\tx9000\tqc\tx1000 one\par)"
+                             R"(\pard\qj\sl-300 two\par\pard\sl280 three\par\pard four\par)"));
     ASSERT_TRUE(doc);
     EXPECT_EQ(describe(*doc, "al ind space line keep tabs"),
               "one¶[center li720 ri360 fi-360 sb120 sa240 line360 kn kl pbb tab1000c tab3000l tab9000r.]"
@@ -100,9 +102,9 @@ TEST(RtfReader, StylesAppliedThroughTheirBase)
 
 TEST(RtfReader, StoredStatisticsAndWriter)
 {
-    auto doc = readRtfText(wrapBody(
-        R"({\*\generator Microsoft Word 11.0.6568;}{\info{\title x}{\nofpages3}{\nofwords120}{\nofchars700})"
-        R"({\*\company ACME}{\nofcharsws812}\nofpages4}text)"));
+    auto doc = readRtfText(
+        wrapBody(R"({\*\generator Microsoft Word 11.0.6568;}{\info{\title x}{\nofpages3}{\nofwords120}{\nofchars700})"
+                 R"({\*\company ACME}{\nofcharsws812}\nofpages4}text)"));
     ASSERT_TRUE(doc);
     const StoredStatistics& st = doc->stored;
     EXPECT_EQ(std::tuple(st.pages, st.words, st.characters, st.charactersWithSpaces, st.application),
@@ -115,11 +117,28 @@ TEST(RtfReader, StoredStatisticsAndWriter)
 // the header words wherever they stand.
 TEST(RtfReader, ListLabelsAndDocumentSettings)
 {
-    auto doc = readRtfText(wrapBody(
-        R"(\deftab360\margmirror\hyphauto1 )"
-        R"({\listtext\pard\plain 1.\tab}first\par{\pntext\'b7\tab}second\par third\par)"));
+    auto doc = readRtfText(wrapBody(R"(\deftab360\margmirror\hyphauto1 )"
+                                    R"({\listtext\pard\plain 1.\tab}first\par{\pntext\'b7\tab}second\par third\par)"));
     ASSERT_TRUE(doc);
     EXPECT_EQ(describe(*doc, "label"), "first¶[«1.»]second¶[«·»]third¶");
     EXPECT_EQ(std::tuple(doc->settings.defaultTabStop, doc->settings.mirrorMargins, doc->settings.autoHyphenation),
               std::tuple(360, true, true));
+}
+
+// Word writes a run's three fonts as \rtlch\fcs1 \af.. \ltrch\fcs0 \f..
+// \loch\af..\hich\af..\dbch\af..: would catch \af given to the Latin font,
+// the East Asian font missing after \dbch, \afs read as the Latin size, the
+// styles' defaults (\stshfdbch, \stshfbi) ignored, or \rtlpar lost.
+TEST(RtfReader, EachScriptKeepsItsOwnFontAndDirection)
+{
+    auto doc = readRtfText(
+        R"({\rtf1\ansi\deff0\stshfdbch2\stshfbi3{\fonttbl{\f0 Times New Roman;}{\f1 Arial;}{\f2\fcharset128 MS Mincho;})"
+        R"({\f3 Traditional Arabic;}})"
+        R"(\pard a{\rtlch\fcs1 \af1\afs28 \ltrch\fcs0 \f1\loch\af0\hich\af0\dbch\af0 b}\par)"
+        R"(\pard\rtlpar c\par})");
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(
+        describe(*doc, "font scripts rtl"),
+        "{'Times New Roman' ea'MS Mincho' cs'Traditional Arabic'|a}{'Arial' ea'Times New Roman' cs'Arial' szcs28|b}"
+        "¶{'Times New Roman' ea'MS Mincho' cs'Traditional Arabic'|c}¶[rtl]");
 }

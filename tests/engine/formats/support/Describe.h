@@ -71,6 +71,9 @@ inline std::string charProps(const CharFormat& f, std::string_view show)
           f.verticalPosition == VerticalPosition::Superscript ? "sup" : "sub");
     t.add("sz", f.sizeHalfPoints != 20, "sz" + std::to_string(f.sizeHalfPoints));
     t.add("font", !f.fontName.empty(), "'" + f.fontName + "'");
+    t.add("scripts", !f.eastAsiaFontName.empty(), "ea'" + f.eastAsiaFontName + "'");
+    t.add("scripts", !f.complexFontName.empty(), "cs'" + f.complexFontName + "'");
+    t.add("scripts", f.complexSizeHalfPoints != 0, "szcs" + std::to_string(f.complexSizeHalfPoints));
     t.add("color", f.color != AutoColor, hex(f.color));
     t.add("obj", f.objectIndex >= 0, "obj" + std::to_string(f.objectIndex));
     t.add("note", f.noteIndex >= 0, "note" + std::to_string(f.noteIndex));
@@ -96,6 +99,7 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
     t.add("keep", p.keepLinesTogether, "kl");
     t.add("keep", !p.widowControl, "nowc");
     t.add("keep", p.pageBreakBefore, "pbb");
+    t.add("rtl", p.rightToLeft, "rtl");
     // A stop as position, alignment (l c r d |) and leader.
     for (const TabStop& tab : p.tabs)
         t.add("tabs", true,
@@ -131,8 +135,8 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
 /// One story as text with the properties named in `show` (space separated):
 /// runs of characters alike in them as {props|text}; after each paragraph's
 /// mark its own as [props]. Character keys: b i caps scaps hid strike u pos sz
-/// font color obj note; "mark" adds the marks' own character properties.
-/// Paragraph keys: style al ind space line keep tabs label depth (of a nested
+/// font scripts (East Asian and complex-script fonts) color obj note; "mark" adds the marks' own character properties.
+/// Paragraph keys: style al ind space line keep rtl tabs label depth (of a nested
 /// table), row for the row format on a row's end mark, or rowend to mark only
 /// where rows end. A property at the model's default prints nothing, so an
 /// expectation names only what the file set.

@@ -1,0 +1,151 @@
+// Text of every script laid out in its own font: East Asian fonts and heights, shaped Arabic and
+// emoji, dictionary word ends in Thai, right-to-left paragraphs.
+#include "TestDocuments.h"
+#include "engine/layout/FontCache.h"
+#include "engine/layout/TextMeasurer.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::layout;
+using namespace qm::engine::layout::testing;
+
+namespace {
+
+CharFormat withScripts(CharFormat f, std::string eastAsia, std::string complex = {}, uint16_t complexSize = 0)
+{
+    f.eastAsiaFontName = std::move(eastAsia);
+    f.complexFontName = std::move(complex);
+    f.complexSizeHalfPoints = complexSize;
+    return f;
+}
+
+/// The one line `text` makes in format `chars` on a wide page.
+LaidOutLine oneLine(const std::u16string& text, const CharFormat& chars, ParaFormat pf = {})
+{
+    auto doc = makeDocument({{text, pf, chars}});
+    const LayoutResult r = layoutDocument(*doc);
+    EXPECT_EQ(r.lineCount(), 1);
+    return r.lineCount() == 1 ? r.pages[0].lines[0] : LaidOutLine{};
+}
+
+} // namespace
+
+TEST(ScriptFonts, EastAsianFontsGoToNotoCjkOfTheirLanguage)
+{
+    struct Case {
+        const char* word;
+        const char* family;
+    } cases[] = {
+        {"MS Mincho", "Noto Serif CJK JP"},
+        {"ＭＳ ゴシック", "Noto Sans CJK JP"},
+        {"游明朝", "Noto Serif CJK JP"},
+        {"Yu Gothic", "Noto Sans CJK JP"},
+        {"SimSun", "Noto Serif CJK SC"},
+        {"Microsoft YaHei", "Noto Sans CJK SC"},
+        {"PMingLiU", "Noto Serif CJK TC"},
+        {"Batang", "Noto Serif CJK KR"},
+        {"맑은 고딕", "Noto Sans CJK KR"},
+        // Latin fonts whose names merely look alike stay what they are.
+        {"MS Sans Serif", "MS Sans Serif"},
+        {"Simplified Arabic", "Simplified Arabic"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.word);
+        EXPECT_EQ(FontCache::twinFamily(c.word), c.family);
+    }
+    const ResolvedFace mincho = FontCache::instance().resolve("MS Mincho", FontWeight::Regular, FontSlant::Upright);
+    ASSERT_NE(mincho.face, nullptr);
+    EXPECT_FALSE(mincho.substituted); // a known stand-in is no missing font
+}
+
+// Worked out from the fonts: Times New Roman 10 pt is 11.5 pt high (230
+// twips); Meiryo's Windows ascent and descent are 1.073 and 0.363 em, so
+// its 10 pt line is 287.2 twips, 287 as lines are kept in whole twips; MS Mincho sets ASCII at half an em (100
+// twips at 10 pt) and ideographs at a full em (200 twips).
+TEST(ScriptFonts, EachCharacterIsSetInTheFontOfItsScript)
+{
+    const CharFormat times = font("Times New Roman", 20);
+    const CharFormat meiryo = withScripts(times, "Meiryo");
+    EXPECT_DOUBLE_EQ(oneLine(u"abc", meiryo).height, 230);   // no East Asian text: Times alone
+    EXPECT_DOUBLE_EQ(oneLine(u"abc一", meiryo).height, 287); // the ideograph brings Meiryo's height
+    EXPECT_DOUBLE_EQ(oneLine(u"abc一", times).height, 230);  // no East Asian font: the fallback adds width only
+
+    EXPECT_NEAR(oneLine(u"abcd", font("MS Mincho", 20)).width, 400, 1e-6);
+    EXPECT_NEAR(oneLine(u"一二三", withScripts(times, "MS Mincho")).width, 600, 1e-6);
+
+    // The complex-script size applies to Hebrew and leaves Latin alone.
+    const CharFormat hebrew20 = withScripts(times, "", "Times New Roman", 20);
+    const CharFormat hebrew40 = withScripts(times, "", "Times New Roman", 40);
+    const double small = oneLine(u"שלום", hebrew20).width;
+    EXPECT_GT(small, 0);
+    EXPECT_NEAR(oneLine(u"שלום", hebrew40).width, 2 * small, 1e-6);
+    EXPECT_NEAR(oneLine(u"abcd", hebrew40).width, oneLine(u"abcd", hebrew20).width, 1e-6);
+}
+
+// Arabic letters take the shape, and the width, their neighbours give them:
+// lam followed by alef is one ligature, narrower than the two letters alone.
+// An emoji sequence joined by zero-width joiners is one picture as wide as
+// any single emoji. Either measured a character at a time would be wrong.
+TEST(ScriptFonts, ComplexScriptsAndEmojiAreMeasuredShaped)
+{
+    const CharFormat times = font("Times New Roman", 20);
+    auto doc = makeDocument({{u"x", {}, times}});
+    LayoutOptions options;
+    std::vector<Diagnostic> diagnostics;
+    TextMeasurer measurer(*doc, options, diagnostics);
+    const double lam = measurer.width(u'\u0644', 0);
+    const double alef = measurer.width(u'\u0627', 0);
+    ASSERT_GT(lam, 0);
+    ASSERT_GT(alef, 0);
+    EXPECT_LT(oneLine(u"\u0644\u0627", times).width, lam + alef - 1);
+
+    if (!FontCache::instance().emojiFace())
+        GTEST_SKIP() << "no emoji font installed";
+    const double man = oneLine(u"\U0001F468", times).width;
+    EXPECT_GT(man, 100);
+    EXPECT_NEAR(oneLine(u"\U0001F468\u200D\U0001F469\u200D\U0001F467", times).width, man, 1e-6);
+    EXPECT_NEAR(oneLine(u"\U0001F44D\U0001F3FD", times).width, man, 1e-6); // with a skin tone
+    EXPECT_NEAR(oneLine(u"\U0001F1EF\U0001F1F5", times).width, man, 1e-6); // a flag
+}
+
+// Thai is written without spaces: a line must end between two words of the
+// dictionary, never inside one. "ภาษาไทย" is "ภาษา" (language) and "ไทย"
+// (Thai); every line of the repeated phrase is made of whole words.
+TEST(ScriptFonts, ThaiWrapsBetweenDictionaryWords)
+{
+    std::u16string text;
+    for (int i = 0; i < 8; ++i)
+        text += u"ภาษาไทย";
+    auto doc = makeDocument({{text, {}, font("Times New Roman", 20)}}, pageOfWidth(8));
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_GT(r.lineCount(), 2);
+    for (const std::string& line : allLineTexts(*doc, r)) {
+        SCOPED_TRACE(line);
+        std::string rest = line;
+        while (!rest.empty()) {
+            const std::string word = rest.starts_with("ภาษา") ? "ภาษา" : rest.starts_with("ไทย") ? "ไทย" : "";
+            ASSERT_FALSE(word.empty()) << "a line ends inside a word";
+            rest.erase(0, word.size());
+        }
+    }
+}
+
+// A right-to-left paragraph breaks where a left-to-right one does (lines are
+// broken in reading order), and an Arabic line stays within the text area.
+TEST(ScriptFonts, RightToLeftParagraphsBreakAtTheirSpaces)
+{
+    ParaFormat rtl;
+    rtl.rightToLeft = true;
+    const std::u16string words = u"كتاب كتاب كتاب كتاب كتاب كتاب كتاب كتاب";
+    auto ltrDoc = makeDocument({{words, {}, font("Times New Roman", 20)}}, pageOfWidth(12));
+    auto rtlDoc = makeDocument({{words, rtl, font("Times New Roman", 20)}}, pageOfWidth(12));
+    const LayoutResult ltr = layoutDocument(*ltrDoc);
+    const LayoutResult r = layoutDocument(*rtlDoc);
+    ASSERT_GT(r.lineCount(), 1);
+    EXPECT_EQ(allLineTexts(*rtlDoc, r), allLineTexts(*ltrDoc, ltr));
+    for (const std::string& line : allLineTexts(*rtlDoc, r))
+        EXPECT_TRUE(line.ends_with(" ") || line.ends_with("كتاب")) << line;
+    for (const LaidOutLine& line : r.pages[0].lines)
+        EXPECT_LE(line.width, 12 * Mono + 1);
+}
