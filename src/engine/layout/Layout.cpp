@@ -132,6 +132,7 @@ public:
     }
 
     void layoutMain();
+    void useCache(ParagraphCache* cache) { m_breaker.useCache(cache); }
     Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth);
 
 private:
@@ -842,10 +843,11 @@ BorderJoin paragraphBorderJoin(const Document& doc, size_t story, uint32_t start
     return join;
 }
 
-LayoutResult layoutDocument(const Document& document, const LayoutOptions& options)
+LayoutResult layoutDocument(const Document& document, const LayoutOptions& options, ParagraphCache* cache)
 {
     LayoutResult result;
     Engine engine(document, options, result);
+    engine.useCache(cache);
     engine.layoutMain();
     return result;
 }

@@ -5,6 +5,7 @@
 #include "engine/model/Document.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -123,7 +124,28 @@ std::vector<double> rowCellWidths(const TableRowFormat& row, size_t cellCount, d
 
 /// Lays out the whole document. A pure function of the document and the
 /// options: the document is only read. Safe to call from several threads.
-LayoutResult layoutDocument(const Document& document, const LayoutOptions& options = {});
+/// Lines of paragraphs already broken, kept from one layout of a document to
+/// the next. The measurements lay a document out again after each clean-up
+/// edit (blank lines, page breaks removed); a paragraph the edit left as it
+/// was, in the same width, breaks the same way, so its lines are taken from
+/// here. Keyed on the paragraph's text, formats and width; emptied when a
+/// different document comes. Not shared between threads.
+class ParagraphCache {
+public:
+    ParagraphCache();
+    ~ParagraphCache();
+    ParagraphCache(const ParagraphCache&) = delete;
+    ParagraphCache& operator=(const ParagraphCache&) = delete;
+
+    struct Impl;
+    Impl& impl() { return *m_impl; }
+
+private:
+    std::unique_ptr<Impl> m_impl;
+};
+
+LayoutResult layoutDocument(const Document& document, const LayoutOptions& options = {},
+                            ParagraphCache* cache = nullptr);
 
 /// Lines of a header or footer story laid out in the text width of section
 /// `section` (the width its pages give it), counted as lineCount() counts

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <unicode/brkiter.h>
 #include <unicode/uscript.h>
+#include <unordered_map>
 
 namespace qm::engine::layout {
 
@@ -337,7 +338,96 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
         r.x += shift;
 }
 
+struct ParagraphCache::Impl {
+    struct Key {
+        std::u16string text;
+        std::vector<uint32_t> formats; // each character's format, then the mark's paragraph format
+        double width = 0;
+        bool mainStory = false;
+        bool operator==(const Key&) const = default;
+    };
+    struct Hash {
+        size_t operator()(const Key& k) const
+        {
+            size_t h = std::hash<std::u16string_view>()(k.text);
+            const std::string_view formats(reinterpret_cast<const char*>(k.formats.data()),
+                                           k.formats.size() * sizeof(uint32_t));
+            h ^= std::hash<std::string_view>()(formats) + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
+            h ^= std::hash<double>()(k.width) + (h << 6) + (h >> 2);
+            return h ^ static_cast<size_t>(k.mainStory);
+        }
+    };
+    uint64_t document = 0;
+    /// Lines with positions counted from the paragraph's first character.
+    std::unordered_map<Key, std::vector<LaidOutLine>, Hash> lines;
+    size_t characters = 0; // held in keys, to bound the cache
+    Key probe;             // reused for look-ups
+};
+
+ParagraphCache::ParagraphCache() : m_impl(std::make_unique<Impl>()) {}
+ParagraphCache::~ParagraphCache() = default;
+
+void LineBreaker::useCache(ParagraphCache* cache)
+{
+    m_cache = cache ? &cache->impl() : nullptr;
+    if (m_cache && m_cache->document != m_document.serial) {
+        m_cache->lines.clear();
+        m_cache->characters = 0;
+        m_cache->document = m_document.serial;
+    }
+}
+
+namespace {
+
+void moveLines(std::vector<LaidOutLine>& lines, int64_t by, uint32_t story)
+{
+    for (LaidOutLine& l : lines) {
+        l.story = story;
+        l.start = static_cast<uint32_t>(l.start + by);
+        l.end = static_cast<uint32_t>(l.end + by);
+        for (LineRun& r : l.runs) {
+            r.start = static_cast<uint32_t>(r.start + by);
+            r.end = static_cast<uint32_t>(r.end + by);
+        }
+    }
+}
+
+// A cache never holds more than a few documents' worth of text.
+constexpr size_t MaxCachedCharacters = 8u << 20;
+
+} // namespace
+
 std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t start, uint32_t mark, double width)
+{
+    const Story& s = m_document.stories[story];
+    if (!m_cache || mark >= s.size() || start > mark)
+        return breakUncached(story, start, mark, width);
+    ParagraphCache::Impl::Key& key = m_cache->probe;
+    key.text.assign(s.text.begin() + start, s.text.begin() + mark + 1);
+    key.formats.resize(mark - start + 2);
+    for (uint32_t p = start; p <= mark; ++p)
+        key.formats[p - start] = s.attrs[p].charFormat;
+    key.formats.back() = s.attrs[mark].paraFormat;
+    key.width = width;
+    key.mainStory = story == 0;
+    if (auto it = m_cache->lines.find(key); it != m_cache->lines.end()) {
+        std::vector<LaidOutLine> lines = it->second;
+        moveLines(lines, start, static_cast<uint32_t>(story));
+        return lines;
+    }
+    std::vector<LaidOutLine> lines = breakUncached(story, start, mark, width);
+    if (m_cache->characters + key.text.size() > MaxCachedCharacters) {
+        m_cache->lines.clear();
+        m_cache->characters = 0;
+    }
+    std::vector<LaidOutLine> relative = lines;
+    moveLines(relative, -int64_t{start}, static_cast<uint32_t>(story));
+    m_cache->characters += key.text.size();
+    m_cache->lines.emplace(key, std::move(relative));
+    return lines;
+}
+
+std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start, uint32_t mark, double width)
 {
     std::vector<LaidOutLine> lines;
     const Story& s = m_document.stories[story];

@@ -20,7 +20,13 @@ public:
     /// whose text and mark are all hidden has no line.
     std::vector<LaidOutLine> breakParagraph(size_t story, uint32_t start, uint32_t mark, double width);
 
+    /// Takes lines from, and gives new ones to, a cache kept between layouts.
+    void useCache(ParagraphCache* cache);
+
 private:
+    std::vector<LaidOutLine> breakUncached(size_t story, uint32_t start, uint32_t mark, double width);
+    ParagraphCache::Impl* m_cache = nullptr;
+
     struct Item {
         char16_t c = 0;
         uint32_t pos = 0;

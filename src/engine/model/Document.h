@@ -5,6 +5,7 @@
 #include "engine/model/Formats.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -20,8 +21,8 @@ inline constexpr char16_t NoteReference = 2; ///< an automatically numbered note
 inline constexpr char16_t CellEnd = 7;       ///< end of a table cell, and end of a table row
 inline constexpr char16_t Anchor = 8;        ///< anchor of a floating drawing object
 inline constexpr char16_t Tab = 9;
-inline constexpr char16_t LineBreak = 11;    ///< manual line break
-inline constexpr char16_t PageBreak = 12;    ///< manual page break, or a section break
+inline constexpr char16_t LineBreak = 11; ///< manual line break
+inline constexpr char16_t PageBreak = 12; ///< manual page break, or a section break
 inline constexpr char16_t ParagraphMark = 13;
 inline constexpr char16_t ColumnBreak = 14;
 inline constexpr char16_t NonBreakingHyphen = 30;
@@ -125,8 +126,8 @@ struct DocumentSettings {
     bool evenAndOddHeaders = false;
     bool mirrorMargins = false;
     bool autoHyphenation = false;
-    int32_t compatibilityMode = 0;              ///< Word's compatibility mode (15 for 2013+); 0 unknown
-    std::map<std::string, std::string> compat;  ///< compatibility options by name, as read
+    int32_t compatibilityMode = 0;             ///< Word's compatibility mode (15 for 2013+); 0 unknown
+    std::map<std::string, std::string> compat; ///< compatibility options by name, as read
 };
 
 /// One edit of a story: replace [pos, pos + length) by text, whose characters
@@ -143,6 +144,11 @@ struct StoryEdit {
 /// the access layer edits it only through applyEdits.
 class Document {
 public:
+    /// Tells documents apart for caches that outlive one document (a new
+    /// document may be built where an old one was freed). A copy keeps it:
+    /// edits only append formats, so what a cache keyed on format indices
+    /// holds stays true for both.
+    uint64_t serial = nextSerial();
     std::string format; ///< "txt", "rtf", "docx", "odt", "doc"
     std::vector<CharFormat> charFormats{CharFormat{}};
     std::vector<ParaFormat> paraFormats{ParaFormat{}};
@@ -156,13 +162,16 @@ public:
     StoredStatistics stored;
     std::vector<Diagnostic> diagnostics;
 
+    static uint64_t nextSerial()
+    {
+        static std::atomic<uint64_t> next{1};
+        return next.fetch_add(1, std::memory_order_relaxed);
+    }
+
     Story& mainStory() { return stories.front(); }
     const Story& mainStory() const { return stories.front(); }
 
-    const CharFormat& charFormatAt(const Story& s, uint32_t pos) const
-    {
-        return charFormats[s.attrs[pos].charFormat];
-    }
+    const CharFormat& charFormatAt(const Story& s, uint32_t pos) const { return charFormats[s.attrs[pos].charFormat]; }
     const ParaFormat& paraFormatOf(const Story& s, uint32_t markPos) const
     {
         return paraFormats[s.attrs[markPos].paraFormat];
@@ -210,7 +219,6 @@ struct Table {
 
 /// The tables of level `depth` within [from, to) of a story, in order.
 /// Nested tables are found by asking again with a cell's bounds and depth + 1.
-std::vector<Table> findTables(const Document& doc, size_t story, uint32_t from, uint32_t to,
-                              uint8_t depth = 1);
+std::vector<Table> findTables(const Document& doc, size_t story, uint32_t from, uint32_t to, uint8_t depth = 1);
 
 } // namespace qm::engine

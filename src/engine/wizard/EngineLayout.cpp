@@ -30,7 +30,7 @@ LayoutFigures EngineLayout::measure(const Document& document, size_t story)
     LayoutFigures figures;
     try {
         if (story == 0) {
-            const layout::LayoutResult result = layout::layoutDocument(document, m_options);
+            const layout::LayoutResult result = layout::layoutDocument(document, m_options, &m_cache);
             figures.lines = result.lineCount();
             figures.pages = result.pageCount();
             for (const auto& page : result.pages)
@@ -38,8 +38,7 @@ LayoutFigures EngineLayout::measure(const Document& document, size_t story)
                     if (line.story == 0)
                         figures.mainLines.emplace_back(line.start, line.end);
         } else {
-            figures.lines =
-                layout::headerFooterLineCount(document, story, sectionShowing(document, story), m_options);
+            figures.lines = layout::headerFooterLineCount(document, story, sectionShowing(document, story), m_options);
         }
     } catch (const std::exception& e) {
         figures.error = std::string("the document could not be laid out: ") + e.what();

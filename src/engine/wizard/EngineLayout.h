@@ -16,6 +16,9 @@ public:
 
 private:
     layout::LayoutOptions m_options;
+    /// Paragraphs broken in earlier layouts of the open document: the
+    /// measurements lay it out again after each clean-up edit.
+    layout::ParagraphCache m_cache;
 };
 
 } // namespace qm::engine

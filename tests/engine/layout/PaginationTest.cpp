@@ -1,5 +1,6 @@
 // Lines flowing into pages: breaks, keeps, widows, spacing, sections, columns, tables, headers.
 #include "TestDocuments.h"
+#include "engine/layout/LayoutDump.h"
 
 #include <gtest/gtest.h>
 
@@ -170,7 +171,7 @@ TEST(Pagination, ContextualSpacingBetweenParagraphsOfOneStyle)
     auto doc = makeDocument({{u"a", item, times()}, {u"b", item, times()}, {u"c", other, times()}});
     const LayoutResult r = layoutDocument(*doc);
     const auto& l = r.pages[0].lines;
-    EXPECT_DOUBLE_EQ(l[1].y - l[0].y, 276);             // same style: no space between
+    EXPECT_DOUBLE_EQ(l[1].y - l[0].y, 276);       // same style: no space between
     EXPECT_DOUBLE_EQ(l[2].y - l[1].y, 276 + 200); // style changes: the larger space
 }
 
@@ -421,4 +422,28 @@ TEST(Pagination, MultipleSpacingMayHangBelowTheMargin)
         const LayoutResult r = layoutDocument(*makeDocument(lines(60, pf)));
         EXPECT_EQ(r.pages[0].lines.size(), c.firstPage);
     }
+}
+
+// The measurements lay a document out again after each clean-up edit and
+// take unchanged paragraphs' lines from a cache. Would catch cached lines
+// left at their old positions after an edit moved them, a paragraph whose
+// formats changed taken from the cache, or one document's lines served for
+// another's.
+TEST(ParagraphCache, GivesTheLinesAFreshLayoutGives)
+{
+    const std::u16string words = u"one two three four five six seven eight nine ten eleven twelve thirteen";
+    auto doc =
+        makeDocument({{words, {}}, {u"", {}}, {words, {}}, {u"", {}}, {words + u" fourteen", {}}}, pageOfWidth(20));
+    ParagraphCache cache;
+    const std::string before = dumpLayout(*doc, layoutDocument(*doc, {}, &cache));
+    EXPECT_EQ(before, dumpLayout(*doc, layoutDocument(*doc)));
+    // Remove the first empty paragraph: everything after it moves up.
+    const uint32_t firstEmpty = static_cast<uint32_t>(words.size() + 1);
+    doc->applyEdits(0, {{firstEmpty, 1, u"", doc->mainStory().attrs[firstEmpty]}});
+    EXPECT_EQ(dumpLayout(*doc, layoutDocument(*doc, {}, &cache)), dumpLayout(*doc, layoutDocument(*doc)));
+
+    // The same text in another document, in another font, is not the cached one.
+    auto other = makeDocument({{words, {}, font("Times New Roman", 40)}}, pageOfWidth(20));
+    EXPECT_EQ(dumpLayout(*other, layoutDocument(*other, {}, &cache)), dumpLayout(*other, layoutDocument(*other)));
+    EXPECT_NE(dumpLayout(*other, layoutDocument(*other)), before);
 }
