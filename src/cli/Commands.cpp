@@ -30,13 +30,14 @@ constexpr OptionHelp countOptions[] = {
     {"--invoice FILE", "also write the run's invoice, a .docx or .pdf file"},
     {"--quiet", "print neither the progress line nor the summary of documents left out"},
     {"--jobs N", "count N documents at once (by default one per core); the results are the same"},
-    {"--ledger LOCATION", "record the run in this ledger (a file, or \"off\"); by default the option Ledger"},
+    {"--ledger LOCATION", "record the run in this ledger (a file, a postgresql:// address, or \"off\"); by default the "
+                          "option Ledger"},
     {"--rebill", "count documents already billed under the profile again"},
     {"--skip-billed", "leave documents already billed under the profile out of the count"},
     {"--no-billed-check", "do not look for documents already billed"},
 };
 constexpr OptionHelp ledgerOptions[] = {
-    {"--ledger LOCATION", "read this ledger (a file); by default the option Ledger"},
+    {"--ledger LOCATION", "read this ledger (a file or a postgresql:// address); by default the option Ledger"},
     {"--profile P", "with list and statement: only the runs of this profile"},
     {"--from DATE", "with list and statement: only runs on or after this day (yyyy-mm-dd)"},
     {"--to DATE", "with list and statement: only runs on or before this day (yyyy-mm-dd)"},

@@ -2,6 +2,7 @@
 #include "ledger/RunRecorder.h"
 
 #include "ledger/InvoiceNumber.h"
+#include "ledger/PostgresLedger.h"
 #include "ledger/Sha256.h"
 #include "ledger/SqliteLedger.h"
 #include "settings/IniFile.h"
@@ -82,12 +83,17 @@ LedgerSettings readLedgerSettings(const settings::SettingsContext& settings,
     return ledger;
 }
 
+bool isServerAddress(const std::string& location)
+{
+    return location.starts_with("postgresql://") || location.starts_with("postgres://");
+}
+
 std::unique_ptr<LedgerStore> openLedger(const LedgerSettings& ledger, const settings::SettingsContext& settings)
 {
     if (!ledger.on)
         throw LedgerError("the ledger is off");
-    if (ledger.location.starts_with("postgresql://") || ledger.location.starts_with("postgres://"))
-        throw LedgerError("the ledger " + ledger.location + ": this build keeps its ledger in SQLite only");
+    if (isServerAddress(ledger.location))
+        return std::make_unique<PostgresLedger>(ledger.location);
     const fs::path file = ledger.location.empty() ? settings.folder / kLedgerFileName : fs::path(ledger.location);
     return std::make_unique<SqliteLedger>(file);
 }

@@ -32,7 +32,11 @@ struct LedgerSettings {
 LedgerSettings readLedgerSettings(const settings::SettingsContext& settings,
                                   const std::optional<std::string>& locationOverride = std::nullopt);
 
-/// Opens the ledger the settings name. Throws LedgerError naming it.
+/// Whether a ledger location names a PostgreSQL server rather than a file.
+bool isServerAddress(const std::string& location);
+
+/// Opens the ledger the settings name: a postgresql:// address is a server,
+/// anything else a file (by default ledger.sqlite in the settings folder). Throws LedgerError naming it.
 std::unique_ptr<LedgerStore> openLedger(const LedgerSettings& ledger, const settings::SettingsContext& settings);
 
 /// SHA-256 fingerprints of files, each file read once however often it is asked for.

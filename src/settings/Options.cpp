@@ -30,8 +30,8 @@ constexpr OptionKey kKeys[] = {
     {"DateRangeFrom", "", OptionDefault::Today},
     {"DateRangeTo", "", OptionDefault::Today},
     // The billing ledger: where it is (empty: ledger.sqlite in this folder;
-    // "off" keeps none), how invoice numbers are written, and whether a run
-    // looks for documents already billed.
+    // a postgresql:// server; "off" keeps none), how invoice numbers are
+    // written, and whether a run looks for documents already billed.
     {"Ledger", ""},
     {"InvoiceNumberFormat", "{yyyy}-{n:04}"},
     {"CheckBilled", "1"},
