@@ -6,6 +6,7 @@
 #include "cli/StderrPrompter.h"
 #include "engine/model/DocumentBuilder.h"
 #include "ledger/LedgerInvoice.h"
+#include "ledger/SqliteLedger.h"
 #include "report/InvoiceFile.h"
 
 #include <algorithm>
@@ -70,6 +71,13 @@ std::unique_ptr<ledger::LedgerStore> openForReading(Context& ctx, const std::opt
     const ledger::LedgerSettings options = ledger::readLedgerSettings(settings, location);
     if (!options.on)
         throw std::runtime_error("the ledger is off (option Ledger=off); give --ledger to read one");
+    // Reading never creates a ledger where there is none.
+    if (!ledger::isServerAddress(options.location)) {
+        const std::filesystem::path file = options.location.empty() ? settings.folder / ledger::kLedgerFileName
+                                                                    : std::filesystem::path(options.location);
+        if (!std::filesystem::exists(file))
+            throw std::runtime_error("there is no ledger at " + file.string() + " (no run has been recorded)");
+    }
     return ledger::openLedger(options, settings);
 }
 

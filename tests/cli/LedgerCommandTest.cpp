@@ -155,6 +155,35 @@ TEST_F(LedgerCli, ALedgerThatCannotBeKeptLeavesTheCountRunning)
     EXPECT_FALSE(fs::exists(root / "settings/ledger.sqlite"));
 }
 
+// A run the ledger cannot record still shows its results, says so, and its
+// invoice says it has no number.
+TEST_F(LedgerCli, ARunTheLedgerCannotRecordIsShownAndItsInvoiceHasNoNumber)
+{
+    auto o = run({"ledger", "list"});
+    EXPECT_EQ(o.code, Failure);
+    EXPECT_NE(o.err.find("no run has been recorded"), std::string::npos) << o.err;
+    EXPECT_FALSE(fs::exists(root / "settings/ledger.sqlite")) << "reading creates no ledger";
+
+    write("settings/Options.ini", "[MAIN]\r\nInvoiceNumberFormat=INV-{seq}\r\n");
+    const fs::path invoice = root / "invoice.docx";
+    o = count({(root / "docs").string(), "--json", "--invoice", invoice.string()});
+    EXPECT_EQ(o.code, Failure);
+    EXPECT_NE(o.out.find("\"invoice_number\": null"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("\"documents\": 2"), std::string::npos) << o.out;
+    EXPECT_NE(o.err.find("{seq}"), std::string::npos) << o.err;
+    EXPECT_NE(o.err.find("the run was not written to the ledger"), std::string::npos) << o.err;
+    EXPECT_NE(invoiceText(invoice).find(u"Invoice No.: none"), std::u16string::npos);
+    EXPECT_EQ(occurrences(run({"ledger", "list", "--csv"}).out, "\n"), 1u) << "nothing half written";
+
+    // Billed by lines, a document keeps the parts of its billed lines.
+    write("settings/Options.ini", "[MAIN]\r\n");
+    write("settings/Profiles.ini", "[Acme]\r\nDonePer=Line\r\nBillAmount=$1.00\r\nCharPerLine=10\r\n");
+    ASSERT_EQ(count({(root / "docs/a.txt").string()}).code, Success);
+    o = run({"ledger", "show", "1", "--json"});
+    for (const char* part : {"\"Countlines\": ", "\"lines.characters", "\"lines.characters_per_line\": "})
+        EXPECT_NE(o.out.find(part), std::string::npos) << part << "\n" << o.out;
+}
+
 TEST_F(LedgerCli, MalformedLedgerCommandsAreUsageErrors)
 {
     const std::vector<std::vector<std::string>> cases = {
@@ -173,6 +202,7 @@ TEST_F(LedgerCli, MalformedLedgerCommandsAreUsageErrors)
         const auto o = run(args);
         EXPECT_EQ(o.code, UsageFailure) << args[1] << " " << (args.size() > 2 ? args[2] : "") << ": " << o.err;
     }
+    ASSERT_EQ(count({(root / "docs").string()}).code, Success);
     const auto o = run({"ledger", "show", "42"});
     EXPECT_EQ(o.code, Failure);
     EXPECT_NE(o.err.find("no run 42"), std::string::npos) << o.err;
