@@ -99,6 +99,31 @@ std::string fileDateLine(const ProfileReader& profile, const std::string& path)
 
 } // namespace
 
+const char* measurementName(Measurement m)
+{
+    switch (m) {
+    case Measurement::GrossLines: return "CountGrossLines";
+    case Measurement::Characters: return "CountChar";
+    case Measurement::CharactersWithSpaces: return "CountCharWspace";
+    case Measurement::Words: return "CountWords";
+    case Measurement::Lines: return "Countlines";
+    case Measurement::Pages: return "CountPages";
+    case Measurement::ReturnAndEnters: return "CountReturnAndEnters";
+    case Measurement::BoldChars: return "CountBoldchars";
+    case Measurement::BoldOnOff: return "CountBoldCharsONOFF";
+    case Measurement::UnderlineChars: return "CountUnderlinechars";
+    case Measurement::UnderlineOnOff: return "CountUnderLineCharsONOFF";
+    case Measurement::ItalicChars: return "CountItalicChars";
+    case Measurement::ItalicOnOff: return "CountItalicCharsONOFF";
+    case Measurement::SuperscriptOnOff: return "CountSuperScriptCharsONOFF";
+    case Measurement::SubscriptOnOff: return "CountSubScriptCharsONOFF";
+    case Measurement::Tables: return "CountNumTables";
+    case Measurement::Tabs: return "CountTabs";
+    case Measurement::CapsChars: return "CountCapsChars";
+    }
+    return "";
+}
+
 CountRun::CountRun(CountingEngine& engine, Prompter& prompter, RunControl control, CurrencyFormat currencyFormat)
     : m_engine(engine), m_prompter(prompter), m_control(std::move(control)), m_currencyFormat(std::move(currencyFormat))
 {
@@ -402,7 +427,12 @@ std::optional<ResultRow> CountRun::measureDocument(CountingEngine& engine, const
 {
     const std::string unit = profile("DonePer", "");
     const std::string& path = entry.path;
-    auto measure = [&](Measurement m) { return engine.measure(m, path, profileName); };
+    std::vector<std::pair<std::string, double>> taken;
+    auto measure = [&](Measurement m) {
+        const double value = engine.measure(m, path, profileName);
+        taken.emplace_back(measurementName(m), value);
+        return value;
+    };
     auto addExtras = [&](auto& extras, double count) {
         for (const Extra& extra : extras)
             if (flagOn(profile, extra.key))
@@ -448,6 +478,10 @@ std::optional<ResultRow> CountRun::measureDocument(CountingEngine& engine, const
     row.amount = formatCurrency(row.amountValue, m_currencyFormat);
     row.name = entry.display + fileDateLine(profile, path);
     row.path = path;
+    row.measurements = std::move(taken);
+    if (unit == "Line" || unit == "Lines")
+        for (auto& part : engine.lastMeasurementParts())
+            row.measurements.emplace_back("lines." + part.first, part.second);
     return row;
 }
 

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace qm::app {
@@ -39,6 +40,9 @@ enum class Measurement {
     CapsChars,
 };
 
+/// The engine's name for a measurement, as `inspect` and the ledger show it.
+const char* measurementName(Measurement m);
+
 /// The counting engine as a run drives it. The engine reports its own
 /// failures and returns what it had, so none of these throws.
 class CountingEngine {
@@ -51,6 +55,10 @@ public:
     virtual bool CloseDocument() = 0;
     virtual void resizeWordBack() = 0;
     virtual void CompleteClose() = 0;
+    /// The parts of the last measurement that has them (the billed lines:
+    /// characters, formatting, returns, tabs, caps, characters per line), by
+    /// name; none for an engine that does not break its figures down.
+    virtual std::vector<std::pair<std::string, double>> lastMeasurementParts() const { return {}; }
 };
 
 /// Reads one key of the run's profile with the reader's default, at the
@@ -67,6 +75,10 @@ struct ResultRow {
     std::string path;
     double countValue = 0;
     Currency amountValue;
+    /// Every measurement the count was made of, in the order taken, then the
+    /// parts of the billed lines ("lines.characters", ...): what the ledger
+    /// keeps to prove the bill.
+    std::vector<std::pair<std::string, double>> measurements;
 };
 
 /// The number of documents a run counted: its rows that hold a result. Every

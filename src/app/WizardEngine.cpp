@@ -41,7 +41,10 @@ double WizardEngine::measure(Measurement what, const std::string& path, const st
     case Measurement::Characters: return double(m.CountChar(path));
     case Measurement::CharactersWithSpaces: return double(m.CountCharWspace(path));
     case Measurement::Words: return double(m.CountWords(path));
-    case Measurement::Lines: return m.Countlines(path, profile);
+    case Measurement::Lines: {
+        m_lastLines.emplace();
+        return m.Countlines(path, profile, &*m_lastLines);
+    }
     case Measurement::Pages: return double(m.CountPages());
     case Measurement::ReturnAndEnters: return double(m.CountReturnAndEnters());
     case Measurement::BoldChars: return m.CountBoldchars();
@@ -57,6 +60,24 @@ double WizardEngine::measure(Measurement what, const std::string& path, const st
     case Measurement::CapsChars: return m.CountCapsChars();
     }
     return 0;
+}
+
+std::vector<std::pair<std::string, double>> WizardEngine::lastMeasurementParts() const
+{
+    if (!m_lastLines)
+        return {};
+    const engine::LineBreakdown& b = *m_lastLines;
+    std::vector<std::pair<std::string, double>> parts;
+    parts.emplace_back(b.charactersWithSpaces ? "characters_with_spaces" : "characters", double(b.characters));
+    for (const auto& [name, value] : b.formattingParts)
+        parts.emplace_back("formatting." + name, value);
+    parts.emplace_back("formatting_total", double(b.formatting));
+    parts.emplace_back("returns", double(b.returns));
+    parts.emplace_back("tabs", double(b.tabs));
+    parts.emplace_back("caps", double(b.caps));
+    parts.emplace_back("characters_per_line", double(b.charactersPerLine));
+    parts.emplace_back("lines", b.lines);
+    return parts;
 }
 
 } // namespace qm::app

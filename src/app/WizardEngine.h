@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace qm::app {
 
@@ -17,8 +18,7 @@ namespace qm::app {
 /// them; `currentProfile` is the main screen's profile box.
 class WizardEngine : public CountingEngine {
 public:
-    WizardEngine(Prompter& prompter, settings::SettingsContext settings,
-                 std::function<std::string()> currentProfile);
+    WizardEngine(Prompter& prompter, settings::SettingsContext settings, std::function<std::string()> currentProfile);
 
     void OpenWord(bool visible) override;
     bool openJustDoc(const std::string& path, bool readOnly) override;
@@ -26,6 +26,7 @@ public:
     bool CloseDocument() override;
     void resizeWordBack() override {}
     void CompleteClose() override;
+    std::vector<std::pair<std::string, double>> lastMeasurementParts() const override;
 
     engine::WordWizard& wizard() { return m_wizard; }
     engine::Measurements& measurements() { return m_measurements; }
@@ -35,6 +36,7 @@ private:
     engine::EngineLayout m_layout;
     engine::WordWizard m_wizard;
     engine::Measurements m_measurements;
+    std::optional<engine::LineBreakdown> m_lastLines;
 };
 
 } // namespace qm::app

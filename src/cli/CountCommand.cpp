@@ -6,6 +6,7 @@
 #include "browser/FolderSearch.h"
 #include "cli/Breakdown.h"
 #include "cli/Json.h"
+#include "cli/LedgerCommand.h"
 #include "cli/Progress.h"
 #include "cli/StderrPrompter.h"
 #include "report/InvoiceFile.h"
@@ -115,10 +116,14 @@ void printCsv(std::ostream& out, const app::RunResult& result, const Totals& tot
 }
 
 void printJson(std::ostream& out, const std::string& profile, const app::RunResult& result, const Totals& totals,
-               const std::vector<Message>& messages, const std::vector<ProfileFigures>& breakdowns)
+               const std::vector<Message>& messages, const std::vector<ProfileFigures>& breakdowns,
+               const std::optional<std::string>& invoiceNumber)
 {
     Json doc = Json::object();
     doc.set("profile", profile);
+    // The ledger's number for the run; null when there is none (the ledger
+    // is off or could not record the run).
+    doc.set("invoice_number", invoiceNumber && !invoiceNumber->empty() ? Json(*invoiceNumber) : Json());
     doc.set("unit", result.unitLabel);
     Json& rows = doc.set("rows", Json::array());
     for (size_t i = 0; i < result.rows.size(); ++i) {
@@ -284,10 +289,12 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     const std::optional<std::string> invoiceOption = ctx.args.option("--invoice");
     const bool quiet = ctx.args.flag("--quiet");
     const unsigned jobs = jobsOption(ctx.args);
+    CountLedger ledger(ctx, settings::SettingsContext{ctx.settingsFolder});
     const std::vector<std::string> paths = ctx.args.positionals();
     if (!profileOption || paths.empty())
         throw UsageError("usage: quillmeter count --profile NAME [--subfolders] [--by-date] [--pattern P] PATH... "
-                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf] [--quiet] [--jobs N]");
+                         "[--csv|--json] [--breakdown] [--invoice FILE.docx|FILE.pdf] [--quiet] [--jobs N] "
+                         "[--ledger LOCATION|off] [--rebill|--skip-billed] [--no-billed-check]");
     if (invoiceOption && !report::invoiceFormatOf(*invoiceOption))
         throw UsageError("--invoice writes a .docx or a .pdf file: " + *invoiceOption);
     if (csv && json)
@@ -343,6 +350,10 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         }
     }
 
+    // Documents already billed under the profile are found before anything is counted.
+    if (const auto refused = ledger.checkBilled(list, *found))
+        return *refused;
+
     std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings, *found);
     if (!engine)
         throw std::runtime_error("the counting engine is not available");
@@ -374,6 +385,11 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
         for (const app::ResultRow& row : result.rows)
             breakdowns.push_back(measureUnderProfile(row.path, *found, settings, prompter));
 
+    // The run is recorded before its invoice is made, so the invoice carries
+    // the number the ledger gave it.
+    const std::optional<std::string> invoiceNumber =
+        ledger.record(result, *found, currency, invoiceOption ? fs::absolute(*invoiceOption).string() : "");
+
     // The invoice is the report a finished run hands over to; a stopped or
     // failed run has none, as on the screen.
     bool invoiceFailed = false;
@@ -383,6 +399,7 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
             sources.settings = settings;
             sources.rows = result.rows;
             sources.currency = currency;
+            sources.invoiceNumber = invoiceNumber;
             report::Report report(std::move(sources), prompter);
             const auto invoice = report.writereport(*found);
             const engine::WriteResult written = report::saveInvoice(*invoice, *invoiceOption);
@@ -397,11 +414,13 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
 
     const Totals totals = totalsOf(result, currency);
     if (json) {
-        printJson(ctx.out, *found, result, totals, prompter.messages, breakdowns);
+        printJson(ctx.out, *found, result, totals, prompter.messages, breakdowns, invoiceNumber);
     } else if (csv) {
         printCsv(ctx.out, result, totals, currency);
     } else if (result.ending != app::RunEnding::NotStarted) {
         printTable(ctx.out, result, totals, currency);
+        if (invoiceNumber && !invoiceNumber->empty())
+            ctx.out << "Invoice " << *invoiceNumber << "\n";
         for (size_t i = 0; i < breakdowns.size(); ++i) {
             ctx.out << "\n" << oneLine(result.rows[i].name) << "\n";
             writeProfileFigures(ctx.out, breakdowns[i]);
@@ -409,7 +428,8 @@ int runCount(Context& ctx, const EngineFactory& makeEngine)
     }
 
     switch (result.ending) {
-    case app::RunEnding::Finished: return result.unopened.empty() && !invoiceFailed ? Success : Failure;
+    case app::RunEnding::Finished:
+        return result.unopened.empty() && !invoiceFailed && !ledger.failed() ? Success : Failure;
     case app::RunEnding::ProfileError: return UsageFailure;
     case app::RunEnding::NotStarted:
     case app::RunEnding::Stopped:

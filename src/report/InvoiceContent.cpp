@@ -63,6 +63,9 @@ InvoiceContent invoiceContent(const InvoiceSettings& settings, std::span<const a
         trimmed(settings.fax).empty() ? std::string() : "Fax:    " + formatDigits(settings.fax, "(###) ###-####")};
     if (settings.includeDate)
         content.senderLines.push_back(formatLongDate(today));
+    if (settings.invoiceNumber)
+        content.senderLines.push_back(settings.invoiceNumber->empty() ? std::string("Invoice No.: none (not recorded)")
+                                                                      : "Invoice No. " + *settings.invoiceNumber);
 
     content.billToLines = {"Bill To:", settings.profileName, settings.billAddress,
                            settings.billCity + ", " + settings.billState + " " + zipText(settings.billZip)};

@@ -29,6 +29,10 @@ struct InvoiceSettings {
     bool includeDate = false;
     // Bill-to (the profile's customer).
     std::string billAddress, billCity, billState, billZip;
+    /// The invoice's number from the ledger; empty when the ledger could not
+    /// record the run (the invoice says it has no number); none when the
+    /// ledger is off.
+    std::optional<std::string> invoiceNumber;
 };
 
 /// One result row of the invoice table: its three cell texts and whether it is banded.

@@ -56,7 +56,7 @@ InvoiceSettings readInvoiceSettings(const settings::SettingsContext& context, co
 
 std::string fileDateText(const std::string& path, const std::string& kind)
 {
-    const browser::FileDateKind which = kind == "Date Created"       ? browser::FileDateKind::Created
+    const browser::FileDateKind which = kind == "Date Created"         ? browser::FileDateKind::Created
                                         : kind == "Date Last Modified" ? browser::FileDateKind::Modified
                                                                        : browser::FileDateKind::Accessed;
     const auto date = browser::fileDate(path, which);
@@ -70,7 +70,8 @@ std::unique_ptr<engine::Document> Report::writereport(const std::string& profile
     InvoiceDocument invoice;
     try {
         invoice.typeHiddenFirstLine(profileName);
-        const InvoiceSettings s = readInvoiceSettings(m_sources.settings, profileName);
+        InvoiceSettings s = readInvoiceSettings(m_sources.settings, profileName);
+        s.invoiceNumber = m_sources.invoiceNumber;
         const InvoiceContent content =
             invoiceContent(s, m_sources.rows, m_sources.settings.today(), m_sources.currency, m_sources.fileDate);
         invoice.typeLetterhead(content);

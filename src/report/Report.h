@@ -9,6 +9,7 @@
 #include "settings/SettingsContext.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ struct ReportSources {
     app::CurrencyFormat currency;
     FileDateText fileDate = fileDateText;
     StopRequested stopRequested;
+    /// The run's invoice number, as InvoiceSettings::invoiceNumber.
+    std::optional<std::string> invoiceNumber;
 };
 
 /// The report of one count run, made for one call and dropped after it.

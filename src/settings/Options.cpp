@@ -29,6 +29,12 @@ constexpr OptionKey kKeys[] = {
     {"VerChk", "1"},
     {"DateRangeFrom", "", OptionDefault::Today},
     {"DateRangeTo", "", OptionDefault::Today},
+    // The billing ledger: where it is (empty: ledger.sqlite in this folder;
+    // a postgresql:// server; "off" keeps none), how invoice numbers are
+    // written, and whether a run looks for documents already billed.
+    {"Ledger", ""},
+    {"InvoiceNumberFormat", "{yyyy}-{n:04}"},
+    {"CheckBilled", "1"},
 };
 
 } // namespace

@@ -41,6 +41,7 @@
 #include <QTreeView>
 #include <QUrl>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -764,6 +765,17 @@ void frmMain::refreshChaseList()
     updateCounters();
 }
 
+void frmMain::markChaseEntries(const std::vector<std::string>& paths, const QString& note)
+{
+    for (int i = 0; i < m_lstDofileList->count() && i < int(m_chase.size()); ++i) {
+        if (std::find(paths.begin(), paths.end(), m_chase[size_t(i)].path) == paths.end())
+            continue;
+        QListWidgetItem* item = m_lstDofileList->item(i);
+        item->setForeground(palette().color(QPalette::LinkVisited));
+        item->setToolTip(QString::fromStdString(m_chase[size_t(i)].path) + "\n" + note);
+    }
+}
+
 void frmMain::updateCounters()
 {
     m_lbltotalFiles->setText(QString::fromStdString(m_chase.counterText()));
@@ -951,15 +963,19 @@ void frmMain::startRun(app::RunScope scope)
     if (m_worker || m_adding)
         return;
     syncSelectionToChaseList();
+    // The run works on copies: the list cannot change under it, and the
+    // profile is the one selected when Start was pressed.
+    app::ChaseList list = m_chase;
+    const std::string profile = toStdString(currentProfile());
+    if (beforeRun && !list.empty() && !profile.empty() && !beforeRun(list, profile))
+        return;
     setBusy(true);
     m_flexgrid->setRowCount(0);
     m_lastRun = app::RunResult{};
-    showProgress(0, int(m_chase.size()));
+    showProgress(0, int(list.size()));
 
-    // The run works on copies: the list cannot change under it, and the
-    // profile is the one selected when Start was pressed.
     auto result = std::make_shared<app::RunResult>();
-    m_worker = QThread::create([this, result, list = m_chase, profile = toStdString(currentProfile()),
+    m_worker = QThread::create([this, result, list = std::move(list), profile,
                                 settings = m_settings, makeEngine = m_makeEngine, scope] {
         Prompter& prompter = *m_workerPrompter;
         std::unique_ptr<app::CountingEngine> engine = makeEngine(prompter, settings, profile);

@@ -120,6 +120,14 @@ public:
     /// command line come here.
     void addPaths(const QStringList& paths);
 
+    /// Called on Start with a copy of the list about to be counted and the
+    /// profile; it may take documents out of the copy, and returns false to
+    /// count nothing. The ledger asks here about documents already billed.
+    std::function<bool(app::ChaseList& list, const std::string& profile)> beforeRun;
+    /// Marks the Chase List's entries for these paths with a note (shown as
+    /// their tooltip) in the list's warning colour.
+    void markChaseEntries(const std::vector<std::string>& paths, const QString& note);
+
 public slots:
     void startRun(app::RunScope scope = app::RunScope::AllEntries);
     void stop();

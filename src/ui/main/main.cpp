@@ -3,6 +3,7 @@
 #include "engine/wizard/WordWizard.h"
 #include "settings/SettingsFolder.h"
 #include "ui/common/AppInfo.h"
+#include "ui/history/DesktopLedger.h"
 #include "ui/main/ScreenshotRun.h"
 #include "ui/main/VersionCheck.h"
 #include "ui/main/frmMain.h"
@@ -58,7 +59,10 @@ int main(int argc, char** argv)
             qm::ui::startScreenshotRun(*mainScreen, parser.value(screenshotDir), parser.value(screenshotDocuments));
             return;
         }
-        qm::ui::attachReportCommands(*mainScreen);
+        // The ledger records each run before the report makes its invoice.
+        qm::ui::ReportServices reportServices;
+        qm::ui::attachLedger(*mainScreen, reportServices);
+        qm::ui::attachReportCommands(*mainScreen, reportServices);
         // The check asks our engine for its version text, as it would ask
         // any word processor, and stays silent for it.
         qm::RecordingPrompter quiet;

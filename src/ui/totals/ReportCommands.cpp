@@ -20,9 +20,12 @@ namespace {
 constexpr const char* kDocxFilter = "Word Document (*.docx)";
 constexpr const char* kPdfFilter = "PDF Document (*.pdf)";
 
-report::ReportSources reportSources(frmMain& main, const std::vector<app::ResultRow>& rows)
+report::ReportSources reportSources(frmMain& main, const std::vector<app::ResultRow>& rows,
+                                    const ReportServices& services)
 {
     report::ReportSources sources;
+    if (services.invoiceNumber)
+        sources.invoiceNumber = services.invoiceNumber();
     sources.settings = main.settingsContext();
     sources.rows = rows;
     sources.currency = app::CurrencyFormat::fromEnvironment();
@@ -55,7 +58,7 @@ bool openWithDesktop(const std::filesystem::path& file)
 void createInvoice(frmMain& main, const ReportServices& services, const std::string& profileName,
                    const std::vector<app::ResultRow>& rows)
 {
-    report::Report report(reportSources(main, rows), main.prompter());
+    report::Report report(reportSources(main, rows, services), main.prompter());
     const auto invoice = report.writereport(profileName);
 
     report::InvoiceHandover handover;
@@ -75,7 +78,9 @@ void createInvoice(frmMain& main, const ReportServices& services, const std::str
     };
     handover.temporaryFolder = services.temporaryFolder.empty() ? std::filesystem::path(QDir::tempPath().toStdString())
                                                                 : services.temporaryFolder;
-    (void)report::handOverInvoice(*invoice, profileName, main.settingsContext(), main.prompter(), handover);
+    const auto kept = report::handOverInvoice(*invoice, profileName, main.settingsContext(), main.prompter(), handover);
+    if (kept && services.invoiceSaved)
+        services.invoiceSaved(*kept);
 }
 
 void attachReportCommands(frmMain& main, ReportServices services)
@@ -90,10 +95,12 @@ void attachReportCommands(frmMain& main, ReportServices services)
             createInvoice(main, services, profile, result.rows);
             return;
         }
-        report::Report report(reportSources(main, result.rows), main.prompter());
+        report::Report report(reportSources(main, result.rows, services), main.prompter());
         report.ReportToWindow(profile, [&](const report::Totals& totals, const std::string& profileName) {
             frmTotals form(totals, &main);
             form.setProfileName(QString::fromStdString(profileName));
+            if (const auto number = services.invoiceNumber ? services.invoiceNumber() : std::nullopt)
+                form.setInvoiceNumber(QString::fromStdString(number->empty() ? "none (not recorded)" : *number));
             form.createInvoice = [&main, &services, rows = result.rows](const QString& name) {
                 createInvoice(main, services, name.toStdString(), rows);
             };

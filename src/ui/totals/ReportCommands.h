@@ -30,6 +30,11 @@ struct ReportServices {
     std::filesystem::path temporaryFolder;
     /// Runs the totals screen modally.
     std::function<void(frmTotals&)> runTotals;
+    /// The invoice number of the run just finished (the ledger's); none when
+    /// there is no ledger, empty when the ledger could not record the run.
+    std::function<std::optional<std::string>()> invoiceNumber;
+    /// Told where the invoice of the run just finished was kept.
+    std::function<void(const std::filesystem::path&)> invoiceSaved;
 };
 
 /// Makes every finished run of `main` hand over to the report of the

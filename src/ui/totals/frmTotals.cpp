@@ -105,6 +105,23 @@ frmTotals::frmTotals(const report::Totals& totals, QWidget* parent) : QDialog(pa
     setFixedSize(sizeHint());
 }
 
+void frmTotals::setInvoiceNumber(const QString& number)
+{
+    auto* frame = findChild<QFrame*>("Frame1");
+    auto* grid = frame ? qobject_cast<QGridLayout*>(frame->layout()) : nullptr;
+    if (!grid)
+        return;
+    QLabel* heading = label(frame, "lblInvoiceHeading", "Invoice No.");
+    heading->setFont(findChild<QLabel*>("Label1")->font());
+    QLabel* value = label(frame, "lblInvoiceNumber", number);
+    value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    value->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    const int row = grid->rowCount();
+    grid->addWidget(heading, row, 0);
+    grid->addWidget(value, row, 1);
+    setFixedSize(sizeHint());
+}
+
 void frmTotals::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() == Qt::Key_F1) {

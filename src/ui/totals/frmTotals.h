@@ -24,6 +24,8 @@ public:
     /// The profile the invoice is built for; set before the screen is shown.
     void setProfileName(const QString& name) { m_profileName = name; }
     QString profileName() const { return m_profileName; }
+    /// Adds the run's invoice number under the figures.
+    void setInvoiceNumber(const QString& number);
 
     /// Builds the invoice for a profile (the screen is already hidden).
     std::function<void(const QString& profileName)> createInvoice;
