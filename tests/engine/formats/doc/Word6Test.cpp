@@ -1,0 +1,86 @@
+// Word 6 and Word 95 documents: the older header, 8-bit text in the
+// document's code page and one-byte property modifiers.
+#include "../support/Describe.h"
+#include "DocFixture.h"
+#include "engine/access/WordStatistics.h"
+#include "engine/formats/Reader.h"
+
+#include <gtest/gtest.h>
+
+namespace qm::engine::doc::test {
+namespace {
+
+using engine::test::describe;
+
+// A Word 6 document stream as Word 6 saves it in full: the 0x200-byte
+// header, the 8-bit text from fcMin, the character-run index (two-byte page
+// numbers) at 0x300 and one property page at 0x400 whose middle run sets
+// the one-byte modifier 85 (bold) on.
+std::string word6Stream(std::string_view text, uint16_t lid, uint16_t nFib = 101)
+{
+    std::string wd(0x600, '\0');
+    set16(wd, 0, 0xA5DC);
+    set16(wd, 2, nFib);
+    set16(wd, 6, lid);
+    const auto n = static_cast<uint32_t>(text.size());
+    set32(wd, 0x18, 0x200);
+    set32(wd, 0x1C, 0x200 + n);
+    set32(wd, 0x34, n);
+    wd.replace(0x200, n, text);
+    // The index: one page covering all the text, page number 2 (0x400).
+    set32(wd, 0x300, 0x200), set32(wd, 0x304, 0x200 + n), set16(wd, 0x308, 2);
+    set32(wd, 0xB8, 0x300), set32(wd, 0xBC, 10);
+    // The page: runs [0,6) plain, [6,10) bold, [10,n) plain.
+    const size_t page = 0x400;
+    const uint32_t fcs[] = {0x200, 0x206, 0x20A, 0x200 + n};
+    for (size_t i = 0; i < 4; ++i)
+        set32(wd, page + 4 * i, fcs[i]);
+    wd[page + 16 + 1] = static_cast<char>(0xF0); // the second run's properties at 2 * 0xF0
+    wd[page + 0x1E0] = 2, wd[page + 0x1E1] = 85, wd[page + 0x1E2] = 1;
+    wd[page + 511] = 3;
+    return wd;
+}
+
+// Before, every Word 6/95 file was refused. Its text is now read with its
+// formatting, and counted as the same text saved by Word 97 would be.
+TEST(Word6, ReadsTextAndOneByteModifiers)
+{
+    const std::string file = buildCompoundFile({{u"WordDocument", word6Stream("Hello bold\rSecond\r", 0x0409)}});
+    const ReadResult r = readDocumentBytes(file, "doc");
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, "b"), "Hello {b|bold}¶Second¶");
+    const WordStatistics stats = computeWordStatistics(*r.document);
+    EXPECT_EQ(stats.words, 3);
+    EXPECT_EQ(stats.characters, 15);
+}
+
+// 8-bit text is in the code page of the document's language: the same
+// bytes are Cyrillic in a Russian document and Latin in an English one.
+TEST(Word6, TextIsDecodedInTheDocumentsCodePage)
+{
+    struct Case {
+        uint16_t lid;
+        const char* expected;
+    } cases[] = {
+        {0x0409, "Hello \u00CF\u00F0\u00E8¶"}, // English: Windows-1252
+        {0x0419, "Hello \u041F\u0440\u0438¶"}, // Russian: Windows-1251
+        {0x0405, "Hello \u010E\u0111\u010D¶"}, // Czech: Windows-1250
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.lid);
+        const ReadResult r =
+            readDoc(buildCompoundFile({{u"WordDocument", word6Stream("Hello \xCF\xF0\xE8\r", c.lid, 104)}}), {});
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, ""), c.expected);
+    }
+}
+
+TEST(Word6, CutHeaderIsRefusedClearly)
+{
+    std::string wd = word6Stream("x\r", 0x0409).substr(0, 0x100);
+    EXPECT_TRUE(
+        engine::test::failsWith(readDoc(buildCompoundFile({{u"WordDocument", wd}}), {}), "header is cut short"));
+}
+
+} // namespace
+} // namespace qm::engine::doc::test
