@@ -8,6 +8,7 @@
 #include <cstring>
 #include <libxml/HTMLparser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 #include <memory>
 #include <string>
 
@@ -538,16 +539,20 @@ std::string withoutOfficeMarkers(std::string_view bytes)
     return out;
 }
 
-// The encoding to parse in when the page names none: UTF-8 when the bytes
-// are valid UTF-8, else the Windows ANSI page Word assumes on a Western system.
-const char* fallbackEncoding(std::string_view bytes)
+// A page that names no encoding and is not valid UTF-8 is in the Windows
+// ANSI page Word assumes on a Western system. It is turned into UTF-8 here:
+// the parser's own converter stops at the bytes that page leaves undefined
+// (0x81, 0x8D, ...), which would cut the page short.
+bool namesItsEncoding(std::string_view bytes)
 {
     const std::string head = lower(std::string(bytes.substr(0, 4096)));
-    if (head.contains("charset") || bytes.starts_with("\xEF\xBB\xBF") || bytes.starts_with("\xFF\xFE") ||
-        bytes.starts_with("\xFE\xFF"))
-        return nullptr;
-    return isValidUtf8(bytes) ? "UTF-8" : "windows-1252";
+    return head.contains("charset") || bytes.starts_with("\xEF\xBB\xBF") || bytes.starts_with("\xFF\xFE") ||
+           bytes.starts_with("\xFE\xFF");
 }
+
+// libxml2 reports encoding trouble on stderr whatever the parse options;
+// the reader's caller decides what the user sees.
+void quiet(void*, const char*, ...) {}
 
 } // namespace
 
@@ -558,12 +563,15 @@ ReadResult readHtml(std::string_view bytes, const ReadOptions& options)
     if (bytes.size() > options.limits.maxInputBytes)
         return ReadResult::failure("the file is larger than the engine reads");
     try {
-        const std::string source = withoutOfficeMarkers(bytes);
+        const bool utf8 = !namesItsEncoding(bytes);
+        const std::string source =
+            withoutOfficeMarkers(utf8 && !isValidUtf8(bytes) ? utf16ToUtf8(cp1252ToUtf16(bytes)) : std::string(bytes));
+        xmlSetGenericErrorFunc(nullptr, quiet);
         if (source.size() > static_cast<size_t>(INT32_MAX))
             return ReadResult::failure("the file is larger than the engine reads");
         const int flags = HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET;
         std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> doc(
-            htmlReadMemory(source.data(), static_cast<int>(source.size()), nullptr, fallbackEncoding(bytes), flags),
+            htmlReadMemory(source.data(), static_cast<int>(source.size()), nullptr, utf8 ? "UTF-8" : nullptr, flags),
             xmlFreeDoc);
         if (!doc)
             return ReadResult::failure("the page cannot be read (the HTML parser found no document in it)");

@@ -110,6 +110,15 @@ style='mso-list:Ignore'>1.<span style='font:7.0pt "Times New Roman"'>&nbsp;&nbsp
               "{sz24 'Times New Roman'|Dictated }{b sz24 'Times New Roman'|today}¶¶{sz22 'Calibri'|Café}¶[«1.\t»]");
 }
 
+// A page that names no encoding and is not UTF-8 is Windows-1252, read to
+// its end: the parser's converter stopped at 0x81, which that page leaves
+// undefined, and the rest of the page went uncounted.
+TEST(HtmlReader, PageInWindows1252IsReadToItsEnd)
+{
+    const auto doc = readPage("<html><body><p>Caf\xE9 \x93quoted\x94 \x81 end</p></body></html>");
+    EXPECT_EQ(describe(*doc, ""), "Caf\u00E9 \u201Cquoted\u201D \u0081 end¶");
+}
+
 // The same text saved as .docx and as a page gives Word the same counts.
 TEST(HtmlReader, CountsAgreeWithTheSameTextAsDocx)
 {
