@@ -247,6 +247,28 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
     return true;
 }
 
+uint16_t word6FontCodePage(std::string_view wd)
+{
+    // The font table: its total size in two bytes, then each font as its
+    // size less one, pitch and family, weight (two bytes), character set,
+    // alternative-name offset and 8-bit name.
+    const std::string_view table = slice(wd, u32(wd, 0xD0), u32(wd, 0xD4));
+    static constexpr std::pair<uint8_t, uint16_t> pages[] = {
+        {161, 1253}, {162, 1254}, {163, 1258}, {177, 1255}, {178, 1256},
+        {186, 1257}, {204, 1251}, {222, 874},  {238, 1250},
+    };
+    uint64_t pos = 2;
+    const uint64_t end = std::min<uint64_t>(table.size(), u16(table, 0));
+    while (pos < end) {
+        const uint8_t charset = u8(table, pos + 4);
+        for (const auto& [set, page] : pages)
+            if (set == charset)
+                return page;
+        pos += 1ull + u8(table, pos);
+    }
+    return 1252;
+}
+
 uint16_t word6CodePage(uint16_t lid)
 {
     // Languages by their primary language id (the low ten bits).

@@ -34,6 +34,11 @@ bool word6Pieces(std::string_view wordDocument, const Fib& fib, PieceTable& piec
 /// Western languages and any language not known.
 uint16_t word6CodePage(uint16_t lid);
 
+/// The code page of the first font whose character set is a single-byte
+/// page other than Western (Word 6 names the text's page only there); 1252
+/// when there is none.
+uint16_t word6FontCodePage(std::string_view wordDocument);
+
 /// The characters of the 256 bytes of a single-byte Windows code page;
 /// nothing when the page is not known.
 std::optional<std::array<char16_t, 256>> eightBitCharacters(uint16_t codePage);

@@ -75,6 +75,22 @@ TEST(Word6, TextIsDecodedInTheDocumentsCodePage)
     }
 }
 
+// Word 6 names the text's page in its fonts' character sets: a Russian
+// document written on an English system says so only there (204, Cyrillic).
+TEST(Word6, FontCharacterSetGivesTheCodePage)
+{
+    std::string wd = word6Stream("Hello \xCF\xF0\xE8\r", 0x0409);
+    // The font table at 0x500: its size, then one font of 10 bytes less one.
+    const std::string font = std::string("\x09\x00\x90\x01\xCC\x00"
+                                         "Ar\0",
+                                         9);
+    wd.replace(0x500, 2 + font.size(), std::string("\x0B\x00", 2) + font);
+    set32(wd, 0xD0, 0x500), set32(wd, 0xD4, 11);
+    const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, ""), "Hello \u041F\u0440\u0438¶");
+}
+
 TEST(Word6, CutHeaderIsRefusedClearly)
 {
     std::string wd = word6Stream("x\r", 0x0409).substr(0, 0x100);
