@@ -161,7 +161,9 @@ std::vector<Run> DocReader::loadRuns(const FcLcb& where, RunKind kind)
                 const size_t at = 2u * b;
                 if (paragraphs) {
                     const uint8_t cb = u8(page, at);
-                    run.grpprl = cb != 0 ? slice(page.substr(0, 511), at + 1, 2u * cb - 1)
+                    // Word 6 counts the words after its count byte; Word 97
+                    // counts the count byte in, which leaves one byte fewer.
+                    run.grpprl = cb != 0 ? slice(page.substr(0, 511), at + 1, 2u * cb - (m_fib.word6 ? 0 : 1))
                                          : slice(page.substr(0, 511), at + 2, 2u * u8(page, at + 1));
                 } else {
                     run.grpprl = slice(page.substr(0, 511), at + 1, u8(page, at));

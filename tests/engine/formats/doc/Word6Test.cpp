@@ -15,10 +15,10 @@ using engine::test::describe;
 // A Word 6 document stream as Word 6 saves it in full: the 0x200-byte
 // header, the 8-bit text from fcMin, the character-run index (two-byte page
 // numbers) at 0x300 and one property page at 0x400 whose middle run sets
-// the one-byte modifier 85 (bold) on.
+// the one-byte modifier 85 (bold) on; every paragraph is centred.
 std::string word6Stream(std::string_view text, uint16_t lid, uint16_t nFib = 101)
 {
-    std::string wd(0x600, '\0');
+    std::string wd(0x800, '\0');
     set16(wd, 0, 0xA5DC);
     set16(wd, 2, nFib);
     set16(wd, 6, lid);
@@ -38,6 +38,15 @@ std::string word6Stream(std::string_view text, uint16_t lid, uint16_t nFib = 101
     wd[page + 16 + 1] = static_cast<char>(0xF0); // the second run's properties at 2 * 0xF0
     wd[page + 0x1E0] = 2, wd[page + 0x1E1] = 85, wd[page + 0x1E2] = 1;
     wd[page + 511] = 3;
+    // The paragraph index at 0x320 and its page at 0x600: one run over all
+    // the text, its properties two words after the count byte (style 0, then
+    // modifier 5, justification, 1: centred).
+    set32(wd, 0x320, 0x200), set32(wd, 0x324, 0x200 + n), set16(wd, 0x328, 3);
+    set32(wd, 0xC0, 0x320), set32(wd, 0xC4, 10);
+    set32(wd, 0x600, 0x200), set32(wd, 0x604, 0x200 + n);
+    wd[0x600 + 8] = static_cast<char>(0xF0);
+    wd[0x600 + 0x1E0] = 2, wd[0x600 + 0x1E3] = 5, wd[0x600 + 0x1E4] = 1;
+    wd[0x600 + 511] = 1;
     return wd;
 }
 
@@ -48,7 +57,7 @@ TEST(Word6, ReadsTextAndOneByteModifiers)
     const std::string file = buildCompoundFile({{u"WordDocument", word6Stream("Hello bold\rSecond\r", 0x0409)}});
     const ReadResult r = readDocumentBytes(file, "doc");
     ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_EQ(describe(*r.document, "b"), "Hello {b|bold}¶Second¶");
+    EXPECT_EQ(describe(*r.document, "b al"), "Hello {b|bold}¶[center]Second¶[center]");
     const WordStatistics stats = computeWordStatistics(*r.document);
     EXPECT_EQ(stats.words, 3);
     EXPECT_EQ(stats.characters, 15);
