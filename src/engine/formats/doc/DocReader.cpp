@@ -660,8 +660,13 @@ ReadResult DocReader::read()
     if (at > available)
         diagnose("doc.length", "character counts", "the stories claim more text than the document holds; the rest is missing");
 
-    m_fonts = parseFontTable(tablePart(m_fib.sttbfFfn, "the font table"));
-    m_styles.parse(tablePart(m_fib.stshf, "the style sheet"), m_fonts);
+    if (m_fib.word6) {
+        m_fonts = word6FontNames(m_wd);
+        m_styles.parse(word97StyleSheet(tablePart(m_fib.stshf, "the style sheet")), m_fonts);
+    } else {
+        m_fonts = parseFontTable(tablePart(m_fib.sttbfFfn, "the font table"));
+        m_styles.parse(tablePart(m_fib.stshf, "the style sheet"), m_fonts);
+    }
     m_chpx = loadRuns(m_fib.plcfBteChpx, RunKind::Characters);
     m_papx = loadRuns(m_fib.plcfBtePapx, RunKind::Paragraphs);
     readStoredStatistics();

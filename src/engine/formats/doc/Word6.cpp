@@ -2,6 +2,7 @@
 #include "engine/formats/doc/Word6.h"
 
 #include "engine/formats/doc/ByteReader.h"
+#include "engine/model/Unicode.h"
 
 #include <algorithm>
 #include <array>
@@ -24,8 +25,7 @@ struct OldSprm {
 
 // The Word 6 modifiers by number, from the Word 6 binary format. Numbers not
 // listed carry a length byte. The Word 97 counterparts are those whose
-// operand kept its layout; borders (two-byte BRC10 then) and the
-// font-table references are left out.
+// operand kept its layout; borders (two-byte BRC10 then) are left out.
 constexpr OldSprm kSprms[] = {
     {0, 0, Size::Fixed, 0},        {2, 2, Size::Fixed, 0x4600},   {3, 3, Size::Var, 0},
     {4, 1, Size::Fixed, 0},        {5, 1, Size::Fixed, 0x2403},   {6, 1, Size::Fixed, 0},
@@ -140,6 +140,7 @@ FibResult parseWord6Fib(std::string_view wd)
     for (int i = 0; i < Fib::CcpCount; ++i)
         fib.ccp[i] = u32(wd, 0x34 + 4ull * i);
     auto pair = [&](uint32_t at) { return FcLcb{u32(wd, at), u32(wd, at + 4)}; };
+    fib.stshf = pair(0x60);
     fib.plcffndRef = pair(0x68);
     fib.plcffndTxt = pair(0x70);
     fib.plcfSed = pair(0x88);
@@ -245,6 +246,78 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         return false;
     table.assign(std::move(pieces), std::move(lists));
     return true;
+}
+
+std::vector<std::string> word6FontNames(std::string_view wd)
+{
+    std::vector<std::string> names;
+    const std::string_view table = slice(wd, u32(wd, 0xD0), u32(wd, 0xD4));
+    uint64_t pos = 2;
+    const uint64_t end = std::min<uint64_t>(table.size(), u16(table, 0));
+    while (pos < end && names.size() < 0x7FFF) {
+        const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
+        const std::string_view name = ffn.size() > 6 ? ffn.substr(6) : std::string_view();
+        names.push_back(utf16ToUtf8(cp1252ToUtf16(name.substr(0, name.find('\0')))));
+        pos += 1ull + u8(table, pos);
+    }
+    return names;
+}
+
+std::string word97StyleSheet(std::string_view stsh)
+{
+    // The header is kept, its base size set to Word 97's ten bytes.
+    const uint16_t cbStshi = u16(stsh, 0);
+    const std::string_view stshi = slice(stsh, 2, cbStshi);
+    if (stshi.size() < 4)
+        return {};
+    std::string header(stshi);
+    header.resize(std::max<size_t>(header.size(), 18), '\0');
+    const uint16_t cstd = u16(stshi, 0);
+    const uint16_t cbBase = u16(stshi, 2);
+    header[2] = 10, header[3] = 0;
+    std::string out;
+    put16(out, static_cast<uint16_t>(header.size()));
+    out += header;
+    uint64_t pos = 2ull + cbStshi;
+    for (uint16_t i = 0; i < cstd && pos + 2 <= stsh.size(); ++i) {
+        const uint16_t cbStd = u16(stsh, pos);
+        const std::string_view std = slice(stsh, pos + 2, cbStd);
+        pos += 2ull + cbStd;
+        if (std.size() < 8 || cbBase < 8 || std.size() < cbBase + 1ull) {
+            put16(out, 0); // an empty slot
+            continue;
+        }
+        // The base (Word 97 adds two bytes of flags), the name as UTF-16,
+        // then each property list translated, on even offsets.
+        std::string entry(std.substr(0, 8));
+        entry.append(2, '\0');
+        const uint8_t cch = u8(std, cbBase);
+        const std::u16string name = cp1252ToUtf16(slice(std, cbBase + 1ull, cch));
+        put16(entry, static_cast<uint16_t>(name.size()));
+        for (const char16_t c : name)
+            put16(entry, c);
+        put16(entry, 0);
+        uint64_t at = cbBase + 1ull + cch + 1;
+        at += at & 1;
+        const uint8_t kind = u8(std, 2) & 0x0F;
+        const uint8_t cupx = u8(std, 4) & 0x0F;
+        for (uint8_t k = 0; k < cupx && at + 2 <= std.size(); ++k) {
+            const uint16_t cb = u16(std, at);
+            const std::string_view upx = slice(std, at + 2, cb);
+            at += 2ull + cb + (cb & 1);
+            // A paragraph style's first list leads with its style index.
+            const bool withIndex = kind == 1 && k == 0;
+            const size_t keep = withIndex ? std::min<size_t>(2, upx.size()) : 0;
+            const std::string list = std::string(upx.substr(0, keep)) + word6Sprms(upx.substr(keep));
+            put16(entry, static_cast<uint16_t>(list.size()));
+            entry += list;
+            if (list.size() & 1)
+                entry.push_back('\0');
+        }
+        put16(out, static_cast<uint16_t>(entry.size()));
+        out += entry;
+    }
+    return out;
 }
 
 uint16_t word6FontCodePage(std::string_view wd)

@@ -34,6 +34,13 @@ bool word6Pieces(std::string_view wordDocument, const Fib& fib, PieceTable& piec
 /// Western languages and any language not known.
 uint16_t word6CodePage(uint16_t lid);
 
+/// The names of the fonts of a Word 6 font table (8-bit names).
+std::vector<std::string> word6FontNames(std::string_view wordDocument);
+
+/// A Word 6 style sheet rewritten in Word 97's layout (ten-byte style bases,
+/// UTF-16 names, Word 97 modifiers), for the Word 97 style-sheet reader.
+std::string word97StyleSheet(std::string_view stsh);
+
 /// The code page of the first font whose character set is a single-byte
 /// page other than Western (Word 6 names the text's page only there); 1252
 /// when there is none.

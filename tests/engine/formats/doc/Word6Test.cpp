@@ -100,6 +100,40 @@ TEST(Word6, FontCharacterSetGivesTheCodePage)
     EXPECT_EQ(describe(*r.document, ""), "Hello \u041F\u0440\u0438¶");
 }
 
+// A Word 6 style sheet: eight-byte style bases, 8-bit names, one-byte
+// modifiers. Read as Word 97's, a paragraph in "Heading" (based on Normal,
+// 12 pt) is bold and 12 pt: without it, the text kept the defaults.
+TEST(Word6, StyleSheetGivesParagraphsTheirStyles)
+{
+    std::string wd = word6Stream("Hello bold\rSecond\r", 0x0409);
+    wd[0x600 + 0x1E1] = 1; // the paragraphs' style: istd 1
+    std::string stsh;
+    for (int v : {14, 2, 8, 0, 0, 0, 0, 0})
+        put16(stsh, static_cast<uint16_t>(v));
+    auto style = [&](uint16_t sti, uint16_t base, const std::string& name, const std::string& chpx) {
+        std::string std;
+        for (int v : {int{sti}, 1 | (base << 4), 2, 0})
+            put16(std, static_cast<uint16_t>(v));
+        std += static_cast<char>(name.size()) + name + '\0';
+        if (std.size() & 1)
+            std += '\0';
+        put16(std, 2), put16(std, sti); // the paragraph list: its style index only
+        put16(std, static_cast<uint16_t>(chpx.size()));
+        std += chpx;
+        if (std.size() & 1)
+            std += '\0';
+        put16(stsh, static_cast<uint16_t>(std.size()));
+        stsh += std;
+    };
+    style(0, 0x0FFF, "Normal", std::string("\x63\x18\x00", 3)); // 99: 24 half points
+    style(1, 0, "Heading", "\x55\x01");                         // 85: bold
+    wd.replace(0x700, stsh.size(), stsh);
+    set32(wd, 0x60, 0x700), set32(wd, 0x64, static_cast<uint32_t>(stsh.size()));
+    const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, "b sz style"), "{b sz24|Hello bold}¶['Heading']{b sz24|Second}¶['Heading']");
+}
+
 TEST(Word6, CutHeaderIsRefusedClearly)
 {
     std::string wd = word6Stream("x\r", 0x0409).substr(0, 0x100);
