@@ -283,6 +283,8 @@ void StyleSheet::add(std::string_view css)
             depth += text[close] == '{' ? 1 : text[close] == '}' ? -1 : 0;
         const std::string_view body = std::string_view(text).substr(open + 1, close - open - 2);
         at = close;
+        if (selectors.starts_with("@page") && m_page.empty())
+            m_page = body;
         if (selectors.starts_with('@'))
             continue;
         for (std::string_view selector : split(selectors, ',')) {
@@ -299,6 +301,49 @@ void StyleSheet::add(std::string_view css)
             m_rules.push_back(std::move(rule));
         }
     }
+}
+
+SectionFormat StyleSheet::pageSetup() const
+{
+    SectionFormat page;
+    for (std::string_view declaration : split(m_page, ';')) {
+        const size_t colon = declaration.find(':');
+        if (colon == declaration.npos)
+            continue;
+        const std::string property = lower(trim(declaration.substr(0, colon)));
+        const std::string value = lower(trim(declaration.substr(colon + 1)));
+        std::vector<Twips> lengths;
+        for (std::string_view word : split(value, ' ')) {
+            double twips = 0;
+            if (parseLength(word, 240, twips) && twips >= 0 && twips < 31680)
+                lengths.push_back(static_cast<Twips>(std::lround(twips)));
+        }
+        if (lengths.empty())
+            continue;
+        const Twips second = lengths.size() > 1 ? lengths[1] : lengths[0];
+        if (property == "size" && lengths.size() == 2 && lengths[0] > 0 && lengths[1] > 0) {
+            page.pageWidth = lengths[0];
+            page.pageHeight = lengths[1];
+        } else if (property == "margin") {
+            page.marginTop = lengths[0];
+            page.marginRight = second;
+            page.marginBottom = lengths.size() > 2 ? lengths[2] : lengths[0];
+            page.marginLeft = lengths.size() > 3 ? lengths[3] : second;
+        } else if (property == "margin-top") {
+            page.marginTop = lengths[0];
+        } else if (property == "margin-bottom") {
+            page.marginBottom = lengths[0];
+        } else if (property == "margin-left") {
+            page.marginLeft = lengths[0];
+        } else if (property == "margin-right") {
+            page.marginRight = lengths[0];
+        } else if (property == "mso-header-margin") {
+            page.headerDistance = lengths[0];
+        } else if (property == "mso-footer-margin") {
+            page.footerDistance = lengths[0];
+        }
+    }
+    return page;
 }
 
 void StyleSheet::apply(std::string_view element, std::string_view classes, Style& style,

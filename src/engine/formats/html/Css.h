@@ -45,8 +45,13 @@ public:
     /// class rules, then element-and-class rules, each in source order.
     void apply(std::string_view element, std::string_view classes, Style& style, uint16_t parentSizeHalfPoints) const;
     bool empty() const { return m_rules.empty(); }
+    /// The page setup of the first @page rule (Word's export names it after
+    /// its first section, "@page WordSection1"): size and margins. Letter
+    /// with one-inch margins, Word's defaults, where the rule says nothing.
+    SectionFormat pageSetup() const;
 
 private:
+    std::string m_page; ///< the declarations of the first @page rule
     struct Rule {
         std::string element; ///< lower case; empty: any
         std::string cls;     ///< empty: none

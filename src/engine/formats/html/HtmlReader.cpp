@@ -180,6 +180,8 @@ public:
         flush(nullptr);
     }
 
+    SectionFormat pageSetup() const { return m_sheet.pageSetup(); }
+
 private:
     struct Run {
         std::u16string text;
@@ -579,7 +581,7 @@ ReadResult readHtml(std::string_view bytes, const ReadOptions& options)
         HtmlReader reader(builder, options);
         reader.read(doc.get());
         ReadResult result;
-        result.document = builder.finish(SectionFormat{}, HeaderFooterRefs{});
+        result.document = builder.finish(reader.pageSetup(), HeaderFooterRefs{});
         return result;
     } catch (const std::bad_alloc&) {
         return ReadResult::failure("the document needs more memory than the engine can take");

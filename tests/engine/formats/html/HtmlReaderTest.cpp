@@ -97,6 +97,7 @@ TEST(HtmlReader, WordsOwnExportReadsAsWordReadsIt)
 <style><!--
 p.MsoNormal, li.MsoNormal {margin:0in; font-size:12.0pt; font-family:"Times New Roman",serif;}
 p.MsoListParagraph {margin-left:.5in; font-size:11.0pt; font-family:"Calibri",sans-serif;}
+@page WordSection1 {size:595.3pt 841.9pt; margin:72.0pt 90.0pt 72.0pt 90.0pt; mso-header-margin:35.4pt;}
 --></style></head>
 <body lang=EN-US><div class=WordSection1>
 <p class=MsoNormal>Dictated <b>today</b><o:p></o:p></p>
@@ -108,6 +109,8 @@ style='mso-list:Ignore'>1.<span style='font:7.0pt "Times New Roman"'>&nbsp;&nbsp
 </div></body></html>)");
     EXPECT_EQ(describe(*doc, "b sz font label"),
               "{sz24 'Times New Roman'|Dictated }{b sz24 'Times New Roman'|today}¶¶{sz22 'Calibri'|Café}¶[«1.\t»]");
+    // The page set up as the export's @page rule says: A4, 1.25-inch sides.
+    EXPECT_EQ(test::describeSections(*doc), "§21 w11906 h16838 ml1800 mr1800 hd708");
 }
 
 // A page that names no encoding and is not UTF-8 is Windows-1252, read to
