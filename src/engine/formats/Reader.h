@@ -11,7 +11,20 @@
 
 namespace qm::engine {
 
-enum class DocumentFormat { Unknown, PlainText, Rtf, Docx, Odt, FlatOdt, Doc };
+enum class DocumentFormat {
+    Unknown,
+    PlainText,
+    Rtf,
+    Docx,
+    Odt,
+    FlatOdt,
+    Doc,
+    Html,
+    FlatOpc,
+    WordMl,
+    WordPerfect,
+    Works
+};
 
 /// Page setup and font that a plain-text file takes, since the file carries
 /// none; calibrated against what Word shows for a .txt file it opens.
@@ -44,8 +57,10 @@ struct ReadResult {
     }
 };
 
-/// The format by content first (signatures, package parts), then by the
-/// extension (with or without its dot, any letter case).
+/// The format by content (signatures, package parts, markup); the extension
+/// (with or without its dot, any letter case) only settles a zip package
+/// without a content-types part. A file that is none of them is plain text
+/// only when its bytes are text; otherwise it is Unknown and is refused.
 DocumentFormat detectFormat(std::string_view bytes, std::string_view extension);
 std::string_view formatName(DocumentFormat format);
 
@@ -62,5 +77,13 @@ ReadResult readDocx(std::string_view bytes, const ReadOptions& options);
 ReadResult readOdt(std::string_view bytes, const ReadOptions& options);
 ReadResult readFlatOdt(std::string_view bytes, const ReadOptions& options);
 ReadResult readDoc(std::string_view bytes, const ReadOptions& options);
+ReadResult readHtml(std::string_view bytes, const ReadOptions& options);
+ReadResult readFlatOpc(std::string_view bytes, const ReadOptions& options);
+ReadResult readWordMl(std::string_view bytes, const ReadOptions& options);
+ReadResult readWordPerfect(std::string_view bytes, const ReadOptions& options);
+ReadResult readWorks(std::string_view bytes, const ReadOptions& options);
+/// Whether libwpd, or libwps as a word-processor file, takes the bytes.
+bool isWordPerfectDocument(std::string_view bytes);
+bool isWorksDocument(std::string_view bytes);
 
 } // namespace qm::engine

@@ -181,7 +181,7 @@ QWidget* frmMain::buildCountTab()
     m_cboFiletype->setObjectName("cboFiletype");
     m_cboFiletype->setEditable(true);
     m_cboFiletype->addItems({kDefaultDocType, "*.doc;*.docx;*.rtf;*.txt;*.text;*.odt", "*.doc", "*.docx", "*.rtf",
-                             "*.txt", "*.odt", "*.*"});
+                             "*.txt", "*.odt", "*.htm;*.html", "*.xml", "*.wpd;*.wp;*.wp5;*.wp6", "*.wps", "*.*"});
     m_cboFiletype->setToolTip(tr("Which files to list; several patterns separated by \";\""));
     m_cboFiletype->setInsertPolicy(QComboBox::NoInsert);
     connect(m_cboFiletype, &QComboBox::currentTextChanged, this, [this] { refreshFileList(); });

@@ -6,9 +6,11 @@
 #include "engine/formats/doc/Fib.h"
 #include "engine/formats/doc/PieceTable.h"
 #include "engine/formats/doc/Properties.h"
+#include "engine/formats/doc/Word6.h"
 #include "engine/model/DocumentBuilder.h"
 
 #include <algorithm>
+#include <deque>
 #include <map>
 #include <new>
 #include <tuple>
@@ -95,6 +97,7 @@ private:
     const ReadOptions& m_options;
     DocumentBuilder m_builder;
     std::string m_wd, m_table, m_data;
+    std::deque<std::string> m_word6Lists; // Word 6 property lists as Word 97 modifiers
     Fib m_fib;
     PieceTable m_pieces;
     std::vector<std::string> m_fonts;
@@ -130,20 +133,23 @@ std::vector<Run> DocReader::loadRuns(const FcLcb& where, RunKind kind)
     const bool paragraphs = kind == RunKind::Paragraphs;
     std::vector<Run> runs;
     const std::string_view plc = tablePart(where, paragraphs ? "the paragraph property index" : "the character property index");
-    if (plc.size() < 12)
+    // Word 6 numbers its pages in two bytes and gives each paragraph run six
+    // bytes of height information where Word 97 gives twelve.
+    const size_t pnSize = m_fib.word6 ? 2 : 4;
+    if (plc.size() < 8 + pnSize)
         return runs;
-    const size_t pages = (plc.size() - 4) / 8;
+    const size_t pages = (plc.size() - 4) / (4 + pnSize);
     const std::string_view wd(m_wd);
     bool damaged = false;
     for (size_t i = 0; i < pages; ++i) {
-        const uint32_t pn = u32(plc, 4 * (pages + 1) + 4 * i) & 0x3FFFFF;
+        const uint32_t pn = m_fib.word6 ? u16(plc, 4 * (pages + 1) + 2 * i) : u32(plc, 4 * (pages + 1) + 4 * i) & 0x3FFFFF;
         const std::string_view page = slice(wd, static_cast<uint64_t>(pn) * FkpSize, FkpSize);
         if (page.size() < FkpSize) {
             damaged = true;
             continue;
         }
         const uint8_t crun = u8(page, 511);
-        const size_t entry = paragraphs ? 13 : 1;
+        const size_t entry = paragraphs ? (m_fib.word6 ? 7 : 13) : 1;
         if (4 * (crun + 1u) + entry * crun > 511) {
             damaged = true;
             continue;
@@ -155,11 +161,19 @@ std::vector<Run> DocReader::loadRuns(const FcLcb& where, RunKind kind)
                 const size_t at = 2u * b;
                 if (paragraphs) {
                     const uint8_t cb = u8(page, at);
-                    run.grpprl = cb != 0 ? slice(page.substr(0, 511), at + 1, 2u * cb - 1)
+                    // Word 6 counts the words after its count byte; Word 97
+                    // counts the count byte in, which leaves one byte fewer.
+                    run.grpprl = cb != 0 ? slice(page.substr(0, 511), at + 1, 2u * cb - (m_fib.word6 ? 0 : 1))
                                          : slice(page.substr(0, 511), at + 2, 2u * u8(page, at + 1));
                 } else {
                     run.grpprl = slice(page.substr(0, 511), at + 1, u8(page, at));
                 }
+            }
+            if (m_fib.word6 && !run.grpprl.empty()) {
+                // Word 6 modifiers are read as their Word 97 counterparts.
+                const size_t keep = paragraphs ? std::min<size_t>(2, run.grpprl.size()) : 0;
+                m_word6Lists.push_back(std::string(run.grpprl.substr(0, keep)) + word6Sprms(run.grpprl.substr(keep)));
+                run.grpprl = m_word6Lists.back();
             }
             if (run.fcEnd > run.fcStart)
                 runs.push_back(run);
@@ -191,7 +205,8 @@ void DocReader::readSections()
         const uint32_t fcSepx = u32(plc, 4 * (count + 1) + 12 * i + 2);
         if (fcSepx != 0xFFFFFFFFu) {
             const uint16_t cb = u16(m_wd, fcSepx);
-            const std::string_view sepx = slice(m_wd, uint64_t(fcSepx) + 2, cb);
+            const std::string_view stored = slice(m_wd, uint64_t(fcSepx) + 2, cb);
+            const std::string sepx = m_fib.word6 ? word6Sprms(stored) : std::string(stored);
             forEachSprm(sepx, [&](uint16_t sprm, std::string_view op) { applySepSprm(format, sprm, op); });
         }
         // Sections must move forward through the main story; a bad entry is
@@ -564,7 +579,7 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
                 ++nextNote;
             }
             const uint64_t fc = it->fcOf(cp);
-            const char16_t c = it->compressed ? compressedChar(u8(wd, fc)) : static_cast<char16_t>(u16(wd, fc));
+            const char16_t c = it->compressed ? m_pieces.eightBitChar(u8(wd, fc)) : static_cast<char16_t>(u16(wd, fc));
             paragraph.push_back(PendingChar{c, cp, fc, it->prm});
             const bool sectionEnd = context.main && c == Ch::PageBreak &&
                                     std::binary_search(m_sectionEnds.begin(), m_sectionEnds.end() - 1, cp + 1);
@@ -605,17 +620,29 @@ ReadResult DocReader::read()
     if (!fib.error.empty())
         return ReadResult::failure(fib.error);
     m_fib = fib.fib;
-    auto table = cf.stream(m_fib.fWhichTblStm ? u"1Table" : u"0Table");
-    if (!table)
-        return ReadResult::failure("the document is damaged (its table stream is missing)");
-    m_table = std::move(*table);
+    if (m_fib.word6) {
+        // Word 6 and Word 95 keep their tables in the document stream itself.
+        m_table = m_wd;
+    } else {
+        auto table = cf.stream(m_fib.fWhichTblStm ? u"1Table" : u"0Table");
+        if (!table)
+            return ReadResult::failure("the document is damaged (its table stream is missing)");
+        m_table = std::move(*table);
+    }
     if (auto data = cf.stream(u"Data"))
         m_data = std::move(*data);
     for (const Diagnostic& d : cf.diagnostics())
         m_builder.diagnose(d.code, d.severity, d.location, d.message);
 
     std::vector<Diagnostic> pieceDiagnostics;
-    const bool havePieces = m_pieces.parse(tablePart(m_fib.clx, "the piece table"), m_wd.size(), pieceDiagnostics);
+    const bool havePieces = m_fib.word6 ? word6Pieces(m_wd, m_fib, m_pieces, pieceDiagnostics)
+                                        : m_pieces.parse(tablePart(m_fib.clx, "the piece table"), m_wd.size(),
+                                                         pieceDiagnostics);
+    // Word 6 text is in the code page of its fonts' character set, or else of its language.
+    const uint16_t fontPage = m_fib.word6 ? word6FontCodePage(m_wd) : 1252;
+    if (const uint16_t page = fontPage != 1252 ? fontPage : word6CodePage(m_fib.lid); m_fib.word6 && page != 1252)
+        if (const auto characters = eightBitCharacters(page))
+            m_pieces.setEightBitCharacters(*characters);
     for (const Diagnostic& d : pieceDiagnostics)
         m_builder.diagnose(d.code, d.severity, d.location, d.message);
     if (!havePieces)
@@ -633,8 +660,13 @@ ReadResult DocReader::read()
     if (at > available)
         diagnose("doc.length", "character counts", "the stories claim more text than the document holds; the rest is missing");
 
-    m_fonts = parseFontTable(tablePart(m_fib.sttbfFfn, "the font table"));
-    m_styles.parse(tablePart(m_fib.stshf, "the style sheet"), m_fonts);
+    if (m_fib.word6) {
+        m_fonts = word6FontNames(m_wd);
+        m_styles.parse(word97StyleSheet(tablePart(m_fib.stshf, "the style sheet")), m_fonts);
+    } else {
+        m_fonts = parseFontTable(tablePart(m_fib.sttbfFfn, "the font table"));
+        m_styles.parse(tablePart(m_fib.stshf, "the style sheet"), m_fonts);
+    }
     m_chpx = loadRuns(m_fib.plcfBteChpx, RunKind::Characters);
     m_papx = loadRuns(m_fib.plcfBtePapx, RunKind::Paragraphs);
     readStoredStatistics();

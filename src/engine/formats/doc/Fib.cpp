@@ -2,6 +2,7 @@
 #include "engine/formats/doc/Fib.h"
 
 #include "engine/formats/doc/ByteReader.h"
+#include "engine/formats/doc/Word6.h"
 
 namespace qm::engine::doc {
 
@@ -23,10 +24,8 @@ FibResult parseFib(std::string_view wd)
     }
     const uint16_t ident = u16(wd, 0);
     fib.nFib = u16(wd, 2);
-    if (ident == Word6Ident || (fib.nFib >= 101 && fib.nFib < FirstWord97Version)) {
-        r.error = "Word 6/95 documents are not supported";
-        return r;
-    }
+    if (ident == Word6Ident || (fib.nFib >= 101 && fib.nFib < FirstWord97Version))
+        return parseWord6Fib(wd);
     if (ident != Word97Ident || fib.nFib < FirstWord97Version) {
         r.error = "the file is not a Word 97-2003 document";
         return r;

@@ -21,6 +21,10 @@ struct Fib {
     bool fEncrypted = false;
     bool fObfuscated = false;
     bool fWhichTblStm = false; ///< true: the table stream is "1Table"
+    bool word6 = false;        ///< a Word 6 or Word 95 document: its structures lie in the document stream
+    uint16_t lid = 0;          ///< the document's language
+    uint32_t fcMin = 0;        ///< where the text starts when it is stored in one stretch
+    uint32_t fcMac = 0;
 
     /// Character counts of the stories, in their order in the text.
     enum Ccp { Text, Ftn, Hdd, Mcr, Atn, Edn, Txbx, HdrTxbx, CcpCount };

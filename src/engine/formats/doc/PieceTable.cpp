@@ -117,7 +117,10 @@ std::u16string PieceTable::text(std::string_view wd, uint32_t from, uint32_t to)
         const uint32_t b = std::min(to, it->cpEnd);
         for (uint32_t cp = a; cp < b; ++cp) {
             const uint64_t fc = it->fcOf(cp);
-            out.push_back(it->compressed ? compressedChar(u8(wd, fc)) : static_cast<char16_t>(u16(wd, fc)));
+            if (it->compressed)
+                out.push_back(eightBitChar(u8(wd, fc)));
+            else
+                out.push_back(static_cast<char16_t>(u16(wd, fc)));
         }
     }
     return out;

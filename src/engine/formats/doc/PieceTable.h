@@ -3,12 +3,16 @@
 
 #include "engine/model/Diagnostic.h"
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace qm::engine::doc {
+
+char16_t compressedChar(uint8_t byte);
 
 /// One piece: characters [cpStart, cpEnd) stored from byte fc of the
 /// document stream, one byte each (Windows-1252) or two (UTF-16).
@@ -41,9 +45,23 @@ public:
     /// that no piece covers are absent.
     std::u16string text(std::string_view wordDocument, uint32_t from, uint32_t to) const;
 
+    /// Pieces located by a reader of the older layout (Word 6), with the
+    /// property lists their modifiers name.
+    void assign(std::vector<Piece> pieces, std::vector<std::string> lists)
+    {
+        m_pieces = std::move(pieces);
+        m_prcs = std::move(lists);
+    }
+    /// The characters of 8-bit pieces when they are in a code page other
+    /// than Windows-1252 (Word 6 text in the document's own page).
+    void setEightBitCharacters(const std::array<char16_t, 256>& characters) { m_eightBit = characters; }
+    /// The character of a byte of an 8-bit piece.
+    char16_t eightBitChar(uint8_t byte) const { return m_eightBit ? (*m_eightBit)[byte] : compressedChar(byte); }
+
 private:
     std::vector<Piece> m_pieces;
     std::vector<std::string> m_prcs;
+    std::optional<std::array<char16_t, 256>> m_eightBit;
 };
 
 /// A byte of a compressed piece: Windows-1252, except that Word stores its

@@ -1,4 +1,6 @@
 // The Word package reader: document, styles, numbering, notes, headers and footers into the model.
+#include "engine/formats/docx/DocxReader.h"
+
 #include "engine/formats/Reader.h"
 #include "engine/formats/docx/DocxNumbering.h"
 #include "engine/formats/docx/DocxStyles.h"
@@ -955,6 +957,13 @@ ReadResult DocxReader::run()
 
 } // namespace
 
+ReadResult readDocxPackage(ZipPackage& package, const ReadOptions& options, std::string_view format)
+{
+    DocumentBuilder builder(std::string(format), options.limits);
+    DocxReader reader(package, builder);
+    return reader.run();
+}
+
 ReadResult readDocx(std::string_view bytes, const ReadOptions& options)
 {
     if (isEncryptedPackage(bytes))
@@ -963,9 +972,7 @@ ReadResult readDocx(std::string_view bytes, const ReadOptions& options)
         ZipPackage zip(bytes, options.limits);
         if (!zip.isOpen())
             return ReadResult::failure(zip.error());
-        DocumentBuilder builder("docx", options.limits);
-        DocxReader reader(zip, builder);
-        return reader.run();
+        return readDocxPackage(zip, options);
     } catch (const std::bad_alloc&) {
         return ReadResult::failure("the document needs more memory than the engine can take");
     } catch (const std::exception& e) {

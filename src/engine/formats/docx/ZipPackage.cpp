@@ -63,6 +63,19 @@ ZipPackage::ZipPackage(std::string_view bytes, const Limits& limits) : m_limits(
     }
 }
 
+ZipPackage::ZipPackage(std::map<std::string, std::string> parts, const Limits& limits)
+    : m_limits(limits), m_heldInline(true)
+{
+    if (parts.size() > m_limits.maxArchiveEntries) {
+        m_error = "the package has more parts than the engine reads";
+        m_heldInline = false;
+        return;
+    }
+    for (auto& [name, bytes] : parts)
+        if (m_index.try_emplace(normalName(name), m_inline.size()).second)
+            m_inline.push_back(std::move(bytes));
+}
+
 ZipPackage::~ZipPackage()
 {
     if (m_zip)
@@ -85,10 +98,20 @@ std::vector<std::string> ZipPackage::names() const
 PartData ZipPackage::read(std::string_view name)
 {
     PartData part;
-    auto it = m_zip ? m_index.find(normalName(name)) : m_index.end();
+    auto it = m_zip || m_heldInline ? m_index.find(normalName(name)) : m_index.end();
     if (it == m_index.end()) {
         part.found = false;
         part.error = "the package has no part " + std::string(name);
+        return part;
+    }
+    if (m_heldInline) {
+        const std::string& bytes = m_inline[it->second];
+        if (bytes.size() > m_limits.maxEntryBytes || m_inflated + bytes.size() > m_limits.maxUncompressedBytes) {
+            part.error = "the part is larger than the engine reads";
+            return part;
+        }
+        m_inflated += bytes.size();
+        part.bytes = bytes;
         return part;
     }
     zip_stat_t st;

@@ -32,11 +32,15 @@ class ZipPackage {
 public:
     /// Opens an archive; on failure `error()` says why and nothing can be read.
     ZipPackage(std::string_view bytes, const Limits& limits);
+    /// A package whose parts are held in memory already, by part name: the
+    /// parts a Flat OPC file carries inline. Reads are served from them,
+    /// within the same size limits as inflated entries.
+    ZipPackage(std::map<std::string, std::string> parts, const Limits& limits);
     ~ZipPackage();
     ZipPackage(const ZipPackage&) = delete;
     ZipPackage& operator=(const ZipPackage&) = delete;
 
-    bool isOpen() const { return m_zip != nullptr; }
+    bool isOpen() const { return m_zip != nullptr || m_heldInline; }
     const std::string& error() const { return m_error; }
 
     bool contains(std::string_view name) const;
@@ -51,6 +55,8 @@ private:
     std::string m_error;
     std::map<std::string, uint64_t> m_index; // lower-case name -> entry index
     uint64_t m_inflated = 0;                 // bytes read from all entries so far
+    std::vector<std::string> m_inline;       // parts held in memory, by entry index
+    bool m_heldInline = false;
 };
 
 } // namespace qm::engine

@@ -80,27 +80,7 @@ TEST(DocReader, FilesItCannotCountGetAClearError)
         std::function<std::string()> file;
         std::string error;
     } cases[] = {
-        {"Word 6",
-         [] {
-             DocSpec s = plain(u"x\r");
-             s.wIdent = 0xA5DC;
-             s.nFib = 101;
-             return buildDoc(s);
-         },
-         "Word 6/95 documents are not supported"},
-        {"Word 95",
-         [] {
-             DocSpec s = plain(u"x\r");
-             s.nFib = 104;
-             return buildDoc(s);
-         },
-         "Word 6/95 documents are not supported"},
-        {"encrypted",
-         [] {
-             DocSpec s = plain(u"x\r");
-             s.flags |= 0x0100;
-             return buildDoc(s);
-         },
+        {"encrypted", [] { DocSpec s = plain(u"x\r"); s.flags |= 0x0100; return buildDoc(s); },
          "password-protected documents cannot be counted"},
         {"obfuscated",
          [] {

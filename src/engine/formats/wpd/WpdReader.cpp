@@ -1,0 +1,542 @@
+// WordPerfect (libwpd) and Microsoft Works (libwps) documents, their text-interface callbacks mapped into the builder.
+#include "engine/formats/Reader.h"
+#include "engine/model/DocumentBuilder.h"
+#include "engine/model/Unicode.h"
+
+#include <algorithm>
+#include <cmath>
+#include <librevenge-stream/librevenge-stream.h>
+#include <librevenge/librevenge.h>
+#include <libwpd/libwpd.h>
+#include <libwps/libwps.h>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qm::engine {
+
+namespace {
+
+using librevenge::RVNGPropertyList;
+
+std::optional<double> number(const RVNGPropertyList& props, const char* name)
+{
+    const librevenge::RVNGProperty* p = props[name];
+    if (!p)
+        return std::nullopt;
+    const double v = p->getDouble();
+    return std::isfinite(v) ? std::optional<double>(v) : std::nullopt;
+}
+
+std::string text(const RVNGPropertyList& props, const char* name)
+{
+    const librevenge::RVNGProperty* p = props[name];
+    return p ? std::string(p->getStr().cstr()) : std::string();
+}
+
+// A length property in twips: librevenge gives inches unless a unit says
+// otherwise (points for font sizes, which are read on their own).
+std::optional<Twips> twips(const RVNGPropertyList& props, const char* name)
+{
+    const librevenge::RVNGProperty* p = props[name];
+    if (!p)
+        return std::nullopt;
+    const std::string s = p->getStr().cstr();
+    double v = p->getDouble();
+    if (!std::isfinite(v) || std::abs(v) > 1e5)
+        return std::nullopt;
+    if (s.ends_with("pt"))
+        v *= 20;
+    else if (s.ends_with("%"))
+        return std::nullopt;
+    else
+        v *= 1440; // inches
+    return static_cast<Twips>(std::lround(v));
+}
+
+/// Receives a document from libwpd or libwps and builds the model: page
+/// spans become sections, headers and footers their stories, notes the note
+/// stories, tables Word's tables. Comments, text boxes and frames give no
+/// text to Word's main counts and are left out.
+class TextCollector final : public librevenge::RVNGTextInterface {
+public:
+    TextCollector(DocumentBuilder& builder, std::string_view defaultFont) : m_b(builder), m_defaultFont(defaultFont)
+    {
+        m_char.fontName = m_defaultFont;
+        m_char.sizeHalfPoints = 24;
+    }
+
+    void finish()
+    {
+        if (m_paragraphOpen)
+            closeParagraph();
+        while (m_b.tableDepth() > 0)
+            m_b.endTable();
+    }
+    const SectionFormat& section() const { return m_section; }
+    const HeaderFooterRefs& refs() const { return m_refs; }
+
+    void setDocumentMetaData(const RVNGPropertyList&) override {}
+    void startDocument(const RVNGPropertyList&) override {}
+    void endDocument() override {}
+    void definePageStyle(const RVNGPropertyList&) override {}
+    void defineEmbeddedFont(const RVNGPropertyList&) override {}
+
+    void openPageSpan(const RVNGPropertyList& props) override
+    {
+        if (m_pageSpans++ > 0 && !m_b.limitReached()) {
+            // A new page setup starts a section of its own.
+            m_b.endSection(m_section, m_refs, m_b.paraFormat(ParaFormat{}), m_b.charFormat(m_char));
+            m_refs = HeaderFooterRefs{};
+        }
+        SectionFormat f;
+        auto set = [&](const char* name, Twips& into) {
+            if (auto v = twips(props, name); v && *v >= 0 && *v < 31680)
+                into = *v;
+        };
+        set("fo:page-width", f.pageWidth), set("fo:page-height", f.pageHeight);
+        set("fo:margin-left", f.marginLeft), set("fo:margin-right", f.marginRight);
+        set("fo:margin-top", f.marginTop), set("fo:margin-bottom", f.marginBottom);
+        m_section = f;
+    }
+    void closePageSpan() override {}
+
+    void openHeader(const RVNGPropertyList& props) override { openHeaderFooter(props, true); }
+    void closeHeader() override { closeStory(); }
+    void openFooter(const RVNGPropertyList& props) override { openHeaderFooter(props, false); }
+    void closeFooter() override { closeStory(); }
+
+    void defineParagraphStyle(const RVNGPropertyList&) override {}
+    void openParagraph(const RVNGPropertyList& props) override
+    {
+        if (m_skip)
+            return;
+        if (m_paragraphOpen)
+            closeParagraph();
+        m_para = paraFormat(props);
+        m_paragraphOpen = true;
+    }
+    void closeParagraph() override
+    {
+        if (m_skip || !m_paragraphOpen)
+            return;
+        m_b.endParagraph(m_b.paraFormat(m_para), m_b.charFormat(m_char));
+        m_paragraphOpen = false;
+    }
+
+    void defineCharacterStyle(const RVNGPropertyList&) override {}
+    void openSpan(const RVNGPropertyList& props) override
+    {
+        CharFormat c;
+        c.fontName = m_defaultFont;
+        c.sizeHalfPoints = 24;
+        if (std::string font = text(props, "style:font-name"); !font.empty())
+            c.fontName = font;
+        if (auto size = number(props, "fo:font-size"); size && *size > 0 && *size < 1600)
+            c.sizeHalfPoints = static_cast<uint16_t>(std::lround(*size * 2));
+        c.bold = text(props, "fo:font-weight") == "bold";
+        c.italic = text(props, "fo:font-style") == "italic";
+        const std::string underline = text(props, "style:text-underline-type");
+        if (!underline.empty() && underline != "none")
+            c.underline = underline == "double" ? UnderlineKind::Double : UnderlineKind::Single;
+        const std::string strike = text(props, "style:text-line-through-type");
+        c.strike = !strike.empty() && strike != "none";
+        c.smallCaps = text(props, "fo:font-variant") == "small-caps";
+        c.allCaps = text(props, "fo:text-transform") == "uppercase";
+        c.hidden = text(props, "fo:display") == "none";
+        const std::string position = text(props, "style:text-position");
+        if (position.starts_with("super") || (!position.empty() && position[0] != '-' && position[0] != '0'))
+            c.verticalPosition = VerticalPosition::Superscript;
+        if (position.starts_with("sub") || position.starts_with("-"))
+            c.verticalPosition = VerticalPosition::Subscript;
+        m_char = c;
+    }
+    void closeSpan() override
+    {
+        m_char = CharFormat{};
+        m_char.fontName = m_defaultFont;
+        m_char.sizeHalfPoints = 24;
+    }
+    void openLink(const RVNGPropertyList&) override {}
+    void closeLink() override {}
+    void defineSectionStyle(const RVNGPropertyList&) override {}
+    void openSection(const RVNGPropertyList&) override {}
+    void closeSection() override {}
+
+    void insertTab() override { append(u"\t"); }
+    void insertSpace() override { append(u" "); }
+    void insertText(const librevenge::RVNGString& value) override
+    {
+        if (!m_skip)
+            append(utf8ToUtf16(value.cstr()));
+    }
+    void insertLineBreak() override { append(u"\v"); }
+    void insertField(const RVNGPropertyList&) override {}
+
+    void openOrderedListLevel(const RVNGPropertyList&) override { m_lists.push_back(1); }
+    void openUnorderedListLevel(const RVNGPropertyList&) override { m_lists.push_back(0); }
+    void closeOrderedListLevel() override { popList(); }
+    void closeUnorderedListLevel() override { popList(); }
+    void openListElement(const RVNGPropertyList& props) override
+    {
+        openParagraph(props);
+        if (m_skip || m_lists.empty())
+            return;
+        int& next = m_lists.back();
+        m_para.listLabel = next > 0 ? utf8ToUtf16(std::to_string(next++) + ".\t") : u"\u2022\t";
+    }
+    void closeListElement() override { closeParagraph(); }
+
+    void openFootnote(const RVNGPropertyList&) override { openNote(NoteKind::Footnote); }
+    void closeFootnote() override { closeNote(); }
+    void openEndnote(const RVNGPropertyList&) override { openNote(NoteKind::Endnote); }
+    void closeEndnote() override { closeNote(); }
+    void openComment(const RVNGPropertyList&) override { ++m_skip; }
+    void closeComment() override { --m_skip; }
+    void openTextBox(const RVNGPropertyList&) override { ++m_skip; }
+    void closeTextBox() override { --m_skip; }
+
+    void openTable(const RVNGPropertyList& props) override
+    {
+        if (m_skip)
+            return;
+        if (m_paragraphOpen)
+            closeParagraph();
+        m_columns.clear();
+        if (const librevenge::RVNGPropertyListVector* columns = props.child("librevenge:table-columns"))
+            for (unsigned long i = 0; i < columns->count(); ++i)
+                m_columns.push_back(twips((*columns)[i], "style:column-width").value_or(0));
+        m_b.beginTable();
+    }
+    void openTableRow(const RVNGPropertyList&) override
+    {
+        if (m_skip)
+            return;
+        m_row = TableRowFormat{};
+        m_b.beginRow();
+    }
+    void closeTableRow() override
+    {
+        if (!m_skip)
+            m_b.endRow(m_row, m_b.charFormat(m_char));
+    }
+    void openTableCell(const RVNGPropertyList& props) override
+    {
+        if (m_skip)
+            return;
+        TableCellFormat cell;
+        cell.gridSpan = std::clamp(
+            props["table:number-columns-spanned"] ? props["table:number-columns-spanned"]->getInt() : 1, 1, 63);
+        const size_t at = m_row.cells.size();
+        for (int i = 0; i < cell.gridSpan && at + static_cast<size_t>(i) < m_columns.size(); ++i)
+            cell.width += m_columns[at + static_cast<size_t>(i)];
+        m_row.cells.push_back(cell);
+        m_b.beginCell();
+    }
+    void closeTableCell() override
+    {
+        if (m_skip)
+            return;
+        if (m_paragraphOpen) {
+            // The cell's last paragraph ends with the cell mark itself.
+            const uint32_t pf = m_b.paraFormat(m_para);
+            m_paragraphOpen = false;
+            m_b.endCell(pf, m_b.charFormat(m_char));
+            return;
+        }
+        m_b.endCell(m_b.paraFormat(ParaFormat{}), m_b.charFormat(m_char));
+    }
+    void insertCoveredTableCell(const RVNGPropertyList&) override {}
+    void closeTable() override
+    {
+        if (!m_skip && m_b.tableDepth() > 0)
+            m_b.endTable();
+    }
+
+    void openFrame(const RVNGPropertyList&) override { ++m_skip; }
+    void closeFrame() override { --m_skip; }
+    void insertBinaryObject(const RVNGPropertyList&) override {}
+    void insertEquation(const RVNGPropertyList&) override {}
+    void openGroup(const RVNGPropertyList&) override {}
+    void closeGroup() override {}
+    void defineGraphicStyle(const RVNGPropertyList&) override {}
+    void drawRectangle(const RVNGPropertyList&) override {}
+    void drawEllipse(const RVNGPropertyList&) override {}
+    void drawPolygon(const RVNGPropertyList&) override {}
+    void drawPolyline(const RVNGPropertyList&) override {}
+    void drawPath(const RVNGPropertyList&) override {}
+    void drawConnector(const RVNGPropertyList&) override {}
+
+private:
+    struct Saved {
+        StoryId story;
+        bool paragraphOpen;
+        ParaFormat para;
+        CharFormat chars;
+        NoteKind kind;
+        uint32_t start;
+        int32_t noteStory;
+    };
+
+    ParaFormat paraFormat(const RVNGPropertyList& props) const
+    {
+        ParaFormat p;
+        const std::string align = text(props, "fo:text-align");
+        p.alignment = align == "center"                    ? Alignment::Center
+                      : align == "end" || align == "right" ? Alignment::Right
+                      : align == "justify"                 ? Alignment::Justify
+                                                           : Alignment::Left;
+        p.leftIndent = twips(props, "fo:margin-left").value_or(0);
+        p.rightIndent = twips(props, "fo:margin-right").value_or(0);
+        p.firstLineIndent = twips(props, "fo:text-indent").value_or(0);
+        p.spaceBefore = std::max(0, twips(props, "fo:margin-top").value_or(0));
+        p.spaceAfter = std::max(0, twips(props, "fo:margin-bottom").value_or(0));
+        p.pageBreakBefore = text(props, "fo:break-before") == "page";
+        return p;
+    }
+
+    void append(std::u16string_view chars)
+    {
+        if (m_skip || m_b.limitReached())
+            return;
+        if (!m_paragraphOpen) {
+            m_para = ParaFormat{};
+            m_paragraphOpen = true;
+        }
+        m_b.appendText(chars, m_b.charFormat(m_char));
+    }
+
+    void popList()
+    {
+        if (!m_lists.empty())
+            m_lists.pop_back();
+    }
+
+    void openHeaderFooter(const RVNGPropertyList& props, bool header)
+    {
+        if (m_skip || m_saved.size() >= 4) {
+            ++m_skip;
+            m_skippedStory.push_back(true);
+            return;
+        }
+        const std::string occurrence = text(props, "librevenge:occurrence");
+        const int slot = occurrence == "first" ? 1 : occurrence == "even" ? 2 : 0;
+        static constexpr StoryType types[2][3] = {
+            {StoryType::PrimaryFooter, StoryType::FirstPageFooter, StoryType::EvenPagesFooter},
+            {StoryType::PrimaryHeader, StoryType::FirstPageHeader, StoryType::EvenPagesHeader}};
+        const StoryId story = m_b.newStory(types[header][slot]);
+        if (story == 0xFFFFFFFFu) {
+            ++m_skip;
+            m_skippedStory.push_back(true);
+            return;
+        }
+        (header ? m_refs.headers : m_refs.footers)[static_cast<size_t>(slot)] = static_cast<int32_t>(story);
+        enter(story, NoteKind::Footnote, -1);
+        m_skippedStory.push_back(false);
+    }
+
+    void closeStory()
+    {
+        if (m_skippedStory.empty())
+            return;
+        const bool skipped = m_skippedStory.back();
+        m_skippedStory.pop_back();
+        if (skipped) {
+            --m_skip;
+            return;
+        }
+        leave();
+    }
+
+    void openNote(NoteKind kind)
+    {
+        if (m_skip || m_saved.size() >= 4) {
+            ++m_skip;
+            m_skippedStory.push_back(true);
+            return;
+        }
+        int32_t& story = kind == NoteKind::Endnote ? m_endnoteStory : m_footnoteStory;
+        if (story < 0) {
+            const StoryId id = m_b.newStory(kind == NoteKind::Endnote ? StoryType::Endnotes : StoryType::Footnotes);
+            story = id == 0xFFFFFFFFu ? -1 : static_cast<int32_t>(id);
+        }
+        if (story < 0) {
+            ++m_skip;
+            m_skippedStory.push_back(true);
+            return;
+        }
+        enter(static_cast<StoryId>(story), kind, story);
+        m_skippedStory.push_back(false);
+    }
+
+    void closeNote() { closeStory(); }
+
+    void enter(StoryId story, NoteKind kind, int32_t noteStory)
+    {
+        m_saved.push_back(Saved{m_b.currentStory(), m_paragraphOpen, m_para, m_char, kind, 0, noteStory});
+        m_b.setStory(story);
+        m_saved.back().start = m_b.position();
+        m_paragraphOpen = false;
+    }
+
+    void leave()
+    {
+        if (m_paragraphOpen)
+            closeParagraph();
+        const Saved saved = m_saved.back();
+        m_saved.pop_back();
+        int32_t noteIndex = -1;
+        if (saved.noteStory >= 0) {
+            Note n;
+            n.kind = saved.kind;
+            n.story = saved.noteStory;
+            n.start = saved.start;
+            n.end = m_b.position();
+            noteIndex = m_b.addNote(n);
+        }
+        m_b.setStory(saved.story);
+        m_paragraphOpen = saved.paragraphOpen;
+        m_para = saved.para;
+        m_char = saved.chars;
+        if (saved.noteStory >= 0) {
+            CharFormat reference = m_char;
+            reference.noteIndex = noteIndex;
+            reference.verticalPosition = VerticalPosition::Superscript;
+            if (!m_paragraphOpen) {
+                m_para = ParaFormat{};
+                m_paragraphOpen = true;
+            }
+            m_b.appendChar(Ch::NoteReference, m_b.charFormat(reference));
+        }
+    }
+
+    DocumentBuilder& m_b;
+    std::string m_defaultFont;
+    CharFormat m_char;
+    ParaFormat m_para;
+    bool m_paragraphOpen = false;
+    int m_skip = 0;
+    int m_pageSpans = 0;
+    SectionFormat m_section;
+    HeaderFooterRefs m_refs;
+    std::vector<int> m_lists; // next number of each open level; 0 for bullets
+    std::vector<Twips> m_columns;
+    TableRowFormat m_row;
+    std::vector<Saved> m_saved;
+    std::vector<bool> m_skippedStory;
+    int32_t m_footnoteStory = -1, m_endnoteStory = -1;
+};
+
+template <typename Parse>
+ReadResult collect(std::string_view format, std::string_view defaultFont, const ReadOptions& options, Parse parse)
+{
+    DocumentBuilder builder{std::string(format), options.limits};
+    TextCollector collector(builder, defaultFont);
+    const std::string error = parse(collector);
+    if (!error.empty())
+        return ReadResult::failure(error);
+    collector.finish();
+    ReadResult result;
+    result.document = builder.finish(collector.section(), collector.refs());
+    return result;
+}
+
+} // namespace
+
+bool isWordPerfectDocument(std::string_view bytes)
+{
+    if (bytes.size() > UINT32_MAX)
+        return false;
+    try {
+        librevenge::RVNGStringStream input(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                           static_cast<unsigned>(bytes.size()));
+        return libwpd::WPDocument::isFileFormatSupported(&input) != libwpd::WPD_CONFIDENCE_NONE;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool isWorksDocument(std::string_view bytes)
+{
+    if (bytes.size() > UINT32_MAX)
+        return false;
+    try {
+        librevenge::RVNGStringStream input(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                           static_cast<unsigned>(bytes.size()));
+        libwps::WPSKind kind = libwps::WPS_TEXT;
+        libwps::WPSCreator creator = libwps::WPS_MSWORKS;
+        bool needsEncoding = false;
+        return libwps::WPSDocument::isFileFormatSupported(&input, kind, creator, needsEncoding) !=
+                   libwps::WPS_CONFIDENCE_NONE &&
+               kind == libwps::WPS_TEXT;
+    } catch (...) {
+        return false;
+    }
+}
+
+/// Reads a WordPerfect document (versions 4.2 to X-series) with libwpd.
+ReadResult readWordPerfect(std::string_view bytes, const ReadOptions& options)
+{
+    if (bytes.size() > options.limits.maxInputBytes || bytes.size() > UINT32_MAX)
+        return ReadResult::failure("the file is larger than the engine reads");
+    try {
+        librevenge::RVNGStringStream input(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                           static_cast<unsigned>(bytes.size()));
+        const libwpd::WPDConfidence confidence = libwpd::WPDocument::isFileFormatSupported(&input);
+        if (confidence == libwpd::WPD_CONFIDENCE_NONE)
+            return ReadResult::failure("the file is not a WordPerfect document that can be read");
+        if (confidence != libwpd::WPD_CONFIDENCE_EXCELLENT)
+            return ReadResult::failure("password-protected documents cannot be counted");
+        // WordPerfect's own default face is Times New Roman at 12 points.
+        return collect("wpd", "Times New Roman", options, [&](TextCollector& collector) -> std::string {
+            input.seek(0, librevenge::RVNG_SEEK_SET);
+            switch (libwpd::WPDocument::parse(&input, &collector, nullptr)) {
+            case libwpd::WPD_OK: return {};
+            case libwpd::WPD_UNSUPPORTED_ENCRYPTION_ERROR:
+            case libwpd::WPD_PASSWORD_MISSMATCH_ERROR: return "password-protected documents cannot be counted";
+            default: return "the WordPerfect document is damaged and cannot be read";
+            }
+        });
+    } catch (const std::bad_alloc&) {
+        return ReadResult::failure("the document needs more memory than the engine can take");
+    } catch (...) {
+        return ReadResult::failure("the WordPerfect document is damaged and cannot be read");
+    }
+}
+
+/// Reads a Microsoft Works word-processor document (and the other text
+/// formats libwps reads) with libwps; spreadsheets and databases are refused.
+ReadResult readWorks(std::string_view bytes, const ReadOptions& options)
+{
+    if (bytes.size() > options.limits.maxInputBytes || bytes.size() > UINT32_MAX)
+        return ReadResult::failure("the file is larger than the engine reads");
+    try {
+        librevenge::RVNGStringStream input(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                           static_cast<unsigned>(bytes.size()));
+        libwps::WPSKind kind = libwps::WPS_TEXT;
+        libwps::WPSCreator creator = libwps::WPS_MSWORKS;
+        bool needsEncoding = false;
+        const libwps::WPSConfidence confidence =
+            libwps::WPSDocument::isFileFormatSupported(&input, kind, creator, needsEncoding);
+        if (confidence == libwps::WPS_CONFIDENCE_NONE)
+            return ReadResult::failure("the file is not a Works document that can be read");
+        if (kind != libwps::WPS_TEXT)
+            return ReadResult::failure("the file looks like a Works spreadsheet or database, not a document "
+                                       "that can be counted");
+        return collect("wps", "Times New Roman", options, [&](TextCollector& collector) -> std::string {
+            input.seek(0, librevenge::RVNG_SEEK_SET);
+            // Old Works files name no code page; Windows-1252 is what they were written in.
+            switch (libwps::WPSDocument::parse(&input, &collector, nullptr, needsEncoding ? "CP1252" : nullptr)) {
+            case libwps::WPS_OK: return {};
+            case libwps::WPS_ENCRYPTION_ERROR: return "password-protected documents cannot be counted";
+            default: return "the Works document is damaged and cannot be read";
+            }
+        });
+    } catch (const std::bad_alloc&) {
+        return ReadResult::failure("the document needs more memory than the engine can take");
+    } catch (...) {
+        return ReadResult::failure("the Works document is damaged and cannot be read");
+    }
+}
+
+} // namespace qm::engine
