@@ -1,6 +1,7 @@
 // Draws laid-out pages with cairo: text where the layout placed it, in the faces it measured.
 #include "render/PageDrawer.h"
 
+#include "engine/access/ScriptRules.h"
 #include "render/FontFaces.h"
 
 #include <algorithm>
@@ -43,9 +44,8 @@ bool isPageField(std::string_view instruction)
     if (start == std::string_view::npos)
         return false;
     const std::string_view word = instruction.substr(start, instruction.find(' ', start) - start);
-    return std::ranges::equal(word, std::string_view("PAGE"), [](char a, char b) {
-        return std::toupper(static_cast<unsigned char>(a)) == b;
-    });
+    return std::ranges::equal(word, std::string_view("PAGE"),
+                              [](char a, char b) { return std::toupper(static_cast<unsigned char>(a)) == b; });
 }
 
 bool isBlank(char16_t c) { return c == Ch::Space || c == Ch::Tab || c == Ch::NoBreakSpace || drawsNothing(c); }
@@ -127,6 +127,32 @@ private:
     double m_emX = 0, m_emY = 0;
     std::vector<cairo_glyph_t> m_glyphs;
 };
+
+// Whether the code point at pos shows as an emoji picture.
+bool isEmojiAt(const std::u16string& text, uint32_t pos) { return isEmojiPart(codePointAt(text, pos).value); }
+
+// The units from pos that are shaped together, as the layout measured them:
+// complex-script letters (with the spaces between them), or an emoji
+// sequence; 0 when pos starts neither.
+uint32_t shapedStretch(const std::u16string& text, uint32_t pos, uint32_t end)
+{
+    if (text[pos] < 0x0590)
+        return 0;
+    const bool emoji = isEmojiAt(text, pos);
+    if (!emoji && fontSlotOf(codePointAt(text, pos).value) != FontSlot::Complex)
+        return 0;
+    uint32_t p = pos;
+    while (p < end) {
+        const CodePoint cp = codePointAt(text, p);
+        const bool complexHere = cp.value >= 0x0590 && fontSlotOf(cp.value) == FontSlot::Complex;
+        const bool spaceInside = !emoji && cp.value == Ch::Space && p + 1 < end && text[p + 1] >= 0x0590 &&
+                                 fontSlotOf(codePointAt(text, p + 1).value) == FontSlot::Complex;
+        if (emoji ? !isEmojiPart(cp.value) : !(complexHere || spaceInside))
+            break;
+        p += cp.units;
+    }
+    return std::min(p, end) - pos;
+}
 
 } // namespace
 
@@ -382,9 +408,10 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
             }
 
     double extraPerSpace = 0;
-    const bool justified = (pf.alignment == Alignment::Justify &&
+    const bool justified =
+        !pf.rightToLeft && (pf.alignment == Alignment::Justify &&
                             (line.reason == BreakReason::Wrap || line.reason == BreakReason::CharacterWrap)) ||
-                           (pf.alignment == Alignment::Distribute && line.reason != BreakReason::LineBreak);
+        (pf.alignment == Alignment::Distribute && line.reason != BreakReason::LineBreak);
     if (justified && area && anyInk) {
         uint32_t spaces = 0;
         uint32_t lastTab = line.start;
@@ -481,8 +508,7 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
         if (m_pageNumber > 0)
             for (const Field& field : m_document.fields)
                 if (field.story == static_cast<int32_t>(line.story) && field.start >= run.start &&
-                    field.end <= run.end && field.start < field.end &&
-                    isPageField(field.instruction))
+                    field.end <= run.end && field.start < field.end && isPageField(field.instruction))
                     pageField = &field;
         for (uint32_t i = 0; i < count; ++i) {
             const uint32_t p = run.start + i;
@@ -510,6 +536,42 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
             }
             if (c == Ch::Space && extraPerSpace > 0 && p < lastInk)
                 w += extraPerSpace;
+            // Complex-script text and emoji are drawn as the layout measured
+            // them: shaped, a stretch at a time, glyphs in visual order.
+            if (const uint32_t length = shapedStretch(s.text, p, run.end); length > 0) {
+                double stretch = 0;
+                for (uint32_t k = 0; k < length; ++k)
+                    stretch += widths[i + k];
+                if (m_measurer.shapedWidths(std::u16string_view(s.text).substr(p, length), run.charFormat,
+                                            isEmojiAt(s.text, p) ? FontSlot::Latin : FontSlot::Complex,
+                                            isEmojiAt(s.text, p), m_shapedWidths)) {
+                    stretch = 0;
+                    for (double sw : m_shapedWidths)
+                        stretch += sw;
+                }
+                if (m_measurer.shape(std::u16string_view(s.text).substr(p, length), run.charFormat,
+                                     isEmojiAt(s.text, p) ? FontSlot::Latin : FontSlot::Complex, isEmojiAt(s.text, p),
+                                     m_shaped) &&
+                    m_shaped.face) {
+                    const DrawFace* face = drawFaceFor(*m_shaped.face);
+                    double gx = x;
+                    for (const ShapedGlyph& g : m_shaped.glyphs) {
+                        if (face && g.glyph != 0)
+                            batch.add(face, m_shaped.em * m_shaped.hScale, m_shaped.em, g.glyph, gx + g.xOffset,
+                                      baseline - yShift - g.yOffset);
+                        gx += g.advance;
+                    }
+                }
+                if (cf.underlined() && p <= lastInk) {
+                    if (!underline.empty() && std::abs(underline.back().to - x) < 0.01)
+                        underline.back().to = x + stretch;
+                    else
+                        underline.push_back({x, x + stretch});
+                }
+                x += stretch;
+                i += length - 1;
+                continue;
+            }
             if (c == Ch::NoteReference && cf.noteIndex >= 0) {
                 const std::u16string digits = [&] {
                     std::u16string d;

@@ -58,6 +58,8 @@ private:
     engine::layout::LayoutOptions m_options;
     std::vector<engine::Diagnostic> m_diagnostics;
     engine::layout::TextMeasurer m_measurer;
+    engine::layout::ShapedText m_shaped; // reused for each shaped stretch
+    std::vector<double> m_shapedWidths;
     std::map<size_t, std::vector<engine::Table>> m_tables;
     int m_pageNumber = 0; ///< of the page being drawn; 0 leaves PAGE fields as stored
 };

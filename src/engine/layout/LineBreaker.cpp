@@ -336,6 +336,30 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
     line.x = x0 + shift - (line.runs.empty() ? 0 : 0);
     for (LineRun& r : line.runs)
         r.x += shift;
+    if (pf.rightToLeft && pf.listLabel.empty() && line.reason != BreakReason::CharacterWrap)
+        mirrorRightToLeft(line, x0, pf, limit);
+}
+
+void LineBreaker::mirrorRightToLeft(LaidOutLine& line, double x0, const ParaFormat& pf, double limit)
+{
+    // A right-to-left paragraph reads from the right: its start indent (the
+    // left indent in the file) lies at the right edge, "left" alignment puts
+    // the line against the right margin and "right" against the left one,
+    // and runs follow each other leftwards. Each run keeps its own order
+    // inside (a Latin word reads left to right; Arabic is shaped right to
+    // left when drawn). Where the line breaks does not change.
+    const double startEdge = limit + pf.rightIndent - x0;
+    const double endEdge = pf.rightIndent;
+    const double free = std::max(0.0, startEdge - endEdge - line.width);
+    double right = startEdge;
+    if (pf.alignment == Alignment::Center)
+        right -= free / 2;
+    else if (pf.alignment == Alignment::Right)
+        right -= free;
+    const double logicalStart = line.runs.empty() ? x0 : line.runs.front().x;
+    for (LineRun& r : line.runs)
+        r.x = right - (r.x - logicalStart) - r.width;
+    line.x = right - line.width;
 }
 
 struct ParagraphCache::Impl {

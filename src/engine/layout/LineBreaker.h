@@ -45,6 +45,7 @@ private:
     double nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const;
     double tabWidth(size_t index, double x, double limit, const ParaFormat& pf);
     void finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf, double limit);
+    void mirrorRightToLeft(LaidOutLine& line, double x0, const ParaFormat& pf, double limit);
 
     const Document& m_document;
     TextMeasurer& m_measurer;

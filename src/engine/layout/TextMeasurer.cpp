@@ -200,9 +200,10 @@ double TextMeasurer::width(std::u16string_view text, uint32_t charFormat)
     return sum;
 }
 
-bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
-                                std::vector<double>& out)
+bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji, ShapedText& out)
 {
+    out.glyphs.clear();
+    out.face = nullptr;
     if (text.empty())
         return false;
     const MeasuredFont& f = font(charFormat, slot);
@@ -229,21 +230,40 @@ bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, F
     unsigned count = 0;
     const hb_glyph_info_t* info = hb_buffer_get_glyph_infos(buffer, &count);
     const hb_glyph_position_t* position = hb_buffer_get_glyph_positions(buffer, &count);
-    out.assign(text.size(), 0.0);
-    // Advances are in the shaping face's units; scaled as single characters
-    // are, with the character spacing added once per cluster.
+    // Advances are in the shaping face's units, scaled as single characters
+    // are measured.
     const double fromRun = f.face ? static_cast<double>(f.face->metrics().unitsPerEm) : 2048.0;
-    const double scale = f.scale * fromRun / face->metrics().unitsPerEm * f.hScale;
+    const double scale = f.scale * fromRun / face->metrics().unitsPerEm;
+    out.face = face;
+    out.em = scale * face->metrics().unitsPerEm;
+    out.hScale = f.hScale;
+    out.spacing = f.spacing;
+    out.glyphs.reserve(count);
+    for (unsigned g = 0; g < count; ++g)
+        out.glyphs.push_back({info[g].codepoint, position[g].x_advance * scale * f.hScale,
+                              position[g].x_offset * scale * f.hScale, position[g].y_offset * scale,
+                              std::min<uint32_t>(info[g].cluster, static_cast<uint32_t>(text.size() - 1))});
+    hb_buffer_destroy(buffer);
+    return true;
+}
+
+bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
+                                std::vector<double>& out)
+{
+    thread_local ShapedText shaped;
+    if (!shape(text, charFormat, slot, emoji, shaped))
+        return false;
+    // Each cluster's advance on its first unit, the character spacing added
+    // once per cluster.
+    out.assign(text.size(), 0.0);
     std::vector<bool> starts(text.size(), false);
-    for (unsigned g = 0; g < count; ++g) {
-        const size_t cluster = std::min<size_t>(info[g].cluster, text.size() - 1);
-        out[cluster] += position[g].x_advance * scale;
-        starts[cluster] = true;
+    for (const ShapedGlyph& g : shaped.glyphs) {
+        out[g.cluster] += g.advance;
+        starts[g.cluster] = true;
     }
     for (size_t k = 0; k < out.size(); ++k)
         if (starts[k])
-            out[k] += f.spacing;
-    hb_buffer_destroy(buffer);
+            out[k] += shaped.spacing;
     return true;
 }
 

@@ -21,6 +21,26 @@ FontSlot fontSlotOf(char32_t c);
 /// with its joiners, modifiers and selectors, in the emoji font.
 bool isEmojiPart(char32_t c);
 
+/// One glyph of shaped text: its id in the face, and in twips its advance
+/// and its offset from the pen (y up); `cluster` is the unit of the text it
+/// starts from.
+struct ShapedGlyph {
+    unsigned glyph = 0;
+    double advance = 0;
+    double xOffset = 0;
+    double yOffset = 0;
+    uint32_t cluster = 0;
+};
+
+/// Text shaped in one face at one size (`em` twips, widened by `hScale`).
+struct ShapedText {
+    const Face* face = nullptr;
+    double em = 0;
+    double hScale = 1;
+    double spacing = 0; ///< added after each cluster
+    std::vector<ShapedGlyph> glyphs;
+};
+
 /// A character format made ready for measuring: its face, its scale and the
 /// vertical extent it gives a line. Lengths in twips.
 struct WordFontStyle;
@@ -69,6 +89,11 @@ public:
     /// no installed face can shape it.
     bool shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
                       std::vector<double>& out);
+
+    /// The glyphs `text` shapes to, in visual order (right to left text comes
+    /// back reversed), with advances and offsets in twips; for drawing. False
+    /// when no installed face can shape it.
+    bool shape(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji, ShapedText& out);
 
     /// Width of a string in one format.
     double width(std::u16string_view text, uint32_t charFormat);

@@ -149,3 +149,31 @@ TEST(ScriptFonts, RightToLeftParagraphsBreakAtTheirSpaces)
     for (const LaidOutLine& line : r.pages[0].lines)
         EXPECT_LE(line.width, 12 * Mono + 1);
 }
+
+// A right-to-left paragraph starts at the right: its "left" alignment sets
+// the line against the right margin, its left indent is kept from the right
+// edge, and its runs follow each other leftwards. Would catch a mirrored
+// line placed from the left margin or runs left in reading order.
+TEST(ScriptFonts, RightToLeftLinesStartAtTheRight)
+{
+    DocumentBuilder b("docx");
+    const uint32_t plain = b.charFormat(mono());
+    CharFormat boldMono = mono();
+    boldMono.bold = true;
+    const uint32_t bold = b.charFormat(boldMono);
+    ParaFormat rtl;
+    rtl.rightToLeft = true;
+    rtl.leftIndent = 240;
+    b.appendText(u"abc", plain);
+    b.appendText(u"de", bold);
+    b.endParagraph(b.paraFormat(rtl), plain);
+    auto doc = b.finish(pageOfWidth(20), {});
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.lineCount(), 1);
+    const LaidOutLine& line = r.pages[0].lines[0];
+    const double area = pageOfWidth(20).textWidth();
+    EXPECT_NEAR(line.x + line.width, 1440 + area - 240, 1e-6);
+    ASSERT_EQ(line.runs.size(), 2u); // abc, de
+    EXPECT_NEAR(line.runs[0].x, 1440 + area - 240 - 3 * Mono, 1e-6);
+    EXPECT_NEAR(line.runs[1].x, line.runs[0].x - 2 * Mono, 1e-6);
+}
