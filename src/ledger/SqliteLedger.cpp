@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <sqlite3.h>
 #include <system_error>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -255,9 +256,19 @@ SqliteLedger::SqliteLedger(fs::path file) : m_file(std::move(file)), m_db(std::m
         if (rc != SQLITE_ROW)
             m_db->fail("cannot be read");
     }
-    const int64_t applicationId = m_db->pragmaInt("PRAGMA application_id");
-    const int64_t version = m_db->pragmaInt("PRAGMA user_version");
-    const int64_t objects = m_db->pragmaInt("SELECT count(*) FROM sqlite_master");
+    // The header is read as one moment: another process creating the same
+    // ledger may commit its schema between two separate reads.
+    int64_t applicationId = 0, version = 0, objects = 0;
+    m_db->exec("BEGIN");
+    try {
+        applicationId = m_db->pragmaInt("PRAGMA application_id");
+        version = m_db->pragmaInt("PRAGMA user_version");
+        objects = m_db->pragmaInt("SELECT count(*) FROM sqlite_master");
+        m_db->exec("COMMIT");
+    } catch (...) {
+        sqlite3_exec(m_db->db, "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
     const bool blank = applicationId == 0 && version == 0 && objects == 0;
     if (!blank && applicationId != kApplicationId)
         throw LedgerError("the ledger " + m_db->name +
@@ -267,10 +278,25 @@ SqliteLedger::SqliteLedger(fs::path file) : m_file(std::move(file)), m_db(std::m
                           std::to_string(version) + "; this version knows " + std::to_string(kLedgerSchemaVersion) +
                           "); it is left as it is");
 
-    {
-        Connection::Statement wal(*m_db, "PRAGMA journal_mode=WAL");
-        if (!wal.step() || wal.text(0) != "wal")
-            throw LedgerError("the ledger " + m_db->name + " cannot keep a write-ahead log");
+    // Switching a new file to the write-ahead log needs it to itself, and
+    // SQLite does not call the busy handler for that switch while another
+    // process reads or switches it too (it would risk a deadlock): so this
+    // waits here, as long as any other write would.
+    for (const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);;) {
+        sqlite3_stmt* wal = nullptr;
+        int rc = sqlite3_prepare_v2(m_db->db, "PRAGMA journal_mode=WAL", -1, &wal, nullptr);
+        std::string mode;
+        if (rc == SQLITE_OK && (rc = sqlite3_step(wal)) == SQLITE_ROW)
+            mode = reinterpret_cast<const char*>(sqlite3_column_text(wal, 0));
+        sqlite3_finalize(wal);
+        if (rc == SQLITE_ROW) {
+            if (mode != "wal")
+                throw LedgerError("the ledger " + m_db->name + " cannot keep a write-ahead log");
+            break;
+        }
+        if ((rc & 0xFF) != SQLITE_BUSY || std::chrono::steady_clock::now() >= deadline)
+            m_db->fail("cannot be read or written");
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     // A committed run survives a power cut, not only a crash of the program.
     m_db->exec("PRAGMA synchronous=FULL");

@@ -26,6 +26,11 @@ public:
         : QObject(&screen), m_screen(screen), m_inner(screen.prompter()), m_printers(std::move(printers)),
           m_makeEngine(std::move(makeEngine)), m_prompter(*this)
     {
+        // Named, with a "jobRunning" property, so that whoever drives the
+        // screen can tell when the last job has wholly ended: a request
+        // while one is still ending is ignored, as a click on Print is.
+        setObjectName("PrintCommands");
+        setProperty("jobRunning", false);
         connect(&screen, &frmMain::printRequested, this, &PrintCommands::start);
         // The job has a stop flag of its own, set by the screen's Stop
         // button: the job may outlive the screen's members by a moment.
@@ -117,9 +122,11 @@ private:
             job.run(list);
         });
         m_worker->setObjectName("PrintJob");
+        setProperty("jobRunning", true);
         connect(m_worker, &QThread::finished, this, [this] {
             m_worker->deleteLater();
             m_worker = nullptr;
+            setProperty("jobRunning", false);
             if (m_closeWhenDone)
                 m_screen.close();
         });

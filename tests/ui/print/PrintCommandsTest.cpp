@@ -127,6 +127,11 @@ private slots:
         emit screen->printRequested();
         QTRY_COMPARE(m_prompter.messages.size(), size_t(1));
         QCOMPARE(m_prompter.messages[0].text, std::string("There Are No Files To Print"));
+        // The refused job's thread may still be ending; a request before
+        // it has is ignored.
+        auto* commands = screen->findChild<QObject*>("PrintCommands");
+        QVERIFY(commands);
+        QTRY_VERIFY(!commands->property("jobRunning").toBool());
 
         screen->chaseList().append("a.txt", "/docs/a.txt");
         setOption("PrinterToUse", "label");
