@@ -366,7 +366,13 @@ double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidO
     return height;
 }
 
-void Engine::setColumns(size_t section) { m_columns = sectionColumns(m_doc.sections[section].format); }
+void Engine::setColumns(size_t section)
+{
+    const SectionFormat& f = m_doc.sections[section].format;
+    m_columns = sectionColumns(f);
+    // Only a grid that holds lines sets their pitch.
+    m_breaker.setLineGrid(f.gridType != DocGridType::None && f.linePitch > 0 ? double(f.linePitch) : 0.0);
+}
 
 void Engine::startPage(bool firstOfSection)
 {

@@ -23,6 +23,10 @@ public:
     /// Takes lines from, and gives new ones to, a cache kept between layouts.
     void useCache(ParagraphCache* cache);
 
+    /// The line pitch of the section's document grid in twips, 0 for none:
+    /// lines of the main text outside tables then keep to it.
+    void setLineGrid(double pitch) { m_linePitch = pitch; }
+
 private:
     std::vector<LaidOutLine> breakUncached(size_t story, uint32_t start, uint32_t mark, double width);
     ParagraphCache::Impl* m_cache = nullptr;
@@ -50,7 +54,15 @@ private:
     const Document& m_document;
     TextMeasurer& m_measurer;
     std::vector<Item> m_items;
+    double m_linePitch = 0; ///< the section's grid pitch
+    double m_gridPitch = 0; ///< the pitch that applies to the paragraph being broken
 };
+
+/// The height Word gives a line of natural (single-spaced) height `natural`
+/// in a paragraph that keeps to a document grid of line pitch `pitch`, all
+/// in twips: whole grid lines, as many as the text needs, times the
+/// paragraph's multiple; "at least" spacing never gives less than the grid.
+double gridLineHeight(double natural, const ParaFormat& pf, double pitch);
 
 /// Whether Word may end a line after character `c`, between `previous` and
 /// `next` (a hyphen inside a word, dashes, East Asian characters within the

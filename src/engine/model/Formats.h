@@ -117,6 +117,7 @@ struct ParaFormat {
     bool widowControl = true;
     bool pageBreakBefore = false;
     bool rightToLeft = false; ///< a right-to-left paragraph (Arabic, Hebrew): lines start at the right
+    bool snapToGrid = true;   ///< lines keep to the section's document grid, where it has one
     ParagraphBorders borders;
     uint32_t shading = AutoColor;     ///< background fill
     std::u16string listLabel;         ///< the list label as shown ("1.", a bullet); empty: none

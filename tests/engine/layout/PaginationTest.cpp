@@ -1,6 +1,7 @@
 // Lines flowing into pages: breaks, keeps, widows, spacing, sections, columns, tables, headers.
 #include "TestDocuments.h"
 #include "engine/layout/LayoutDump.h"
+#include "engine/layout/LineBreaker.h"
 
 #include <gtest/gtest.h>
 
@@ -446,4 +447,71 @@ TEST(ParagraphCache, GivesTheLinesAFreshLayoutGives)
     auto other = makeDocument({{words, {}, font("Times New Roman", 40)}}, pageOfWidth(20));
     EXPECT_EQ(dumpLayout(*other, layoutDocument(*other, {}, &cache)), dumpLayout(*other, layoutDocument(*other)));
     EXPECT_NE(dumpLayout(*other, layoutDocument(*other)), before);
+}
+
+// Word's line grid, worked by hand on a 15.6 pt (312 twip) pitch: whole
+// pitches, as many as the text needs, times a multiple; "at least" takes the
+// larger; "exactly" keeps its own height.
+TEST(Pagination, LineGridHeights)
+{
+    struct Case {
+        const char* what;
+        LineRule rule;
+        int32_t spacing;
+        double natural, height;
+    } cases[] = {
+        {"a 12 pt line takes one pitch", LineRule::Auto, 240, 276, 312},
+        {"a line of exactly one pitch stays one", LineRule::Auto, 240, 312, 312},
+        {"a 22 pt heading takes two", LineRule::Auto, 240, 560, 624},
+        {"one and a half lines multiply the pitch", LineRule::Auto, 360, 276, 468},
+        {"triple spacing", LineRule::Auto, 720, 276, 936},
+        {"at least more than the grid", LineRule::AtLeast, 400, 276, 400},
+        {"at least less than the grid", LineRule::AtLeast, 200, 276, 312},
+        {"exactly ignores the grid", LineRule::Exact, 200, 276, 200},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ParaFormat pf;
+        pf.lineRule = c.rule;
+        pf.lineSpacing = c.spacing;
+        EXPECT_DOUBLE_EQ(gridLineHeight(c.natural, pf, 312), c.height);
+    }
+}
+
+// A section with a line grid puts fewer lines on a page: 12 pt Times lines
+// (276 twips) take a 312-twip pitch each, 41 to a 12960-twip body; a
+// paragraph that does not snap to the grid, "exactly" spacing, or a section
+// whose grid holds no lines keep 46.
+TEST(Pagination, LineGridSetsTheLinesOfAPage)
+{
+    ParaFormat plain, noSnap, exact, oneAndHalf;
+    noSnap.snapToGrid = false;
+    exact.lineRule = LineRule::Exact;
+    exact.lineSpacing = 276;
+    oneAndHalf.lineSpacing = 360;
+    struct Case {
+        const char* what;
+        DocGridType grid;
+        Twips pitch;
+        ParaFormat pf;
+        size_t perPage;
+    } cases[] = {
+        {"Chinese default grid", DocGridType::Lines, 312, plain, 41},
+        {"Japanese default grid", DocGridType::LinesAndChars, 360, plain, 36},
+        // 27 lines of 468 twips end at 12636; the 28th's single grid line
+        // (312) still fits, its extra leading hangs below the margin.
+        {"one and a half lines on the grid: 468 twips", DocGridType::Lines, 312, oneAndHalf, 28},
+        {"one and a half lines without a grid: 414 twips", DocGridType::None, 312, oneAndHalf, 31},
+        {"no grid", DocGridType::None, 312, plain, LinesPerPage},
+        {"snap to grid off", DocGridType::Lines, 312, noSnap, LinesPerPage},
+        {"exact spacing", DocGridType::Lines, 312, exact, LinesPerPage},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        SectionFormat page;
+        page.gridType = c.grid;
+        page.linePitch = c.pitch;
+        const LayoutResult r = layoutDocument(*makeDocument(lines(100, c.pf), page));
+        EXPECT_EQ(linesPerPage(r).front(), c.perPage);
+    }
 }

@@ -346,6 +346,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
     case 0x2406: f.keepWithNext = v != 0; break;
     case 0x2407: f.pageBreakBefore = v != 0; break;
     case 0x2441: f.rightToLeft = v != 0; break; // sprmPFBiDi
+    case 0x2447: f.snapToGrid = v != 0; break; // sprmPFUsePgsuSettings: the document grid applies
     case 0x2431: f.widowControl = v != 0; break;
     case 0x840E:
     case 0x845D: f.rightIndent = s16(op, 0); break;

@@ -125,6 +125,7 @@ void ParaProps::overlay(const ParaProps& top)
     take(keepLinesTogether, top.keepLinesTogether);
     take(widowControl, top.widowControl);
     take(pageBreakBefore, top.pageBreakBefore);
+    take(snapToGrid, top.snapToGrid);
     take(rightToLeft, top.rightToLeft);
     take(lineRule, top.lineRule);
     take(lineSpacing, top.lineSpacing);
@@ -380,6 +381,8 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
             p.widowControl = onOff(e);
         } else if (n == "pageBreakBefore") {
             p.pageBreakBefore = onOff(e);
+        } else if (n == "snapToGrid") {
+            p.snapToGrid = onOff(e);
         } else if (n == "bidi") {
             p.rightToLeft = onOff(e);
         } else if (n == "tabs") {
@@ -632,6 +635,7 @@ ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& num
     f.keepLinesTogether = p.keepLinesTogether.value_or(false);
     f.widowControl = p.widowControl.value_or(true);
     f.pageBreakBefore = p.pageBreakBefore.value_or(false);
+    f.snapToGrid = p.snapToGrid.value_or(true);
     f.rightToLeft = p.rightToLeft.value_or(false);
     f.borders.top = p.borderTop.value_or(BorderLine{});
     f.borders.left = p.borderLeft.value_or(BorderLine{});

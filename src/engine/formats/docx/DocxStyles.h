@@ -37,7 +37,7 @@ struct ParaProps {
     std::optional<Twips> leftIndent, rightIndent, firstLineIndent, spaceBefore, spaceAfter;
     std::optional<bool> rightToLeft;
     std::optional<bool> spaceBeforeAuto, spaceAfterAuto, contextualSpacing, keepWithNext, keepLinesTogether,
-        widowControl, pageBreakBefore;
+        widowControl, pageBreakBefore, snapToGrid;
     std::optional<LineRule> lineRule;
     std::optional<int32_t> lineSpacing;
     std::vector<std::pair<TabStop, bool>> tabs; ///< stops in document order; true: clears an inherited stop

@@ -211,6 +211,10 @@ std::string PackageWriter::paragraphProperties(const ParaFormat& f, const CharFo
                    leaders[static_cast<int>(t.leader)] + "\" w:pos=\"" + std::to_string(t.position) + "\"/>";
         out += "</w:tabs>";
     }
+    if (f.rightToLeft)
+        out += "<w:bidi/>";
+    if (!f.snapToGrid)
+        out += "<w:snapToGrid w:val=\"0\"/>";
     static constexpr const char* rules[] = {"auto", "atLeast", "exact"};
     out += "<w:spacing w:before=\"" + std::to_string(f.spaceBefore) + "\" w:after=\"" +
            std::to_string(f.spaceAfter) + "\" w:line=\"" + std::to_string(f.lineSpacing) + "\" w:lineRule=\"" +

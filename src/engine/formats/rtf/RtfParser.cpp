@@ -828,6 +828,7 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
     case Kw::WidowOn: p.widowControl = true; return true;
     case Kw::WidowOff: p.widowControl = false; return true;
     case Kw::PageBreakBefore: p.pageBreakBefore = on; return true;
+    case Kw::NoSnapLineGrid: p.snapToGrid = false; return true;
     case Kw::RtlPar: p.rightToLeft = true; return true;
     case Kw::LtrPar: p.rightToLeft = false; return true;
     case Kw::ContextualSpace: p.contextualSpacing = on; return true;
@@ -1031,6 +1032,13 @@ void RtfParser::sectionProperty(Kw kw, int32_t param, bool hasParam)
     case Kw::TitlePg: f.titlePage = !hasParam || param != 0; break;
     case Kw::Cols: f.columns = std::clamp(param, 1, 64); break;
     case Kw::ColsX: f.columnSpacing = clampTwips(param, 0); break;
+    // The document grid: its line pitch, and whether it holds lines only,
+    // lines and characters, or snaps characters too; by default none.
+    case Kw::SectLineGrid: f.linePitch = clampTwips(param, 0); break;
+    case Kw::SectDefaultCl: f.gridType = DocGridType::None; break;
+    case Kw::SectSpecifyCl: f.gridType = DocGridType::Lines; break;
+    case Kw::SectSpecifyL: f.gridType = DocGridType::LinesAndChars; break;
+    case Kw::SectSpecifyGen: f.gridType = DocGridType::SnapToChars; break;
     default: break;
     }
 }

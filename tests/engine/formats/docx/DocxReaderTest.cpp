@@ -92,7 +92,7 @@ TEST(DocxReader, StylesFollowWordsInheritanceAndToggles)
       <w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:ascii="Calibri"/><w:sz w:val="22"/></w:rPr></w:rPrDefault></w:docDefaults>
       <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
       <w:style w:type="paragraph" w:styleId="Heading1"><w:name w:val="heading 1"/><w:basedOn w:val="Normal"/>
-        <w:pPr><w:spacing w:before="240" w:after="0"/><w:keepNext/></w:pPr><w:rPr><w:b/><w:sz w:val="32"/></w:rPr></w:style>
+        <w:pPr><w:spacing w:before="240" w:after="0"/><w:keepNext/><w:snapToGrid w:val="0"/></w:pPr><w:rPr><w:b/><w:sz w:val="32"/></w:rPr></w:style>
       <w:style w:type="paragraph" w:styleId="Sub"><w:basedOn w:val="Heading1"/><w:rPr><w:i/></w:rPr></w:style>
       <w:style w:type="paragraph" w:styleId="Loop1"><w:basedOn w:val="Loop2"/></w:style>
       <w:style w:type="paragraph" w:styleId="Loop2"><w:basedOn w:val="Loop1"/><w:rPr><w:caps/></w:rPr></w:style>
@@ -103,15 +103,16 @@ TEST(DocxReader, StylesFollowWordsInheritanceAndToggles)
         R"(<w:r><w:rPr><w:rStyle w:val="Strong"/></w:rPr><w:t>b</w:t></w:r>)"
         R"(<w:r><w:rPr><w:rStyle w:val="Strong"/><w:b/></w:rPr><w:t>c</w:t></w:r>)"
         R"(<w:r><w:rPr><w:b w:val="0"/><w:u w:val="none"/></w:rPr><w:t>d</w:t></w:r></w:p>)"
-        R"(<w:p><w:pPr><w:pStyle w:val="Sub"/></w:pPr><w:r><w:rPr><w:rStyle w:val="Quiet"/><w:u w:val="dotted"/></w:rPr><w:t>e</w:t></w:r>)"
+        R"(<w:p><w:pPr><w:pStyle w:val="Sub"/><w:snapToGrid/></w:pPr><w:r><w:rPr><w:rStyle w:val="Quiet"/><w:u w:val="dotted"/></w:rPr><w:t>e</w:t></w:r>)"
         R"(<w:r><w:rPr><w:rStyle w:val="Missing"/><w:strike/></w:rPr><w:t>f</w:t></w:r></w:p>)"
         R"(<w:p><w:pPr><w:pStyle w:val="Loop1"/></w:pPr><w:r><w:t>g</w:t></w:r></w:p>)";
     // a: bold from the heading; b: Strong flips it off; c: direct bold is
     // absolute; d: direct "off", and u none is no underline; e: the chain Sub ->
     // Heading1, vanish hides; f: an unknown character style is ignored; g: a
-    // basedOn cycle ends and caps are still read.
-    EXPECT_EQ(describeMain(pkg, "b i hid strike caps u pos sz font style space keep"),
-              "{b sz32 'Calibri'|a}{sz32 'Calibri'|b}{b sz32 'Calibri'|c}{sz32 'Calibri'|d}¶['Heading 1' sb240 kn]"
+    // basedOn cycle ends and caps are still read. The heading keeps off the
+    // document grid; Sub, based on it, snaps to it again.
+    EXPECT_EQ(describeMain(pkg, "b i hid strike caps u pos sz font style space keep grid"),
+              "{b sz32 'Calibri'|a}{sz32 'Calibri'|b}{b sz32 'Calibri'|c}{sz32 'Calibri'|d}¶['Heading 1' sb240 kn nosnap]"
               "{b i hid udot sup sz32 'Calibri'|e}{b i strike sz32 'Calibri'|f}¶['Sub' sb240 kn]"
               "{caps sz22 'Calibri'|g}¶['Loop1']");
 }
@@ -210,9 +211,10 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
         R"(<w:p><w:r><w:t>one</w:t></w:r><w:pPr><w:sectPr>
         <w:headerReference w:type="default" r:id="header1"/><w:footerReference w:type="default" r:id="footer1"/>
         <w:pgSz w:w="11906" w:h="16838"/><w:pgMar w:top="1417" w:right="1134" w:bottom="1134" w:left="1418" w:header="708" w:footer="709" w:gutter="0"/>
-        <w:cols w:num="2" w:space="425"/></w:sectPr></w:pPr></w:p>)"
+        <w:cols w:num="2" w:space="425"/><w:docGrid w:type="lines" w:linePitch="312"/></w:sectPr></w:pPr></w:p>)"
         R"(<w:p><w:r><w:t>two</w:t></w:r></w:p>)"
-        R"(<w:sectPr><w:headerReference w:type="first" r:id="header2"/><w:type w:val="continuous"/><w:titlePg/></w:sectPr>)";
+        R"(<w:sectPr><w:headerReference w:type="first" r:id="header2"/><w:type w:val="continuous"/><w:titlePg/>)"
+        R"(<w:docGrid w:linePitch="360"/></w:sectPr>)";
     pkg.app =
         "<Pages>3</Pages><Words>999</Words><Characters>12</Characters><CharactersWithSpaces>14</CharactersWithSpaces>"
         "<Lines>4</Lines><Paragraphs>2</Paragraphs><Application>Microsoft Office Word</Application>";
@@ -223,7 +225,7 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
     // The second section defines only a first-page header; its primary header
     // and footer are the first section's.
     EXPECT_EQ(describeSections(doc), "§4 w11906 h16838 mt1417 mb1134 ml1418 mr1134 hd708 fd709 cols2 colsp425 "
-                                     "H:Primary¶ F:Foot¶ | §8 title continuous H^:Primary¶ H1:First¶ F^:Foot¶");
+                                     "gridlines312 H:Primary¶ F:Foot¶ | §8 title continuous H^:Primary¶ H1:First¶ F^:Foot¶");
     const DocumentSettings& set = doc.settings;
     EXPECT_EQ(std::tuple(set.evenAndOddHeaders, set.defaultTabStop, set.compatibilityMode), std::tuple(true, 708, 15));
     EXPECT_EQ(set.compat.at("doNotExpandShiftReturn"), "1");

@@ -70,7 +70,11 @@ std::unique_ptr<Document> sample()
                            .lineRule = LineRule::Exact,
                            .lineSpacing = 300,
                            .tabs = {TabStop{2880, TabAlignment::Decimal, TabLeader::Dot}}};
-    const ParaFormat centred{.alignment = Alignment::Center, .keepWithNext = true, .widowControl = false};
+    const ParaFormat centred{.alignment = Alignment::Center,
+                             .keepWithNext = true,
+                             .widowControl = false,
+                             .rightToLeft = true,
+                             .snapToGrid = false};
 
     b.appendUtf8("Fish & chips <cost> \"a lot\"", b.charFormat(plain));
     b.appendUtf8(" bold", b.charFormat(bold));
@@ -116,6 +120,8 @@ std::unique_ptr<Document> sample()
     landscape.pageHeight = 12240;
     landscape.marginLeft = 720;
     landscape.titlePage = true;
+    landscape.gridType = DocGridType::Lines;
+    landscape.linePitch = 312;
     b.appendUtf8("end of first section", b.charFormat(plain));
     b.endSection(landscape, HeaderFooterRefs{}, 0, b.charFormat(plain));
 
@@ -137,7 +143,8 @@ std::unique_ptr<Document> sample()
 }
 
 /// The properties the writer promises to keep.
-constexpr std::string_view Kept = "b i hid caps strike u pos sz font color mark al ind space line keep tabs depth row";
+constexpr std::string_view Kept =
+    "b i hid caps strike u pos sz font color mark al ind space line keep rtl grid tabs depth row";
 
 TEST_F(DocxWriterTest, ContentFormatsAndSectionsReadBackUnchanged)
 {

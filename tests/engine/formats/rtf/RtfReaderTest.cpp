@@ -78,11 +78,11 @@ TEST(RtfReader, ParagraphPropertiesOnTheMark)
     auto doc =
         readRtfText(wrapBody(R"(\pard\qc\li720\ri360\fi-360\sb120\sa240\sl360\slmult1\keepn\keep\widctlpar\pagebb)"
                              R"(\tx3000\tqr\tldot\tx9000\tqc\tx1000 one\par)"
-                             R"(\pard\qj\sl-300 two\par\pard\sl280 three\par\pard four\par)"));
+                             R"(\pard\qj\sl-300\nosnaplinegrid two\par\pard\sl280 three\par\pard four\par)"));
     ASSERT_TRUE(doc);
-    EXPECT_EQ(describe(*doc, "al ind space line keep tabs"),
+    EXPECT_EQ(describe(*doc, "al ind space line keep tabs grid"),
               "one¶[center li720 ri360 fi-360 sb120 sa240 line360 kn kl pbb tab1000c tab3000l tab9000r.]"
-              "two¶[justify exact300 nowc]three¶[atleast280 nowc]four¶[nowc]");
+              "two¶[justify exact300 nowc nosnap]three¶[atleast280 nowc]four¶[nowc]");
 }
 
 // Would catch styles not applied, \sbasedon not followed, or a character

@@ -12,12 +12,12 @@ TEST(RtfStructure, SectionsCarryPageSetupAndTheirOwnHeaders)
     auto doc = readRtfText(wrapBody(
         R"(\paperw11906\paperh16838\margl1000\facingp )"
         R"(\sectd\pgwsxn12240\titlepg\headery500{\header H1}{\headerf F1}{\headerl E1}{\footer Foot1}one\sect )"
-        R"(\sectd\sbknone\marglsxn2000 two\sect )"
-        R"(\sectd\cols2{\footerr Foot3}three)"));
+        R"(\sectd\sbknone\marglsxn2000\sectlinegrid312\sectspecifycl two\sect )"
+        R"(\sectd\cols2\sectlinegrid360\sectdefaultcl{\footerr Foot3}three)"));
     ASSERT_TRUE(doc);
     EXPECT_EQ(describe(*doc, ""), "one§two§three¶");
     EXPECT_EQ(describeSections(*doc), "§4 h16838 ml1000 hd500 title H:H1¶ H1:F1¶ H2:E1¶ F:Foot1¶ | "
-                                      "§8 w11906 h16838 ml2000 continuous H^:H1¶ H1^:F1¶ H2^:E1¶ F^:Foot1¶ | "
+                                      "§8 w11906 h16838 ml2000 gridlines312 continuous H^:H1¶ H1^:F1¶ H2^:E1¶ F^:Foot1¶ | "
                                       "§14 w11906 h16838 ml1000 cols2 H^:H1¶ H1^:F1¶ H2^:E1¶ F:Foot3¶");
     EXPECT_TRUE(doc->settings.evenAndOddHeaders);
 }

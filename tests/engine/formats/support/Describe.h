@@ -100,6 +100,7 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
     t.add("keep", !p.widowControl, "nowc");
     t.add("keep", p.pageBreakBefore, "pbb");
     t.add("rtl", p.rightToLeft, "rtl");
+    t.add("grid", !p.snapToGrid, "nosnap");
     // A stop as position, alignment (l c r d |) and leader.
     for (const TabStop& tab : p.tabs)
         t.add("tabs", true,
@@ -136,7 +137,7 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
 /// runs of characters alike in them as {props|text}; after each paragraph's
 /// mark its own as [props]. Character keys: b i caps scaps hid strike u pos sz
 /// font scripts (East Asian and complex-script fonts) color obj note; "mark" adds the marks' own character properties.
-/// Paragraph keys: style al ind space line keep rtl tabs label depth (of a nested
+/// Paragraph keys: style al ind space line keep rtl grid (nosnap: off the document grid) tabs label depth (of a nested
 /// table), row for the row format on a row's end mark, or rowend to mark only
 /// where rows end. A property at the model's default prints nothing, so an
 /// expectation names only what the file set.
@@ -194,6 +195,9 @@ inline std::string describeSections(const Document& doc)
         twips("hd", f.headerDistance, base.headerDistance), twips("fd", f.footerDistance, base.footerDistance);
         twips("cols", f.columns, base.columns), twips("colsp", f.columnSpacing, base.columnSpacing);
         t.add("s", f.titlePage, "title");
+        static const char* grids[] = {"", "gridlines", "gridlineschars", "gridsnapchars"};
+        t.add("s", f.gridType != DocGridType::None,
+              grids[static_cast<int>(f.gridType)] + std::to_string(f.linePitch));
         t.add("s", true, starts[static_cast<int>(f.start)]);
         for (int header = 1; header >= 0; --header)
             for (int slot = 0; slot < 3; ++slot) {
