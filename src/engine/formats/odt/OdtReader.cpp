@@ -304,6 +304,7 @@ void OdtReader::readParagraph(const pugi::xml_node& p, const std::string& nextMa
         resolved.widowControl = paraProps.widowControl.value_or(true);
         resolved.pageBreakBefore = paraProps.pageBreakBefore.value_or(false);
         resolved.rightToLeft = paraProps.rightToLeft.value_or(false);
+        resolved.snapToGrid = paraProps.snapToGrid.value_or(true);
         resolved.borders = {paraProps.borderTop.value_or(BorderLine{}), paraProps.borderLeft.value_or(BorderLine{}),
                             paraProps.borderBottom.value_or(BorderLine{}), paraProps.borderRight.value_or(BorderLine{}),
                             paraProps.borderBetween.value_or(BorderLine{})};

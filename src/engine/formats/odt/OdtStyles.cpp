@@ -249,6 +249,8 @@ docx::ParaProps readParaProps(const pugi::xml_node& p)
         r.keepWithNext = v == "always";
     if (auto v = value(p, "keep-together"); !v.empty())
         r.keepLinesTogether = v == "always";
+    if (auto v = value(p, "snap-to-layout-grid"); !v.empty())
+        r.snapToGrid = v != "false";
     if (auto v = value(p, "widows"); !v.empty())
         r.widowControl = v != "0";
     if (auto v = value(p, "contextual-spacing"); !v.empty())
@@ -310,6 +312,12 @@ SectionFormat readPageLayout(const pugi::xml_node& layout)
     f.marginBottom = len(p, "margin-bottom", margin >= 0 ? margin : f.marginBottom, 0);
     f.marginLeft = len(p, "margin-left", margin >= 0 ? margin : f.marginLeft, 0);
     f.marginRight = len(p, "margin-right", margin >= 0 ? margin : f.marginRight, 0);
+    // The page's text grid: a line pitch of the base height and the ruby
+    // line above it, for lines only or for lines and characters.
+    if (const std::string_view mode = value(p, "layout-grid-mode"); mode == "line" || mode == "both") {
+        f.gridType = mode == "line" ? DocGridType::Lines : DocGridType::LinesAndChars;
+        f.linePitch = std::min(MaxPage, len(p, "layout-grid-base-height", 0, 0) + len(p, "layout-grid-ruby-height", 0, 0));
+    }
     if (pugi::xml_node cols = child(p, "columns")) {
         f.columns = std::clamp(xml::clampInt32(xml::toInt(value(cols, "column-count")).value_or(1)), 1, 45);
         f.columnSpacing = len(cols, "column-gap", f.columnSpacing, 0);

@@ -194,12 +194,14 @@ TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
         R"(<style:page-layout style:name="pm1"><style:page-layout-properties fo:page-width="21cm" fo:page-height="29.7cm"
           fo:margin-top="2cm" fo:margin-bottom="2cm" fo:margin-left="2cm" fo:margin-right="2cm"/>
         <style:header-style><style:header-footer-properties fo:min-height="0.5cm" fo:margin-bottom="0.5cm"/></style:header-style></style:page-layout>
-      <style:page-layout style:name="pm2"><style:page-layout-properties fo:page-width="29.7cm" fo:page-height="21cm"/></style:page-layout>)";
+      <style:page-layout style:name="pm2"><style:page-layout-properties fo:page-width="29.7cm" fo:page-height="21cm"
+          style:layout-grid-mode="line" style:layout-grid-base-height="0.55cm" style:layout-grid-ruby-height="0cm"/></style:page-layout>)";
     pkg.masters = R"(<style:master-page style:name="Standard" style:page-layout-name="pm1">
         <style:header><text:p>Head</text:p></style:header><style:header-left><text:p>Left</text:p></style:header-left>
         <style:footer-first><text:p>First</text:p></style:footer-first></style:master-page>
       <style:master-page style:name="Landscape" style:page-layout-name="pm2"><style:footer><text:p>Foot</text:p></style:footer></style:master-page>)";
-    pkg.contentStyles = R"(<style:style style:name="P9" style:family="paragraph" style:master-page-name="Landscape"/>)";
+    pkg.contentStyles = R"(<style:style style:name="P9" style:family="paragraph" style:master-page-name="Landscape">
+        <style:paragraph-properties style:snap-to-layout-grid="false"/></style:style>)";
     pkg.body = R"(<text:p>portrait</text:p><text:p text:style-name="P9">landscape</text:p>)";
     pkg.meta =
         R"(<meta:generator>LibreOffice/7.4</meta:generator><meta:document-statistic meta:page-count="2" meta:paragraph-count="2" meta:word-count="2" meta:character-count="17" meta:non-whitespace-character-count="17"/>)";
@@ -207,9 +209,11 @@ TEST(OdtReader, MasterPagesGiveSectionsHeadersAndFooters)
     ASSERT_TRUE(r.ok()) << r.error;
     const Document& doc = *r.document;
     EXPECT_EQ(visible(doc.mainStory()), "portrait§landscape¶");
+    // The landscape pages' text grid is 0.55 cm (312 twips); its paragraph keeps off it.
+    EXPECT_EQ(describe(doc, "grid"), "portrait§landscape¶[nosnap]");
     // The header's height and spacing lie inside Word's top margin.
     EXPECT_EQ(describeSections(doc), "§9 w11906 h16838 mt1700 mb1134 ml1134 mr1134 hd1134 title H:Head¶ H2:Left¶ "
-                                     "F1:First¶ | §19 w16838 h11906 H^:Head¶"
+                                     "F1:First¶ | §19 w16838 h11906 gridlines312 H^:Head¶"
                                      " H2^:Left¶ F:Foot¶ F1^:First¶");
     EXPECT_TRUE(doc.settings.evenAndOddHeaders);
     EXPECT_EQ(std::tuple(doc.stored.words, doc.stored.charactersWithSpaces, doc.stored.application),
