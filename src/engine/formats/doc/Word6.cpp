@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <string>
 #include <unicode/ucnv.h>
 
@@ -65,7 +66,7 @@ constexpr OldSprm kSprms[] = {
     {142, 1, Size::Fixed, 0x3009}, {143, 1, Size::Fixed, 0x300A}, {144, 2, Size::Fixed, 0x500B},
     {145, 2, Size::Fixed, 0x900C}, {146, 1, Size::Fixed, 0},      {147, 1, Size::Fixed, 0},
     {148, 2, Size::Fixed, 0},      {149, 2, Size::Fixed, 0},      {150, 1, Size::Fixed, 0},
-    {151, 1, Size::Fixed, 0},      {152, 1, Size::Fixed, 0},      {153, 1, Size::Fixed, 0},
+    {151, 1, Size::Fixed, 0},      {152, 1, Size::Fixed, 0},      {153, 1, Size::Fixed, 0x3014},
     {154, 2, Size::Fixed, 0},      {155, 2, Size::Fixed, 0},      {156, 2, Size::Fixed, 0xB017},
     {157, 2, Size::Fixed, 0xB018}, {158, 1, Size::Fixed, 0},      {159, 1, Size::Fixed, 0},
     {160, 2, Size::Fixed, 0},      {161, 2, Size::Fixed, 0},      {162, 1, Size::Fixed, 0x301D},
@@ -144,10 +145,34 @@ FibResult parseWord6Fib(std::string_view wd)
     fib.plcffndRef = pair(0x68);
     fib.plcffndTxt = pair(0x70);
     fib.plcfSed = pair(0x88);
+    fib.plcfHdd = pair(0xB0);
     fib.plcfBteChpx = pair(0xB8);
     fib.plcfBtePapx = pair(0xC0);
+    fib.dop = pair(0x150);
     fib.clx = pair(0x160);
     return r;
+}
+
+std::vector<HeaderSlots> word6HeaderSlots(uint8_t noteSeparators, const std::vector<uint8_t>& sections)
+{
+    // The table holds only the stories a flag names: first the note
+    // separators the document properties name, then each section's headers
+    // and footers in its flags' bit order (even header, odd header, even
+    // footer, odd footer, first-page header, first-page footer), Word 97's
+    // six kinds in Word 97's order.
+    auto ones = [](uint8_t flags) { return std::popcount(static_cast<uint8_t>(flags & 0x3F)); };
+    std::vector<HeaderSlots> slots;
+    slots.reserve(sections.size());
+    int32_t next = ones(noteSeparators);
+    for (const uint8_t flags : sections) {
+        HeaderSlots s;
+        s.fill(-1);
+        for (size_t j = 0; j < s.size(); ++j)
+            if (flags & (1u << j))
+                s[j] = next++;
+        slots.push_back(s);
+    }
+    return slots;
 }
 
 std::string word6Sprms(std::string_view grpprl)

@@ -13,12 +13,26 @@
 
 namespace qm::engine::doc {
 
-/// The Word 6/95 block (nFib 101 to 105) in the Word 97 reader's terms. The
-/// structures laid out as in Word 97 (text, property pages, sections,
-/// footnotes) are located; the ones laid out differently (style sheet, font
-/// table, headers, comments, document properties) are left empty, so their
-/// defaults apply.
+/// The Word 6/95 block (nFib 101 to 105) in the Word 97 reader's terms: the
+/// stories' lengths and where their tables lie in the document stream. The
+/// font table is located by its own readers below; the header table is
+/// located here but laid out differently (see word6HeaderSlots). Comments,
+/// endnotes and text boxes are left empty.
 FibResult parseWord6Fib(std::string_view wordDocument);
+
+/// For one section, the index in the header table of the first character
+/// position of each of its six stories (Word 97's order: even header, odd
+/// header, even footer, odd footer, first-page header, first-page footer);
+/// -1 for a story the section does not have, which it takes over from the
+/// section before.
+using HeaderSlots = std::array<int32_t, 6>;
+
+/// Where each section's headers and footers stand in a Word 6 header table.
+/// Word 97 keeps six entries for every section and six for the note
+/// separators; Word 6 keeps one only for each story a flag names: the note
+/// separators the document properties name (`noteSeparators`, the six low
+/// bits), then per section the stories its section flags name (`sections`).
+std::vector<HeaderSlots> word6HeaderSlots(uint8_t noteSeparators, const std::vector<uint8_t>& sections);
 
 /// A Word 6 list of property modifiers as the Word 97 modifiers with the same
 /// operands; modifiers with no such counterpart are dropped.
