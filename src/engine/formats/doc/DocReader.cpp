@@ -330,7 +330,9 @@ void DocReader::readNotes(const FcLcb& refsWhere, const FcLcb& textsWhere, uint3
     // One reference per note; the text table has a CP more than there are
     // notes, and for footnotes and endnotes one more for the story's closing
     // guard paragraph, which belongs to no note.
-    const size_t elementSize = kind == NoteKind::Comment ? 30 : 2;
+    // A comment's reference carries its author's initials: ten UTF-16
+    // characters in Word 97, ten bytes in Word 6.
+    const size_t elementSize = kind == NoteKind::Comment ? (m_fib.word6 ? 20 : 30) : 2;
     const size_t refCount = refs.size() >= 4 ? (refs.size() - 4) / (4 + elementSize) : 0;
     const size_t textCps = texts.size() / 4;
     const size_t noteCount = std::min(refCount, textCps > 0 ? textCps - 1 : 0);
@@ -357,7 +359,10 @@ void DocReader::readTextBoxes(const FcLcb& where, uint32_t storyStart, uint32_t 
     if (storyLength == 0)
         return;
     const std::string_view plc = tablePart(where, "the text box table");
-    const size_t count = plc.size() >= 4 ? (plc.size() - 4) / 26 : 0;
+    // Word 97 gives each text box 22 bytes of chaining after the positions;
+    // Word 6 keeps the positions alone (its boxes are drawing objects).
+    const size_t entry = m_fib.word6 ? 4 : 26;
+    const size_t count = plc.size() >= 4 ? (plc.size() - 4) / entry : 0;
     std::vector<uint32_t> cps;
     for (size_t i = 0; i <= count; ++i)
         cps.push_back(std::min(u32(plc, 4 * i), storyLength));

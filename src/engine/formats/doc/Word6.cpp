@@ -144,12 +144,20 @@ FibResult parseWord6Fib(std::string_view wd)
     fib.stshf = pair(0x60);
     fib.plcffndRef = pair(0x68);
     fib.plcffndTxt = pair(0x70);
+    fib.plcfandRef = pair(0x78);
+    fib.plcfandTxt = pair(0x80);
     fib.plcfSed = pair(0x88);
     fib.plcfHdd = pair(0xB0);
     fib.plcfBteChpx = pair(0xB8);
     fib.plcfBtePapx = pair(0xC0);
     fib.dop = pair(0x150);
     fib.clx = pair(0x160);
+    // After the four two-byte page counts at 0x188 the pairs are no longer
+    // on multiples of eight; a header written short of them reads as zeros.
+    fib.plcfendRef = pair(0x1D2);
+    fib.plcfendTxt = pair(0x1DA);
+    fib.plcftxbxTxt = pair(0x222);
+    fib.plcfHdrtxbxTxt = pair(0x232);
     return r;
 }
 

@@ -15,9 +15,10 @@ namespace qm::engine::doc {
 
 /// The Word 6/95 block (nFib 101 to 105) in the Word 97 reader's terms: the
 /// stories' lengths and where their tables lie in the document stream. The
-/// font table is located by its own readers below; the header table is
-/// located here but laid out differently (see word6HeaderSlots). Comments,
-/// endnotes and text boxes are left empty.
+/// font table is located by its own readers below. Three tables located here
+/// are laid out differently: the header table (see word6HeaderSlots), the
+/// comment references (20 bytes each) and the text box table (positions
+/// only).
 FibResult parseWord6Fib(std::string_view wordDocument);
 
 /// For one section, the index in the header table of the first character

@@ -1,5 +1,5 @@
-// Word 6 and Word 95 documents: headers and footers and the figures Word
-// stored, each in its Word 6 layout.
+// Word 6 and Word 95 documents: headers and footers, notes, comments, text
+// boxes and the figures Word stored, each in its Word 6 layout.
 #include "../support/Describe.h"
 #include "DocFixture.h"
 #include "engine/formats/Reader.h"
@@ -209,6 +209,60 @@ TEST(Word6Stored, StatisticsFromTheDocumentProperties)
     r = read(d);
     ASSERT_TRUE(r.ok()) << r.error;
     EXPECT_FALSE(r.document->stored.words.has_value());
+}
+
+// Footnotes, endnotes and comments at their Word 6 places, each story
+// after the one before in the text. A comment's reference is 20 bytes there
+// (8-bit initials), 30 in Word 97: read as Word 97's, two references look
+// like one and the second comment is lost.
+TEST(Word6Notes, FootnotesEndnotesAndCommentsAreRead)
+{
+    const std::string main = "A B C D.\r";
+    const std::string foot = "Foot\r\r";
+    const std::string comments = "One\rTwo\r";
+    const std::string end = "End\r\r";
+    Word6Doc d;
+    d.text = main + foot + comments + end;
+    d.ccp = {static_cast<uint32_t>(main.size()),
+             static_cast<uint32_t>(foot.size()),
+             0,
+             0,
+             static_cast<uint32_t>(comments.size()),
+             static_cast<uint32_t>(end.size()),
+             0,
+             0};
+    const std::string comment(20, '\0');
+    d.tables = {{0x68, cps({1, 100}, std::string("\x01\x00", 2))}, // the footnote at cp 1
+                {0x70, cps({0, 5, 6})},
+                {0x78, cps({5, 7, 100}, comment + comment)}, // comments at cps 5 and 7
+                {0x80, cps({0, 4, 8})},
+                {0x1D2, cps({3, 100}, std::string("\x01\x00", 2))}, // the endnote at cp 3
+                {0x1DA, cps({0, 4, 5})}};
+    const ReadResult r = read(d);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describeNotes(*r.document), "foot:Foot¶ | end:End¶ | comment:One¶ | comment:Two¶");
+}
+
+// Word 6 text boxes: the table holds their positions in the text box story
+// and nothing after them; read as Word 97's 26-byte entries, no box was found.
+TEST(Word6TextBoxes, EachPositionStartsABox)
+{
+    const std::string main = "Main\r";
+    const std::string boxes = "First box\rSecond\r\r";
+    Word6Doc d;
+    d.text = main + boxes;
+    d.ccp[0] = static_cast<uint32_t>(main.size());
+    d.ccp[6] = static_cast<uint32_t>(boxes.size());
+    d.tables = {{0x222, cps({0, 10, 17, 18})}};
+    const ReadResult r = read(d);
+    ASSERT_TRUE(r.ok()) << r.error;
+    std::vector<std::string> frames;
+    for (size_t i = 0; i < r.document->stories.size(); ++i)
+        if (r.document->stories[i].type == StoryType::TextFrame)
+            frames.push_back(storyText(*r.document, static_cast<int32_t>(i)));
+    // The last position closes the story's guard paragraph, an empty box as
+    // in Word 97's table.
+    EXPECT_EQ(frames, (std::vector<std::string>{"First box¶", "Second¶", "¶"}));
 }
 
 } // namespace
