@@ -676,9 +676,8 @@ ReadResult DocReader::read()
     const bool havePieces = m_fib.word6 ? word6Pieces(m_wd, m_fib, m_pieces, pieceDiagnostics)
                                         : m_pieces.parse(tablePart(m_fib.clx, "the piece table"), m_wd.size(),
                                                          pieceDiagnostics);
-    // Word 6 text is in the code page of its fonts' character set, or else of its language.
-    const uint16_t fontPage = m_fib.word6 ? word6FontCodePage(m_wd) : 1252;
-    if (const uint16_t page = fontPage != 1252 ? fontPage : word6CodePage(m_fib.lid); m_fib.word6 && page != 1252)
+    // Word 6 text is in the code page its header, fonts or language name.
+    if (const uint16_t page = m_fib.word6 ? word6TextCodePage(m_wd, m_fib) : 1252; page != 1252)
         if (const auto characters = eightBitCharacters(page))
             m_pieces.setEightBitCharacters(*characters);
     for (const Diagnostic& d : pieceDiagnostics)

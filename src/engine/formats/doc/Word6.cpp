@@ -129,6 +129,7 @@ FibResult parseWord6Fib(std::string_view wd)
     fib.nFib = u16(wd, 2);
     fib.word6 = true;
     fib.lid = u16(wd, 6);
+    fib.chse = u16(wd, 0x14);
     const uint16_t flags = u16(wd, 0x0A);
     fib.fComplex = flags & 0x0004;
     fib.fEncrypted = flags & 0x0100;
@@ -388,6 +389,21 @@ uint16_t word6CodePage(uint16_t lid)
         if (language == primary)
             return page;
     return 1252;
+}
+
+uint16_t word6TextCodePage(std::string_view wd, const Fib& fib)
+{
+    const uint16_t fontPage = word6FontCodePage(wd);
+    const uint16_t page = fontPage != 1252 ? fontPage : word6CodePage(fib.lid);
+    if (fib.chse != 256)
+        return page;
+    // Saved by Word 6 for the Macintosh: its fonts say only "Macintosh"
+    // (character set 77), so the language picks the Mac page of its script.
+    static constexpr std::pair<uint16_t, uint16_t> mac[] = {{1250, 10029}, {1251, 10007}, {1253, 10006}, {1254, 10081}};
+    for (const auto& [windows, macintosh] : mac)
+        if (windows == page)
+            return macintosh;
+    return 10000;
 }
 
 std::optional<std::array<char16_t, 256>> eightBitCharacters(uint16_t codePage)

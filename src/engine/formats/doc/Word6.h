@@ -61,8 +61,14 @@ std::string word97StyleSheet(std::string_view stsh);
 /// when there is none.
 uint16_t word6FontCodePage(std::string_view wordDocument);
 
-/// The characters of the 256 bytes of a single-byte Windows code page;
-/// nothing when the page is not known.
+/// The code page of a Word 6 document's 8-bit text: the Macintosh page of
+/// its script when the header's character set says Macintosh (256), else
+/// the page its fonts' character set names, else its language's.
+uint16_t word6TextCodePage(std::string_view wordDocument, const Fib& fib);
+
+/// The characters of the 256 bytes of a single-byte Windows code page (the
+/// Macintosh pages by their Windows numbers, 10000 and on); nothing when the
+/// page is not known.
 std::optional<std::array<char16_t, 256>> eightBitCharacters(uint16_t codePage);
 
 } // namespace qm::engine::doc

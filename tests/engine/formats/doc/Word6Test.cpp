@@ -84,6 +84,32 @@ TEST(Word6, TextIsDecodedInTheDocumentsCodePage)
     }
 }
 
+// Word 6 for the Macintosh says so in the header's character set (256 at
+// 0x14): its text is in the Mac page of its language's script, where 0x8E
+// is é and 0xD2/0xD3 are quotation marks. Read as Windows text they were
+// Ž, Ò and Ó, and the quotes made letters of a word.
+TEST(Word6, MacintoshTextIsDecodedInTheMacPage)
+{
+    struct Case {
+        uint16_t chse;
+        uint16_t lid;
+        const char* expected;
+    } cases[] = {
+        {256, 0x040C, "Cr\u00E9ation \u201Cx\u201D¶"}, // French on a Mac: Mac Roman
+        {0, 0x040C, "Cr\u017Dation \u00D2x\u00D3¶"},   // French on Windows: Windows-1252
+        {256, 0x0419, "Cr\u041Eation \u201Cx\u201D¶"}, // Russian on a Mac: Mac Cyrillic
+        {0, 0x0419, "Cr\u040Bation \u0422x\u0423¶"},   // Russian on Windows: Windows-1251
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.chse) + " " + std::to_string(c.lid));
+        std::string wd = word6Stream("Cr\x8E" "ation \xD2x\xD3\r", c.lid, 104);
+        set16(wd, 0x14, c.chse);
+        const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, ""), c.expected);
+    }
+}
+
 // Word 6 names the text's page in its fonts' character sets: a Russian
 // document written on an English system says so only there (204, Cyrillic).
 TEST(Word6, FontCharacterSetGivesTheCodePage)
