@@ -133,6 +133,7 @@ FibResult parseWord6Fib(std::string_view wd)
     const uint16_t flags = u16(wd, 0x0A);
     fib.fComplex = flags & 0x0004;
     fib.fEncrypted = flags & 0x0100;
+    fib.fExtChar = flags & 0x1000;
     if (fib.fEncrypted) {
         r.error = "password-protected documents cannot be counted";
         return r;
@@ -227,19 +228,25 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         total += n;
     std::vector<Piece> pieces;
     std::vector<std::string> lists;
+    // The header's extended-character flag says the text is UTF-16, two
+    // bytes a character; else every character is one byte.
+    const uint64_t width = fib.fExtChar ? 2 : 1;
     if (!fib.fComplex) {
         // Saved in full: the text stands in one stretch from fcMin on.
-        const uint64_t stored = fib.fcMac > fib.fcMin ? fib.fcMac - fib.fcMin : 0;
-        const uint64_t room = wd.size() > fib.fcMin ? wd.size() - fib.fcMin : 0;
+        const uint64_t stored = fib.fcMac > fib.fcMin ? (fib.fcMac - fib.fcMin) / width : 0;
+        const uint64_t room = wd.size() > fib.fcMin ? (wd.size() - fib.fcMin) / width : 0;
         const uint64_t count = std::min({total, std::max(stored, total), room});
         if (count == 0)
             return false;
-        pieces.push_back(Piece{0, static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX)), fib.fcMin, true, 0});
+        pieces.push_back(
+            Piece{0, static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX)), fib.fcMin, !fib.fExtChar, 0});
         table.assign(std::move(pieces), {});
         return true;
     }
     // Fast-saved: the piece table as in Word 97, its property lists in
-    // Word 6 modifiers, every piece 8-bit at a plain byte offset.
+    // Word 6 modifiers, every piece at a plain byte offset; with UTF-16 text
+    // a piece may still be 8-bit, marked as Word 97 marks it (bit 30 set,
+    // the offset doubled).
     const std::string_view clx = slice(wd, fib.clx.fc, fib.clx.lcb);
     uint64_t pos = 0;
     while (pos < clx.size() && u8(clx, pos) == 1) {
@@ -262,15 +269,20 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         p.fc = u32(plc, 4 * (count + 1) + 8 * i + 2);
         p.prm = u16(plc, 4 * (count + 1) + 8 * i + 6);
         p.compressed = true;
+        if (fib.fExtChar) {
+            p.compressed = p.fc & 0x40000000u;
+            p.fc = p.compressed ? (p.fc & 0x3FFFFFFFu) / 2 : p.fc;
+        }
         if (p.cpEnd <= p.cpStart || p.cpStart < lastEnd)
             continue;
-        if (!fits(wd.size(), p.fc, p.cpEnd - p.cpStart)) {
-            const uint64_t room = p.fc < wd.size() ? wd.size() - p.fc : 0;
+        const uint64_t bytes = uint64_t{p.cpEnd - p.cpStart} * p.bytesPerChar();
+        if (!fits(wd.size(), p.fc, bytes)) {
+            const uint64_t room = p.fc < wd.size() ? (wd.size() - p.fc) / p.bytesPerChar() : 0;
             if (room == 0)
                 continue;
             p.cpEnd = p.cpStart + static_cast<uint32_t>(std::min<uint64_t>(room, p.cpEnd - p.cpStart));
         }
-        storedBytes += p.cpEnd - p.cpStart;
+        storedBytes += uint64_t{p.cpEnd - p.cpStart} * p.bytesPerChar();
         if (storedBytes > wd.size())
             break;
         lastEnd = p.cpEnd;

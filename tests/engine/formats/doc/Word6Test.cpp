@@ -12,6 +12,14 @@ namespace {
 
 using engine::test::describe;
 
+std::string cps(std::initializer_list<uint32_t> values)
+{
+    std::string out;
+    for (uint32_t v : values)
+        put32(out, v);
+    return out;
+}
+
 // A Word 6 document stream as Word 6 saves it in full: the 0x200-byte
 // header, the 8-bit text from fcMin, the character-run index (two-byte page
 // numbers) at 0x300 and one property page at 0x400 whose middle run sets
@@ -107,6 +115,50 @@ TEST(Word6, MacintoshTextIsDecodedInTheMacPage)
         const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
         ASSERT_TRUE(r.ok()) << r.error;
         EXPECT_EQ(describe(*r.document, ""), c.expected);
+    }
+}
+
+// With the header's extended-character flag (0x1000) a Word 95 document
+// keeps its text in UTF-16; fast-saved, a piece with bit 30 of its offset
+// set is still 8-bit, at half that offset, as in Word 97. Read as 8-bit, "Да"
+// was four Latin letters and the text ran on twice as long.
+TEST(Word6, ExtendedCharacterFlagMeansUtf16Text)
+{
+    const std::u16string wide = u"\u0414\u0430 "; // "Да "
+    std::string utf16;
+    for (char16_t c : wide)
+        put16(utf16, c);
+    for (const bool fastSaved : {false, true}) {
+        SCOPED_TRACE(fastSaved ? "fast-saved" : "saved in full");
+        std::string wd(0x400, '\0');
+        set16(wd, 0, 0xA5DC);
+        set16(wd, 2, 104);
+        set16(wd, 6, 0x0409);
+        set16(wd, 0x0A, fastSaved ? 0x1004 : 0x1000);
+        set32(wd, 0x18, 0x300);
+        set32(wd, 0x34, 6);
+        if (!fastSaved) {
+            wd.replace(0x300, 12, utf16 + std::string("o\0k\0\r\0", 6));
+            set32(wd, 0x1C, 0x30C);
+        } else {
+            // "Да " as UTF-16 at 0x300, "ok\r" as 8-bit at 0x310.
+            wd.replace(0x300, 6, utf16);
+            wd.replace(0x310, 3, "ok\r");
+            std::string plc = cps({0, 3, 6});
+            for (const uint32_t fc : {0x300u, (0x310u * 2) | 0x40000000u}) {
+                put16(plc, 0);
+                put32(plc, fc);
+                put16(plc, 0);
+            }
+            std::string clx = "\x02";
+            put32(clx, static_cast<uint32_t>(plc.size()));
+            clx += plc;
+            wd.replace(0x340, clx.size(), clx);
+            set32(wd, 0x160, 0x340), set32(wd, 0x164, static_cast<uint32_t>(clx.size()));
+        }
+        const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, ""), "\u0414\u0430 ok¶");
     }
 }
 
