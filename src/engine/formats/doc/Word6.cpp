@@ -96,8 +96,15 @@ void put16(std::string& out, uint16_t v)
     out.push_back(static_cast<char>(v >> 8));
 }
 
+void set16(std::string& out, uint64_t at, uint16_t v)
+{
+    out[at] = static_cast<char>(v & 0xFF);
+    out[at + 1] = static_cast<char>(v >> 8);
+}
+
 // A Word 6 table definition (cells as 10-byte TCs) as Word 97's (20-byte
-// TCs): the cell edges are kept, each cell keeps its merge flags, borders go.
+// TCs): the cell edges are kept but for cells merged across, each cell keeps
+// its merge flags, borders go.
 std::string word97TableDefinition(std::string_view op)
 {
     std::string out;
@@ -106,6 +113,23 @@ std::string word97TableDefinition(std::string_view op)
     if (!fits(op.size(), 0, edges))
         return out;
     out.append(op.substr(0, edges));
+    // Cells merged into the one before them (fMerged after fFirstMerged)
+    // show as one cell as wide as them all: the first takes their width
+    // and they keep their marks at no width.
+    auto merged = [&](uint8_t cell) { return (u16(op, edges + 10ull * cell) & 0x0002) != 0; };
+    auto first = [&](uint8_t cell) { return (u16(op, edges + 10ull * cell) & 0x0001) != 0; };
+    for (uint8_t i = cells; i-- > 0;) {
+        if (!merged(i))
+            continue;
+        const uint8_t last = i;
+        while (i > 0 && merged(i))
+            --i;
+        if (merged(i) || !first(i))
+            continue; // no cell starts the merge: left as stored
+        const uint16_t right = u16(op, 1 + 2ull * (last + 1));
+        for (uint8_t k = i + 1; k <= last; ++k)
+            set16(out, 1 + 2ull * k, right);
+    }
     for (uint8_t i = 0; i < cells; ++i) {
         put16(out, u16(op, edges + 10ull * i)); // the flags, zero when the TC is absent
         out.append(18, '\0');

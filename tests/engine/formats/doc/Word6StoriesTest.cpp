@@ -3,6 +3,7 @@
 #include "../support/Describe.h"
 #include "DocFixture.h"
 #include "engine/formats/Reader.h"
+#include "engine/formats/doc/Properties.h"
 #include "engine/formats/doc/Word6.h"
 
 #include <gtest/gtest.h>
@@ -263,6 +264,47 @@ TEST(Word6TextBoxes, EachPositionStartsABox)
     // The last position closes the story's guard paragraph, an empty box as
     // in Word 97's table.
     EXPECT_EQ(frames, (std::vector<std::string>{"First box¶", "Second¶", "¶"}));
+}
+
+// A Word 6 row's cells merged across (the first flagged 1, those merged
+// into it 2) show as one cell: read cell by cell, a title row of fourteen
+// merged cells wrapped its title in the first narrow cell, and a one-page
+// price list laid out on five pages. The merged cells keep their marks in
+// the text, so they stay, at no width.
+TEST(Word6Tables, CellsMergedAcrossMakeOneWideCell)
+{
+    struct Case {
+        const char* what;
+        std::vector<uint16_t> flags;
+        std::vector<Twips> widths;
+    } cases[] = {
+        {"no merge", {0, 0, 0, 0}, {100, 200, 300, 400}},
+        {"the first three merged", {1, 2, 2, 0}, {600, 0, 0, 400}},
+        {"a merge in the middle", {0, 1, 2, 0}, {100, 500, 0, 400}},
+        {"two merges", {1, 2, 1, 2}, {300, 0, 700, 0}},
+        {"merged cells with no first are left alone", {0, 2, 2, 0}, {100, 200, 300, 400}},
+        {"a cell flagged both continues the merge", {1, 3, 2, 0}, {600, 0, 0, 400}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        // Modifier 190: a two-byte length, the cell count, the five edges at
+        // 0, 100, 300, 600 and 1000, then each cell's ten bytes.
+        std::string op = "\x04";
+        for (const uint16_t edge : {0, 100, 300, 600, 1000})
+            put16(op, edge);
+        for (const uint16_t f : c.flags) {
+            put16(op, f);
+            op.append(8, '\0');
+        }
+        std::string grpprl = "\xBE";
+        put16(grpprl, static_cast<uint16_t>(op.size()));
+        Pap pap;
+        applyPapx(pap, word6Sprms(grpprl + op));
+        std::vector<Twips> widths;
+        for (const TableCellFormat& cell : pap.row.cells)
+            widths.push_back(cell.width);
+        EXPECT_EQ(widths, c.widths);
+    }
 }
 
 } // namespace
