@@ -111,7 +111,7 @@ private:
     /// Word 6: per entry of the section table, which headers and footers it
     /// has, and the section it became (-1: folded into the next).
     std::vector<std::pair<uint8_t, int32_t>> m_headerFlags;
-    uint8_t m_noteSeparatorFlags = 0;   // Word 6: which note separators the header table holds
+    uint8_t m_noteSeparatorFlags = 0; ///< Word 6: which note separators the header table holds
     std::map<uint32_t, InlineObject> m_shapes; // by the cp of their anchor
     std::map<uint32_t, int32_t> m_noteRefs;    // note index by the cp of its reference
 

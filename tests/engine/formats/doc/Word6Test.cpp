@@ -12,14 +12,6 @@ namespace {
 
 using engine::test::describe;
 
-std::string cps(std::initializer_list<uint32_t> values)
-{
-    std::string out;
-    for (uint32_t v : values)
-        put32(out, v);
-    return out;
-}
-
 // A Word 6 document stream as Word 6 saves it in full: the 0x200-byte
 // header, the 8-bit text from fcMin, the character-run index (two-byte page
 // numbers) at 0x300 and one property page at 0x400 whose middle run sets
@@ -73,92 +65,28 @@ TEST(Word6, ReadsTextAndOneByteModifiers)
 
 // 8-bit text is in the code page of the document's language: the same
 // bytes are Cyrillic in a Russian document and Latin in an English one.
+// Word 6 for the Macintosh says so in the header's character set (256 at
+// 0x14), and its text is in the Mac page of the language's script.
 TEST(Word6, TextIsDecodedInTheDocumentsCodePage)
 {
     struct Case {
         uint16_t lid;
         const char* expected;
+        uint16_t chse = 0;
     } cases[] = {
-        {0x0409, "Hello \u00CF\u00F0\u00E8¶"}, // English: Windows-1252
-        {0x0419, "Hello \u041F\u0440\u0438¶"}, // Russian: Windows-1251
-        {0x0405, "Hello \u010E\u0111\u010D¶"}, // Czech: Windows-1250
+        {0x0409, "Hello \u00CF\u00F0\u00E8¶"},      // English: Windows-1252
+        {0x0419, "Hello \u041F\u0440\u0438¶"},      // Russian: Windows-1251
+        {0x0405, "Hello \u010E\u0111\u010D¶"},      // Czech: Windows-1250
+        {0x040C, "Hello \u0153\uF8FF\u00CB¶", 256}, // French on a Mac: Mac Roman
+        {0x0419, "Hello \u0455\u0440\u0438¶", 256}, // Russian on a Mac: Mac Cyrillic
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.lid);
-        const ReadResult r =
-            readDoc(buildCompoundFile({{u"WordDocument", word6Stream("Hello \xCF\xF0\xE8\r", c.lid, 104)}}), {});
-        ASSERT_TRUE(r.ok()) << r.error;
-        EXPECT_EQ(describe(*r.document, ""), c.expected);
-    }
-}
-
-// Word 6 for the Macintosh says so in the header's character set (256 at
-// 0x14): its text is in the Mac page of its language's script, where 0x8E
-// is é and 0xD2/0xD3 are quotation marks. Read as Windows text they were
-// Ž, Ò and Ó, and the quotes made letters of a word.
-TEST(Word6, MacintoshTextIsDecodedInTheMacPage)
-{
-    struct Case {
-        uint16_t chse;
-        uint16_t lid;
-        const char* expected;
-    } cases[] = {
-        {256, 0x040C, "Cr\u00E9ation \u201Cx\u201D¶"}, // French on a Mac: Mac Roman
-        {0, 0x040C, "Cr\u017Dation \u00D2x\u00D3¶"},   // French on Windows: Windows-1252
-        {256, 0x0419, "Cr\u041Eation \u201Cx\u201D¶"}, // Russian on a Mac: Mac Cyrillic
-        {0, 0x0419, "Cr\u040Bation \u0422x\u0423¶"},   // Russian on Windows: Windows-1251
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::to_string(c.chse) + " " + std::to_string(c.lid));
-        std::string wd = word6Stream("Cr\x8E" "ation \xD2x\xD3\r", c.lid, 104);
+        std::string wd = word6Stream("Hello \xCF\xF0\xE8\r", c.lid, 104);
         set16(wd, 0x14, c.chse);
         const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
         ASSERT_TRUE(r.ok()) << r.error;
         EXPECT_EQ(describe(*r.document, ""), c.expected);
-    }
-}
-
-// With the header's extended-character flag (0x1000) a Word 95 document
-// keeps its text in UTF-16; fast-saved, a piece with bit 30 of its offset
-// set is still 8-bit, at half that offset, as in Word 97. Read as 8-bit, "Да"
-// was four Latin letters and the text ran on twice as long.
-TEST(Word6, ExtendedCharacterFlagMeansUtf16Text)
-{
-    const std::u16string wide = u"\u0414\u0430 "; // "Да "
-    std::string utf16;
-    for (char16_t c : wide)
-        put16(utf16, c);
-    for (const bool fastSaved : {false, true}) {
-        SCOPED_TRACE(fastSaved ? "fast-saved" : "saved in full");
-        std::string wd(0x400, '\0');
-        set16(wd, 0, 0xA5DC);
-        set16(wd, 2, 104);
-        set16(wd, 6, 0x0409);
-        set16(wd, 0x0A, fastSaved ? 0x1004 : 0x1000);
-        set32(wd, 0x18, 0x300);
-        set32(wd, 0x34, 6);
-        if (!fastSaved) {
-            wd.replace(0x300, 12, utf16 + std::string("o\0k\0\r\0", 6));
-            set32(wd, 0x1C, 0x30C);
-        } else {
-            // "Да " as UTF-16 at 0x300, "ok\r" as 8-bit at 0x310.
-            wd.replace(0x300, 6, utf16);
-            wd.replace(0x310, 3, "ok\r");
-            std::string plc = cps({0, 3, 6});
-            for (const uint32_t fc : {0x300u, (0x310u * 2) | 0x40000000u}) {
-                put16(plc, 0);
-                put32(plc, fc);
-                put16(plc, 0);
-            }
-            std::string clx = "\x02";
-            put32(clx, static_cast<uint32_t>(plc.size()));
-            clx += plc;
-            wd.replace(0x340, clx.size(), clx);
-            set32(wd, 0x160, 0x340), set32(wd, 0x164, static_cast<uint32_t>(clx.size()));
-        }
-        const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
-        ASSERT_TRUE(r.ok()) << r.error;
-        EXPECT_EQ(describe(*r.document, ""), "\u0414\u0430 ok¶");
     }
 }
 
