@@ -108,6 +108,10 @@ private:
     std::vector<SectionFormat> m_sectionFormats;
     std::vector<uint32_t> m_sectionEnds;
     std::vector<HeaderFooterRefs> m_sectionRefs;
+    /// Word 6: per entry of the section table, which headers and footers it
+    /// has, and the section it became (-1: folded into the next).
+    std::vector<std::pair<uint8_t, int32_t>> m_headerFlags;
+    uint8_t m_noteSeparatorFlags = 0; ///< Word 6: which note separators the header table holds
     std::map<uint32_t, InlineObject> m_shapes; // by the cp of their anchor
     std::map<uint32_t, int32_t> m_noteRefs;    // note index by the cp of its reference
 
@@ -202,17 +206,26 @@ void DocReader::readSections()
     for (size_t i = 0; i < count && i < m_options.limits.maxSections; ++i) {
         const uint32_t end = u32(plc, 4 * (i + 1));
         SectionFormat format = defaultSectionFormat();
+        uint8_t headerFlags = 0;
         const uint32_t fcSepx = u32(plc, 4 * (count + 1) + 12 * i + 2);
         if (fcSepx != 0xFFFFFFFFu) {
             const uint16_t cb = u16(m_wd, fcSepx);
             const std::string_view stored = slice(m_wd, uint64_t(fcSepx) + 2, cb);
             const std::string sepx = m_fib.word6 ? word6Sprms(stored) : std::string(stored);
-            forEachSprm(sepx, [&](uint16_t sprm, std::string_view op) { applySepSprm(format, sprm, op); });
+            forEachSprm(sepx, [&](uint16_t sprm, std::string_view op) {
+                applySepSprm(format, sprm, op);
+                if (sprm == 0x3014) // which headers and footers the section has
+                    headerFlags = u8(op, 0);
+            });
         }
         // Sections must move forward through the main story; a bad entry is
-        // folded into the next.
-        if (!m_sectionEnds.empty() && end <= m_sectionEnds.back())
+        // folded into the next (its Word 6 header stories still take their
+        // places in the header table).
+        if (!m_sectionEnds.empty() && end <= m_sectionEnds.back()) {
+            m_headerFlags.emplace_back(headerFlags, -1);
             continue;
+        }
+        m_headerFlags.emplace_back(headerFlags, static_cast<int32_t>(m_sectionFormats.size()));
         m_sectionFormats.push_back(format);
         m_sectionEnds.push_back(std::min(end, mainEnd));
         if (end >= mainEnd)
@@ -232,6 +245,7 @@ void DocReader::readStoredStatistics()
         return;
     DocumentSettings& settings = m_builder.settings();
     settings.evenAndOddHeaders = u16(dop, 0) & 1;
+    m_noteSeparatorFlags = u8(dop, 1); // grpfIhdt
     const uint16_t tab = u16(dop, 10);
     if (tab > 0)
         settings.defaultTabStop = tab;
@@ -260,9 +274,28 @@ void DocReader::readHeaders()
     static constexpr StoryType types[6] = {StoryType::EvenPagesHeader, StoryType::PrimaryHeader,
                                            StoryType::EvenPagesFooter, StoryType::PrimaryFooter,
                                            StoryType::FirstPageHeader, StoryType::FirstPageFooter};
+    // Each section's stories by their first entry in the table: Word 97
+    // keeps six for every section after six for the note separators.
+    std::vector<HeaderSlots> slots;
+    if (m_fib.word6) {
+        std::vector<uint8_t> flags;
+        for (const auto& [f, section] : m_headerFlags)
+            flags.push_back(f);
+        const std::vector<HeaderSlots> all = word6HeaderSlots(m_noteSeparatorFlags, flags);
+        slots.assign(m_sectionRefs.size(), HeaderSlots{-1, -1, -1, -1, -1, -1});
+        for (size_t i = 0; i < all.size(); ++i)
+            if (const int32_t section = m_headerFlags[i].second; section >= 0 && size_t(section) < slots.size())
+                slots[size_t(section)] = all[i];
+    } else {
+        for (size_t s = 0; s < m_sectionRefs.size(); ++s)
+            slots.push_back({int32_t(6 + 6 * s), int32_t(7 + 6 * s), int32_t(8 + 6 * s), int32_t(9 + 6 * s),
+                             int32_t(10 + 6 * s), int32_t(11 + 6 * s)});
+    }
     for (size_t s = 0; s < m_sectionRefs.size(); ++s) {
         for (size_t j = 0; j < 6; ++j) {
-            const size_t k = 6 + 6 * s + j;
+            if (slots[s][j] < 0)
+                continue; // a Word 6 section without this story: the previous section's shows
+            const size_t k = static_cast<size_t>(slots[s][j]);
             if (k + 1 >= cps)
                 return;
             const uint32_t a = u32(plc, 4 * k);
@@ -297,7 +330,9 @@ void DocReader::readNotes(const FcLcb& refsWhere, const FcLcb& textsWhere, uint3
     // One reference per note; the text table has a CP more than there are
     // notes, and for footnotes and endnotes one more for the story's closing
     // guard paragraph, which belongs to no note.
-    const size_t elementSize = kind == NoteKind::Comment ? 30 : 2;
+    // A comment's reference carries its author's initials: ten UTF-16
+    // characters in Word 97, ten bytes in Word 6.
+    const size_t elementSize = kind == NoteKind::Comment ? (m_fib.word6 ? 20 : 30) : 2;
     const size_t refCount = refs.size() >= 4 ? (refs.size() - 4) / (4 + elementSize) : 0;
     const size_t textCps = texts.size() / 4;
     const size_t noteCount = std::min(refCount, textCps > 0 ? textCps - 1 : 0);
@@ -324,7 +359,10 @@ void DocReader::readTextBoxes(const FcLcb& where, uint32_t storyStart, uint32_t 
     if (storyLength == 0)
         return;
     const std::string_view plc = tablePart(where, "the text box table");
-    const size_t count = plc.size() >= 4 ? (plc.size() - 4) / 26 : 0;
+    // Word 97 gives each text box 22 bytes of chaining after the positions;
+    // Word 6 keeps the positions alone (its boxes are drawing objects).
+    const size_t entry = m_fib.word6 ? 4 : 26;
+    const size_t count = plc.size() >= 4 ? (plc.size() - 4) / entry : 0;
     std::vector<uint32_t> cps;
     for (size_t i = 0; i <= count; ++i)
         cps.push_back(std::min(u32(plc, 4 * i), storyLength));
@@ -638,9 +676,8 @@ ReadResult DocReader::read()
     const bool havePieces = m_fib.word6 ? word6Pieces(m_wd, m_fib, m_pieces, pieceDiagnostics)
                                         : m_pieces.parse(tablePart(m_fib.clx, "the piece table"), m_wd.size(),
                                                          pieceDiagnostics);
-    // Word 6 text is in the code page of its fonts' character set, or else of its language.
-    const uint16_t fontPage = m_fib.word6 ? word6FontCodePage(m_wd) : 1252;
-    if (const uint16_t page = fontPage != 1252 ? fontPage : word6CodePage(m_fib.lid); m_fib.word6 && page != 1252)
+    // Word 6 text is in the code page its header, fonts or language name.
+    if (const uint16_t page = m_fib.word6 ? word6TextCodePage(m_wd, m_fib) : 1252; page != 1252)
         if (const auto characters = eightBitCharacters(page))
             m_pieces.setEightBitCharacters(*characters);
     for (const Diagnostic& d : pieceDiagnostics)

@@ -22,7 +22,9 @@ struct Fib {
     bool fObfuscated = false;
     bool fWhichTblStm = false; ///< true: the table stream is "1Table"
     bool word6 = false;        ///< a Word 6 or Word 95 document: its structures lie in the document stream
+    bool fExtChar = false;     ///< Word 6: the text is stored two bytes a character (UTF-16)
     uint16_t lid = 0;          ///< the document's language
+    uint16_t chse = 0;         ///< Word 6: the 8-bit text's character set, 256 for the Macintosh's
     uint32_t fcMin = 0;        ///< where the text starts when it is stored in one stretch
     uint32_t fcMac = 0;
 

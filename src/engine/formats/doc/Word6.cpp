@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <string>
 #include <unicode/ucnv.h>
 
@@ -65,7 +66,7 @@ constexpr OldSprm kSprms[] = {
     {142, 1, Size::Fixed, 0x3009}, {143, 1, Size::Fixed, 0x300A}, {144, 2, Size::Fixed, 0x500B},
     {145, 2, Size::Fixed, 0x900C}, {146, 1, Size::Fixed, 0},      {147, 1, Size::Fixed, 0},
     {148, 2, Size::Fixed, 0},      {149, 2, Size::Fixed, 0},      {150, 1, Size::Fixed, 0},
-    {151, 1, Size::Fixed, 0},      {152, 1, Size::Fixed, 0},      {153, 1, Size::Fixed, 0},
+    {151, 1, Size::Fixed, 0},      {152, 1, Size::Fixed, 0},      {153, 1, Size::Fixed, 0x3014},
     {154, 2, Size::Fixed, 0},      {155, 2, Size::Fixed, 0},      {156, 2, Size::Fixed, 0xB017},
     {157, 2, Size::Fixed, 0xB018}, {158, 1, Size::Fixed, 0},      {159, 1, Size::Fixed, 0},
     {160, 2, Size::Fixed, 0},      {161, 2, Size::Fixed, 0},      {162, 1, Size::Fixed, 0x301D},
@@ -95,8 +96,15 @@ void put16(std::string& out, uint16_t v)
     out.push_back(static_cast<char>(v >> 8));
 }
 
+void set16(std::string& out, uint64_t at, uint16_t v)
+{
+    out[at] = static_cast<char>(v & 0xFF);
+    out[at + 1] = static_cast<char>(v >> 8);
+}
+
 // A Word 6 table definition (cells as 10-byte TCs) as Word 97's (20-byte
-// TCs): the cell edges are kept, each cell keeps its merge flags, borders go.
+// TCs): the cell edges are kept but for cells merged across, each cell keeps
+// its merge flags, borders go.
 std::string word97TableDefinition(std::string_view op)
 {
     std::string out;
@@ -105,6 +113,23 @@ std::string word97TableDefinition(std::string_view op)
     if (!fits(op.size(), 0, edges))
         return out;
     out.append(op.substr(0, edges));
+    // Cells merged into the one before them (fMerged after fFirstMerged)
+    // show as one cell as wide as them all: the first takes their width
+    // and they keep their marks at no width.
+    auto merged = [&](uint8_t cell) { return (u16(op, edges + 10ull * cell) & 0x0002) != 0; };
+    auto first = [&](uint8_t cell) { return (u16(op, edges + 10ull * cell) & 0x0001) != 0; };
+    for (uint8_t i = cells; i-- > 0;) {
+        if (!merged(i))
+            continue;
+        const uint8_t last = i;
+        while (i > 0 && merged(i))
+            --i;
+        if (merged(i) || !first(i))
+            continue; // no cell starts the merge: left as stored
+        const uint16_t right = u16(op, 1 + 2ull * (last + 1));
+        for (uint8_t k = i + 1; k <= last; ++k)
+            set16(out, 1 + 2ull * k, right);
+    }
     for (uint8_t i = 0; i < cells; ++i) {
         put16(out, u16(op, edges + 10ull * i)); // the flags, zero when the TC is absent
         out.append(18, '\0');
@@ -128,9 +153,11 @@ FibResult parseWord6Fib(std::string_view wd)
     fib.nFib = u16(wd, 2);
     fib.word6 = true;
     fib.lid = u16(wd, 6);
+    fib.chse = u16(wd, 0x14);
     const uint16_t flags = u16(wd, 0x0A);
     fib.fComplex = flags & 0x0004;
     fib.fEncrypted = flags & 0x0100;
+    fib.fExtChar = flags & 0x1000;
     if (fib.fEncrypted) {
         r.error = "password-protected documents cannot be counted";
         return r;
@@ -143,11 +170,43 @@ FibResult parseWord6Fib(std::string_view wd)
     fib.stshf = pair(0x60);
     fib.plcffndRef = pair(0x68);
     fib.plcffndTxt = pair(0x70);
+    fib.plcfandRef = pair(0x78);
+    fib.plcfandTxt = pair(0x80);
     fib.plcfSed = pair(0x88);
+    fib.plcfHdd = pair(0xB0);
     fib.plcfBteChpx = pair(0xB8);
     fib.plcfBtePapx = pair(0xC0);
+    fib.dop = pair(0x150);
     fib.clx = pair(0x160);
+    // After the four two-byte page counts at 0x188 the pairs are no longer
+    // on multiples of eight; a header written short of them reads as zeros.
+    fib.plcfendRef = pair(0x1D2);
+    fib.plcfendTxt = pair(0x1DA);
+    fib.plcftxbxTxt = pair(0x222);
+    fib.plcfHdrtxbxTxt = pair(0x232);
     return r;
+}
+
+std::vector<HeaderSlots> word6HeaderSlots(uint8_t noteSeparators, const std::vector<uint8_t>& sections)
+{
+    // The table holds only the stories a flag names: first the note
+    // separators the document properties name, then each section's headers
+    // and footers in its flags' bit order (even header, odd header, even
+    // footer, odd footer, first-page header, first-page footer), Word 97's
+    // six kinds in Word 97's order.
+    auto ones = [](uint8_t flags) { return std::popcount(static_cast<uint8_t>(flags & 0x3F)); };
+    std::vector<HeaderSlots> slots;
+    slots.reserve(sections.size());
+    int32_t next = ones(noteSeparators);
+    for (const uint8_t flags : sections) {
+        HeaderSlots s;
+        s.fill(-1);
+        for (size_t j = 0; j < s.size(); ++j)
+            if (flags & (1u << j))
+                s[j] = next++;
+        slots.push_back(s);
+    }
+    return slots;
 }
 
 std::string word6Sprms(std::string_view grpprl)
@@ -193,19 +252,25 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         total += n;
     std::vector<Piece> pieces;
     std::vector<std::string> lists;
+    // The header's extended-character flag says the text is UTF-16, two
+    // bytes a character; else every character is one byte.
+    const uint64_t width = fib.fExtChar ? 2 : 1;
     if (!fib.fComplex) {
         // Saved in full: the text stands in one stretch from fcMin on.
-        const uint64_t stored = fib.fcMac > fib.fcMin ? fib.fcMac - fib.fcMin : 0;
-        const uint64_t room = wd.size() > fib.fcMin ? wd.size() - fib.fcMin : 0;
+        const uint64_t stored = fib.fcMac > fib.fcMin ? (fib.fcMac - fib.fcMin) / width : 0;
+        const uint64_t room = wd.size() > fib.fcMin ? (wd.size() - fib.fcMin) / width : 0;
         const uint64_t count = std::min({total, std::max(stored, total), room});
         if (count == 0)
             return false;
-        pieces.push_back(Piece{0, static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX)), fib.fcMin, true, 0});
+        pieces.push_back(
+            Piece{0, static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX)), fib.fcMin, !fib.fExtChar, 0});
         table.assign(std::move(pieces), {});
         return true;
     }
     // Fast-saved: the piece table as in Word 97, its property lists in
-    // Word 6 modifiers, every piece 8-bit at a plain byte offset.
+    // Word 6 modifiers, every piece at a plain byte offset; with UTF-16 text
+    // a piece may still be 8-bit, marked as Word 97 marks it (bit 30 set,
+    // the offset doubled).
     const std::string_view clx = slice(wd, fib.clx.fc, fib.clx.lcb);
     uint64_t pos = 0;
     while (pos < clx.size() && u8(clx, pos) == 1) {
@@ -228,15 +293,20 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         p.fc = u32(plc, 4 * (count + 1) + 8 * i + 2);
         p.prm = u16(plc, 4 * (count + 1) + 8 * i + 6);
         p.compressed = true;
+        if (fib.fExtChar) {
+            p.compressed = p.fc & 0x40000000u;
+            p.fc = p.compressed ? (p.fc & 0x3FFFFFFFu) / 2 : p.fc;
+        }
         if (p.cpEnd <= p.cpStart || p.cpStart < lastEnd)
             continue;
-        if (!fits(wd.size(), p.fc, p.cpEnd - p.cpStart)) {
-            const uint64_t room = p.fc < wd.size() ? wd.size() - p.fc : 0;
+        const uint64_t bytes = uint64_t{p.cpEnd - p.cpStart} * p.bytesPerChar();
+        if (!fits(wd.size(), p.fc, bytes)) {
+            const uint64_t room = p.fc < wd.size() ? (wd.size() - p.fc) / p.bytesPerChar() : 0;
             if (room == 0)
                 continue;
             p.cpEnd = p.cpStart + static_cast<uint32_t>(std::min<uint64_t>(room, p.cpEnd - p.cpStart));
         }
-        storedBytes += p.cpEnd - p.cpStart;
+        storedBytes += uint64_t{p.cpEnd - p.cpStart} * p.bytesPerChar();
         if (storedBytes > wd.size())
             break;
         lastEnd = p.cpEnd;
@@ -355,6 +425,21 @@ uint16_t word6CodePage(uint16_t lid)
         if (language == primary)
             return page;
     return 1252;
+}
+
+uint16_t word6TextCodePage(std::string_view wd, const Fib& fib)
+{
+    const uint16_t fontPage = word6FontCodePage(wd);
+    const uint16_t page = fontPage != 1252 ? fontPage : word6CodePage(fib.lid);
+    if (fib.chse != 256)
+        return page;
+    // Saved by Word 6 for the Macintosh: its fonts say only "Macintosh"
+    // (character set 77), so the language picks the Mac page of its script.
+    static constexpr std::pair<uint16_t, uint16_t> mac[] = {{1250, 10029}, {1251, 10007}, {1253, 10006}, {1254, 10081}};
+    for (const auto& [windows, macintosh] : mac)
+        if (windows == page)
+            return macintosh;
+    return 10000;
 }
 
 std::optional<std::array<char16_t, 256>> eightBitCharacters(uint16_t codePage)

@@ -65,20 +65,26 @@ TEST(Word6, ReadsTextAndOneByteModifiers)
 
 // 8-bit text is in the code page of the document's language: the same
 // bytes are Cyrillic in a Russian document and Latin in an English one.
+// Word 6 for the Macintosh says so in the header's character set (256 at
+// 0x14), and its text is in the Mac page of the language's script.
 TEST(Word6, TextIsDecodedInTheDocumentsCodePage)
 {
     struct Case {
         uint16_t lid;
         const char* expected;
+        uint16_t chse = 0;
     } cases[] = {
-        {0x0409, "Hello \u00CF\u00F0\u00E8¶"}, // English: Windows-1252
-        {0x0419, "Hello \u041F\u0440\u0438¶"}, // Russian: Windows-1251
-        {0x0405, "Hello \u010E\u0111\u010D¶"}, // Czech: Windows-1250
+        {0x0409, "Hello \u00CF\u00F0\u00E8¶"},      // English: Windows-1252
+        {0x0419, "Hello \u041F\u0440\u0438¶"},      // Russian: Windows-1251
+        {0x0405, "Hello \u010E\u0111\u010D¶"},      // Czech: Windows-1250
+        {0x040C, "Hello \u0153\uF8FF\u00CB¶", 256}, // French on a Mac: Mac Roman
+        {0x0419, "Hello \u0455\u0440\u0438¶", 256}, // Russian on a Mac: Mac Cyrillic
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.lid);
-        const ReadResult r =
-            readDoc(buildCompoundFile({{u"WordDocument", word6Stream("Hello \xCF\xF0\xE8\r", c.lid, 104)}}), {});
+        std::string wd = word6Stream("Hello \xCF\xF0\xE8\r", c.lid, 104);
+        set16(wd, 0x14, c.chse);
+        const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
         ASSERT_TRUE(r.ok()) << r.error;
         EXPECT_EQ(describe(*r.document, ""), c.expected);
     }
