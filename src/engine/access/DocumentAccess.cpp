@@ -340,7 +340,9 @@ StatisticOutcome DocumentAccess::builtInProperty(BuiltInProperty property) const
     case BuiltInProperty::CharactersWithSpaces:
     case BuiltInProperty::Words:
     case BuiltInProperty::Paragraphs: {
-        const WordStatistics stats = computeWordStatistics(*m_document);
+        if (!m_statistics)
+            m_statistics = computeWordStatistics(*m_document);
+        const WordStatistics& stats = *m_statistics;
         outcome.value = property == BuiltInProperty::Characters             ? stats.characters
                         : property == BuiltInProperty::CharactersWithSpaces ? stats.charactersWithSpaces
                         : property == BuiltInProperty::Words                ? stats.words
@@ -483,7 +485,7 @@ void DocumentAccess::edit(size_t story, const std::vector<StoryEdit>& edits)
         step.restores.push_back(r);
     }
     m_document->applyEdits(story, edits);
-    m_laidOut.clear();
+    forgetFigures();
     m_undo.push_back(std::move(step));
 }
 
@@ -518,7 +520,7 @@ bool DocumentAccess::undo(int times)
             } while (run < endOfOriginal);
         }
         m_document->applyEdits(step.story, edits);
-        m_laidOut.clear();
+        forgetFigures();
         if (step.story == 0 && step.sectionEnds.size() == m_document->sections.size())
             for (size_t k = 0; k < step.sectionEnds.size(); ++k)
                 m_document->sections[k].end = step.sectionEnds[k];

@@ -3,6 +3,7 @@
 
 #include "engine/access/FindPattern.h"
 #include "engine/access/LayoutProvider.h"
+#include "engine/access/WordStatistics.h"
 #include "engine/model/Document.h"
 
 #include <array>
@@ -232,7 +233,7 @@ public:
     void setLayoutProvider(LayoutProvider* layout)
     {
         m_layout = layout;
-        m_laidOut.clear();
+        forgetFigures();
     }
 
     /// Undoes the last `times` edits, restoring text and formatting exactly.
@@ -278,6 +279,14 @@ private:
     /// clears them, so a question asked twice of an unchanged document is
     /// laid out once.
     mutable std::map<size_t, LayoutFigures> m_laidOut;
+    /// The main story's Word Count figures, kept until the next edit: the
+    /// words, characters and paragraphs are usually asked for in turn.
+    mutable std::optional<WordStatistics> m_statistics;
+    void forgetFigures() const
+    {
+        m_laidOut.clear();
+        m_statistics.reset();
+    }
     const LayoutFigures& laidOut(size_t story) const;
     /// One past the last character of the laid-out line holding pos; nullopt
     /// when the layout cannot tell (the caller then uses the paragraph).

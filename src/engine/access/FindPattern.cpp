@@ -677,11 +677,19 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
         return at < to ? static_cast<uint32_t>(at) : to;
     };
 
-    // One character test: the patterns counting uses most. Scan directly.
+    // One character test: the patterns counting uses most. Scan directly;
+    // below the surrogates a character is one unit and needs no pair checks.
     if (m_program.size() == 2 && m_program[0].op == Op::Test) {
+        const Test& test = m_program[0].test;
         for (uint32_t i = candidate(from); i < to;) {
+            if (const char16_t c = text[i]; c < 0xD800) [[likely]] {
+                if (c != Ch::CellEnd && (!s.allowedFormats || allowedFormat(i)) && passes(test, s, i, to))
+                    return single(i, i + 1);
+                i = candidate(i + 1);
+                continue;
+            }
             const uint32_t units = width(i);
-            if (eligible(i) && passes(m_program[0].test, s, i, to))
+            if (eligible(i) && passes(test, s, i, to))
                 return single(i, i + units);
             i = candidate(i + units);
         }

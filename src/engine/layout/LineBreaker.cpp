@@ -90,6 +90,8 @@ bool breakAllowedAfter(char16_t previous, char16_t c, char16_t next)
         return next != Ch::Space && next != Ch::NoBreakSpace;
     default: break;
     }
+    if (c < 0x2E80 && next < 0x2E80)
+        return false; // no East Asian character on either side: Latin text breaks at spaces
     if (c >= 0xD800 && c <= 0xDBFF)
         return false; // never inside a surrogate pair
     const bool here = isEastAsianBreakable(c) || (c >= 0xDC00 && c <= 0xDFFF && isSupplementaryIdeographLead(previous));
