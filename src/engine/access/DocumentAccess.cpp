@@ -340,9 +340,12 @@ StatisticOutcome DocumentAccess::builtInProperty(BuiltInProperty property) const
     case BuiltInProperty::CharactersWithSpaces:
     case BuiltInProperty::Words:
     case BuiltInProperty::Paragraphs: {
-        if (!m_statistics)
-            m_statistics = computeWordStatistics(*m_document);
-        const WordStatistics& stats = *m_statistics;
+        auto it = m_statistics.find(m_revision);
+        if (it == m_statistics.end()) {
+            boundFigures();
+            it = m_statistics.emplace(m_revision, computeWordStatistics(*m_document)).first;
+        }
+        const WordStatistics& stats = it->second;
         outcome.value = property == BuiltInProperty::Characters             ? stats.characters
                         : property == BuiltInProperty::CharactersWithSpaces ? stats.charactersWithSpaces
                         : property == BuiltInProperty::Words                ? stats.words
@@ -397,9 +400,11 @@ std::optional<uint32_t> DocumentAccess::laidOutLineEnd(size_t story, uint32_t po
 
 const LayoutFigures& DocumentAccess::laidOut(size_t story) const
 {
-    auto it = m_laidOut.find(story);
-    if (it == m_laidOut.end())
-        it = m_laidOut.emplace(story, m_layout->measure(*m_document, story)).first;
+    auto it = m_laidOut.find({m_revision, story});
+    if (it == m_laidOut.end()) {
+        boundFigures();
+        it = m_laidOut.emplace(std::pair{m_revision, story}, m_layout->measure(*m_document, story)).first;
+    }
     return it->second;
 }
 
@@ -485,7 +490,8 @@ void DocumentAccess::edit(size_t story, const std::vector<StoryEdit>& edits)
         step.restores.push_back(r);
     }
     m_document->applyEdits(story, edits);
-    forgetFigures();
+    step.revisionBefore = m_revision;
+    m_revision = ++m_lastRevision;
     m_undo.push_back(std::move(step));
 }
 
@@ -520,7 +526,7 @@ bool DocumentAccess::undo(int times)
             } while (run < endOfOriginal);
         }
         m_document->applyEdits(step.story, edits);
-        forgetFigures();
+        m_revision = step.revisionBefore;
         if (step.story == 0 && step.sectionEnds.size() == m_document->sections.size())
             for (size_t k = 0; k < step.sectionEnds.size(); ++k)
                 m_document->sections[k].end = step.sectionEnds[k];

@@ -233,7 +233,7 @@ public:
     void setLayoutProvider(LayoutProvider* layout)
     {
         m_layout = layout;
-        forgetFigures();
+        m_laidOut.clear();
     }
 
     /// Undoes the last `times` edits, restoring text and formatting exactly.
@@ -262,6 +262,7 @@ private:
         std::u16string text;
         std::vector<CharAttr> attrs;
         std::vector<uint32_t> sectionEnds; // main story only
+        uint64_t revisionBefore = 0;       // the document's revision the step undoes to
     };
 
     bool validStory(int32_t story) const { return story >= 0 && static_cast<size_t>(story) < m_document->stories.size(); }
@@ -275,17 +276,25 @@ private:
     Selection m_selection;
     std::vector<UndoStep> m_undo;
     LayoutProvider* m_layout = nullptr;
-    /// Lines (and pages) of each story as last laid out; every edit and undo
-    /// clears them, so a question asked twice of an unchanged document is
-    /// laid out once.
-    mutable std::map<size_t, LayoutFigures> m_laidOut;
-    /// The main story's Word Count figures, kept until the next edit: the
-    /// words, characters and paragraphs are usually asked for in turn.
-    mutable std::optional<WordStatistics> m_statistics;
-    void forgetFigures() const
+    /// Which text the document holds: every edit gives it a new revision and
+    /// an undo returns it to the one before, as it restores the text and its
+    /// formatting exactly. Figures are kept by revision, so a document edited
+    /// and undone again (as the measurements do) is not laid out anew.
+    uint64_t m_revision = 0;
+    uint64_t m_lastRevision = 0;
+    /// Lines (and pages) of each story as laid out, by revision and story.
+    mutable std::map<std::pair<uint64_t, size_t>, LayoutFigures> m_laidOut;
+    /// The main story's Word Count figures by revision: the words,
+    /// characters and paragraphs are usually asked for in turn.
+    mutable std::map<uint64_t, WordStatistics> m_statistics;
+    /// Keeps the figures of the few revisions a count goes through.
+    void boundFigures() const
     {
-        m_laidOut.clear();
-        m_statistics.reset();
+        constexpr size_t Kept = 16;
+        if (m_laidOut.size() > Kept)
+            m_laidOut.clear();
+        if (m_statistics.size() > Kept)
+            m_statistics.clear();
     }
     const LayoutFigures& laidOut(size_t story) const;
     /// One past the last character of the laid-out line holding pos; nullopt
