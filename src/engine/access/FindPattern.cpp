@@ -8,10 +8,34 @@
 #include <algorithm>
 #include <cassert>
 #include <unicode/uchar.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace qm::engine {
 
 namespace {
+
+// The first unit of text[from, to) equal to c, or `to`: eight units at a
+// time where the processor allows, as the patterns that start with one
+// character (a paragraph mark, a tab) scan whole documents for it.
+uint32_t findUnit(std::u16string_view text, char16_t c, uint32_t from, uint32_t to)
+{
+    const char16_t* p = text.data();
+    uint32_t i = from;
+#if defined(__SSE2__)
+    const __m128i needle = _mm_set1_epi16(static_cast<short>(c));
+    for (; i + 8 <= to; i += 8) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        if (const int mask = _mm_movemask_epi8(_mm_cmpeq_epi16(block, needle)))
+            return i + static_cast<uint32_t>(__builtin_ctz(static_cast<unsigned>(mask))) / 2;
+    }
+#endif
+    for (; i < to; ++i)
+        if (p[i] == c)
+            return i;
+    return to;
+}
 
 using Test = FindPattern::Test;
 using Inst = FindPattern::Inst;
@@ -673,19 +697,30 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     auto candidate = [&](uint32_t pos) -> uint32_t {
         if (!startCharacter)
             return pos;
-        const size_t at = text.find(*startCharacter, pos);
-        return at < to ? static_cast<uint32_t>(at) : to;
+        return pos < to ? findUnit(text, *startCharacter, pos, to) : to;
     };
 
     // One character test: the patterns counting uses most. Scan directly;
     // below the surrogates a character is one unit and needs no pair checks.
     if (m_program.size() == 2 && m_program[0].op == Op::Test) {
         const Test& test = m_program[0].test;
+        // The font criteria's table held in locals, so the loop need not
+        // reload it after every call.
+        const uint8_t* allowed = s.allowedFormats ? s.allowedFormats->data() : nullptr;
+        const size_t allowedCount = s.allowedFormats ? s.allowedFormats->size() : 0;
+        const CharAttr* attrs = s.attrs;
         for (uint32_t i = candidate(from); i < to;) {
             if (const char16_t c = text[i]; c < 0xD800) [[likely]] {
-                if (c != Ch::CellEnd && (!s.allowedFormats || allowedFormat(i)) && passes(test, s, i, to))
+                if (allowed) {
+                    const uint32_t format = attrs[i].charFormat;
+                    if (format >= allowedCount || allowed[format] == 0) {
+                        i = startCharacter ? candidate(i + 1) : i + 1;
+                        continue;
+                    }
+                }
+                if (c != Ch::CellEnd && passes(test, s, i, to))
                     return single(i, i + 1);
-                i = candidate(i + 1);
+                i = startCharacter ? candidate(i + 1) : i + 1;
                 continue;
             }
             const uint32_t units = width(i);

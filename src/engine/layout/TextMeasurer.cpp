@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <hb.h>
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
@@ -153,6 +154,23 @@ const MeasuredFont& TextMeasurer::font(uint32_t charFormat, FontSlot slot)
 }
 
 double TextMeasurer::width(char16_t c, uint32_t charFormat)
+{
+    if (c >= 256)
+        return measure(c, charFormat);
+    if (charFormat >= m_latin1.size())
+        m_latin1.resize(std::max<size_t>(charFormat + 1, m_document.charFormats.size()));
+    std::unique_ptr<Latin1Widths>& widths = m_latin1[charFormat];
+    if (!widths) {
+        widths = std::make_unique<Latin1Widths>();
+        widths->fill(std::numeric_limits<double>::quiet_NaN());
+    }
+    double& w = (*widths)[c];
+    if (std::isnan(w))
+        w = measure(c, charFormat);
+    return w;
+}
+
+double TextMeasurer::measure(char16_t c, uint32_t charFormat)
 {
     const MeasuredFont& f = font(charFormat, c < 0x0590 ? FontSlot::Latin : fontSlotOf(c));
     if (f.hidden)

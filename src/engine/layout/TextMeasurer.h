@@ -4,6 +4,8 @@
 #include "engine/layout/FontCache.h"
 #include "engine/layout/Layout.h"
 
+#include <array>
+#include <memory>
 #include <vector>
 
 namespace qm::engine::layout {
@@ -107,6 +109,12 @@ public:
 
 private:
     void prepare(uint32_t charFormat, FontSlot slot);
+    double measure(char16_t c, uint32_t charFormat);
+
+    /// Advances of the Latin-1 characters, worked out once per format as
+    /// they are first met: most text is made of them.
+    using Latin1Widths = std::array<double, 256>;
+    std::vector<std::unique_ptr<Latin1Widths>> m_latin1;
 
     const Document& m_document;
     const LayoutOptions& m_options;

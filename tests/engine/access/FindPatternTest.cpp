@@ -260,3 +260,25 @@ TEST(FindPattern, WordPatternScanAgreesWithTheGeneralMatcher)
             EXPECT_EQ(std::tuple(a->start, a->end), std::tuple(b->start, b->end));
     }
 }
+
+// A one-character pattern is found wherever it stands: in the first, a
+// middle and the last of each block of units the scan takes at once, in the
+// short tail after them, and never at or beyond the end of the range.
+TEST(FindPattern, OneCharacterFoundAtEveryPositionAndNotPastTheRange)
+{
+    CompiledPattern tab = FindPattern::compile(u"^t", L);
+    ASSERT_TRUE(tab.pattern) << tab.error;
+    for (uint32_t length : {1u, 7u, 8u, 9u, 16u, 17u, 31u}) {
+        for (uint32_t at = 0; at < length; ++at) {
+            std::u16string text(length, u'a');
+            text[at] = u'\t';
+            const MatchSubject subject{text};
+            SCOPED_TRACE(std::to_string(length) + " units, tab at " + std::to_string(at));
+            const auto whole = tab.pattern->search(subject, 0, length);
+            ASSERT_TRUE(whole);
+            EXPECT_EQ(whole->start, at);
+            EXPECT_FALSE(tab.pattern->search(subject, 0, at)) << "found before the range's end";
+            EXPECT_FALSE(tab.pattern->search(subject, at + 1, length)) << "found behind the start";
+        }
+    }
+}
