@@ -710,6 +710,15 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
         const size_t allowedCount = s.allowedFormats ? s.allowedFormats->size() : 0;
         const CharAttr* attrs = s.attrs;
         for (uint32_t i = candidate(from); i < to;) {
+            if (allowed && !startCharacter) {
+                // Most characters fall outside the criteria (not bold, not
+                // italic): pass over them before anything else is looked at.
+                while (i < to && text[i] < 0xD800 &&
+                       (attrs[i].charFormat >= allowedCount || allowed[attrs[i].charFormat] == 0))
+                    ++i;
+                if (i >= to)
+                    break;
+            }
             if (const char16_t c = text[i]; c < 0xD800) [[likely]] {
                 if (allowed) {
                     const uint32_t format = attrs[i].charFormat;

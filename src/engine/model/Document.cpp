@@ -93,12 +93,21 @@ void Document::applyEdits(size_t storyIndex, const std::vector<StoryEdit>& edits
     text.reserve(grown);
     attrs.reserve(grown);
     uint32_t cursor = 0;
+    // A replace-all over every character makes an edit per character, so
+    // each step is kept to what it needs.
     for (const StoryEdit& e : edits) {
         assert(e.pos >= cursor && e.pos + e.length <= oldSize && "edits sorted and in range");
-        text.append(story.text, cursor, e.pos - cursor);
-        attrs.insert(attrs.end(), story.attrs.begin() + cursor, story.attrs.begin() + e.pos);
-        text.append(e.text);
-        attrs.insert(attrs.end(), e.text.size(), e.attr);
+        if (e.pos > cursor) {
+            text.append(story.text, cursor, e.pos - cursor);
+            attrs.insert(attrs.end(), story.attrs.begin() + cursor, story.attrs.begin() + e.pos);
+        }
+        if (e.text.size() == 1) {
+            text.push_back(e.text[0]);
+            attrs.push_back(e.attr);
+        } else if (!e.text.empty()) {
+            text.append(e.text);
+            attrs.resize(attrs.size() + e.text.size(), e.attr);
+        }
         cursor = e.pos + e.length;
     }
     text.append(story.text, cursor, std::u16string::npos);

@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace qm::engine {
@@ -50,11 +51,14 @@ enum class StoryType : uint8_t {
 enum class HeaderFooterIndex : uint8_t { Primary = 1, FirstPage = 2, EvenPages = 3 };
 
 /// The formatting of one character: indices into the document's tables.
+/// A trivial type, so that the per-character vectors copy as memory does
+/// (edits copy whole stories); `CharAttr{}` is format 0 of both.
 struct CharAttr {
-    uint32_t charFormat = 0;
-    uint32_t paraFormat = 0; ///< meaningful on the character that ends a paragraph
+    uint32_t charFormat;
+    uint32_t paraFormat; ///< meaningful on the character that ends a paragraph
     bool operator==(const CharAttr&) const = default;
 };
+static_assert(std::is_trivial_v<CharAttr>);
 
 /// One story: a character stream and, per character, its formatting. Every
 /// paragraph ends in a mark (13; 7 for a table cell's last paragraph; 12 for a
@@ -136,7 +140,7 @@ struct StoryEdit {
     uint32_t pos = 0;
     uint32_t length = 0;
     std::u16string text;
-    CharAttr attr;
+    CharAttr attr{};
 };
 
 /// A whole document. stories[0] is the main story; sections cover it in order
