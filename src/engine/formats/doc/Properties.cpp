@@ -414,9 +414,47 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
                     return brc80(op, tc + 4 + 4 * k);
                 };
                 cell.borders = {side(0), side(1), side(2), side(3)};
+                // TC80's flags ([MS-DOC] 2.9.310 TCGRF): a cell that starts
+                // or continues a vertical merge.
+                const uint16_t flags = u16(op, tc);
+                cell.verticalMerge = (flags & 0x0040) ? VerticalMerge::Restart
+                                     : (flags & 0x0020) ? VerticalMerge::Continue
+                                                        : VerticalMerge::None;
             }
             pap.row.cells.push_back(cell);
         }
+        // Cells merged across (fMerged after a cell with fFirstMerged) show
+        // as one cell as wide as them all; the merged ones keep their marks
+        // at no width.
+        auto tcFlags = [&](size_t i) -> uint16_t {
+            const size_t tc = 1 + 2ull * (cells + 1) + 20ull * i;
+            return fits(op.size(), tc, 2) ? u16(op, tc) : 0;
+        };
+        for (size_t i = 0; i < pap.row.cells.size(); ++i) {
+            if (!(tcFlags(i) & 0x0001))
+                continue;
+            size_t last = i;
+            while (last + 1 < pap.row.cells.size() && (tcFlags(last + 1) & 0x0002))
+                ++last;
+            for (size_t k = i + 1; k <= last; ++k) {
+                pap.row.cells[i].width += pap.row.cells[k].width;
+                pap.row.cells[k].width = 0;
+            }
+            i = last;
+        }
+        break;
+    }
+    case 0xD62B: {
+        // sprmTVertMerge: one cell's vertical merge, 3 starting one and 1
+        // continuing it ([MS-DOC] 2.6.4, VerticalMergeFlag).
+        // The operand comes with its length byte.
+        if (!fits(op.size(), 0, 3))
+            break;
+        const uint8_t cell = u8(op, 1);
+        if (cell < pap.row.cells.size())
+            pap.row.cells[cell].verticalMerge = u8(op, 2) == 3   ? VerticalMerge::Restart
+                                                : u8(op, 2) == 1 ? VerticalMerge::Continue
+                                                                 : VerticalMerge::None;
         break;
     }
     case 0xD605:

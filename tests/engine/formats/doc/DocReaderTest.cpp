@@ -444,3 +444,37 @@ TEST(DocProperties, BordersOfParagraphsTablesAndCells)
     EXPECT_FALSE(pap.row.tableBorders.top.present());
     EXPECT_EQ(pap.row.cells[0].borders.bottom, (BorderLine{BorderStyle::Thick, 8, 0, AutoColor}));
 }
+
+// Would catch TC80's merge flags ignored: cells merged across as one wide
+// cell (the merged ones at no width), a vertical merge started by a TC80 flag
+// and continued by sprmTVertMerge in the row below.
+TEST(DocReader, MergedCellsAcrossAndDown)
+{
+    const std::string inTable = sprm(0x2416, {1});
+    // sprmTDefTable: 3 cells at 0, 1500, 3000 and 4500 twips, each with a
+    // TC80 of its flags and no borders.
+    auto defTable = [](std::array<uint16_t, 3> flags) {
+        std::string op = sprm(0xD608, {});
+        put16(op, 1 + 1 + 4 * 2 + 3 * 20);
+        op += std::string("\x03", 1);
+        for (uint16_t edge : {0, 1500, 3000, 4500})
+            put16(op, edge);
+        for (uint16_t f : flags) {
+            put16(op, f);
+            op.append(18, '\0');
+        }
+        return op;
+    };
+    // Row 1: cells 1 and 2 merged (fFirstMerged, fMerged), cell 3 starts a
+    // vertical merge (fVertRestart); row 2: plain cells, cell 3 continuing it.
+    const std::string row1 = defTable({0x0001, 0x0002, 0x0040});
+    const std::string row2 = defTable({0, 0, 0}) + sprm(0xD62B, {2, 2, 1});
+    DocSpec spec = plain(u"a\u0007\u0007b\u0007\u0007c\u0007d\u0007\u0007\u0007after\r");
+    spec.paras = {
+        {2, 0, inTable}, {3, 0, inTable}, {5, 0, inTable}, {6, 0, inTable + sprm(0x2417, {1}) + row1},
+        {8, 0, inTable}, {10, 0, inTable}, {11, 0, inTable}, {12, 0, inTable + sprm(0x2417, {1}) + row2},
+        {18, 0, {}},
+    };
+    EXPECT_EQ(describeMain(spec, "row"),
+              "a¤¤b¤¤[row cells3000,0,1500^]c¤d¤¤¤[row cells1500,1500,1500|]after¶");
+}
