@@ -179,6 +179,16 @@ FindOutcome Range::findNext()
     return outcome;
 }
 
+ReplaceOutcome Range::countAll()
+{
+    if (!exists()) {
+        ReplaceOutcome outcome;
+        outcome.error = m_find.pattern().error;
+        return outcome;
+    }
+    return m_access->countAll(m_find, story(), start(), end());
+}
+
 ReplaceOutcome Range::replaceAll()
 {
     if (!exists()) {
@@ -465,6 +475,30 @@ ReplaceOutcome DocumentAccess::replaceAll(Find& find, size_t story, uint32_t fro
     // Like Word, a replace all that replaced nothing leaves no step to undo.
     if (!edits.empty())
         edit(story, edits);
+    return outcome;
+}
+
+ReplaceOutcome DocumentAccess::countAll(Find& find, size_t story, uint32_t from, uint32_t to)
+{
+    ReplaceOutcome outcome;
+    const CompiledPattern& compiled = find.pattern();
+    if (!compiled.pattern) {
+        outcome.error = compiled.error;
+        return outcome;
+    }
+    const Story& s = m_document->stories[story];
+    MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
+    const std::vector<uint8_t> allowed = allowedFormats(*m_document, find);
+    subject.allowedFormats = &allowed;
+    // The matches replaceAll() takes: each search from the previous match's end.
+    uint32_t pos = from;
+    while (pos < to) {
+        const std::optional<PatternMatch> match = compiled.pattern->search(subject, pos, to);
+        if (!match)
+            break;
+        ++outcome.replaced;
+        pos = match->end;
+    }
     return outcome;
 }
 

@@ -120,6 +120,9 @@ public:
     FindOutcome findNext();
     /// Replaces every match in the range, left to right, in one undoable edit.
     ReplaceOutcome replaceAll();
+    /// The matches replaceAll() would replace (in `replaced`), the document
+    /// left untouched.
+    ReplaceOutcome countAll();
 
 private:
     friend class DocumentAccess;
@@ -269,6 +272,7 @@ private:
     uint32_t storySize(size_t story) const { return m_document->stories[story].size(); }
     std::optional<PatternMatch> search(Find& find, size_t story, uint32_t from, uint32_t to, std::string& error);
     ReplaceOutcome replaceAll(Find& find, size_t story, uint32_t from, uint32_t to, int64_t& growth);
+    ReplaceOutcome countAll(Find& find, size_t story, uint32_t from, uint32_t to);
     /// Applies sorted, non-overlapping edits as one undoable step.
     void edit(size_t story, const std::vector<StoryEdit>& edits);
 

@@ -72,7 +72,14 @@ TEST(DocumentAccess, ReplaceAndCompareEqualsTheMatchCountAndUndoRestores)
             DocumentAccess access(makeDocument(text));
             const Story original = access.document().mainStory();
             Range content = access.content();
+            // Counting alone finds what replacing replaces, and edits nothing.
+            Range counted = access.content();
+            counted.find().setText(p.find);
+            counted.find().setSyntax(W);
+            const int64_t matches = counted.countAll().replaced;
+            EXPECT_EQ(access.undoDepth(), 0u);
             Compared c = replaceAndCompare(content, p.find, W, p.marker, p.words);
+            EXPECT_EQ(matches, c.replaced);
             EXPECT_EQ(c.growth, c.replaced);
             EXPECT_EQ(access.undoDepth(), c.replaced > 0 ? 1u : 0u);
             if (c.replaced > 0) {

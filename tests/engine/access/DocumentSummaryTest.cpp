@@ -45,7 +45,7 @@ TEST(DocumentSummary, FiguresStoriesAndAnUnchangedDocument)
         EXPECT_EQ(s.stories[i].inherited, expected[i].inherited);
         EXPECT_EQ(s.stories[i].statistics.characters, expected[i].characters);
     }
-    // The "<*>" count was taken by replacing and undoing: nothing is left of it.
+    // The "<*>" count is taken without editing the document.
     EXPECT_EQ(utf8(access.document().mainStory().text), utf8(before.text));
     EXPECT_TRUE(access.document().mainStory().attrs == before.attrs);
     EXPECT_EQ(access.undoDepth(), 0u);
