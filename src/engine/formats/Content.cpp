@@ -116,6 +116,8 @@ bool looksLikeText(std::string_view bytes)
 {
     if (bytes.starts_with("\xEF\xBB\xBF") || bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF"))
         return true;
+    if (bomlessUtf16(bytes) != Utf16Order::None)
+        return true;
     // Any NUL is binary: text in an 8-bit page or UTF-8 never holds one. A
     // few stray control characters are tolerated (printer codes left in old
     // transcripts), but not one in a hundred bytes.

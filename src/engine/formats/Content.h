@@ -2,14 +2,17 @@
 // kind of file named for the user ("a PDF document", "binary data").
 #pragma once
 
+#include "engine/model/Unicode.h"
+
 #include <string>
 #include <string_view>
 
 namespace qm::engine {
 
 /// True when the bytes are text in an encoding the plain-text reader decodes:
-/// a UTF-8 or UTF-16 byte-order mark, or bytes with almost no control
-/// characters (UTF-8 or the Windows ANSI page). An empty file is text.
+/// a UTF-8 or UTF-16 byte-order mark, UTF-16 without one (see below), or
+/// bytes with almost no control characters (UTF-8 or the Windows ANSI page).
+/// An empty file is text.
 bool looksLikeText(std::string_view bytes);
 
 /// True when the file opens as a web page: a doctype or html element first,

@@ -1,6 +1,7 @@
 // UTF-8/UTF-16 conversion and Windows code pages (single-byte tables cached from iconv).
 #include "engine/model/Unicode.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <iconv.h>
@@ -111,6 +112,41 @@ char16_t cp1252ToUnicode(uint8_t b)
         0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
         0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
     return b >= 0x80 && b < 0xA0 ? high[b - 0x80] : static_cast<char16_t>(b);
+}
+
+// Windows recognises UTF-16 text without a byte-order mark by its bytes
+// (IsTextUnicode, Microsoft Learn: zero-extended ASCII, statistics of the
+// high and low bytes, and the presence of line ends, spaces or tabs). The
+// same evidence, kept strict: an even length, no NUL character, nine units
+// in ten with a zero high byte (the Latin, digits and punctuation of a
+// Western transcript), and at least one space, tab or line end. UTF-16 text
+// in other scripts needs its byte-order mark, as it does on Windows.
+Utf16Order bomlessUtf16(std::string_view bytes)
+{
+    if (bytes.size() < 4 || bytes.size() % 2 != 0)
+        return Utf16Order::None;
+    const size_t units = std::min<size_t>(bytes.size(), 8192) / 2;
+    size_t lowFirst = 0, highFirst = 0;
+    bool controlsLow = false, controlsHigh = false;
+    auto control = [](unsigned char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    for (size_t i = 0; i < units; ++i) {
+        const auto a = static_cast<unsigned char>(bytes[2 * i]);
+        const auto b = static_cast<unsigned char>(bytes[2 * i + 1]);
+        if (a == 0 && b == 0)
+            return Utf16Order::None;
+        if (b == 0) {
+            ++lowFirst;
+            controlsLow = controlsLow || control(a);
+        } else if (a == 0) {
+            ++highFirst;
+            controlsHigh = controlsHigh || control(b);
+        }
+    }
+    if (lowFirst * 10 >= units * 9 && controlsLow)
+        return Utf16Order::LittleEndian;
+    if (highFirst * 10 >= units * 9 && controlsHigh)
+        return Utf16Order::BigEndian;
+    return Utf16Order::None;
 }
 
 std::u16string cp1252ToUtf16(std::string_view bytes)

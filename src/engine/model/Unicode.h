@@ -12,6 +12,10 @@ std::u16string utf8ToUtf16(std::string_view utf8);
 /// UTF-16 to UTF-8; unpaired surrogates become U+FFFD.
 std::string utf16ToUtf8(std::u16string_view utf16);
 bool isValidUtf8(std::string_view bytes);
+
+/// UTF-16 text saved without a byte-order mark, told by its bytes.
+enum class Utf16Order { None, LittleEndian, BigEndian };
+Utf16Order bomlessUtf16(std::string_view bytes);
 /// One byte of Windows code page 1252 as a UTF-16 unit (undefined bytes map
 /// to the C1 control of the same value, as Windows does).
 char16_t cp1252ToUnicode(uint8_t byte);

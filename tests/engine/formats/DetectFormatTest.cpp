@@ -87,5 +87,30 @@ TEST(DetectFormat, TextToleratesAFewControlCharactersOnly)
     EXPECT_EQ(describeContent("MZ Smith, dictated 3 May"), "text");
 }
 
+// UTF-16 without a byte-order mark is text when nine units in ten are ASCII
+// and a space, tab or line end is among them; other zero-filled data is not.
+TEST(DetectFormat, Utf16WithoutAMarkIsTextOnTheEvidence)
+{
+    struct Case {
+        const char* what;
+        std::string bytes;
+        Utf16Order order;
+    } cases[] = {
+        {"little-endian line", "O\0k\0 \0t\0h\0e\0n\0\r\0\n\0"s, Utf16Order::LittleEndian},
+        {"big-endian line", "\0O\0k\0 \0t\0h\0e\0n"s, Utf16Order::BigEndian},
+        {"odd length", "O\0k\0 \0t"s, Utf16Order::None},
+        {"a NUL character", "O\0\0\0 \0t\0"s, Utf16Order::None},
+        {"no space, tab or line end", "O\0k\0a\0y\0"s, Utf16Order::None},
+        {"Chinese without a mark (as on Windows, needs its mark)", "\x2D\x4E\x87\x65 \0\x2D\x4E"s, Utf16Order::None},
+        {"a picture's zero-filled rows", "\x01\0\x02\0\0\0\x03\0"s, Utf16Order::None},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(bomlessUtf16(c.bytes), c.order);
+        if (c.order != Utf16Order::None)
+            EXPECT_EQ(describeContent(c.bytes), "text");
+    }
+}
+
 } // namespace
 } // namespace qm::engine

@@ -48,6 +48,11 @@ Decoded decode(std::string_view bytes, Encoding& encoding)
         encoding = Encoding::Utf16BE;
         return decodeUtf16(bytes.substr(2), encoding);
     }
+    // UTF-16 without its mark (its NUL bytes would pass for UTF-8).
+    if (const Utf16Order order = bomlessUtf16(bytes); order != Utf16Order::None) {
+        encoding = order == Utf16Order::LittleEndian ? Encoding::Utf16LE : Encoding::Utf16BE;
+        return decodeUtf16(bytes, encoding);
+    }
     // Without a mark, text that is valid UTF-8 is taken as UTF-8 (pure ASCII
     // included); anything else is the Windows ANSI page a word processor on a
     // Western system assumes.

@@ -58,6 +58,10 @@ TEST(PlainTextReader, DecodesByMarkThenUtf8ThenWindows1252AndEndsEveryLine)
         {"blank lines kept", "\n\n", u"\r\r"},
         {"form feed", "page one\fpage two", u"page one\fpage two\r"},
         {"tab kept, nul dropped", "a\tb\0c"s, u"a\tbc\r"},
+        // Without a mark, UTF-16 is known by its zero bytes and its spaces.
+        {"utf-16 le without mark", "H\0i\0 \0t\0h\0e\0r\0e\0"s, u"Hi there\r"},
+        {"utf-16 be without mark", "\0H\0i\0 \0t\0h\0e\0r\0e"s, u"Hi there\r"},
+        {"zero bytes but no space stay bytes", "a\0b\0c\0d\0"s, u"abcd\r"},
         {"utf-16 line ends",
          "\xFF\xFE"
          "a\0\r\0\n\0b\0"s,
