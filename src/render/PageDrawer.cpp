@@ -409,9 +409,10 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
 
     double extraPerSpace = 0;
     const bool justified =
-        !pf.rightToLeft && (pf.alignment == Alignment::Justify &&
-                            (line.reason == BreakReason::Wrap || line.reason == BreakReason::CharacterWrap)) ||
-        (pf.alignment == Alignment::Distribute && line.reason != BreakReason::LineBreak);
+        !pf.rightToLeft &&
+        ((pf.alignment == Alignment::Justify &&
+          (line.reason == BreakReason::Wrap || line.reason == BreakReason::CharacterWrap)) ||
+         (pf.alignment == Alignment::Distribute && line.reason != BreakReason::LineBreak));
     if (justified && area && anyInk) {
         uint32_t spaces = 0;
         uint32_t lastTab = line.start;
