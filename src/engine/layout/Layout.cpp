@@ -112,6 +112,10 @@ struct Stack {
     int64_t counted = 0;
 };
 
+/// Whether a stack of paragraphs is a table cell's text, whose first and
+/// last paragraphs lose their automatic spacing at its edges.
+enum class StackEdges : uint8_t { Open, Cell };
+
 /// One table row ready to place: its lines relative to the row's top-left.
 struct RowBox {
     std::vector<LaidOutLine> lines;
@@ -133,7 +137,8 @@ public:
 
     void layoutMain();
     void useCache(ParagraphCache* cache) { m_breaker.useCache(cache); }
-    Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth);
+    Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth,
+                     StackEdges edges = StackEdges::Open);
 
 private:
     bool isSectionMark(size_t story, uint32_t pos) const
@@ -214,7 +219,7 @@ void Engine::addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32
     lines.back().height += below;
 }
 
-Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth)
+Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth, StackEdges edges)
 {
     Stack stack;
     if (story >= m_doc.stories.size() || from >= to)
@@ -227,6 +232,7 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
     size_t nextTable = 0;
     double y = 0;
     double pendingAfter = 0;
+    bool lastAfterAuto = false;
     const ParaFormat* prev = nullptr;
     uint32_t pos = from;
     while (pos < to) {
@@ -254,7 +260,13 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
             l.height = roundTwips(l.height);
         addBorderRoom(lines, story, pos, mark);
         if (!lines.empty()) {
-            double before = spaceBefore(pf);
+            // Automatic (HTML) spacing is dropped at a cell's top and bottom
+            // edges: Word puts the first paragraph of a cell against the
+            // cell's top margin and the cell's bottom margin right under the
+            // last, whatever 14 pt the paragraphs ask for there. Spacing
+            // given in points stays.
+            const bool firstInCell = edges == StackEdges::Cell && y == 0 && stack.lines.empty();
+            double before = firstInCell && pf.spaceBeforeAuto ? 0.0 : spaceBefore(pf);
             if (prev && pf.contextualSpacing && prev->styleName == pf.styleName)
                 before = 0;
             if (prev && prev->contextualSpacing && prev->styleName == pf.styleName)
@@ -267,84 +279,191 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
                 stack.lines.push_back(std::move(l));
             }
             pendingAfter = spaceAfter(pf);
+            lastAfterAuto = pf.spaceAfterAuto;
             prev = &pf;
         }
         pos = mark + 1;
     }
+    if (edges == StackEdges::Cell && lastAfterAuto && prev)
+        pendingAfter = 0;
     stack.height = y + pendingAfter;
     return stack;
 }
 
 std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double width, uint8_t depth)
 {
-    std::vector<RowBox> rows;
-    rows.reserve(table.rows.size());
     static const TableRowFormat fallback;
+    // One cell laid out: its lines relative to its row's top-left, and the
+    // rows it spans when it starts a vertical merge.
+    struct CellBox {
+        std::vector<LaidOutLine> lines;
+        double height = 0; ///< the text's height, margins left out
+        size_t gridColumn = 0;
+        size_t rowSpan = 1;
+        bool continues = false; ///< a merged cell's continuation: shows nothing of its own
+    };
+    struct RowWork {
+        const TableRowFormat* format = &fallback;
+        std::vector<CellBox> cells;
+        double topBorder = 0;
+        double height = 0;
+    };
+    std::vector<RowWork> work(table.rows.size());
     const TableRowFormat* previous = nullptr;
-    for (const TableRow& row : table.rows) {
-        RowBox box;
-        const TableRowFormat& rf = row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size()
-                                       ? m_doc.rowFormats[row.rowFormat]
-                                       : fallback;
-        box.cantSplit = rf.cantSplit;
-        box.isHeader = rf.isHeader;
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        const TableRow& row = table.rows[r];
+        RowWork& w = work[r];
+        if (row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size())
+            w.format = &m_doc.rowFormats[row.rowFormat];
+        const TableRowFormat& rf = *w.format;
         double x = rf.leftIndent - rf.cellMarginLeft;
         const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
-        double content = 0;
-        int64_t bestCount = -1;
-        size_t bestCell = 0;
-        std::vector<std::vector<LaidOutLine>> cells;
-        std::vector<int64_t> counts;
+        size_t gridColumn = 0;
         for (size_t c = 0; c < row.cells.size(); ++c) {
             const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
-            const double cellWidth = widths[c];
-            const double textWidth = std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight);
-            Stack stack;
-            if (!(cf && cf->verticalMerge == VerticalMerge::Continue))
-                stack = stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth);
-            content = std::max(content, stack.height);
-            for (LaidOutLine& l : stack.lines) {
-                l.x += x + rf.cellMarginLeft;
-                for (LineRun& r : l.runs)
-                    r.x += x + rf.cellMarginLeft;
-                l.y += rf.cellMarginTop;
+            CellBox cell;
+            cell.gridColumn = gridColumn;
+            gridColumn += cf ? static_cast<size_t>(std::max(1, cf->gridSpan)) : 1;
+            cell.continues = cf && cf->verticalMerge == VerticalMerge::Continue;
+            if (!cell.continues) {
+                const double textWidth = std::max(1.0, widths[c] - rf.cellMarginLeft - rf.cellMarginRight);
+                Stack stack = stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth,
+                                         StackEdges::Cell);
+                cell.height = stack.height;
+                cell.lines = std::move(stack.lines);
+                for (LaidOutLine& l : cell.lines) {
+                    l.x += x + rf.cellMarginLeft;
+                    for (LineRun& run : l.runs)
+                        run.x += x + rf.cellMarginLeft;
+                    l.y += rf.cellMarginTop;
+                }
             }
-            if (stack.counted > bestCount) {
-                bestCount = stack.counted;
-                bestCell = cells.size();
-            }
-            counts.push_back(stack.counted);
-            cells.push_back(std::move(stack.lines));
-            x += cellWidth;
-        }
-        // A row counts as many lines as its fullest cell: the others' lines
-        // stand beside those and add none.
-        for (size_t c = 0; c < cells.size(); ++c) {
-            for (LaidOutLine& l : cells[c]) {
-                if (c != bestCell)
-                    l.counted = false;
-                box.lines.push_back(std::move(l));
-            }
+            x += widths[c];
+            w.cells.push_back(std::move(cell));
         }
         // The line above the row belongs to it, and the last row carries the
         // table's bottom line too: Word puts rows with 1/2 pt borders 1/2 pt
         // further apart than their text alone would.
-        const bool last = &row == &table.rows.back();
-        const double topBorder = roundTwips(horizontalBorder(previous, &rf));
-        const double bottomBorder = last ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        w.topBorder = roundTwips(horizontalBorder(previous, &rf));
         previous = &rf;
-        if (topBorder > 0)
-            for (LaidOutLine& l : box.lines)
-                l.y += topBorder;
-        double height = topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder;
+    }
+    // A cell that starts a vertical merge spans the rows below it whose cell
+    // in the same grid column continues the merge (ECMA-376 Part 1, 17.4.85
+    // vMerge). Its text runs down through those rows and sets none of their
+    // heights alone: the rows take the heights of their other cells, and only
+    // when the merged text is taller than all of them together does the last
+    // row grow to hold it.
+    for (size_t r = 0; r < work.size(); ++r)
+        for (CellBox& cell : work[r].cells) {
+            if (cell.continues)
+                continue;
+            const size_t c = static_cast<size_t>(&cell - work[r].cells.data());
+            const TableCellFormat* cf = c < work[r].format->cells.size() ? &work[r].format->cells[c] : nullptr;
+            if (!cf || cf->verticalMerge != VerticalMerge::Restart)
+                continue;
+            for (size_t below = r + 1; below < work.size(); ++below) {
+                const auto& cells = work[below].cells;
+                const bool continued = std::any_of(cells.begin(), cells.end(), [&](const CellBox& b) {
+                    return b.continues && b.gridColumn == cell.gridColumn;
+                });
+                if (!continued)
+                    break;
+                ++cell.rowSpan;
+            }
+        }
+    auto fixedHeight = [](const TableRowFormat& rf, double height) {
         if (rf.heightRule == RowHeightRule::AtLeast)
-            height = std::max<double>(height, rf.height);
-        else if (rf.heightRule == RowHeightRule::Exact && rf.height > 0)
-            height = rf.height;
+            return std::max<double>(height, rf.height);
+        if (rf.heightRule == RowHeightRule::Exact && rf.height > 0)
+            return static_cast<double>(rf.height);
+        return height;
+    };
+    for (size_t r = 0; r < work.size(); ++r) {
+        RowWork& w = work[r];
+        const TableRowFormat& rf = *w.format;
+        double content = 0;
+        for (const CellBox& cell : w.cells)
+            if (!cell.continues && cell.rowSpan == 1)
+                content = std::max(content, cell.height);
+        const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        w.height = roundTwips(fixedHeight(rf, w.topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder));
+    }
+    for (size_t r = 0; r < work.size(); ++r)
+        for (CellBox& cell : work[r].cells) {
+            if (cell.rowSpan < 2)
+                continue;
+            const size_t last = std::min(work.size(), r + cell.rowSpan) - 1;
+            double spanned = 0;
+            for (size_t k = r; k <= last; ++k)
+                spanned += work[k].height;
+            const TableRowFormat& rf = *work[r].format;
+            const double bottomBorder = last + 1 == work.size() ? roundTwips(horizontalBorder(work[last].format, nullptr)) : 0;
+            const double needed = work[r].topBorder + rf.cellMarginTop + cell.height + rf.cellMarginBottom + bottomBorder;
+            const TableRowFormat& lastFormat = *work[last].format;
+            if (needed > spanned && !(lastFormat.heightRule == RowHeightRule::Exact && lastFormat.height > 0))
+                work[last].height += roundTwips(needed - spanned);
+        }
+
+    // Each row's lines: its own cells', and those of merged cells above it
+    // that run down into it, moved to be relative to its top.
+    std::vector<std::vector<std::vector<LaidOutLine>>> byRowCell(work.size());
+    for (size_t r = 0; r < work.size(); ++r)
+        byRowCell[r].resize(work[r].cells.size());
+    for (size_t r = 0; r < work.size(); ++r)
+        for (size_t c = 0; c < work[r].cells.size(); ++c) {
+            CellBox& cell = work[r].cells[c];
+            for (LaidOutLine& l : cell.lines) {
+                l.y += work[r].topBorder;
+                size_t target = r;
+                double offset = 0;
+                while (target + 1 < std::min(work.size(), r + cell.rowSpan) &&
+                       l.y - offset >= work[target].height - Eps) {
+                    offset += work[target].height;
+                    ++target;
+                }
+                l.y -= offset;
+                // Continuation cells hold no text, so the merged lines take
+                // the place of the cell in the same grid column.
+                size_t slot = c;
+                if (target != r)
+                    for (size_t k = 0; k < work[target].cells.size(); ++k)
+                        if (work[target].cells[k].gridColumn == cell.gridColumn)
+                            slot = k;
+                if (slot >= byRowCell[target].size())
+                    byRowCell[target].resize(slot + 1);
+                byRowCell[target][slot].push_back(std::move(l));
+            }
+        }
+
+    std::vector<RowBox> rows;
+    rows.reserve(work.size());
+    for (size_t r = 0; r < work.size(); ++r) {
+        RowBox box;
+        box.cantSplit = work[r].format->cantSplit;
+        box.isHeader = work[r].format->isHeader;
+        // A row counts as many lines as its fullest cell: the others' lines
+        // stand beside those and add none.
+        size_t bestCell = 0;
+        int64_t bestCount = -1;
+        for (size_t c = 0; c < byRowCell[r].size(); ++c) {
+            int64_t n = 0;
+            for (const LaidOutLine& l : byRowCell[r][c])
+                n += l.counted ? 1 : 0;
+            if (n > bestCount) {
+                bestCount = n;
+                bestCell = c;
+            }
+        }
+        for (size_t c = 0; c < byRowCell[r].size(); ++c)
+            for (LaidOutLine& l : byRowCell[r][c]) {
+                if (c != bestCell)
+                    l.counted = false;
+                box.lines.push_back(std::move(l));
+            }
         // Cells are stacked in reading order; the page wants lines by row.
         std::stable_sort(box.lines.begin(), box.lines.end(),
                          [](const LaidOutLine& a, const LaidOutLine& b) { return a.y < b.y - Eps; });
-        box.height = roundTwips(height);
+        box.height = work[r].height;
         rows.push_back(std::move(box));
     }
     return rows;

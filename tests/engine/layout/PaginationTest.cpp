@@ -403,6 +403,102 @@ TEST(Tables, PreferredWidthWidensTheCells)
     }
 }
 
+// A cell that starts a vertical merge runs down through the rows it spans
+// and sets none of their heights alone; only what its text needs beyond
+// them all grows the last row. Two rows, one line each in the second
+// column: a merged cell of three lines makes the table three lines high
+// (not four, as a first row of three lines would), and the rows count 1 and
+// 2 lines. Shorter merged text leaves the rows as their other cells set them.
+TEST(Tables, MergedCellRunsDownItsRows)
+{
+    struct Case {
+        const char* name;
+        std::u16string merged;
+        std::u16string right;
+        int tableLines;
+        int64_t counted;
+    };
+    const Case cases[] = {
+        {"merged text taller than the rows", u"aaaaaaaaa bbbbbbbbb ccccccccc", u"one", 3, 3},
+        {"merged text as tall as the rows", u"aaaaaaaaa bbbbbbbbb", u"one", 2, 2},
+        {"merged text shorter than the rows", u"one", u"aaaaaaaaa bbbbbbbbb", 4, 4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(mono());
+        const uint32_t pf = b.paraFormat({});
+        TableRowFormat first;
+        first.cellMarginLeft = first.cellMarginRight = 0;
+        first.cells = {{static_cast<Twips>(10 * Mono + 1)}, {static_cast<Twips>(10 * Mono + 1)}};
+        first.cells[0].verticalMerge = VerticalMerge::Restart;
+        TableRowFormat second = first;
+        second.cells[0].verticalMerge = VerticalMerge::Continue;
+        addPara(b, u"before", cf, pf);
+        b.beginTable();
+        b.beginRow();
+        addCell(b, c.merged, cf, pf);
+        addCell(b, c.right, cf, pf);
+        b.endRow(first, cf);
+        b.beginRow();
+        addCell(b, u"", cf, pf);
+        addCell(b, c.right, cf, pf);
+        b.endRow(second, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        const auto& l = r.pages[0].lines;
+        const double h = l[0].height;
+        EXPECT_NEAR(l.back().y, l[0].y + h + c.tableLines * h, 0.01);
+        EXPECT_EQ(r.lineCount(), 1 + c.counted + 1);
+    }
+}
+
+// Automatic (HTML) spacing stops at a cell's edges: two paragraphs asking
+// for 14 pt before and after sit 14 pt apart, with none above the first or
+// below the last (a row of 2 lines + 280 twips). Spacing given in points is
+// kept at the edges (2 lines + 3 * 280).
+TEST(Tables, AutomaticSpacingStopsAtCellEdges)
+{
+    ParaFormat automatic;
+    automatic.spaceBeforeAuto = automatic.spaceAfterAuto = true;
+    ParaFormat points;
+    points.spaceBefore = points.spaceAfter = 280;
+    struct Case {
+        const char* name;
+        ParaFormat format;
+        double spacing;
+    };
+    const Case cases[] = {{"automatic", automatic, 280}, {"in points", points, 3 * 280}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(mono());
+        const uint32_t pf = b.paraFormat({});
+        const uint32_t spaced = b.paraFormat(c.format);
+        TableRowFormat row;
+        row.cells = {{2880}};
+        b.beginTable();
+        b.beginRow();
+        b.beginCell();
+        addPara(b, u"one", cf, spaced);
+        b.appendText(u"two", cf);
+        b.endCell(spaced, cf);
+        b.endRow(row, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        const auto& l = r.pages[0].lines;
+        ASSERT_EQ(l.size(), 3u);
+        const double h = l[0].height;
+        const double top = c.format.spaceBeforeAuto ? 0.0 : 280.0;
+        EXPECT_NEAR(l[0].y, 1440 + top, 0.01);
+        EXPECT_NEAR(l[2].y, 1440 + 2 * h + c.spacing, 0.01);
+    }
+}
+
 // Times 12 pt at 1.15 lines is 317 twips (276 * 276 / 240, rounded). Forty
 // lines fill 12680 of the page's 12960 twips; the 41st still fits, as its
 // single height (276) does and its extra leading may hang below the margin.
