@@ -656,6 +656,16 @@ double Engine::keepChainHeight(uint32_t start)
         // and the space before stands, as when they are placed.
         if (guard > 0)
             height += betweenParagraphs(pendingAfter, spaceBefore(pf));
+        const auto hardBreak = std::find_if(lines.begin(), lines.end(), [](const LaidOutLine& l) {
+            return l.reason == BreakReason::PageBreak || l.reason == BreakReason::ColumnBreak;
+        });
+        if (hardBreak != lines.end()) {
+            // The chain ends at a manual break: what follows it is on the
+            // next page anyway.
+            for (auto it = lines.begin(); it <= hardBreak; ++it)
+                height += it->height;
+            break;
+        }
         if (pf.keepWithNext && !isSectionMark(0, mark)) {
             for (const LaidOutLine& l : lines)
                 height += l.height;
@@ -696,12 +706,28 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     };
 
     if (!columnEmpty()) {
+        // A manual page or column break inside the paragraph ends what the
+        // keeps can hold together: the lines up to it stay on this page when
+        // they fit, and the next paragraph is on another page whatever keep
+        // with next asks (a heading that starts with a page break does not
+        // first move to the next page and then break to a third).
+        size_t firstBreak = lines.size();
+        for (size_t i = 0; i < lines.size(); ++i)
+            if (lines[i].reason == BreakReason::PageBreak || lines[i].reason == BreakReason::ColumnBreak) {
+                firstBreak = i;
+                break;
+            }
         double needed = 0;
-        if (pf.keepWithNext)
+        if (firstBreak < lines.size()) {
+            if (pf.keepLinesTogether)
+                for (size_t i = 0; i <= firstBreak; ++i)
+                    needed += lines[i].height;
+        } else if (pf.keepWithNext) {
             needed = keepChainHeight(start);
-        else if (pf.keepLinesTogether)
+        } else if (pf.keepLinesTogether) {
             for (const LaidOutLine& l : lines)
                 needed += l.height;
+        }
         if (needed > 0 && m_y + spacingHere() + needed > bottom() + Eps && needed <= columnHeight())
             nextColumn(true);
     }

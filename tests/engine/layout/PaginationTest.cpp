@@ -124,6 +124,12 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
          LinesPerPage - 1,
          {{u"Heading", {}, times()}, {u"Body", {}, times()}},
          {46, 1}},
+        // The break line fits on the last line of the page; the heading
+        // after it goes to page 2 with its body, not to a third page.
+        {"a heading that starts with a page break keeps only past the break",
+         LinesPerPage - 1,
+         {{u"\u000CHeading", keepNext, times()}, {u"Body", {}, times()}},
+         {46, 2}},
         // Room for 3 of its 4 lines.
         {"keep lines together moves a paragraph that would split",
          LinesPerPage - 2,
