@@ -571,9 +571,19 @@ void Engine::nextColumn(bool overflow)
 
 void Engine::applySectionStart(size_t section)
 {
+    const SectionFormat& previous = m_doc.sections[m_section].format;
     m_section = section;
     const SectionFormat& f = m_doc.sections[section].format;
-    switch (f.start) {
+    // A section that does not start a page of its own but sets another
+    // paper size or orientation starts one all the same: one page cannot
+    // have two sizes. Word prints a continuous break between a landscape
+    // and a portrait section as a new page (LibreOffice's Word import turns
+    // such breaks into page breaks for the same reason).
+    const bool newPaper = f.pageWidth != previous.pageWidth || f.pageHeight != previous.pageHeight;
+    const SectionStart start =
+        newPaper && (f.start == SectionStart::Continuous || f.start == SectionStart::NewColumn) ? SectionStart::NewPage
+                                                                                                : f.start;
+    switch (start) {
     case SectionStart::Continuous:
         // The new section goes on below the old one on the same page, in its
         // own columns.

@@ -188,11 +188,16 @@ TEST(Pagination, SectionStarts)
         const char* what;
         SectionStart second;
         int64_t pages;
+        bool landscape = false; ///< the second section turns the paper
     } cases[] = {
         {"continuous stays on the page", SectionStart::Continuous, 1},
         {"new page", SectionStart::NewPage, 2},
         {"odd page after page 1 leaves a blank page 2", SectionStart::OddPage, 3},
         {"even page after page 1 is page 2", SectionStart::EvenPage, 2},
+        // One page has one size: a continuous break to another paper size
+        // or orientation starts a page.
+        {"continuous onto landscape paper starts a page", SectionStart::Continuous, 2, true},
+        {"new column onto landscape paper starts a page", SectionStart::NewColumn, 2, true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -204,6 +209,8 @@ TEST(Pagination, SectionStarts)
         addPara(b, u"second section", cf, pf);
         SectionFormat last;
         last.start = c.second;
+        if (c.landscape)
+            std::swap(last.pageWidth, last.pageHeight);
         auto doc = b.finish(last, {});
         const LayoutResult r = layoutDocument(*doc);
         EXPECT_EQ(r.pageCount(), c.pages);
