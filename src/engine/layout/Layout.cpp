@@ -156,7 +156,9 @@ private:
     void newPage(bool overflow);
     void applySectionStart(size_t section);
     void setColumns(size_t section);
-    double bottom() const { return m_bottom; }
+    /// The foot of the room left for body text: the page's body bottom less
+    /// the footnotes already placed on the page.
+    double bottom() const { return m_bottom - m_noteReserve; }
     double columnHeight() const { return m_bottom - m_regionTop; }
     bool columnEmpty() const { return !m_columnHasContent; }
     void placeLine(LaidOutLine line, double xOffset);
@@ -165,6 +167,12 @@ private:
     double keepChainHeight(uint32_t start);
     const std::vector<LaidOutLine>& linesOf(uint32_t start, uint32_t mark);
     double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines);
+    struct NoteRoom {
+        double all = 0;   ///< the notes' full height, the separator included when it is due
+        double least = 0; ///< what must fit on this page: the separator and each note's first line
+    };
+    NoteRoom footnoteRoom(const LaidOutLine& line, double reserved);
+    void reserveFootnotes(const LaidOutLine& line);
 
     const Document& m_doc;
     LayoutResult& m_result;
@@ -184,6 +192,12 @@ private:
     bool m_topByOverflow = false;
     double m_pendingAfter = 0;
     const ParaFormat* m_prevPara = nullptr;
+    // Footnotes: the room the current page's notes take above its bottom,
+    // and what of them runs over onto the next page.
+    double m_noteReserve = 0;
+    double m_noteCarry = 0;
+    double m_separatorHeight = -1;
+    std::map<std::pair<int32_t, long>, std::pair<double, double>> m_noteHeights; ///< height, first line
 
     // Lines broken ahead of time (keep-with-next looks at the next paragraph).
     uint32_t m_cachedStart = UINT32_MAX;
@@ -545,6 +559,14 @@ void Engine::startPage(bool firstOfSection)
     m_regionTop = top;
     m_y = top;
     m_bottom = std::max(bottom, top + 1);
+    // Notes continued from the page before stand at this page's foot first,
+    // under their separator.
+    m_noteReserve = 0;
+    if (m_noteCarry > 0) {
+        const double room = std::max(0.0, m_bottom - m_regionTop - 1);
+        m_noteReserve = std::min(room, m_separatorHeight + m_noteCarry);
+        m_noteCarry = 0;
+    }
     m_column = 0;
     m_columnHasContent = false;
     m_pageHasContent = false;
@@ -612,6 +634,67 @@ void Engine::applySectionStart(size_t section)
     }
     startPage(true);
     m_topByOverflow = false;
+}
+
+// Footnotes stand at the foot of the page whose text refers to them, under
+// a separator, and take that room from the body: a line that refers to a
+// note goes on the page only when it fits above its note, or at least above
+// the note's first line (the rest continues at the next page's foot, as
+// Word continues a long note). The separator is one line of the document's
+// normal text (Word's separator paragraph is in the Normal style, single
+// spaced). ECMA-376 Part 1, 17.11 footnotes; sections set in columns keep
+// their notes out of this reckoning.
+Engine::NoteRoom Engine::footnoteRoom(const LaidOutLine& line, double reserved)
+{
+    NoteRoom room;
+    if (line.story != 0 || m_doc.notes.empty() || m_columns.size() != 1)
+        return room;
+    const Story& s = m_doc.mainStory();
+    const double width = m_columns[m_column].width;
+    for (uint32_t p = line.start; p < line.end && p < s.size(); ++p) {
+        if (s.text[p] != Ch::NoteReference)
+            continue;
+        const int32_t index = m_doc.charFormats[s.attrs[p].charFormat].noteIndex;
+        if (index < 0 || static_cast<size_t>(index) >= m_doc.notes.size())
+            continue;
+        const Note& note = m_doc.notes[static_cast<size_t>(index)];
+        if (note.kind != NoteKind::Footnote || note.story < 0)
+            continue;
+        const auto key = std::make_pair(index, std::lround(width));
+        auto it = m_noteHeights.find(key);
+        if (it == m_noteHeights.end()) {
+            const Stack stack = stackRange(static_cast<size_t>(note.story), note.start, note.end, width, 0);
+            const double first = stack.lines.empty() ? 0.0 : stack.lines.front().y + stack.lines.front().height;
+            it = m_noteHeights.emplace(key, std::make_pair(stack.height, first)).first;
+        }
+        room.all += it->second.first;
+        room.least += room.least > 0 ? 0.0 : it->second.second;
+    }
+    if (room.all > 0 && reserved <= 0) {
+        if (m_separatorHeight < 0) {
+            const uint32_t mark = paragraphEnd(0, 0, s.size());
+            const MeasuredFont& f = m_measurer.font(s.attrs[mark].charFormat);
+            m_separatorHeight = roundTwips(f.ascent + f.descent);
+        }
+        room.all += m_separatorHeight;
+        room.least += m_separatorHeight;
+    }
+    return room;
+}
+
+void Engine::reserveFootnotes(const LaidOutLine& line)
+{
+    const NoteRoom room = footnoteRoom(line, m_noteReserve);
+    if (room.all <= 0)
+        return;
+    m_noteReserve += room.all;
+    // What does not fit under the text runs over to the next page.
+    const double over = m_y + m_noteReserve - m_bottom;
+    if (over > 0) {
+        const double kept = std::max(0.0, m_noteReserve - over);
+        m_noteCarry += m_noteReserve - kept;
+        m_noteReserve = kept;
+    }
 }
 
 void Engine::placeLine(LaidOutLine line, double xOffset)
@@ -762,7 +845,12 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         // last line 1.9 pt past the margin), and the page counts Word stored
         // agree with it more often than with whole lines.
         const double hang = pf.lineRule == LineRule::Auto && pf.lineSpacing > 240 ? 1.0 - 240.0 / pf.lineSpacing : 0.0;
-        while (k + fit < groupEnd && y + lines[k + fit].height * (1.0 - hang) <= bottom() + Eps) {
+        double reserved = m_noteReserve;
+        while (k + fit < groupEnd) {
+            const NoteRoom notes = footnoteRoom(lines[k + fit], reserved);
+            if (y + lines[k + fit].height * (1.0 - hang) > m_bottom - reserved - notes.least + Eps)
+                break;
+            reserved += notes.all;
             y += lines[k + fit].height;
             ++fit;
         }
@@ -773,8 +861,10 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
             if (split == k && columnEmpty())
                 split = k + std::max<size_t>(1, fit); // a line taller than the page still goes somewhere
         }
-        for (size_t i = k; i < split; ++i)
+        for (size_t i = k; i < split; ++i) {
             placeLine(lines[i], m_columns[m_column].left);
+            reserveFootnotes(lines[i]);
+        }
         k = split;
         if (k < n) {
             const BreakReason r = k > 0 ? lines[k - 1].reason : BreakReason::Wrap;

@@ -218,6 +218,57 @@ TEST(Pagination, SectionStarts)
     }
 }
 
+// Footnotes stand at the foot of the page that refers to them, under a
+// separator one line of the normal text high, and take that room from the
+// body. Times 12 pt single lines (276 twips), 46 to a page; a note of one
+// such line costs 552 with its separator. A reference on line 44 still
+// fits (44 * 276 + 552 = 12696 <= 12960) but leaves no room for lines 45
+// and 46; one on line 46 moves that line to page 2. Endnotes take no room.
+TEST(Pagination, FootnotesTakeRoomAtThePageFoot)
+{
+    struct Case {
+        const char* what;
+        size_t referenceLine; ///< 1-based; 0: none
+        NoteKind kind;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        {"no note", 0, NoteKind::Footnote, {46}},
+        {"a note referred to on line 44", 44, NoteKind::Footnote, {44, 2}},
+        {"a note referred to on the last line", 46, NoteKind::Footnote, {45, 1}},
+        {"an endnote takes no room", 44, NoteKind::Endnote, {46}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        int32_t note = -1;
+        if (c.referenceLine > 0) {
+            const StoryId notes =
+                b.newStory(c.kind == NoteKind::Footnote ? StoryType::Footnotes : StoryType::Endnotes);
+            b.setStory(notes);
+            Note n;
+            n.kind = c.kind;
+            n.story = static_cast<int32_t>(notes);
+            n.start = b.position();
+            addPara(b, u"The note.", cf, pf);
+            n.end = b.position();
+            b.setStory(0);
+            note = b.addNote(n);
+        }
+        CharFormat reference = times();
+        reference.noteIndex = note;
+        for (size_t i = 1; i <= 46; ++i) {
+            b.appendText(u"Line " + utf8ToUtf16(std::to_string(i)), cf);
+            if (i == c.referenceLine)
+                b.appendChar(Ch::NoteReference, b.charFormat(reference));
+            b.endParagraph(pf, cf);
+        }
+        auto doc = b.finish({}, {});
+        EXPECT_EQ(linesPerPage(layoutDocument(*doc)), c.perPage);
+    }
+}
+
 TEST(Pagination, ColumnsHoldTheirShareOfLines)
 {
     SectionFormat two;
