@@ -792,7 +792,9 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
 
     auto spacingHere = [&] {
         // Space before is dropped at the top of a page or column reached by
-        // overflow, kept after a manual break and on the first page.
+        // overflow or by a page break that ended the paragraph before; it
+        // stays on the first page, after a column break and where the
+        // paragraph itself asks for a page break before it.
         if (columnEmpty())
             return m_topByOverflow ? 0.0 : before;
         return betweenParagraphs(m_pendingAfter, before);
@@ -876,7 +878,13 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
                 nextColumn(true);
             firstOfParagraphHere = k;
         } else if (lines[n - 1].reason == BreakReason::PageBreak) {
-            newPage(false);
+            // The paragraph after a page break that ends this one starts its
+            // page at the top margin, without its space before: Word's PDF
+            // of a heading with 24 pt before, after a paragraph holding only
+            // a page break, shows the heading at the margin on page 2 and 24
+            // pt below it on page 1 (the same as at a page reached by
+            // overflow).
+            newPage(true);
         } else if (lines[n - 1].reason == BreakReason::ColumnBreak) {
             nextColumn(false);
         }

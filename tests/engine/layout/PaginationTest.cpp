@@ -147,15 +147,34 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
 TEST(Pagination, SpaceBeforeAtTheTopOfAPage)
 {
     // Each paragraph asks for 12 pt before. At the top of a page reached by
-    // overflow the space is dropped; on the first page and after a manual
-    // break it stays.
+    // overflow, or by a page break ending the paragraph before, the space is
+    // dropped (Word's PDF: a heading after a page-break paragraph stands at
+    // the margin); on the first page and before a paragraph that asks for a
+    // page break before itself it stays.
     ParaFormat spaced;
     spaced.spaceBefore = 240;
-    auto doc = makeDocument({{u"a", spaced, times()}, {u"\u000C", {}, times()}, {u"b", spaced, times()}});
-    const LayoutResult r = layoutDocument(*doc);
-    ASSERT_EQ(r.pageCount(), 2);
-    EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 1440 + 240);
-    EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, 1440 + 240);
+    ParaFormat breakBefore = spaced;
+    breakBefore.pageBreakBefore = true;
+    struct Case {
+        const char* what;
+        std::vector<Para> paras;
+        double secondPageTop;
+    } cases[] = {
+        {"after a page-break paragraph",
+         {{u"a", spaced, times()}, {u"\u000C", {}, times()}, {u"b", spaced, times()}},
+         1440},
+        {"after a page break ending a paragraph of text",
+         {{u"a", spaced, times()}, {u"text\u000C", {}, times()}, {u"b", spaced, times()}},
+         1440},
+        {"a paragraph with a page break before it", {{u"a", spaced, times()}, {u"b", breakBefore, times()}}, 1440 + 240},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const LayoutResult r = layoutDocument(*makeDocument(c.paras));
+        ASSERT_EQ(r.pageCount(), 2);
+        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 1440 + 240);
+        EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, c.secondPageTop);
+    }
 
     // 276 + 240 per paragraph: 25 fit the first page; the 26th opens page 2
     // at the margin.
