@@ -166,7 +166,8 @@ private:
     void placeTable(const Table& table);
     double keepChainHeight(uint32_t start);
     const std::vector<LaidOutLine>& linesOf(uint32_t start, uint32_t mark);
-    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines);
+    enum class HeaderPart : uint8_t { Header, Footer };
+    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, HeaderPart part);
     struct NoteRoom {
         double all = 0;   ///< the notes' full height, the separator included when it is due
         double least = 0; ///< what must fit on this page: the separator and each note's first line
@@ -483,7 +484,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
     return rows;
 }
 
-double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines)
+double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, HeaderPart part)
 {
     if (story < 0 || static_cast<size_t>(story) >= m_doc.stories.size())
         return 0;
@@ -496,6 +497,11 @@ double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidO
     double height = 0;
     for (const LaidOutLine& l : it->second.lines)
         height = std::max(height, l.y + l.height);
+    // A header reaches down to the end of its last paragraph's space after:
+    // Word sets the body below that, so a header paragraph with 24 pt after
+    // it pushes the text down by those 24 pt too.
+    if (part == HeaderPart::Header && !it->second.lines.empty())
+        height = std::max(height, it->second.height);
     return height;
 }
 
@@ -531,8 +537,8 @@ void Engine::startPage(bool firstOfSection)
     int32_t footer = m_doc.footerStory(m_section, which);
     // A first-page or even-page header that is not defined shows nothing
     // when Word is asked for one; the primary one otherwise.
-    const double headerHeight = headerFooterHeight(header, width, &page.headerLines);
-    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines);
+    const double headerHeight = headerFooterHeight(header, width, &page.headerLines, HeaderPart::Header);
+    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines, HeaderPart::Footer);
     for (LaidOutLine& l : page.headerLines) {
         l.y += f.headerDistance;
         l.x += left;

@@ -330,6 +330,45 @@ TEST(Pagination, TableRowsCountTheirFullestCell)
     EXPECT_NEAR(l.back().y, rowsBottom, 0.01);
 }
 
+// A header ends where its last paragraph's space after ends: two lines from
+// 0.5" (720 + 552 = 1272, inside the 1" margin) with 24 pt after reach 1752
+// and set the body there. A footer's last space after does not lift the
+// body's foot.
+TEST(Pagination, HeaderSpaceAfterPushesTheBody)
+{
+    struct Case {
+        const char* what;
+        Twips after;
+        double bodyTop;
+    } cases[] = {
+        {"no space after: the margin stands", 0, 1440},
+        {"480 after: the body starts below it", 480, 720 + 2 * 276 + 480},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        ParaFormat spaced;
+        spaced.spaceAfter = c.after;
+        addPara(b, u"body", cf, pf);
+        const StoryId header = b.newStory(StoryType::PrimaryHeader);
+        b.setStory(header);
+        addPara(b, u"header", cf, pf);
+        addPara(b, u"header", cf, b.paraFormat(spaced));
+        const StoryId footer = b.newStory(StoryType::PrimaryFooter);
+        b.setStory(footer);
+        addPara(b, u"footer", cf, b.paraFormat(spaced));
+        HeaderFooterRefs refs;
+        refs.headers[0] = static_cast<int32_t>(header);
+        refs.footers[0] = static_cast<int32_t>(footer);
+        auto doc = b.finish({}, refs);
+        const LayoutResult r = layoutDocument(*doc);
+        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, c.bodyTop);
+        EXPECT_DOUBLE_EQ(r.pages[0].footerLines[0].y, 15840 - 720 - 276);
+    }
+}
+
 TEST(Pagination, HeadersAreLaidOutButNotCounted)
 {
     DocumentBuilder b("docx");
