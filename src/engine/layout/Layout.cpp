@@ -141,6 +141,30 @@ public:
                      StackEdges edges = StackEdges::Open);
 
 private:
+    /// Whether the section after the current one begins on a new page
+    /// (a page break, odd or even page, or other paper).
+    bool nextSectionStartsPage() const
+    {
+        if (m_section + 1 >= m_doc.sections.size())
+            return false;
+        const SectionFormat& now = m_doc.sections[m_section].format;
+        const SectionFormat& next = m_doc.sections[m_section + 1].format;
+        if (next.pageWidth != now.pageWidth || next.pageHeight != now.pageHeight)
+            return true;
+        return next.start == SectionStart::NewPage || next.start == SectionStart::OddPage ||
+               next.start == SectionStart::EvenPage;
+    }
+    /// Whether the main story's paragraph starting at `pos` asks for a page
+    /// break before it (false for a table's first cell).
+    bool breaksPageBefore(uint32_t pos) const
+    {
+        const Story& s = m_doc.mainStory();
+        if (pos >= s.size())
+            return false;
+        const uint32_t end = paragraphEnd(0, pos, s.size());
+        const ParaFormat& pf = m_doc.paraFormats[s.attrs[end].paraFormat];
+        return pf.pageBreakBefore && pf.tableDepth == 0;
+    }
     bool isSectionMark(size_t story, uint32_t pos) const
     {
         return story == 0 && std::binary_search(m_sectionMarks.begin(), m_sectionMarks.end(), pos);
@@ -790,6 +814,14 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     const std::vector<LaidOutLine> lines = linesOf(start, mark);
     if (lines.empty())
         return;
+    // An empty paragraph that only ends a section makes no page of its own
+    // when what follows starts a page anyway (the next section begins on a
+    // new page, or its first paragraph asks for a page break before it): at
+    // the foot of a full page its mark stays there. Word's PDFs show the
+    // next section's text on the very next page, where a page holding only
+    // the mark would otherwise come between.
+    const bool onlySectionEnd = lines.size() == 1 && lines[0].empty && isSectionMark(0, mark) &&
+                                (nextSectionStartsPage() || breaksPageBefore(mark + 1));
     double before = spaceBefore(pf);
     if (m_prevPara && pf.contextualSpacing && m_prevPara->styleName == pf.styleName)
         before = 0;
@@ -806,7 +838,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         return betweenParagraphs(m_pendingAfter, before);
     };
 
-    if (!columnEmpty()) {
+    if (!columnEmpty() && !onlySectionEnd) {
         // A manual page or column break inside the paragraph ends what the
         // keeps can hold together: the lines up to it stay on this page when
         // they fit, and the next paragraph is on another page whatever keep
@@ -856,7 +888,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         double reserved = m_noteReserve;
         while (k + fit < groupEnd) {
             const NoteRoom notes = footnoteRoom(lines[k + fit], reserved);
-            if (y + lines[k + fit].height * (1.0 - hang) > m_bottom - reserved - notes.least + Eps)
+            if (y + lines[k + fit].height * (1.0 - hang) > m_bottom - reserved - notes.least + Eps && !onlySectionEnd)
                 break;
             reserved += notes.all;
             y += lines[k + fit].height;

@@ -288,6 +288,40 @@ TEST(Pagination, FootnotesTakeRoomAtThePageFoot)
     }
 }
 
+// An empty paragraph that only ends a section, at the foot of a full page
+// (46 lines of Times 12 pt), stays there when what follows starts a page
+// anyway, instead of making a page of its own: the next section's text is
+// on page 2 (Word's PDFs). Before continuous text it moves on with it.
+TEST(Pagination, EmptySectionEndMakesNoPageOfItsOwn)
+{
+    ParaFormat breakBefore;
+    breakBefore.pageBreakBefore = true;
+    struct Case {
+        const char* what;
+        SectionStart next;
+        ParaFormat first;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        {"next section on a new page", SectionStart::NewPage, {}, {47, 1}},
+        {"continuous section whose text breaks the page before it", SectionStart::Continuous, breakBefore, {47, 1}},
+        {"continuous section going on in the flow", SectionStart::Continuous, {}, {46, 2}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        for (int i = 0; i < 46; ++i)
+            addPara(b, u"line", cf, pf);
+        b.endSection(SectionFormat{}, {}, pf, cf);
+        addPara(b, u"next section", cf, b.paraFormat(c.first));
+        SectionFormat last;
+        last.start = c.next;
+        auto doc = b.finish(last, {});
+        EXPECT_EQ(linesPerPage(layoutDocument(*doc)), c.perPage);
+    }
+}
+
 TEST(Pagination, ColumnsHoldTheirShareOfLines)
 {
     SectionFormat two;
