@@ -190,8 +190,8 @@ private:
     void placeTable(const Table& table);
     double keepChainHeight(uint32_t start);
     const std::vector<LaidOutLine>& linesOf(uint32_t start, uint32_t mark);
-    enum class HeaderPart : uint8_t { Header, Footer };
-    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, HeaderPart part);
+    enum class Margin : uint8_t { Header, Footer };
+    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, Margin which);
     struct NoteRoom {
         double all = 0;   ///< the notes' full height, the separator included when it is due
         double least = 0; ///< what must fit on this page: the separator and each note's first line
@@ -508,7 +508,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
     return rows;
 }
 
-double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, HeaderPart part)
+double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, Margin which)
 {
     if (story < 0 || static_cast<size_t>(story) >= m_doc.stories.size())
         return 0;
@@ -524,7 +524,7 @@ double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidO
     // A header reaches down to the end of its last paragraph's space after:
     // Word sets the body below that, so a header paragraph with 24 pt after
     // it pushes the text down by those 24 pt too.
-    if (part == HeaderPart::Header && !it->second.lines.empty())
+    if (which == Margin::Header && !it->second.lines.empty())
         height = std::max(height, it->second.height);
     return height;
 }
@@ -561,8 +561,8 @@ void Engine::startPage(bool firstOfSection)
     int32_t footer = m_doc.footerStory(m_section, which);
     // A first-page or even-page header that is not defined shows nothing
     // when Word is asked for one; the primary one otherwise.
-    const double headerHeight = headerFooterHeight(header, width, &page.headerLines, HeaderPart::Header);
-    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines, HeaderPart::Footer);
+    const double headerHeight = headerFooterHeight(header, width, &page.headerLines, Margin::Header);
+    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines, Margin::Footer);
     for (LaidOutLine& l : page.headerLines) {
         l.y += f.headerDistance;
         l.x += left;
