@@ -112,6 +112,10 @@ struct Stack {
     int64_t counted = 0;
 };
 
+/// Whether a stack of paragraphs is a table cell's text, whose first and
+/// last paragraphs lose their automatic spacing at its edges.
+enum class StackEdges : uint8_t { Open, Cell };
+
 /// One table row ready to place: its lines relative to the row's top-left.
 struct RowBox {
     std::vector<LaidOutLine> lines;
@@ -133,9 +137,34 @@ public:
 
     void layoutMain();
     void useCache(ParagraphCache* cache) { m_breaker.useCache(cache); }
-    Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth);
+    Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth,
+                     StackEdges edges = StackEdges::Open);
 
 private:
+    /// Whether the section after the current one begins on a new page
+    /// (a page break, odd or even page, or other paper).
+    bool nextSectionStartsPage() const
+    {
+        if (m_section + 1 >= m_doc.sections.size())
+            return false;
+        const SectionFormat& now = m_doc.sections[m_section].format;
+        const SectionFormat& next = m_doc.sections[m_section + 1].format;
+        if (next.pageWidth != now.pageWidth || next.pageHeight != now.pageHeight)
+            return true;
+        return next.start == SectionStart::NewPage || next.start == SectionStart::OddPage ||
+               next.start == SectionStart::EvenPage;
+    }
+    /// Whether the main story's paragraph starting at `pos` asks for a page
+    /// break before it (false for a table's first cell).
+    bool breaksPageBefore(uint32_t pos) const
+    {
+        const Story& s = m_doc.mainStory();
+        if (pos >= s.size())
+            return false;
+        const uint32_t end = paragraphEnd(0, pos, s.size());
+        const ParaFormat& pf = m_doc.paraFormats[s.attrs[end].paraFormat];
+        return pf.pageBreakBefore && pf.tableDepth == 0;
+    }
     bool isSectionMark(size_t story, uint32_t pos) const
     {
         return story == 0 && std::binary_search(m_sectionMarks.begin(), m_sectionMarks.end(), pos);
@@ -151,7 +180,9 @@ private:
     void newPage(bool overflow);
     void applySectionStart(size_t section);
     void setColumns(size_t section);
-    double bottom() const { return m_bottom; }
+    /// The foot of the room left for body text: the page's body bottom less
+    /// the footnotes already placed on the page.
+    double bottom() const { return m_bottom - m_noteReserve; }
     double columnHeight() const { return m_bottom - m_regionTop; }
     bool columnEmpty() const { return !m_columnHasContent; }
     void placeLine(LaidOutLine line, double xOffset);
@@ -159,7 +190,14 @@ private:
     void placeTable(const Table& table);
     double keepChainHeight(uint32_t start);
     const std::vector<LaidOutLine>& linesOf(uint32_t start, uint32_t mark);
-    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines);
+    enum class Margin : uint8_t { Header, Footer };
+    double headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, Margin which);
+    struct NoteRoom {
+        double all = 0;   ///< the notes' full height, the separator included when it is due
+        double least = 0; ///< what must fit on this page: the separator and each note's first line
+    };
+    NoteRoom footnoteRoom(const LaidOutLine& line, double reserved);
+    void reserveFootnotes(const LaidOutLine& line);
 
     const Document& m_doc;
     LayoutResult& m_result;
@@ -179,6 +217,12 @@ private:
     bool m_topByOverflow = false;
     double m_pendingAfter = 0;
     const ParaFormat* m_prevPara = nullptr;
+    // Footnotes: the room the current page's notes take above its bottom,
+    // and what of them runs over onto the next page.
+    double m_noteReserve = 0;
+    double m_noteCarry = 0;
+    double m_separatorHeight = -1;
+    std::map<std::pair<int32_t, long>, std::pair<double, double>> m_noteHeights; ///< height, first line
 
     // Lines broken ahead of time (keep-with-next looks at the next paragraph).
     uint32_t m_cachedStart = UINT32_MAX;
@@ -214,7 +258,7 @@ void Engine::addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32
     lines.back().height += below;
 }
 
-Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth)
+Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth, StackEdges edges)
 {
     Stack stack;
     if (story >= m_doc.stories.size() || from >= to)
@@ -227,6 +271,7 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
     size_t nextTable = 0;
     double y = 0;
     double pendingAfter = 0;
+    bool lastAfterAuto = false;
     const ParaFormat* prev = nullptr;
     uint32_t pos = from;
     while (pos < to) {
@@ -254,7 +299,13 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
             l.height = roundTwips(l.height);
         addBorderRoom(lines, story, pos, mark);
         if (!lines.empty()) {
-            double before = spaceBefore(pf);
+            // Automatic (HTML) spacing is dropped at a cell's top and bottom
+            // edges: Word puts the first paragraph of a cell against the
+            // cell's top margin and the cell's bottom margin right under the
+            // last, whatever 14 pt the paragraphs ask for there. Spacing
+            // given in points stays.
+            const bool firstInCell = edges == StackEdges::Cell && y == 0 && stack.lines.empty();
+            double before = firstInCell && pf.spaceBeforeAuto ? 0.0 : spaceBefore(pf);
             if (prev && pf.contextualSpacing && prev->styleName == pf.styleName)
                 before = 0;
             if (prev && prev->contextualSpacing && prev->styleName == pf.styleName)
@@ -267,90 +318,197 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
                 stack.lines.push_back(std::move(l));
             }
             pendingAfter = spaceAfter(pf);
+            lastAfterAuto = pf.spaceAfterAuto;
             prev = &pf;
         }
         pos = mark + 1;
     }
+    if (edges == StackEdges::Cell && lastAfterAuto && prev)
+        pendingAfter = 0;
     stack.height = y + pendingAfter;
     return stack;
 }
 
 std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double width, uint8_t depth)
 {
-    std::vector<RowBox> rows;
-    rows.reserve(table.rows.size());
     static const TableRowFormat fallback;
+    // One cell laid out: its lines relative to its row's top-left, and the
+    // rows it spans when it starts a vertical merge.
+    struct CellBox {
+        std::vector<LaidOutLine> lines;
+        double height = 0; ///< the text's height, margins left out
+        size_t gridColumn = 0;
+        size_t rowSpan = 1;
+        bool continues = false; ///< a merged cell's continuation: shows nothing of its own
+    };
+    struct RowWork {
+        const TableRowFormat* format = &fallback;
+        std::vector<CellBox> cells;
+        double topBorder = 0;
+        double height = 0;
+    };
+    std::vector<RowWork> work(table.rows.size());
     const TableRowFormat* previous = nullptr;
-    for (const TableRow& row : table.rows) {
-        RowBox box;
-        const TableRowFormat& rf = row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size()
-                                       ? m_doc.rowFormats[row.rowFormat]
-                                       : fallback;
-        box.cantSplit = rf.cantSplit;
-        box.isHeader = rf.isHeader;
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        const TableRow& row = table.rows[r];
+        RowWork& w = work[r];
+        if (row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size())
+            w.format = &m_doc.rowFormats[row.rowFormat];
+        const TableRowFormat& rf = *w.format;
         double x = rf.leftIndent - rf.cellMarginLeft;
         const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
-        double content = 0;
-        int64_t bestCount = -1;
-        size_t bestCell = 0;
-        std::vector<std::vector<LaidOutLine>> cells;
-        std::vector<int64_t> counts;
+        size_t gridColumn = 0;
         for (size_t c = 0; c < row.cells.size(); ++c) {
             const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
-            const double cellWidth = widths[c];
-            const double textWidth = std::max(1.0, cellWidth - rf.cellMarginLeft - rf.cellMarginRight);
-            Stack stack;
-            if (!(cf && cf->verticalMerge == VerticalMerge::Continue))
-                stack = stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth);
-            content = std::max(content, stack.height);
-            for (LaidOutLine& l : stack.lines) {
-                l.x += x + rf.cellMarginLeft;
-                for (LineRun& r : l.runs)
-                    r.x += x + rf.cellMarginLeft;
-                l.y += rf.cellMarginTop;
+            CellBox cell;
+            cell.gridColumn = gridColumn;
+            gridColumn += cf ? static_cast<size_t>(std::max(1, cf->gridSpan)) : 1;
+            cell.continues = cf && cf->verticalMerge == VerticalMerge::Continue;
+            if (!cell.continues) {
+                const double textWidth = std::max(1.0, widths[c] - rf.cellMarginLeft - rf.cellMarginRight);
+                Stack stack = stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth,
+                                         StackEdges::Cell);
+                cell.height = stack.height;
+                cell.lines = std::move(stack.lines);
+                for (LaidOutLine& l : cell.lines) {
+                    l.x += x + rf.cellMarginLeft;
+                    for (LineRun& run : l.runs)
+                        run.x += x + rf.cellMarginLeft;
+                    l.y += rf.cellMarginTop;
+                }
             }
-            if (stack.counted > bestCount) {
-                bestCount = stack.counted;
-                bestCell = cells.size();
-            }
-            counts.push_back(stack.counted);
-            cells.push_back(std::move(stack.lines));
-            x += cellWidth;
-        }
-        // A row counts as many lines as its fullest cell: the others' lines
-        // stand beside those and add none.
-        for (size_t c = 0; c < cells.size(); ++c) {
-            for (LaidOutLine& l : cells[c]) {
-                if (c != bestCell)
-                    l.counted = false;
-                box.lines.push_back(std::move(l));
-            }
+            x += widths[c];
+            w.cells.push_back(std::move(cell));
         }
         // The line above the row belongs to it, and the last row carries the
         // table's bottom line too: Word puts rows with 1/2 pt borders 1/2 pt
         // further apart than their text alone would.
-        const bool last = &row == &table.rows.back();
-        const double topBorder = roundTwips(horizontalBorder(previous, &rf));
-        const double bottomBorder = last ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        w.topBorder = roundTwips(horizontalBorder(previous, &rf));
         previous = &rf;
-        if (topBorder > 0)
-            for (LaidOutLine& l : box.lines)
-                l.y += topBorder;
-        double height = topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder;
+    }
+    // A cell that starts a vertical merge spans the rows below it whose cell
+    // in the same grid column continues the merge (ECMA-376 Part 1, 17.4.85
+    // vMerge). Its text runs down through those rows and sets none of their
+    // heights alone: the rows take the heights of their other cells, and only
+    // when the merged text is taller than all of them together does the last
+    // row grow to hold it.
+    for (size_t r = 0; r < work.size(); ++r)
+        for (CellBox& cell : work[r].cells) {
+            if (cell.continues)
+                continue;
+            const size_t c = static_cast<size_t>(&cell - work[r].cells.data());
+            const TableCellFormat* cf = c < work[r].format->cells.size() ? &work[r].format->cells[c] : nullptr;
+            if (!cf || cf->verticalMerge != VerticalMerge::Restart)
+                continue;
+            for (size_t below = r + 1; below < work.size(); ++below) {
+                const auto& cells = work[below].cells;
+                const bool continued = std::any_of(cells.begin(), cells.end(), [&](const CellBox& b) {
+                    return b.continues && b.gridColumn == cell.gridColumn;
+                });
+                if (!continued)
+                    break;
+                ++cell.rowSpan;
+            }
+        }
+    auto fixedHeight = [](const TableRowFormat& rf, double height) {
         if (rf.heightRule == RowHeightRule::AtLeast)
-            height = std::max<double>(height, rf.height);
-        else if (rf.heightRule == RowHeightRule::Exact && rf.height > 0)
-            height = rf.height;
+            return std::max<double>(height, rf.height);
+        if (rf.heightRule == RowHeightRule::Exact && rf.height > 0)
+            return static_cast<double>(rf.height);
+        return height;
+    };
+    for (size_t r = 0; r < work.size(); ++r) {
+        RowWork& w = work[r];
+        const TableRowFormat& rf = *w.format;
+        double content = 0;
+        for (const CellBox& cell : w.cells)
+            if (!cell.continues && cell.rowSpan == 1)
+                content = std::max(content, cell.height);
+        const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        w.height = roundTwips(fixedHeight(rf, w.topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder));
+    }
+    for (size_t r = 0; r < work.size(); ++r)
+        for (CellBox& cell : work[r].cells) {
+            if (cell.rowSpan < 2)
+                continue;
+            const size_t last = std::min(work.size(), r + cell.rowSpan) - 1;
+            double spanned = 0;
+            for (size_t k = r; k <= last; ++k)
+                spanned += work[k].height;
+            const TableRowFormat& rf = *work[r].format;
+            const double bottomBorder = last + 1 == work.size() ? roundTwips(horizontalBorder(work[last].format, nullptr)) : 0;
+            const double needed = work[r].topBorder + rf.cellMarginTop + cell.height + rf.cellMarginBottom + bottomBorder;
+            const TableRowFormat& lastFormat = *work[last].format;
+            if (needed > spanned && !(lastFormat.heightRule == RowHeightRule::Exact && lastFormat.height > 0))
+                work[last].height += roundTwips(needed - spanned);
+        }
+
+    // Each row's lines: its own cells', and those of merged cells above it
+    // that run down into it, moved to be relative to its top.
+    std::vector<std::vector<std::vector<LaidOutLine>>> byRowCell(work.size());
+    for (size_t r = 0; r < work.size(); ++r)
+        byRowCell[r].resize(work[r].cells.size());
+    for (size_t r = 0; r < work.size(); ++r)
+        for (size_t c = 0; c < work[r].cells.size(); ++c) {
+            CellBox& cell = work[r].cells[c];
+            for (LaidOutLine& l : cell.lines) {
+                l.y += work[r].topBorder;
+                size_t target = r;
+                double offset = 0;
+                while (target + 1 < std::min(work.size(), r + cell.rowSpan) &&
+                       l.y - offset >= work[target].height - Eps) {
+                    offset += work[target].height;
+                    ++target;
+                }
+                l.y -= offset;
+                // Continuation cells hold no text, so the merged lines take
+                // the place of the cell in the same grid column.
+                size_t slot = c;
+                if (target != r)
+                    for (size_t k = 0; k < work[target].cells.size(); ++k)
+                        if (work[target].cells[k].gridColumn == cell.gridColumn)
+                            slot = k;
+                if (slot >= byRowCell[target].size())
+                    byRowCell[target].resize(slot + 1);
+                byRowCell[target][slot].push_back(std::move(l));
+            }
+        }
+
+    std::vector<RowBox> rows;
+    rows.reserve(work.size());
+    for (size_t r = 0; r < work.size(); ++r) {
+        RowBox box;
+        box.cantSplit = work[r].format->cantSplit;
+        box.isHeader = work[r].format->isHeader;
+        // A row counts as many lines as its fullest cell: the others' lines
+        // stand beside those and add none.
+        size_t bestCell = 0;
+        int64_t bestCount = -1;
+        for (size_t c = 0; c < byRowCell[r].size(); ++c) {
+            int64_t n = 0;
+            for (const LaidOutLine& l : byRowCell[r][c])
+                n += l.counted ? 1 : 0;
+            if (n > bestCount) {
+                bestCount = n;
+                bestCell = c;
+            }
+        }
+        for (size_t c = 0; c < byRowCell[r].size(); ++c)
+            for (LaidOutLine& l : byRowCell[r][c]) {
+                if (c != bestCell)
+                    l.counted = false;
+                box.lines.push_back(std::move(l));
+            }
         // Cells are stacked in reading order; the page wants lines by row.
         std::stable_sort(box.lines.begin(), box.lines.end(),
                          [](const LaidOutLine& a, const LaidOutLine& b) { return a.y < b.y - Eps; });
-        box.height = roundTwips(height);
+        box.height = work[r].height;
         rows.push_back(std::move(box));
     }
     return rows;
 }
 
-double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines)
+double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidOutLine>* lines, Margin which)
 {
     if (story < 0 || static_cast<size_t>(story) >= m_doc.stories.size())
         return 0;
@@ -363,6 +521,11 @@ double Engine::headerFooterHeight(int32_t story, double width, std::vector<LaidO
     double height = 0;
     for (const LaidOutLine& l : it->second.lines)
         height = std::max(height, l.y + l.height);
+    // A header reaches down to the end of its last paragraph's space after:
+    // Word sets the body below that, so a header paragraph with 24 pt after
+    // it pushes the text down by those 24 pt too.
+    if (which == Margin::Header && !it->second.lines.empty())
+        height = std::max(height, it->second.height);
     return height;
 }
 
@@ -398,8 +561,8 @@ void Engine::startPage(bool firstOfSection)
     int32_t footer = m_doc.footerStory(m_section, which);
     // A first-page or even-page header that is not defined shows nothing
     // when Word is asked for one; the primary one otherwise.
-    const double headerHeight = headerFooterHeight(header, width, &page.headerLines);
-    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines);
+    const double headerHeight = headerFooterHeight(header, width, &page.headerLines, Margin::Header);
+    const double footerHeight = headerFooterHeight(footer, width, &page.footerLines, Margin::Footer);
     for (LaidOutLine& l : page.headerLines) {
         l.y += f.headerDistance;
         l.x += left;
@@ -426,6 +589,14 @@ void Engine::startPage(bool firstOfSection)
     m_regionTop = top;
     m_y = top;
     m_bottom = std::max(bottom, top + 1);
+    // Notes continued from the page before stand at this page's foot first,
+    // under their separator.
+    m_noteReserve = 0;
+    if (m_noteCarry > 0) {
+        const double room = std::max(0.0, m_bottom - m_regionTop - 1);
+        m_noteReserve = std::min(room, m_separatorHeight + m_noteCarry);
+        m_noteCarry = 0;
+    }
     m_column = 0;
     m_columnHasContent = false;
     m_pageHasContent = false;
@@ -452,9 +623,19 @@ void Engine::nextColumn(bool overflow)
 
 void Engine::applySectionStart(size_t section)
 {
+    const SectionFormat& previous = m_doc.sections[m_section].format;
     m_section = section;
     const SectionFormat& f = m_doc.sections[section].format;
-    switch (f.start) {
+    // A section that does not start a page of its own but sets another
+    // paper size or orientation starts one all the same: one page cannot
+    // have two sizes. Word prints a continuous break between a landscape
+    // and a portrait section as a new page (LibreOffice's Word import turns
+    // such breaks into page breaks for the same reason).
+    const bool newPaper = f.pageWidth != previous.pageWidth || f.pageHeight != previous.pageHeight;
+    const SectionStart start =
+        newPaper && (f.start == SectionStart::Continuous || f.start == SectionStart::NewColumn) ? SectionStart::NewPage
+                                                                                                : f.start;
+    switch (start) {
     case SectionStart::Continuous:
         // The new section goes on below the old one on the same page, in its
         // own columns.
@@ -483,6 +664,67 @@ void Engine::applySectionStart(size_t section)
     }
     startPage(true);
     m_topByOverflow = false;
+}
+
+// Footnotes stand at the foot of the page whose text refers to them, under
+// a separator, and take that room from the body: a line that refers to a
+// note goes on the page only when it fits above its note, or at least above
+// the note's first line (the rest continues at the next page's foot, as
+// Word continues a long note). The separator is one line of the document's
+// normal text (Word's separator paragraph is in the Normal style, single
+// spaced). ECMA-376 Part 1, 17.11 footnotes; sections set in columns keep
+// their notes out of this reckoning.
+Engine::NoteRoom Engine::footnoteRoom(const LaidOutLine& line, double reserved)
+{
+    NoteRoom room;
+    if (line.story != 0 || m_doc.notes.empty() || m_columns.size() != 1)
+        return room;
+    const Story& s = m_doc.mainStory();
+    const double width = m_columns[m_column].width;
+    for (uint32_t p = line.start; p < line.end && p < s.size(); ++p) {
+        if (s.text[p] != Ch::NoteReference)
+            continue;
+        const int32_t index = m_doc.charFormats[s.attrs[p].charFormat].noteIndex;
+        if (index < 0 || static_cast<size_t>(index) >= m_doc.notes.size())
+            continue;
+        const Note& note = m_doc.notes[static_cast<size_t>(index)];
+        if (note.kind != NoteKind::Footnote || note.story < 0)
+            continue;
+        const auto key = std::make_pair(index, std::lround(width));
+        auto it = m_noteHeights.find(key);
+        if (it == m_noteHeights.end()) {
+            const Stack stack = stackRange(static_cast<size_t>(note.story), note.start, note.end, width, 0);
+            const double first = stack.lines.empty() ? 0.0 : stack.lines.front().y + stack.lines.front().height;
+            it = m_noteHeights.emplace(key, std::make_pair(stack.height, first)).first;
+        }
+        room.all += it->second.first;
+        room.least += room.least > 0 ? 0.0 : it->second.second;
+    }
+    if (room.all > 0 && reserved <= 0) {
+        if (m_separatorHeight < 0) {
+            const uint32_t mark = paragraphEnd(0, 0, s.size());
+            const MeasuredFont& f = m_measurer.font(s.attrs[mark].charFormat);
+            m_separatorHeight = roundTwips(f.ascent + f.descent);
+        }
+        room.all += m_separatorHeight;
+        room.least += m_separatorHeight;
+    }
+    return room;
+}
+
+void Engine::reserveFootnotes(const LaidOutLine& line)
+{
+    const NoteRoom room = footnoteRoom(line, m_noteReserve);
+    if (room.all <= 0)
+        return;
+    m_noteReserve += room.all;
+    // What does not fit under the text runs over to the next page.
+    const double over = m_y + m_noteReserve - m_bottom;
+    if (over > 0) {
+        const double kept = std::max(0.0, m_noteReserve - over);
+        m_noteCarry += m_noteReserve - kept;
+        m_noteReserve = kept;
+    }
 }
 
 void Engine::placeLine(LaidOutLine line, double xOffset)
@@ -537,6 +779,16 @@ double Engine::keepChainHeight(uint32_t start)
         // and the space before stands, as when they are placed.
         if (guard > 0)
             height += betweenParagraphs(pendingAfter, spaceBefore(pf));
+        const auto hardBreak = std::find_if(lines.begin(), lines.end(), [](const LaidOutLine& l) {
+            return l.reason == BreakReason::PageBreak || l.reason == BreakReason::ColumnBreak;
+        });
+        if (hardBreak != lines.end()) {
+            // The chain ends at a manual break: what follows it is on the
+            // next page anyway.
+            for (auto it = lines.begin(); it <= hardBreak; ++it)
+                height += it->height;
+            break;
+        }
         if (pf.keepWithNext && !isSectionMark(0, mark)) {
             for (const LaidOutLine& l : lines)
                 height += l.height;
@@ -562,6 +814,14 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     const std::vector<LaidOutLine> lines = linesOf(start, mark);
     if (lines.empty())
         return;
+    // An empty paragraph that only ends a section makes no page of its own
+    // when what follows starts a page anyway (the next section begins on a
+    // new page, or its first paragraph asks for a page break before it): at
+    // the foot of a full page its mark stays there. Word's PDFs show the
+    // next section's text on the very next page, where a page holding only
+    // the mark would otherwise come between.
+    const bool onlySectionEnd = lines.size() == 1 && lines[0].empty && isSectionMark(0, mark) &&
+                                (nextSectionStartsPage() || breaksPageBefore(mark + 1));
     double before = spaceBefore(pf);
     if (m_prevPara && pf.contextualSpacing && m_prevPara->styleName == pf.styleName)
         before = 0;
@@ -570,19 +830,37 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
 
     auto spacingHere = [&] {
         // Space before is dropped at the top of a page or column reached by
-        // overflow, kept after a manual break and on the first page.
+        // overflow or by a page break that ended the paragraph before; it
+        // stays on the first page, after a column break and where the
+        // paragraph itself asks for a page break before it.
         if (columnEmpty())
             return m_topByOverflow ? 0.0 : before;
         return betweenParagraphs(m_pendingAfter, before);
     };
 
-    if (!columnEmpty()) {
+    if (!columnEmpty() && !onlySectionEnd) {
+        // A manual page or column break inside the paragraph ends what the
+        // keeps can hold together: the lines up to it stay on this page when
+        // they fit, and the next paragraph is on another page whatever keep
+        // with next asks (a heading that starts with a page break does not
+        // first move to the next page and then break to a third).
+        size_t firstBreak = lines.size();
+        for (size_t i = 0; i < lines.size(); ++i)
+            if (lines[i].reason == BreakReason::PageBreak || lines[i].reason == BreakReason::ColumnBreak) {
+                firstBreak = i;
+                break;
+            }
         double needed = 0;
-        if (pf.keepWithNext)
+        if (firstBreak < lines.size()) {
+            if (pf.keepLinesTogether)
+                for (size_t i = 0; i <= firstBreak; ++i)
+                    needed += lines[i].height;
+        } else if (pf.keepWithNext) {
             needed = keepChainHeight(start);
-        else if (pf.keepLinesTogether)
+        } else if (pf.keepLinesTogether) {
             for (const LaidOutLine& l : lines)
                 needed += l.height;
+        }
         if (needed > 0 && m_y + spacingHere() + needed > bottom() + Eps && needed <= columnHeight())
             nextColumn(true);
     }
@@ -607,7 +885,12 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         // last line 1.9 pt past the margin), and the page counts Word stored
         // agree with it more often than with whole lines.
         const double hang = pf.lineRule == LineRule::Auto && pf.lineSpacing > 240 ? 1.0 - 240.0 / pf.lineSpacing : 0.0;
-        while (k + fit < groupEnd && y + lines[k + fit].height * (1.0 - hang) <= bottom() + Eps) {
+        double reserved = m_noteReserve;
+        while (k + fit < groupEnd) {
+            const NoteRoom notes = footnoteRoom(lines[k + fit], reserved);
+            if (y + lines[k + fit].height * (1.0 - hang) > m_bottom - reserved - notes.least + Eps && !onlySectionEnd)
+                break;
+            reserved += notes.all;
             y += lines[k + fit].height;
             ++fit;
         }
@@ -618,8 +901,10 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
             if (split == k && columnEmpty())
                 split = k + std::max<size_t>(1, fit); // a line taller than the page still goes somewhere
         }
-        for (size_t i = k; i < split; ++i)
+        for (size_t i = k; i < split; ++i) {
             placeLine(lines[i], m_columns[m_column].left);
+            reserveFootnotes(lines[i]);
+        }
         k = split;
         if (k < n) {
             const BreakReason r = k > 0 ? lines[k - 1].reason : BreakReason::Wrap;
@@ -631,7 +916,13 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
                 nextColumn(true);
             firstOfParagraphHere = k;
         } else if (lines[n - 1].reason == BreakReason::PageBreak) {
-            newPage(false);
+            // The paragraph after a page break that ends this one starts its
+            // page at the top margin, without its space before: Word's PDF
+            // of a heading with 24 pt before, after a paragraph holding only
+            // a page break, shows the heading at the margin on page 2 and 24
+            // pt below it on page 1 (the same as at a page reached by
+            // overflow).
+            newPage(true);
         } else if (lines[n - 1].reason == BreakReason::ColumnBreak) {
             nextColumn(false);
         }

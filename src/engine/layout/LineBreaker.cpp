@@ -536,6 +536,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
     shapeAndSegment();
 
     const double limit = width - pf.rightIndent;
+    const bool tabsOverMargin = m_document.settings.compatibilityMode < 15;
     const uint32_t labelFormat =
         pf.listLabelCharFormat >= 0 && static_cast<size_t>(pf.listLabelCharFormat) < m_document.charFormats.size()
             ? static_cast<uint32_t>(pf.listLabelCharFormat)
@@ -558,6 +559,9 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             x = nextTabStop(x, pf, &stop);
         }
         const size_t lineStart = i;
+        // The right edge text may reach on this line: the paragraph's, or
+        // further where a tab stop set past it was used (below).
+        double lineLimit = limit;
         size_t lastBreak = SIZE_MAX;
         char16_t lastVisible = 0;
         bool anyContent = x > x0 + Slack;
@@ -592,11 +596,22 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 break;
             }
             if (c == Ch::Tab) {
-                if (x >= limit - Slack && anyContent) {
+                if (x >= lineLimit - Slack && anyContent) {
                     end = lastBreak != SIZE_MAX ? lastBreak + 1 : j;
                     reason = BreakReason::Wrap;
                     break;
                 }
+                // A tab stop set past the right margin is honoured, and the
+                // text it aligns reaches out to it: a table of contents
+                // whose right-aligned page numbers stand at 6.1" in a 5.8"
+                // text area keeps each number on its entry's line. Word
+                // 2010 and earlier documents (compatibility mode 14 or less,
+                // Word 97-2003 and RTF files) do this; LibreOffice names it
+                // TabOverMargin for Word's files.
+                const TabStop* stop = nullptr;
+                const double stopAt = nextTabStop(x, pf, &stop);
+                if (stop && stopAt > lineLimit && tabsOverMargin)
+                    lineLimit = stopAt;
                 it.w = tabWidth(j, x, limit, pf);
                 x += it.w;
                 anyContent = true;
@@ -604,7 +619,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 lastVisible = c;
                 continue;
             }
-            if (hangsPastMargin(c) && anyContent && x + it.w > limit + Slack && x <= limit + Slack) {
+            if (hangsPastMargin(c) && anyContent && x + it.w > lineLimit + Slack && x <= lineLimit + Slack) {
                 // Hanging punctuation stays on the full line; the line ends after it.
                 x += it.w;
                 lastBreak = j;
@@ -621,12 +636,12 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             if (c == Ch::OptionalHyphen) {
                 // Shown, and a break, only where the line ends.
                 const double hyphen = m_measurer.width(u'-', it.format);
-                if (anyContent && x + hyphen <= limit + Slack)
+                if (anyContent && x + hyphen <= lineLimit + Slack)
                     lastBreak = j;
                 it.w = 0;
                 continue;
             }
-            if (x + it.w > limit + Slack && anyContent) {
+            if (x + it.w > lineLimit + Slack && anyContent) {
                 if (lastBreak != SIZE_MAX) {
                     end = lastBreak + 1;
                     reason = BreakReason::Wrap;

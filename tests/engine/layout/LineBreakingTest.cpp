@@ -116,6 +116,31 @@ TEST(LineBreaking, TabStopsPlaceTheFollowingText)
     }
 }
 
+// A right tab stop set past the right margin (20 characters wide, stop at
+// 25) keeps the text it aligns on the line, reaching out to the stop, in
+// documents of Word 2010 and before (compatibility mode 14, or none given);
+// in Word 2013's mode the text after it wraps as before.
+TEST(LineBreaking, TabStopsPastTheMarginInOlderDocuments)
+{
+    struct Case {
+        const char* what;
+        int32_t compatibilityMode;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {"Word 2010", 14, {"Intro|12"}},
+        {"no mode given (Word 97-2003, RTF)", 0, {"Intro|12"}},
+        {"Word 2013", 15, {"Intro|", "12"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ParaFormat pf;
+        pf.tabs = {{static_cast<Twips>(25 * Mono), TabAlignment::Right, TabLeader::Dot}};
+        auto doc = makeDocument({{u"Intro\t12", pf}}, pageOfWidth(20));
+        doc->settings.compatibilityMode = c.compatibilityMode;
+        EXPECT_EQ(allLineTexts(*doc, layoutDocument(*doc)), c.lines);
+    }
+}
+
 TEST(LineBreaking, ListLabelTakesItsRoom)
 {
     // Hanging indent of 720: the label sits at 0 and the text at the indent,

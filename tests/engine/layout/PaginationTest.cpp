@@ -124,6 +124,12 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
          LinesPerPage - 1,
          {{u"Heading", {}, times()}, {u"Body", {}, times()}},
          {46, 1}},
+        // The break line fits on the last line of the page; the heading
+        // after it goes to page 2 with its body, not to a third page.
+        {"a heading that starts with a page break keeps only past the break",
+         LinesPerPage - 1,
+         {{u"\u000CHeading", keepNext, times()}, {u"Body", {}, times()}},
+         {46, 2}},
         // Room for 3 of its 4 lines.
         {"keep lines together moves a paragraph that would split",
          LinesPerPage - 2,
@@ -141,15 +147,34 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
 TEST(Pagination, SpaceBeforeAtTheTopOfAPage)
 {
     // Each paragraph asks for 12 pt before. At the top of a page reached by
-    // overflow the space is dropped; on the first page and after a manual
-    // break it stays.
+    // overflow, or by a page break ending the paragraph before, the space is
+    // dropped (Word's PDF: a heading after a page-break paragraph stands at
+    // the margin); on the first page and before a paragraph that asks for a
+    // page break before itself it stays.
     ParaFormat spaced;
     spaced.spaceBefore = 240;
-    auto doc = makeDocument({{u"a", spaced, times()}, {u"\u000C", {}, times()}, {u"b", spaced, times()}});
-    const LayoutResult r = layoutDocument(*doc);
-    ASSERT_EQ(r.pageCount(), 2);
-    EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 1440 + 240);
-    EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, 1440 + 240);
+    ParaFormat breakBefore = spaced;
+    breakBefore.pageBreakBefore = true;
+    struct Case {
+        const char* what;
+        std::vector<Para> paras;
+        double secondPageTop;
+    } cases[] = {
+        {"after a page-break paragraph",
+         {{u"a", spaced, times()}, {u"\u000C", {}, times()}, {u"b", spaced, times()}},
+         1440},
+        {"after a page break ending a paragraph of text",
+         {{u"a", spaced, times()}, {u"text\u000C", {}, times()}, {u"b", spaced, times()}},
+         1440},
+        {"a paragraph with a page break before it", {{u"a", spaced, times()}, {u"b", breakBefore, times()}}, 1440 + 240},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const LayoutResult r = layoutDocument(*makeDocument(c.paras));
+        ASSERT_EQ(r.pageCount(), 2);
+        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 1440 + 240);
+        EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, c.secondPageTop);
+    }
 
     // 276 + 240 per paragraph: 25 fit the first page; the 26th opens page 2
     // at the margin.
@@ -182,11 +207,16 @@ TEST(Pagination, SectionStarts)
         const char* what;
         SectionStart second;
         int64_t pages;
+        bool landscape = false; ///< the second section turns the paper
     } cases[] = {
         {"continuous stays on the page", SectionStart::Continuous, 1},
         {"new page", SectionStart::NewPage, 2},
         {"odd page after page 1 leaves a blank page 2", SectionStart::OddPage, 3},
         {"even page after page 1 is page 2", SectionStart::EvenPage, 2},
+        // One page has one size: a continuous break to another paper size
+        // or orientation starts a page.
+        {"continuous onto landscape paper starts a page", SectionStart::Continuous, 2, true},
+        {"new column onto landscape paper starts a page", SectionStart::NewColumn, 2, true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -198,10 +228,97 @@ TEST(Pagination, SectionStarts)
         addPara(b, u"second section", cf, pf);
         SectionFormat last;
         last.start = c.second;
+        if (c.landscape)
+            std::swap(last.pageWidth, last.pageHeight);
         auto doc = b.finish(last, {});
         const LayoutResult r = layoutDocument(*doc);
         EXPECT_EQ(r.pageCount(), c.pages);
         EXPECT_EQ(r.lineCount(), 2);
+    }
+}
+
+// Footnotes stand at the foot of the page that refers to them, under a
+// separator one line of the normal text high, and take that room from the
+// body. Times 12 pt single lines (276 twips), 46 to a page; a note of one
+// such line costs 552 with its separator. A reference on line 44 still
+// fits (44 * 276 + 552 = 12696 <= 12960) but leaves no room for lines 45
+// and 46; one on line 46 moves that line to page 2. Endnotes take no room.
+TEST(Pagination, FootnotesTakeRoomAtThePageFoot)
+{
+    struct Case {
+        const char* what;
+        size_t referenceLine; ///< 1-based; 0: none
+        NoteKind kind;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        {"no note", 0, NoteKind::Footnote, {46}},
+        {"a note referred to on line 44", 44, NoteKind::Footnote, {44, 2}},
+        {"a note referred to on the last line", 46, NoteKind::Footnote, {45, 1}},
+        {"an endnote takes no room", 44, NoteKind::Endnote, {46}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        int32_t note = -1;
+        if (c.referenceLine > 0) {
+            const StoryId notes =
+                b.newStory(c.kind == NoteKind::Footnote ? StoryType::Footnotes : StoryType::Endnotes);
+            b.setStory(notes);
+            Note n;
+            n.kind = c.kind;
+            n.story = static_cast<int32_t>(notes);
+            n.start = b.position();
+            addPara(b, u"The note.", cf, pf);
+            n.end = b.position();
+            b.setStory(0);
+            note = b.addNote(n);
+        }
+        CharFormat reference = times();
+        reference.noteIndex = note;
+        for (size_t i = 1; i <= 46; ++i) {
+            b.appendText(u"Line " + utf8ToUtf16(std::to_string(i)), cf);
+            if (i == c.referenceLine)
+                b.appendChar(Ch::NoteReference, b.charFormat(reference));
+            b.endParagraph(pf, cf);
+        }
+        auto doc = b.finish({}, {});
+        EXPECT_EQ(linesPerPage(layoutDocument(*doc)), c.perPage);
+    }
+}
+
+// An empty paragraph that only ends a section, at the foot of a full page
+// (46 lines of Times 12 pt), stays there when what follows starts a page
+// anyway, instead of making a page of its own: the next section's text is
+// on page 2 (Word's PDFs). Before continuous text it moves on with it.
+TEST(Pagination, EmptySectionEndMakesNoPageOfItsOwn)
+{
+    ParaFormat breakBefore;
+    breakBefore.pageBreakBefore = true;
+    struct Case {
+        const char* what;
+        SectionStart next;
+        ParaFormat first;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        {"next section on a new page", SectionStart::NewPage, {}, {47, 1}},
+        {"continuous section whose text breaks the page before it", SectionStart::Continuous, breakBefore, {47, 1}},
+        {"continuous section going on in the flow", SectionStart::Continuous, {}, {46, 2}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        for (int i = 0; i < 46; ++i)
+            addPara(b, u"line", cf, pf);
+        b.endSection(SectionFormat{}, {}, pf, cf);
+        addPara(b, u"next section", cf, b.paraFormat(c.first));
+        SectionFormat last;
+        last.start = c.next;
+        auto doc = b.finish(last, {});
+        EXPECT_EQ(linesPerPage(layoutDocument(*doc)), c.perPage);
     }
 }
 
@@ -245,6 +362,45 @@ TEST(Pagination, TableRowsCountTheirFullestCell)
     const auto& l = r.pages[0].lines;
     const double rowsBottom = l[0].y + l[0].height + 3 * l[0].height + l[0].height;
     EXPECT_NEAR(l.back().y, rowsBottom, 0.01);
+}
+
+// A header ends where its last paragraph's space after ends: two lines from
+// 0.5" (720 + 552 = 1272, inside the 1" margin) with 24 pt after reach 1752
+// and set the body there. A footer's last space after does not lift the
+// body's foot.
+TEST(Pagination, HeaderSpaceAfterPushesTheBody)
+{
+    struct Case {
+        const char* what;
+        Twips after;
+        double bodyTop;
+    } cases[] = {
+        {"no space after: the margin stands", 0, 1440},
+        {"480 after: the body starts below it", 480, 720 + 2 * 276 + 480},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        ParaFormat spaced;
+        spaced.spaceAfter = c.after;
+        addPara(b, u"body", cf, pf);
+        const StoryId header = b.newStory(StoryType::PrimaryHeader);
+        b.setStory(header);
+        addPara(b, u"header", cf, pf);
+        addPara(b, u"header", cf, b.paraFormat(spaced));
+        const StoryId footer = b.newStory(StoryType::PrimaryFooter);
+        b.setStory(footer);
+        addPara(b, u"footer", cf, b.paraFormat(spaced));
+        HeaderFooterRefs refs;
+        refs.headers[0] = static_cast<int32_t>(header);
+        refs.footers[0] = static_cast<int32_t>(footer);
+        auto doc = b.finish({}, refs);
+        const LayoutResult r = layoutDocument(*doc);
+        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, c.bodyTop);
+        EXPECT_DOUBLE_EQ(r.pages[0].footerLines[0].y, 15840 - 720 - 276);
+    }
 }
 
 TEST(Pagination, HeadersAreLaidOutButNotCounted)
@@ -400,6 +556,102 @@ TEST(Tables, PreferredWidthWidensTheCells)
         row.preferredWidth = c.preferred;
         row.preferredWidthPercent = c.percent;
         EXPECT_EQ(rowCellWidths(row, 2, 9360), c.widths);
+    }
+}
+
+// A cell that starts a vertical merge runs down through the rows it spans
+// and sets none of their heights alone; only what its text needs beyond
+// them all grows the last row. Two rows, one line each in the second
+// column: a merged cell of three lines makes the table three lines high
+// (not four, as a first row of three lines would), and the rows count 1 and
+// 2 lines. Shorter merged text leaves the rows as their other cells set them.
+TEST(Tables, MergedCellRunsDownItsRows)
+{
+    struct Case {
+        const char* name;
+        std::u16string merged;
+        std::u16string right;
+        int tableLines;
+        int64_t counted;
+    };
+    const Case cases[] = {
+        {"merged text taller than the rows", u"aaaaaaaaa bbbbbbbbb ccccccccc", u"one", 3, 3},
+        {"merged text as tall as the rows", u"aaaaaaaaa bbbbbbbbb", u"one", 2, 2},
+        {"merged text shorter than the rows", u"one", u"aaaaaaaaa bbbbbbbbb", 4, 4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(mono());
+        const uint32_t pf = b.paraFormat({});
+        TableRowFormat first;
+        first.cellMarginLeft = first.cellMarginRight = 0;
+        first.cells = {{static_cast<Twips>(10 * Mono + 1)}, {static_cast<Twips>(10 * Mono + 1)}};
+        first.cells[0].verticalMerge = VerticalMerge::Restart;
+        TableRowFormat second = first;
+        second.cells[0].verticalMerge = VerticalMerge::Continue;
+        addPara(b, u"before", cf, pf);
+        b.beginTable();
+        b.beginRow();
+        addCell(b, c.merged, cf, pf);
+        addCell(b, c.right, cf, pf);
+        b.endRow(first, cf);
+        b.beginRow();
+        addCell(b, u"", cf, pf);
+        addCell(b, c.right, cf, pf);
+        b.endRow(second, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        const auto& l = r.pages[0].lines;
+        const double h = l[0].height;
+        EXPECT_NEAR(l.back().y, l[0].y + h + c.tableLines * h, 0.01);
+        EXPECT_EQ(r.lineCount(), 1 + c.counted + 1);
+    }
+}
+
+// Automatic (HTML) spacing stops at a cell's edges: two paragraphs asking
+// for 14 pt before and after sit 14 pt apart, with none above the first or
+// below the last (a row of 2 lines + 280 twips). Spacing given in points is
+// kept at the edges (2 lines + 3 * 280).
+TEST(Tables, AutomaticSpacingStopsAtCellEdges)
+{
+    ParaFormat automatic;
+    automatic.spaceBeforeAuto = automatic.spaceAfterAuto = true;
+    ParaFormat points;
+    points.spaceBefore = points.spaceAfter = 280;
+    struct Case {
+        const char* name;
+        ParaFormat format;
+        double spacing;
+    };
+    const Case cases[] = {{"automatic", automatic, 280}, {"in points", points, 3 * 280}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(mono());
+        const uint32_t pf = b.paraFormat({});
+        const uint32_t spaced = b.paraFormat(c.format);
+        TableRowFormat row;
+        row.cells = {{2880}};
+        b.beginTable();
+        b.beginRow();
+        b.beginCell();
+        addPara(b, u"one", cf, spaced);
+        b.appendText(u"two", cf);
+        b.endCell(spaced, cf);
+        b.endRow(row, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        const auto& l = r.pages[0].lines;
+        ASSERT_EQ(l.size(), 3u);
+        const double h = l[0].height;
+        const double top = c.format.spaceBeforeAuto ? 0.0 : 280.0;
+        EXPECT_NEAR(l[0].y, 1440 + top, 0.01);
+        EXPECT_NEAR(l[2].y, 1440 + 2 * h + c.spacing, 0.01);
     }
 }
 

@@ -358,10 +358,18 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
                 p.spaceBefore = v;
             if (auto v = twipsAttr(e, "after"))
                 p.spaceAfter = v;
+            // Spacing given in points where the automatic flag is not
+            // written turns the automatic (HTML) spacing a style gave off:
+            // Word lays out a "Normal (Web)" paragraph with w:before="0"
+            // w:after="0" of its own with no space at all, not 14 pt.
             if (attr(e, "beforeAutospacing"))
                 p.spaceBeforeAuto = truthy(value(e, "beforeAutospacing"));
+            else if (attr(e, "before"))
+                p.spaceBeforeAuto = false;
             if (attr(e, "afterAutospacing"))
                 p.spaceAfterAuto = truthy(value(e, "afterAutospacing"));
+            else if (attr(e, "after"))
+                p.spaceAfterAuto = false;
             if (auto v = twipsAttr(e, "line"))
                 p.lineSpacing = v;
             std::string_view rule = value(e, "lineRule");

@@ -227,7 +227,10 @@ void RtfParser::groupStart()
         m_styleNameDone = false;
         m_entryName.clear();
     } else if (d == Destination::FontTable) {
-        copy.onClose = CloseAction::FontTable;
+        // A group opened after an entry's \fN belongs to that entry (its
+        // {\*\panose}, {\*\falt} or {\*\fontemb}): closing it must not
+        // end the entry, whose name still follows.
+        copy.onClose = m_fontEntryOpen ? CloseAction::None : CloseAction::FontTable;
     }
     m_stack.push_back(std::move(copy));
 }

@@ -413,3 +413,37 @@ TEST(DocxReader, EachScriptKeepsItsOwnFontAndDirection)
               "{'Calibri' ea'MS Mincho' cs'David' szcs28|a}{'Calibri' ea'SimSun' cs'Arial' szcs32|b}¶"
               "{'Calibri' ea'MS Mincho' cs'David' szcs28|c}¶[rtl]");
 }
+
+// "Normal (Web)" asks for automatic (HTML) spacing; a paragraph that gives
+// its spacing in points without writing the automatic flag turns it off,
+// as Word lays it out (its annex of such paragraphs with w:before="0"
+// w:after="0" takes three pages, not seven). Would catch the style's flag
+// surviving the paragraph's own values.
+TEST(DocxReader, SpacingInPointsTurnsAStylesAutomaticSpacingOff)
+{
+    DocxPackage pkg;
+    pkg.styles = R"x(
+      <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+      <w:style w:type="paragraph" w:styleId="NormalWeb"><w:name w:val="Normal (Web)"/><w:basedOn w:val="Normal"/>
+        <w:pPr><w:spacing w:before="100" w:beforeAutospacing="1" w:after="100" w:afterAutospacing="1"/></w:pPr></w:style>)x";
+    const char* const paragraphs[] = {
+        R"(<w:pPr><w:pStyle w:val="NormalWeb"/></w:pPr>)",
+        R"(<w:pPr><w:pStyle w:val="NormalWeb"/><w:spacing w:before="0" w:after="0"/></w:pPr>)",
+        R"(<w:pPr><w:pStyle w:val="NormalWeb"/><w:spacing w:before="0"/></w:pPr>)",
+        R"(<w:pPr><w:pStyle w:val="NormalWeb"/><w:spacing w:before="0" w:beforeAutospacing="1" w:line="240"/></w:pPr>)",
+    };
+    for (const char* p : paragraphs)
+        pkg.body += std::string("<w:p>") + p + "<w:r><w:t>x</w:t></w:r></w:p>";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok());
+    const Document& doc = *r.document;
+    std::vector<std::pair<bool, bool>> flags;
+    const Story& s = doc.mainStory();
+    for (uint32_t i = 0; i < s.size(); ++i)
+        if (s.text[i] == Ch::ParagraphMark) {
+            const ParaFormat& pf = doc.paraFormatOf(s, i);
+            flags.emplace_back(pf.spaceBeforeAuto, pf.spaceAfterAuto);
+        }
+    const std::vector<std::pair<bool, bool>> expected = {{true, true}, {false, false}, {false, true}, {true, true}};
+    EXPECT_EQ(flags, expected);
+}

@@ -142,3 +142,18 @@ TEST(RtfReader, EachScriptKeepsItsOwnFontAndDirection)
         "{'Times New Roman' ea'MS Mincho' cs'Traditional Arabic'|a}{'Arial' ea'Times New Roman' cs'Arial' szcs28|b}"
         "¶{'Times New Roman' ea'MS Mincho' cs'Traditional Arabic'|c}¶[rtl]");
 }
+
+// Word writes each font's PANOSE number, and sometimes an alternative name,
+// in groups of their own before the font's name: would catch such a group's
+// end taken as the entry's end, which loses the name and sets the text in
+// the default font ('Courier' laid out as a proportional face).
+TEST(RtfReader, FontNamesAfterTheirPanoseAndAlternativeGroups)
+{
+    auto doc = readRtfText(
+        R"({\rtf1\ansi\deff0{\fonttbl{\f0\froman Times New Roman;})"
+        R"({\f6\fbidi \fnil\fcharset0\fprq2{\*\panose 02000500000000000000}Courier;})"
+        R"({\f7\fswiss{\*\falt Helvetica}{\*\panose 020b0604020202020204}Arial;}})"
+        R"(\pard\plain {\f6 a}{\f7 b}c\par})");
+    ASSERT_TRUE(doc);
+    EXPECT_EQ(describe(*doc, "font"), "{'Courier'|a}{'Arial'|b}{'Times New Roman'|c}¶");
+}
