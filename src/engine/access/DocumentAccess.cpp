@@ -313,6 +313,12 @@ ReplaceOutcome Selection::replaceAll()
     return outcome;
 }
 
+ReplaceOutcome Selection::countAll()
+{
+    const uint32_t to = m_extended ? end() : m_access->storySize(m_story);
+    return m_access->countAll(m_find, m_story, start(), to);
+}
+
 // ---- DocumentAccess -----------------------------------------------------------
 
 DocumentAccess::DocumentAccess(std::unique_ptr<Document> document)

@@ -184,6 +184,8 @@ public:
     /// Replaces every match from the selection's start to the end of the
     /// story (within the selection when it was extended by hand).
     ReplaceOutcome replaceAll();
+    /// The matches replaceAll() would replace, the document left untouched.
+    ReplaceOutcome countAll();
 
 private:
     friend class DocumentAccess;

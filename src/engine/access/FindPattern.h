@@ -66,6 +66,9 @@ public:
     std::optional<PatternMatch> search(const MatchSubject& subject, uint32_t from, uint32_t to) const;
 
     size_t groupCount() const { return m_groups; }
+    /// True when every match is exactly one character (a surrogate pair
+    /// whole): a single character, class or set.
+    bool matchesOneCharacter() const { return m_program.size() == 2 && m_program[0].op == Inst::Op::Test; }
 
     // The program; public so the compiler in the .cpp can build it.
     struct Test {

@@ -147,6 +147,17 @@ int64_t Measurements::replaceAndCompare(Range& range, std::string_view pattern, 
     if (font)
         find.setFont(font->first, font->second);
     find.setReplacementText(marker);
+    if (unit == Unit::Characters && marker.size() == 2 && find.pattern().pattern &&
+        find.pattern().pattern->matchesOneCharacter()) {
+        // A character pattern matches one character, and the two-letter
+        // marker puts two in its place: the text grows by one character a
+        // match, so the comparison is the number of matches, taken without
+        // making the edit and undoing it.
+        const ReplaceOutcome outcome = range.countAll();
+        if (!outcome.error.empty())
+            throw Failure(outcome.error);
+        return checked(outcome.replaced);
+    }
     const int64_t before = count();
     const ReplaceOutcome outcome = range.replaceAll();
     if (!outcome.error.empty())
@@ -179,6 +190,15 @@ int64_t Measurements::replaceAndCompareDocument(std::string_view pattern, std::s
     if (font)
         find.setFont(*font, CriterionState::On);
     find.setReplacementText(marker);
+    if (marker.size() == 2 && find.pattern().pattern && find.pattern().pattern->matchesOneCharacter()) {
+        // One character a match grows to two: the growth is the number of
+        // matches (see replaceAndCompare).
+        const ReplaceOutcome outcome = selection.countAll();
+        if (!outcome.error.empty())
+            throw Failure(outcome.error);
+        find.clearFormatting();
+        return checked(outcome.replaced);
+    }
     const int64_t before = doc.content().charactersCount();
     const ReplaceOutcome outcome = selection.replaceAll();
     if (!outcome.error.empty())
