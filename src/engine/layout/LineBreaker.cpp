@@ -281,6 +281,18 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
     bool anyVisible = false;
     double x = x0;
     double contentEnd = x0;
+    // Runs of one format and script are the rule: their font is looked up once.
+    const MeasuredFont* runFont = nullptr;
+    uint32_t runFormat = 0;
+    FontSlot runSlot = FontSlot::Latin;
+    auto fontOf = [&](const Item& it) -> const MeasuredFont& {
+        if (!runFont || it.format != runFormat || it.slot != runSlot) {
+            runFont = &m_measurer.font(it.format, it.slot);
+            runFormat = it.format;
+            runSlot = it.slot;
+        }
+        return *runFont;
+    };
     for (size_t k = from; k < to; ++k) {
         const Item& it = m_items[k];
         if (it.hidden)
@@ -296,11 +308,11 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
         // or a 14 pt space between Arial 10 pt words leaves the line at
         // Arial's height on Word's pages.
         if (it.c == Ch::Space || it.c == Ch::Tab) {
-            const MeasuredFont& f = m_measurer.font(it.format, it.slot);
+            const MeasuredFont& f = fontOf(it);
             blankAscent = std::max(blankAscent, f.ascent);
             blankDescent = std::max(blankDescent, f.descent);
         } else {
-            const MeasuredFont& f = m_measurer.font(it.format, it.slot);
+            const MeasuredFont& f = fontOf(it);
             double itemAscent = f.ascent;
             if (it.c == Ch::Object) {
                 const int32_t obj = m_document.charFormats[it.format].objectIndex;
@@ -495,9 +507,16 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
     m_items.reserve(mark - start + 1);
     bool allHidden = true;
     uint32_t noteCount = 0;
+    uint32_t lastFormat = 0;
+    bool lastHidden = false, known = false;
     for (uint32_t p = start; p <= mark; ++p) {
         const uint32_t format = s.attrs[p].charFormat;
-        Item it{s.text[p], p, format, 0, m_measurer.font(format).hidden};
+        if (!known || format != lastFormat) {
+            lastHidden = m_measurer.font(format).hidden;
+            lastFormat = format;
+            known = true;
+        }
+        Item it{s.text[p], p, format, 0, lastHidden};
         if (!it.hidden)
             allHidden = false;
         if (!it.hidden) {
