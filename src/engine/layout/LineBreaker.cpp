@@ -358,8 +358,7 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
     case LineRule::AtLeast: height = std::max(natural, static_cast<double>(pf.lineSpacing)); break;
     case LineRule::Exact: height = std::abs(pf.lineSpacing); break;
     }
-    if (m_gridPitch > 0 && pf.snapToGrid && (pf.tableDepth == 0 || m_gridInTables) &&
-        pf.lineRule != LineRule::Exact)
+    if (m_gridPitch > 0 && pf.snapToGrid && pf.tableDepth == 0 && pf.lineRule != LineRule::Exact)
         height = gridLineHeight(natural, pf, m_gridPitch);
     // Extra leading of multiple spacing lies above the text, as Word draws it.
     line.ascent = height - descent;
@@ -503,10 +502,6 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         return lines;
     const ParaFormat& pf = m_document.paraFormats[s.attrs[mark].paraFormat];
     m_gridPitch = story == 0 ? m_linePitch : 0;
-    // Cells keep their own heights unless the document asks for the grid
-    // there too (ECMA-376 Part 1, 17.6.5: the adjustLineHeightInTable option).
-    const auto adjust = m_document.settings.compat.find("adjustLineHeightInTable");
-    m_gridInTables = adjust != m_document.settings.compat.end() && adjust->second != "0" && adjust->second != "false";
 
     m_items.clear();
     m_items.reserve(mark - start + 1);

@@ -56,7 +56,6 @@ private:
     std::vector<Item> m_items;
     double m_linePitch = 0; ///< the section's grid pitch
     double m_gridPitch = 0; ///< the pitch that applies to the paragraph being broken
-    bool m_gridInTables = false; ///< the grid applies in table cells too
 };
 
 /// The height Word gives a line of natural (single-spaced) height `natural`

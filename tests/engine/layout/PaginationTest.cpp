@@ -767,35 +767,3 @@ TEST(Pagination, LineGridSetsTheLinesOfAPage)
         EXPECT_EQ(linesPerPage(r).front(), c.perPage);
     }
 }
-
-// Lines in table cells keep their own height on a line grid unless the
-// document's compatibility options ask for the grid there too; the paragraph
-// after the table keeps to it either way (Courier New 10 pt is well under an
-// 18 pt pitch).
-TEST(Pagination, LineGridReachesTableCellsOnlyWhenTheDocumentAsks)
-{
-    for (bool adjust : {false, true}) {
-        SCOPED_TRACE(adjust ? "adjustLineHeightInTable" : "default");
-        DocumentBuilder b("docx");
-        const uint32_t cf = b.charFormat(mono());
-        const uint32_t pf = b.paraFormat({});
-        TableRowFormat row;
-        row.cells = {{2000}};
-        b.beginTable();
-        b.beginRow();
-        addCell(b, u"cell", cf, pf);
-        b.endRow(row, cf);
-        b.endTable();
-        addPara(b, u"after", cf, pf);
-        SectionFormat page;
-        page.gridType = DocGridType::Lines;
-        page.linePitch = 360;
-        auto doc = b.finish(page, {});
-        if (adjust)
-            doc->settings.compat["adjustLineHeightInTable"] = "1";
-        const std::vector<LaidOutLine>& lines = layoutDocument(*doc).pages.at(0).lines;
-        ASSERT_GE(lines.size(), 2u);
-        EXPECT_DOUBLE_EQ(lines.back().height, 360);
-        EXPECT_EQ(lines.front().height == 360, adjust) << lines.front().height;
-    }
-}
