@@ -114,7 +114,9 @@ LineBreaker::LineBreaker(const Document& document, TextMeasurer& measurer) : m_d
 // "At least" takes the larger of its own height and the grid's. A paragraph
 // whose "Snap to grid when document grid is defined" is off, and text in
 // table cells, keep their own heights (ECMA-376 Part 1, 17.6.5 docGrid and
-// 17.3.1.32 snapToGrid; Word's Paragraph dialog).
+// 17.3.1.32 snapToGrid; Word's Paragraph dialog). Cells keep theirs even
+// where the compatibility option adjustLineHeightInTable is set: a
+// Word-saved page of 43 table lines on an 18 pt grid with it is one page.
 double gridLineHeight(double natural, const ParaFormat& pf, double pitch)
 {
     if (pitch <= 0)
