@@ -88,6 +88,7 @@ private:
     void flushParagraph(std::vector<PendingChar>& chars, StoryContext& context, ParagraphEnd end);
     Pap paragraphProperties(const PendingChar& mark);
     const ResolvedChp& characterProperties(const PendingChar& ch, const Pap& pap);
+    const ResolvedChp& resolveCharacterProperties(const PendingChar& ch, const Pap& pap);
     void applyTableDepth(int32_t depth, TableMark mark);
     void emit(const PendingChar& ch, const ResolvedChp& chp, StoryContext& context, std::u16string& pending,
               uint32_t& pendingFormat);
@@ -116,6 +117,12 @@ private:
     std::map<uint32_t, int32_t> m_noteRefs;    // note index by the cp of its reference
 
     std::map<std::tuple<size_t, uint16_t, uint16_t>, ResolvedChp> m_chpCache;
+    /// The last look-up, for the next character of the same run.
+    struct LastChp {
+        const Run* run = nullptr;
+        uint16_t prm = 0, istd = 0;
+        const ResolvedChp* resolved = nullptr;
+    } m_lastChp;
     std::vector<bool> m_fieldFrames; // per open field: still in its instruction
     uint32_t m_instructionDepth = 0;
     std::vector<bool> m_pendingCell; // per table level: the next content opens a cell
@@ -431,11 +438,22 @@ Pap DocReader::paragraphProperties(const PendingChar& mark)
 
 const ResolvedChp& DocReader::characterProperties(const PendingChar& ch, const Pap& pap)
 {
+    // Characters come a run at a time: most are answered by the last look-up.
+    if (const LastChp& last = m_lastChp; last.run && ch.fc >= last.run->fcStart && ch.fc < last.run->fcEnd &&
+                                          ch.prm == last.prm && pap.istd == last.istd)
+        return *last.resolved;
+    return resolveCharacterProperties(ch, pap);
+}
+
+const ResolvedChp& DocReader::resolveCharacterProperties(const PendingChar& ch, const Pap& pap)
+{
     const Run* run = findRun(m_chpx, ch.fc);
     const size_t runIndex = run ? static_cast<size_t>(run - m_chpx.data()) : SIZE_MAX;
     const auto key = std::make_tuple(runIndex, ch.prm, pap.istd);
-    if (auto it = m_chpCache.find(key); it != m_chpCache.end())
+    if (auto it = m_chpCache.find(key); it != m_chpCache.end()) {
+        m_lastChp = {run, ch.prm, pap.istd, &it->second};
         return it->second;
+    }
     Chp chp = m_styles.paragraphStyleChp(pap.istd);
     const std::string_view grpprl = run ? run->grpprl : std::string_view();
     // The character style comes between the paragraph style and the run's
@@ -453,7 +471,9 @@ const ResolvedChp& DocReader::characterProperties(const PendingChar& ch, const P
     ResolvedChp resolved;
     resolved.index = m_builder.charFormat(chp.format);
     resolved.chp = std::move(chp);
-    return m_chpCache.emplace(key, std::move(resolved)).first->second;
+    const ResolvedChp& stored = m_chpCache.emplace(key, std::move(resolved)).first->second;
+    m_lastChp = {run, ch.prm, pap.istd, &stored};
+    return stored;
 }
 
 void DocReader::applyTableDepth(int32_t depth, TableMark mark)
