@@ -132,6 +132,11 @@ struct DocumentSettings {
     bool autoHyphenation = false;
     int32_t compatibilityMode = 0;             ///< Word's compatibility mode (15 for 2013+); 0 unknown
     std::map<std::string, std::string> compat; ///< compatibility options by name, as read
+    /// The font the document's font table gives to stand in for a font that
+    /// is not installed, by the missing font's name: its alternate name, else
+    /// a font of its family (roman, swiss, modern) - ECMA-376 Part 1
+    /// §17.8.3.1 altName and §17.8.3.9 family.
+    std::map<std::string, std::string> fontStandIns;
 };
 
 /// One edit of a story: replace [pos, pos + length) by text, whose characters

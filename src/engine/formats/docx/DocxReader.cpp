@@ -120,6 +120,7 @@ private:
     bool load(Part& part, Severity severity);
     void readTheme(const Relationships& rels);
     void readSettings(const std::string& name);
+    void readFontTable(const std::string& name);
     void readAppProperties(const Relationships& packageRels);
 
     void readBlocks(const pugi::xml_node& parent);
@@ -259,6 +260,39 @@ void DocxReader::readSettings(const std::string& name)
                 }
             }
         }
+    }
+}
+
+void DocxReader::readFontTable(const std::string& name)
+{
+    Part part;
+    part.name = name;
+    if (name.empty() || !load(part, Severity::Note))
+        return;
+    std::map<std::string, std::string>& standIns = m_b.settings().fontStandIns;
+    for (pugi::xml_node f = part.xml.document_element().first_child(); f; f = f.next_sibling()) {
+        if (!is(f, "font"))
+            continue;
+        const std::string font(value(f, "name"));
+        if (font.empty())
+            continue;
+        // A font that is not installed is looked for under its alternate
+        // name first, then by its family and pitch (ECMA-376 Part 1
+        // §17.8.3.1, §17.8.3.9, §17.8.3.13): a roman family has serifs, a
+        // swiss one none; a modern family is monospaced only at a fixed pitch
+        // (DIN faces are "modern" and proportional). "auto", "decorative"
+        // and "script" give no font.
+        std::string standIn(value(child(f, "altName"), "val"));
+        if (standIn.empty()) {
+            const std::string_view family = value(child(f, "family"), "val");
+            const bool fixedPitch = value(child(f, "pitch"), "val") == "fixed";
+            standIn = family == "roman"                  ? "Times New Roman"
+                      : family == "swiss"                ? "Arial"
+                      : family == "modern" && fixedPitch ? "Courier New"
+                                                         : "";
+        }
+        if (!standIn.empty() && standIn != font)
+            standIns.emplace(font, std::move(standIn));
     }
 }
 
@@ -927,6 +961,7 @@ ReadResult DocxReader::run()
                                                                        : m_b.document().diagnostics.back().message));
 
     readSettings(targetOfType(m_main.rels, "settings"));
+    readFontTable(targetOfType(m_main.rels, "fontTable"));
     readTheme(m_main.rels);
     if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
         m_styles.load(styles.xml.document_element(), m_theme);

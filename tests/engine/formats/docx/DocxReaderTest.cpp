@@ -3,6 +3,7 @@
 #include "engine/formats/Reader.h"
 
 #include <algorithm>
+#include <map>
 #include <gtest/gtest.h>
 #include <tuple>
 
@@ -234,6 +235,29 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
     EXPECT_EQ(
         std::tuple(st.pages, st.words, st.characters, st.charactersWithSpaces, st.lines, st.paragraphs, st.application),
         std::tuple(3, 999, 12, 14, 4, 2, "Microsoft Office Word"));
+}
+
+TEST(DocxReader, FontTableNamesStandInsForMissingFonts)
+{
+    DocxPackage pkg;
+    pkg.body = para("x");
+    pkg.fontTable =
+        R"(<w:font w:name="inherit"><w:altName w:val="Times New Roman"/><w:family w:val="roman"/><w:pitch w:val="default"/></w:font>)"
+        R"(<w:font w:name="Old Style"><w:family w:val="roman"/><w:pitch w:val="variable"/></w:font>)"
+        R"(<w:font w:name="Grotesk"><w:family w:val="swiss"/></w:font>)"
+        R"(<w:font w:name="Typewriter"><w:family w:val="modern"/><w:pitch w:val="fixed"/></w:font>)"
+        R"(<w:font w:name="DIN"><w:family w:val="modern"/><w:pitch w:val="variable"/></w:font>)"
+        R"(<w:font w:name="Wingdings"><w:family w:val="auto"/><w:pitch w:val="variable"/></w:font>)"
+        R"(<w:font w:name="Times New Roman"><w:family w:val="roman"/></w:font>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    // The alternate name first, else the family's font; a proportional
+    // "modern" font, an "auto" one and a font standing for itself get none.
+    const std::map<std::string, std::string> expected{{"inherit", "Times New Roman"},
+                                                      {"Old Style", "Times New Roman"},
+                                                      {"Grotesk", "Arial"},
+                                                      {"Typewriter", "Courier New"}};
+    EXPECT_EQ(r.document->settings.fontStandIns, expected);
 }
 
 TEST(DocxReader, NestedTablesKeepCellAndRowMarks)
