@@ -69,6 +69,11 @@ enum class Kw : uint16_t {
     DefaultComplexFont,
     // Fonts, colours and styles
     FCharset,
+    FontAlt,
+    FontRoman,
+    FontSwiss,
+    FontModern,
+    FontPitch,
     Cpg,
     Red,
     Green,
