@@ -121,6 +121,7 @@ private:
     void readTheme(const Relationships& rels);
     void readSettings(const std::string& name);
     void readFontTable(const std::string& name);
+    static void readAnchorPlacement(const pugi::xml_node& anchor, InlineObject& object);
     void readAppProperties(const Relationships& packageRels);
 
     void readBlocks(const pugi::xml_node& parent);
@@ -550,6 +551,56 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
     }
 }
 
+void DocxReader::readAnchorPlacement(const pugi::xml_node& anchor, InlineObject& object)
+{
+    // wp:anchor (ECMA-376 Part 1 §20.4.2.3): the distances the text keeps,
+    // positionH/positionV with an offset or an alignment, and the wrapping.
+    auto emu = [&](const pugi::xml_node& n, const char* name) {
+        return emuToTwips(xml::toInt(value(n, name)).value_or(0));
+    };
+    object.distTop = emu(anchor, "distT");
+    object.distBottom = emu(anchor, "distB");
+    object.distLeft = emu(anchor, "distL");
+    object.distRight = emu(anchor, "distR");
+    auto axis = [&](const char* name, bool vertical) {
+        AnchorAxis a;
+        const pugi::xml_node pos = child(anchor, name);
+        const std::string_view from = value(pos, "relativeFrom");
+        a.from = from == "page"                           ? AnchorFrom::Page
+                 : from == "margin"                       ? AnchorFrom::Margin
+                 : from == "paragraph"                    ? AnchorFrom::Paragraph
+                 : from == "line"                         ? AnchorFrom::Line
+                 : from == "character"                    ? AnchorFrom::Character
+                 : from == "column" || (!vertical && from.empty()) ? AnchorFrom::Column
+                 : from.empty()                           ? AnchorFrom::Paragraph
+                                                          : AnchorFrom::OtherMargin;
+        if (pugi::xml_node align = child(pos, "align")) {
+            const std::string_view v = align.text().get();
+            a.align = v == "center"                  ? AnchorAxis::Align::Center
+                      : v == "right" || v == "bottom" || v == "outside" ? AnchorAxis::Align::End
+                                                                        : AnchorAxis::Align::Start;
+        } else if (pugi::xml_node offset = child(pos, "posOffset")) {
+            a.offset = emuToTwips(xml::toInt(offset.text().get()).value_or(0));
+        }
+        return a;
+    };
+    object.horizontal = axis("positionH", false);
+    object.vertical = axis("positionV", true);
+    for (pugi::xml_node c = anchor.first_child(); c; c = c.next_sibling()) {
+        const std::string_view n = xml::localName(c);
+        if (n == "wrapSquare")
+            object.wrap = TextWrap::Square;
+        else if (n == "wrapTight")
+            object.wrap = TextWrap::Tight;
+        else if (n == "wrapThrough")
+            object.wrap = TextWrap::Through;
+        else if (n == "wrapTopAndBottom")
+            object.wrap = TextWrap::TopAndBottom;
+        else if (n == "wrapNone")
+            object.wrap = TextWrap::None;
+    }
+}
+
 void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, bool vml)
 {
     InlineObject object;
@@ -564,6 +615,8 @@ void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, boo
             object.width = emuToTwips(xml::toInt(value(extent, "cx")).value_or(0));
             object.height = emuToTwips(xml::toInt(value(extent, "cy")).value_or(0));
         }
+        if (object.floating)
+            readAnchorPlacement(frame, object);
         if (xml::descendant(node, "chart"))
             object.kind = ObjectKind::Chart;
         else if (!xml::descendant(node, "pic"))

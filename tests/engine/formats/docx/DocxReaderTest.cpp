@@ -260,6 +260,38 @@ TEST(DocxReader, FontTableNamesStandInsForMissingFonts)
     EXPECT_EQ(r.document->settings.fontStandIns, expected);
 }
 
+TEST(DocxReader, FloatingObjectsKeepTheirPlaceAndWrapping)
+{
+    // 635 EMU to the twip.
+    auto drawing = [](const std::string& inside) {
+        return R"(<w:p><w:r><w:drawing><wp:anchor distT="0" distB="63500" distL="114300" distR="114300">)" + inside +
+               R"(<wp:extent cx="635000" cy="317500"/></wp:anchor></w:drawing></w:r></w:p>)";
+    };
+    DocxPackage pkg;
+    pkg.body =
+        drawing(R"(<wp:positionH relativeFrom="column"><wp:posOffset>-97155</wp:posOffset></wp:positionH>)"
+                R"(<wp:positionV relativeFrom="paragraph"><wp:posOffset>199390</wp:posOffset></wp:positionV>)"
+                R"(<wp:wrapSquare wrapText="bothSides"/>)") +
+        drawing(R"(<wp:positionH relativeFrom="margin"><wp:align>center</wp:align></wp:positionH>)"
+                R"(<wp:positionV relativeFrom="page"><wp:align>bottom</wp:align></wp:positionV><wp:wrapTopAndBottom/>)") +
+        drawing(R"(<wp:positionH relativeFrom="page"><wp:posOffset>0</wp:posOffset></wp:positionH>)"
+                R"(<wp:positionV relativeFrom="line"><wp:posOffset>0</wp:posOffset></wp:positionV><wp:wrapNone/>)");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const std::vector<InlineObject>& o = r.document->objects;
+    ASSERT_EQ(o.size(), 3u);
+    using A = AnchorAxis::Align;
+    EXPECT_EQ(std::tuple(o[0].floating, o[0].wrap, o[0].width, o[0].height, o[0].distBottom, o[0].distLeft),
+              std::tuple(true, TextWrap::Square, 1000, 500, 100, 180));
+    EXPECT_EQ(std::tuple(o[0].horizontal.from, o[0].horizontal.align, o[0].horizontal.offset),
+              std::tuple(AnchorFrom::Column, A::Offset, -153));
+    EXPECT_EQ(std::tuple(o[0].vertical.from, o[0].vertical.offset), std::tuple(AnchorFrom::Paragraph, 314));
+    EXPECT_EQ(std::tuple(o[1].wrap, o[1].horizontal.from, o[1].horizontal.align, o[1].vertical.from, o[1].vertical.align),
+              std::tuple(TextWrap::TopAndBottom, AnchorFrom::Margin, A::Center, AnchorFrom::Page, A::End));
+    EXPECT_EQ(std::tuple(o[2].wrap, o[2].horizontal.from, o[2].vertical.from),
+              std::tuple(TextWrap::None, AnchorFrom::Page, AnchorFrom::Line));
+}
+
 TEST(DocxReader, NestedTablesKeepCellAndRowMarks)
 {
     DocxPackage pkg;
