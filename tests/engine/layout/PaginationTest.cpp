@@ -617,6 +617,56 @@ TEST(Tables, PreferredWidthWidensTheCells)
     }
 }
 
+// Two 1440-twip cells of Courier New 10 pt (120.02 twips a character) with
+// 108-twip margins hold 10 characters a line. Fitted to its contents, the
+// table widens the first column to its 12-character word: 1440.2 -> 1441 +
+// 216 = 1657, the 217 taken from the second column, whose widest word needs
+// only 241 + 216 = 457 (1440 - 217 = 1223). Its text then starts at
+// 1440 - 108 + 1657 + 108 = 3097. A fixed table breaks the word instead; a
+// word that may break after its hyphen needs no wider column.
+TEST(Tables, FittedTableWidensAColumnToItsWidestWord)
+{
+    struct Case {
+        const char* name;
+        std::u16string word;
+        bool fixed;
+        int tableLines;
+        double secondX;
+    };
+    const Case cases[] = {
+        {"fitted to its contents", u"abcdefghijkl", false, 1, 3097},
+        {"fixed layout", u"abcdefghijkl", true, 2, 2880},
+        {"a hyphen gives a break", u"abcdef-ghijkl", false, 2, 2880},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(mono());
+        const uint32_t pf = b.paraFormat({});
+        TableRowFormat row;
+        row.cells = {{1440}, {1440}};
+        row.fixedLayout = c.fixed;
+        addPara(b, u"before", cf, pf);
+        b.beginTable();
+        b.beginRow();
+        addCell(b, c.word, cf, pf);
+        addCell(b, u"ab", cf, pf);
+        b.endRow(row, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        const auto& l = r.pages[0].lines;
+        const double h = l[0].height;
+        EXPECT_NEAR(l.back().y, l[0].y + h + c.tableLines * h, 0.01);
+        const auto second = std::find_if(l.begin(), l.end(), [&](const LaidOutLine& line) {
+            return lineText(*doc, line) == "ab";
+        });
+        ASSERT_NE(second, l.end());
+        EXPECT_NEAR(second->x, c.secondX, 0.01);
+    }
+}
+
 // A cell that starts a vertical merge runs down through the rows it spans
 // and sets none of their heights alone; only what its text needs beyond
 // them all grows the last row. Two rows, one line each in the second

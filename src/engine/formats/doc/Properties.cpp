@@ -527,6 +527,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
         break;
     }
     case 0x3404: pap.row.isHeader = v != 0; break;
+    case 0x3615: pap.row.fixedLayout = v == 0; break; // sprmTFAutofit
     case 0x3403:
     case 0x3644: pap.row.cantSplit = v != 0; break;
     case 0x5400:

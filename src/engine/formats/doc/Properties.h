@@ -50,7 +50,13 @@ struct Pap {
     bool innerCell = false;       ///< a nested table's cell ends at this mark
     bool innerRowEnd = false;     ///< a nested table's row ends at this mark
     int32_t itap = -1;            ///< table depth when stated
-    TableRowFormat row;
+    /// A row keeps its column widths unless sprmTFAutofit says the table is
+    /// fitted to its contents ([MS-DOC] 2.6.4: fAutofit, 0 by default).
+    TableRowFormat row = [] {
+        TableRowFormat r;
+        r.fixedLayout = true;
+        return r;
+    }();
 
     int32_t depth() const { return itap >= 0 ? itap : (inTable ? 1 : 0); }
 };

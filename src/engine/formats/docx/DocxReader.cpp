@@ -887,6 +887,8 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             } else if (type == "dxa" || type.empty()) {
                 base.preferredWidth = std::clamp<Twips>(twipsOf(e, "w").value_or(0), 0, 31680);
             }
+        } else if (n == "tblLayout") {
+            base.fixedLayout = value(e, "type") == "fixed";
         } else if (n == "tblCellSpacing") {
             base.cellSpacing = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
         } else if (n == "tblBorders") {

@@ -311,6 +311,7 @@ const std::unordered_map<std::string_view, Kw>& table()
         {"trleft", Kw::TrLeft},
         {"trrh", Kw::TrRh},
         {"trhdr", Kw::TrHdr},
+        {"trautofit", Kw::TrAutofit},
         {"trkeep", Kw::TrKeep},
         {"trql", Kw::TrQL},
         {"trqc", Kw::TrQC},

@@ -249,6 +249,7 @@ enum class Kw : uint16_t {
     TrLeft,
     TrRh,
     TrHdr,
+    TrAutofit,
     TrKeep,
     TrQL,
     TrQC,

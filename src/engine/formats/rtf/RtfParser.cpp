@@ -1069,7 +1069,13 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     RowDefinition& d = m_rows[state().nestTableProps ? 1 : 0];
     TableRowFormat& r = d.row;
     switch (kw) {
-    case Kw::TRowD: d = RowDefinition{}; break;
+    case Kw::TRowD:
+        d = RowDefinition{};
+        // A row keeps its widths unless \trautofit1 fits it to its contents
+        // (\trautofit is 0 by default).
+        d.row.fixedLayout = true;
+        break;
+    case Kw::TrAutofit: r.fixedLayout = param == 0; break;
     case Kw::TrLeft:
         r.leftIndent = clampTwips(param);
         d.lastRight = r.leftIndent;

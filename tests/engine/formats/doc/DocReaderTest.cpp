@@ -443,6 +443,21 @@ TEST(DocProperties, FontTableGivesStandInsForMissingFonts)
     EXPECT_EQ(doc::parseFontTable(table).size(), 6u);
 }
 
+// sprmTFAutofit (0x3615) fits a row to its contents; without it, or with
+// 0, the row keeps its widths.
+TEST(DocProperties, RowsFitTheirContentsOnlyWhenAsked)
+{
+    struct Case {
+        std::string grpprl;
+        bool fixed;
+    } cases[] = {{"", true}, {std::string("\x15\x36\x01", 3), false}, {std::string("\x15\x36\x00", 3), true}};
+    for (const Case& c : cases) {
+        doc::Pap pap;
+        doc::applyPapx(pap, c.grpprl);
+        EXPECT_EQ(pap.row.fixedLayout, c.fixed) << c.grpprl.size();
+    }
+}
+
 // Border sprms as Word 97 (Brc80: width in eighths, type, colour index,
 // space in points) and later Word (Brc after a size byte: COLORREF first)
 // write them, for paragraphs, whole tables and the cells of a row.

@@ -170,10 +170,22 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     EXPECT_EQ(row.cellMarginTop, 40);
     EXPECT_EQ(row.preferredWidth, 5000);
     EXPECT_TRUE(row.preferredWidthPercent);
+    EXPECT_FALSE(row.fixedLayout); // fitted to its contents unless tblLayout says "fixed"
     ASSERT_EQ(row.cells.size(), 1u);
     EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 6, 1, AutoColor}));
     EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
+}
+
+TEST(DocxReader, FixedTablesKeepTheirWidths)
+{
+    DocxPackage pkg;
+    pkg.body = R"(<w:tbl><w:tblPr><w:tblLayout w:type="fixed"/></w:tblPr><w:tr><w:tc>)" + para("a") +
+               "</w:tc></w:tr></w:tbl>" + para("b");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    ASSERT_EQ(r.document->rowFormats.size(), 1u);
+    EXPECT_TRUE(r.document->rowFormats[0].fixedLayout);
 }
 
 TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
