@@ -45,6 +45,11 @@ double roundTwips(double v) { return std::floor(v + 0.5); }
 constexpr double Eps = 0.01;
 constexpr uint8_t MaxNesting = 32;
 
+// The room beside a square-wrapped floating object below which no line is
+// set there and the text passes above and below it: an inch, our own
+// threshold (a box as wide as the column leaves none either way).
+constexpr double MinRoomBeside = 1440;
+
 // Word's automatic (HTML) paragraph spacing.
 constexpr double AutoSpacing = 280;
 
@@ -172,6 +177,12 @@ private:
     uint32_t paragraphEnd(size_t story, uint32_t pos, uint32_t to) const;
     void addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32_t start, uint32_t mark) const;
     std::vector<RowBox> tableRows(size_t story, const Table& table, double width, uint8_t depth);
+    /// The width of the widest word of [start, end) of a story: what a line
+    /// cannot be narrower than without breaking a word between characters.
+    double widestWord(size_t story, uint32_t start, uint32_t end, uint8_t depth);
+    /// Each row's cell widths, widened where an automatically fitted table
+    /// has a word wider than its cell (see tableRows).
+    std::vector<std::vector<double>> fittedCellWidths(size_t story, const Table& table, double width, uint8_t depth);
 
     // Pagination of the main story.
     using Region = ColumnArea;
@@ -186,6 +197,11 @@ private:
     double columnHeight() const { return m_bottom - m_regionTop; }
     bool columnEmpty() const { return !m_columnHasContent; }
     void placeLine(LaidOutLine line, double xOffset);
+    /// The floating objects anchored in [start, mark] that the text must
+    /// pass above or below take their band of the page (see objectBand).
+    void addObjectBands(uint32_t start, uint32_t mark);
+    /// The first top at or below y where a line of `height` meets no band.
+    double clearOfObjects(double y, double height) const;
     void placeParagraph(uint32_t start, uint32_t mark);
     void placeTable(const Table& table);
     double keepChainHeight(uint32_t start);
@@ -223,6 +239,13 @@ private:
     double m_noteCarry = 0;
     double m_separatorHeight = -1;
     std::map<std::pair<int32_t, long>, std::pair<double, double>> m_noteHeights; ///< height, first line
+
+    // The stretches of the current page, top to bottom, that wrapped
+    // floating objects keep clear of text.
+    struct Band {
+        double top = 0, bottom = 0;
+    };
+    std::vector<Band> m_bands;
 
     // Lines broken ahead of time (keep-with-next looks at the next paragraph).
     uint32_t m_cachedStart = UINT32_MAX;
@@ -329,6 +352,90 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
     return stack;
 }
 
+double Engine::widestWord(size_t story, uint32_t start, uint32_t end, uint8_t depth)
+{
+    const Story& s = m_doc.stories[story];
+    double widest = 0, word = 0;
+    for (uint32_t p = start; p < end && p < s.size(); ++p) {
+        const char16_t c = s.text[p];
+        if (c == Ch::ParagraphMark || c == Ch::CellEnd) {
+            if (m_doc.paraFormats[s.attrs[p].paraFormat].tableDepth > depth)
+                return 0; // a nested table fits itself
+            word = 0;
+            continue;
+        }
+        if (c == Ch::Space || c == Ch::Tab || c == Ch::LineBreak || c == Ch::Anchor || c == Ch::Object) {
+            word = 0;
+            continue;
+        }
+        word += m_measurer.width(c, s.attrs[p].charFormat);
+        widest = std::max(widest, word);
+        if (c == u'-' || c == Ch::OptionalHyphen)
+            word = 0; // a line may break after a hyphen
+    }
+    return widest;
+}
+
+std::vector<std::vector<double>> Engine::fittedCellWidths(size_t story, const Table& table, double width,
+                                                          uint8_t depth)
+{
+    static const TableRowFormat fallback;
+    auto formatOf = [&](const TableRow& row) -> const TableRowFormat& {
+        return row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size()
+                   ? m_doc.rowFormats[row.rowFormat]
+                   : fallback;
+    };
+    std::vector<std::vector<double>> widths;
+    for (const TableRow& row : table.rows)
+        widths.push_back(rowCellWidths(formatOf(row), row.cells.size(), width));
+    // A table fitted to its contents (tblLayout other than "fixed", ECMA-376
+    // Part 1 §17.4.53) never breaks a word between characters while its
+    // other columns can give room: a column narrower than its widest word
+    // is widened to it, and the columns with room to spare give up the
+    // difference in proportion to that room. Word's PDF of a table of
+    // 1.2" columns shows "/api/auth/login" whole, its column wider than
+    // the grid says and the next ones narrower. Rows whose cells span
+    // columns keep their widths.
+    if (table.rows.empty() || formatOf(table.rows.front()).fixedLayout)
+        return widths;
+    std::vector<double> least;
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        const TableRow& row = table.rows[r];
+        const TableRowFormat& rf = formatOf(row);
+        if (std::any_of(rf.cells.begin(), rf.cells.end(), [](const TableCellFormat& c) { return c.gridSpan > 1; }))
+            continue;
+        least.resize(std::max(least.size(), row.cells.size()), 0.0);
+        for (size_t c = 0; c < row.cells.size(); ++c) {
+            const double word = widestWord(story, row.cells[c].start, row.cells[c].end + 1, depth);
+            if (word > 0)
+                least[c] = std::max(least[c], std::ceil(word) + rf.cellMarginLeft + rf.cellMarginRight);
+        }
+    }
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        std::vector<double>& w = widths[r];
+        const TableRowFormat& rf = formatOf(table.rows[r]);
+        if (std::any_of(rf.cells.begin(), rf.cells.end(), [](const TableCellFormat& c) { return c.gridSpan > 1; }))
+            continue;
+        double missing = 0, room = 0;
+        for (size_t c = 0; c < w.size() && c < least.size(); ++c) {
+            if (least[c] > w[c])
+                missing += least[c] - w[c];
+            else
+                room += w[c] - least[c];
+        }
+        if (missing <= 0 || room <= 0)
+            continue;
+        const double give = std::min(missing, room);
+        for (size_t c = 0; c < w.size() && c < least.size(); ++c) {
+            if (least[c] > w[c])
+                w[c] = w[c] + (least[c] - w[c]) * give / missing;
+            else
+                w[c] -= (w[c] - least[c]) * give / room;
+        }
+    }
+    return widths;
+}
+
 std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double width, uint8_t depth)
 {
     static const TableRowFormat fallback;
@@ -348,6 +455,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
         double height = 0;
     };
     std::vector<RowWork> work(table.rows.size());
+    const std::vector<std::vector<double>> fitted = fittedCellWidths(story, table, width, depth);
     const TableRowFormat* previous = nullptr;
     for (size_t r = 0; r < table.rows.size(); ++r) {
         const TableRow& row = table.rows[r];
@@ -356,7 +464,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
             w.format = &m_doc.rowFormats[row.rowFormat];
         const TableRowFormat& rf = *w.format;
         double x = rf.leftIndent - rf.cellMarginLeft;
-        const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
+        const std::vector<double>& widths = fitted[r];
         size_t gridColumn = 0;
         for (size_t c = 0; c < row.cells.size(); ++c) {
             const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
@@ -586,6 +694,7 @@ void Engine::startPage(bool firstOfSection)
     if (f.marginBottom >= 0 && footerHeight > 0)
         bottom = std::min(bottom, footerTop);
     m_result.pages.push_back(std::move(page));
+    m_bands.clear();
     m_regionTop = top;
     m_y = top;
     m_bottom = std::max(bottom, top + 1);
@@ -727,11 +836,78 @@ void Engine::reserveFootnotes(const LaidOutLine& line)
     }
 }
 
+void Engine::addObjectBands(uint32_t start, uint32_t mark)
+{
+    const Story& s = m_doc.mainStory();
+    const SectionFormat& f = m_doc.sections[m_section].format;
+    const Region& column = m_columns[m_column];
+    for (uint32_t pos = start; pos <= mark && pos < s.size(); ++pos) {
+        if (s.text[pos] != Ch::Anchor)
+            continue;
+        const int32_t index = m_doc.charFormatAt(s, pos).objectIndex;
+        if (index < 0 || static_cast<size_t>(index) >= m_doc.objects.size())
+            continue;
+        const InlineObject& o = m_doc.objects[static_cast<size_t>(index)];
+        if (!o.floating || o.wrap == TextWrap::None || o.height <= 0)
+            continue;
+        // Where the object stands across: from its reference's left edge by
+        // the offset, or aligned in it (ECMA-376 Part 1 §20.4.2.10).
+        const double marginLeft = std::abs(f.marginLeft) + std::max(0, f.gutter);
+        double refLeft = column.left, refWidth = column.width;
+        if (o.horizontal.from == AnchorFrom::Margin)
+            refLeft = marginLeft, refWidth = std::max<double>(1.0, f.textWidth());
+        else if (o.horizontal.from == AnchorFrom::Page || o.horizontal.from == AnchorFrom::OtherMargin)
+            refLeft = 0, refWidth = f.pageWidth;
+        auto place = [](const AnchorAxis& a, double from, double room, double size) {
+            switch (a.align) {
+            case AnchorAxis::Align::Start: return from;
+            case AnchorAxis::Align::Center: return from + (room - size) / 2;
+            case AnchorAxis::Align::End: return from + room - size;
+            case AnchorAxis::Align::Offset: break;
+            }
+            return from + a.offset;
+        };
+        const double left = place(o.horizontal, refLeft, refWidth, o.width) - o.distLeft;
+        const double right = place(o.horizontal, refLeft, refWidth, o.width) + o.width + o.distRight;
+        // Square, tight and through wrapping set the text beside the object
+        // where there is room; where neither side has room for a line the
+        // text passes above and below it as top-and-bottom wrapping does.
+        // Lines beside an object that leaves room are not narrowed yet.
+        const double roomBeside = std::max(left - column.left, column.left + column.width - right);
+        if (o.wrap != TextWrap::TopAndBottom && roomBeside >= MinRoomBeside)
+            continue;
+        // Where it stands down the page: from the paragraph (or its line)
+        // holding the anchor, the top margin or the page's top edge
+        // (§20.4.2.11).
+        double refTop = m_y, refHeight = 0;
+        if (o.vertical.from == AnchorFrom::Margin)
+            refTop = std::abs(f.marginTop), refHeight = m_bottom - refTop;
+        else if (o.vertical.from == AnchorFrom::Page || o.vertical.from == AnchorFrom::OtherMargin)
+            refTop = 0, refHeight = f.pageHeight;
+        const double top = place(o.vertical, refTop, refHeight, o.height);
+        m_bands.push_back({top - o.distTop, top + o.height + o.distBottom});
+    }
+}
+
+double Engine::clearOfObjects(double y, double height) const
+{
+    for (bool moved = !m_bands.empty(); moved;) {
+        moved = false;
+        for (const Band& b : m_bands)
+            if (y < b.bottom - Eps && y + height > b.top + Eps) {
+                y = b.bottom;
+                moved = true;
+            }
+    }
+    return y;
+}
+
 void Engine::placeLine(LaidOutLine line, double xOffset)
 {
     line.x += xOffset;
     for (LineRun& r : line.runs)
         r.x += xOffset;
+    m_y = clearOfObjects(m_y, line.height);
     line.y = m_y;
     line.column = static_cast<int16_t>(m_column);
     m_y += line.height;
@@ -867,6 +1043,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
 
     m_y += spacingHere();
     m_pendingAfter = 0;
+    addObjectBands(start, mark);
     const size_t n = lines.size();
     size_t k = 0;
     size_t firstOfParagraphHere = 0;
@@ -887,6 +1064,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         const double hang = pf.lineRule == LineRule::Auto && pf.lineSpacing > 240 ? 1.0 - 240.0 / pf.lineSpacing : 0.0;
         double reserved = m_noteReserve;
         while (k + fit < groupEnd) {
+            y = clearOfObjects(y, lines[k + fit].height);
             const NoteRoom notes = footnoteRoom(lines[k + fit], reserved);
             if (y + lines[k + fit].height * (1.0 - hang) > m_bottom - reserved - notes.least + Eps && !onlySectionEnd)
                 break;

@@ -100,8 +100,23 @@ void TextMeasurer::prepare(uint32_t index, FontSlot slot)
         f = font(index, FontSlot::Latin); // the same font: measured once
         return;
     }
-    const ResolvedFace resolved = FontCache::instance().resolve(name, cf.bold ? FontWeight::Bold : FontWeight::Regular,
-                                                                cf.italic ? FontSlant::Italic : FontSlant::Upright);
+    const FontWeight weight = cf.bold ? FontWeight::Bold : FontWeight::Regular;
+    const FontSlant slant = cf.italic ? FontSlant::Italic : FontSlant::Upright;
+    ResolvedFace resolved = FontCache::instance().resolve(name, weight, slant);
+    // A font that is not installed takes the one the document's font table
+    // names for it (its alternate name or its family's font) when that one
+    // is at hand; only then a twin guessed from the name.
+    std::string_view measuredName = name;
+    if (resolved.substituted) {
+        const auto& standIns = m_document.settings.fontStandIns;
+        if (auto it = standIns.find(name); it != standIns.end()) {
+            const ResolvedFace standIn = FontCache::instance().resolve(it->second, weight, slant);
+            if (!standIn.substituted) {
+                resolved = standIn;
+                measuredName = it->second;
+            }
+        }
+    }
     if (resolved.substituted && std::find(m_reported.begin(), m_reported.end(), name) == m_reported.end()) {
         m_reported.push_back(name);
         m_diagnostics.push_back({"layout-font-substituted", Severity::Note, name,
@@ -110,7 +125,7 @@ void TextMeasurer::prepare(uint32_t index, FontSlot slot)
                                      "\", lines and pages may differ"});
     }
     f.face = resolved.face;
-    const WordFontMetrics* known = resolved.substituted ? nullptr : wordFontMetrics(name);
+    const WordFontMetrics* known = resolved.substituted ? nullptr : wordFontMetrics(measuredName);
     if (known) {
         f.known = &known->style(cf.bold ? FontWeight::Bold : FontWeight::Regular,
                                 cf.italic ? FontSlant::Italic : FontSlant::Upright);

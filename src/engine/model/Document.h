@@ -93,6 +93,25 @@ struct Note {
 
 enum class ObjectKind : uint8_t { Picture, Shape, TextBox, Chart, Embedded };
 
+/// How the text of the page flows around a floating object (ECMA-376 Part 1
+/// §20.4.2.16-20.4.2.20 wrapNone, wrapSquare, wrapThrough, wrapTight,
+/// wrapTopAndBottom). None: the object lies over or behind the text.
+enum class TextWrap : uint8_t { None, Square, Tight, Through, TopAndBottom };
+
+/// What a floating object's position is measured from (ECMA-376 Part 1
+/// §20.4.3.4, §20.4.3.5 ST_RelFromH and ST_RelFromV): the text column, the
+/// paragraph or line holding the anchor, the margins or the page edge.
+enum class AnchorFrom : uint8_t { Column, Character, Paragraph, Line, Margin, Page, OtherMargin };
+
+/// Where along one axis a floating object stands: an offset from its
+/// reference, or aligned to its start, centre or end (wp:posOffset, wp:align).
+struct AnchorAxis {
+    enum class Align : uint8_t { Offset, Start, Center, End };
+    AnchorFrom from = AnchorFrom::Column;
+    Align align = Align::Offset;
+    Twips offset = 0;
+};
+
 /// A picture or drawing object standing at a character 1 (inline) or 8 (floating).
 struct InlineObject {
     ObjectKind kind = ObjectKind::Picture;
@@ -100,6 +119,11 @@ struct InlineObject {
     Twips height = 0;
     bool floating = false;
     int32_t story = -1; ///< a text box's own story, or -1
+    /// A floating object's wrapping, position and the distance the text keeps
+    /// from each side; readers that do not know them leave the text alone.
+    TextWrap wrap = TextWrap::None;
+    AnchorAxis horizontal, vertical;
+    Twips distTop = 0, distBottom = 0, distLeft = 0, distRight = 0;
 };
 
 /// A field such as a page number: the text [start, end) of a story is the
@@ -132,6 +156,11 @@ struct DocumentSettings {
     bool autoHyphenation = false;
     int32_t compatibilityMode = 0;             ///< Word's compatibility mode (15 for 2013+); 0 unknown
     std::map<std::string, std::string> compat; ///< compatibility options by name, as read
+    /// The font the document's font table gives to stand in for a font that
+    /// is not installed, by the missing font's name: its alternate name, else
+    /// a font of its family (roman, swiss, modern) - ECMA-376 Part 1
+    /// §17.8.3.1 altName and §17.8.3.9 family.
+    std::map<std::string, std::string> fontStandIns;
 };
 
 /// One edit of a story: replace [pos, pos + length) by text, whose characters

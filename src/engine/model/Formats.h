@@ -175,6 +175,9 @@ struct TableRowFormat {
     /// text area when `preferredWidthPercent`; 0: none (automatic).
     Twips preferredWidth = 0;
     bool preferredWidthPercent = false;
+    /// The table keeps its column widths whatever the cells hold (tblLayout
+    /// "fixed"); otherwise it is fitted to its contents.
+    bool fixedLayout = false;
     auto operator<=>(const TableRowFormat&) const = default;
 };
 

@@ -76,6 +76,34 @@ TEST(Fonts, MissingFontIsNamedOnce)
     EXPECT_EQ(r.lineCount(), 2);
 }
 
+TEST(Fonts, MissingFontTakesTheStandInTheFontTableNames)
+{
+    // "Line" at 12 pt: Times New Roman advances L 1251 + i 569 + n 1024 +
+    // e 909 = 3753/2048 em = 439.8 twips; Arial (the sans twin a name like
+    // "Nowhere Grotesk" gets) L 1139 + i 455 + n 1139 + e 1139 = 3872/2048 em
+    // = 453.75 twips.
+    struct Case {
+        const char* what;
+        const char* standIn; // "": the font table names none
+        double width;        // twips
+        bool reported;
+    } cases[] = {
+        {"no stand-in: the twin of the name's class", "", 453.75, true},
+        {"the stand-in is at hand", "Times New Roman", 439.8, false},
+        {"the stand-in is missing too", "Elsewhere Serif", 453.75, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto doc = makeDocument({{u"Line", {}, font("Nowhere Grotesk", 24)}});
+        if (*c.standIn)
+            doc->settings.fontStandIns["Nowhere Grotesk"] = c.standIn;
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_NEAR(r.pages[0].lines[0].width, c.width, 0.1);
+        EXPECT_EQ(r.diagnostics.size(), c.reported ? 1u : 0u);
+    }
+}
+
 TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
 {
     struct Case {

@@ -39,6 +39,64 @@ TEST(Pagination, FullPagesOfSingleLines)
     }
 }
 
+// A floating object anchored in the first of 51 one-line paragraphs of
+// Times New Roman 12 pt (276 twips each, 46 to a Letter page with 1"
+// margins, body from 1440 to 14400). Hand-worked: a box 2760 twips tall
+// (ten lines) standing 276 below its paragraph's top keeps 1716-4476 clear;
+// "Line 1" at 1716 moves to 4476, and (14400 - 4476) / 276 = 35.96 holds 35
+// more lines: 36 on page 1, 15 on page 2.
+TEST(Pagination, WrappedFloatingObjectsPushLinesBelowThem)
+{
+    auto box = [](TextWrap wrap, Twips width, Twips height, AnchorFrom from, Twips top) {
+        InlineObject o;
+        o.kind = ObjectKind::TextBox;
+        o.floating = true;
+        o.wrap = wrap;
+        o.width = width;
+        o.height = height;
+        o.vertical.from = from;
+        o.vertical.offset = top;
+        return o;
+    };
+    struct Case {
+        const char* what;
+        InlineObject object;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        {"no wrapping: the text runs under it", box(TextWrap::None, 9360, 2760, AnchorFrom::Paragraph, 276), {46, 5}},
+        {"top and bottom", box(TextWrap::TopAndBottom, 2880, 2760, AnchorFrom::Paragraph, 276), {36, 15}},
+        {"square, as wide as the column", box(TextWrap::Square, 9360, 2760, AnchorFrom::Paragraph, 276), {36, 15}},
+        // From the page's top edge: 6960-8340 clear; line 21 (6960-7236)
+        // moves to 8340, (14400 - 8340) / 276 = 21.96 more: 20 + 21 = 41.
+        {"top and bottom, from the page", box(TextWrap::TopAndBottom, 9360, 1380, AnchorFrom::Page, 6960), {41, 10}},
+    };
+    auto layOut = [](const InlineObject& object) {
+        DocumentBuilder b("docx");
+        CharFormat anchorFormat = times();
+        anchorFormat.objectIndex = b.addObject(object);
+        const uint32_t text = b.charFormat(times());
+        const uint32_t para = b.paraFormat(ParaFormat{});
+        b.appendText(u"Anchor", text);
+        b.appendChar(Ch::Anchor, b.charFormat(anchorFormat));
+        b.endParagraph(para, text);
+        for (int i = 1; i <= 50; ++i)
+            addPara(b, u"Line " + utf8ToUtf16(std::to_string(i)), text, para);
+        auto doc = b.finish(SectionFormat{}, HeaderFooterRefs{});
+        return layoutDocument(*doc);
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(linesPerPage(layOut(c.object)), c.perPage);
+    }
+
+    // The text keeps the object's distance below it too: 276 more clear.
+    InlineObject apart = box(TextWrap::TopAndBottom, 9360, 2760, AnchorFrom::Paragraph, 276);
+    apart.distBottom = 276;
+    const LayoutResult r = layOut(apart);
+    EXPECT_EQ(linesPerPage(r), (std::vector<size_t>{35, 16}));
+    EXPECT_DOUBLE_EQ(r.pages[0].lines[1].y, 4752);
+}
+
 TEST(Pagination, ManualBreaks)
 {
     ParaFormat breakBefore;
@@ -556,6 +614,56 @@ TEST(Tables, PreferredWidthWidensTheCells)
         row.preferredWidth = c.preferred;
         row.preferredWidthPercent = c.percent;
         EXPECT_EQ(rowCellWidths(row, 2, 9360), c.widths);
+    }
+}
+
+// Two 1440-twip cells of Courier New 10 pt (120.02 twips a character) with
+// 108-twip margins hold 10 characters a line. Fitted to its contents, the
+// table widens the first column to its 12-character word: 1440.2 -> 1441 +
+// 216 = 1657, the 217 taken from the second column, whose widest word needs
+// only 241 + 216 = 457 (1440 - 217 = 1223). Its text then starts at
+// 1440 - 108 + 1657 + 108 = 3097. A fixed table breaks the word instead; a
+// word that may break after its hyphen needs no wider column.
+TEST(Tables, FittedTableWidensAColumnToItsWidestWord)
+{
+    struct Case {
+        const char* name;
+        std::u16string word;
+        bool fixed;
+        int tableLines;
+        double secondX;
+    };
+    const Case cases[] = {
+        {"fitted to its contents", u"abcdefghijkl", false, 1, 3097},
+        {"fixed layout", u"abcdefghijkl", true, 2, 2880},
+        {"a hyphen gives a break", u"abcdef-ghijkl", false, 2, 2880},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(mono());
+        const uint32_t pf = b.paraFormat({});
+        TableRowFormat row;
+        row.cells = {{1440}, {1440}};
+        row.fixedLayout = c.fixed;
+        addPara(b, u"before", cf, pf);
+        b.beginTable();
+        b.beginRow();
+        addCell(b, c.word, cf, pf);
+        addCell(b, u"ab", cf, pf);
+        b.endRow(row, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        const auto& l = r.pages[0].lines;
+        const double h = l[0].height;
+        EXPECT_NEAR(l.back().y, l[0].y + h + c.tableLines * h, 0.01);
+        const auto second = std::find_if(l.begin(), l.end(), [&](const LaidOutLine& line) {
+            return lineText(*doc, line) == "ab";
+        });
+        ASSERT_NE(second, l.end());
+        EXPECT_NEAR(second->x, c.secondX, 0.01);
     }
 }
 

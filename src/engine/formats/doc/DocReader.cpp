@@ -719,9 +719,11 @@ ReadResult DocReader::read()
 
     if (m_fib.word6) {
         m_fonts = word6FontNames(m_wd);
+        m_builder.settings().fontStandIns = word6FontStandIns(m_wd);
         m_styles.parse(word97StyleSheet(tablePart(m_fib.stshf, "the style sheet")), m_fonts);
     } else {
         m_fonts = parseFontTable(tablePart(m_fib.sttbfFfn, "the font table"));
+        m_builder.settings().fontStandIns = parseFontStandIns(tablePart(m_fib.sttbfFfn, "the font table"));
         m_styles.parse(tablePart(m_fib.stshf, "the style sheet"), m_fonts);
     }
     m_chpx = loadRuns(m_fib.plcfBteChpx, RunKind::Characters);

@@ -179,6 +179,55 @@ std::vector<std::string> parseFontTable(std::string_view b)
     return fonts;
 }
 
+std::string familyStandIn(uint8_t ffid)
+{
+    // ffid: prq (the pitch: 1 fixed, 2 variable) in bits 0-1, ff (the
+    // family: 1 roman, 2 swiss, 3 modern) in bits 4-6 ([MS-DOC] 2.9.80 FFID).
+    // A modern family is monospaced only at a fixed pitch.
+    const unsigned pitch = ffid & 3u;
+    switch ((ffid >> 4) & 7u) {
+    case 1: return "Times New Roman";
+    case 2: return "Arial";
+    case 3: return pitch == 1 ? "Courier New" : "";
+    default: return "";
+    }
+}
+
+std::map<std::string, std::string> parseFontStandIns(std::string_view b)
+{
+    // FFN ([MS-DOC] 2.9.78): cbFfnM1, ffid, wWeight, chs, ixchSzAlt, panose,
+    // fs, then xszFfn from byte 40: the name, and from character ixchSzAlt
+    // (when not 0) the alternate name.
+    std::map<std::string, std::string> standIns;
+    const uint16_t count = u16(b, 0);
+    size_t pos = 4;
+    for (uint16_t i = 0; i < count && pos < b.size(); ++i) {
+        const size_t size = u8(b, pos) + 1u;
+        const std::string_view ffn = slice(b, pos, size);
+        pos += size;
+        auto nameAt = [&](size_t off) {
+            std::u16string name;
+            for (; off + 2 <= ffn.size(); off += 2) {
+                const char16_t c = u16(ffn, off);
+                if (c == 0)
+                    break;
+                name.push_back(c);
+            }
+            return utf16ToUtf8(name);
+        };
+        const std::string name = nameAt(40);
+        if (name.empty())
+            continue;
+        const uint8_t ixchSzAlt = u8(ffn, 5);
+        std::string standIn = ixchSzAlt != 0 ? nameAt(40 + 2u * ixchSzAlt) : std::string();
+        if (standIn.empty())
+            standIn = familyStandIn(u8(ffn, 1));
+        if (!standIn.empty() && standIn != name)
+            standIns.emplace(name, std::move(standIn));
+    }
+    return standIns;
+}
+
 void applyChpSprm(Chp& chp, const Chp& base, uint16_t sprm, std::string_view op, const std::vector<std::string>& fonts)
 {
     CharFormat& f = chp.format;
@@ -478,6 +527,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
         break;
     }
     case 0x3404: pap.row.isHeader = v != 0; break;
+    case 0x3615: pap.row.fixedLayout = v == 0; break; // sprmTFAutofit
     case 0x3403:
     case 0x3644: pap.row.cantSplit = v != 0; break;
     case 0x5400:

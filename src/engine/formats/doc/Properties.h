@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,16 @@ void forEachSprm(std::string_view grpprl, const std::function<void(uint16_t, std
 
 /// Font names by index, from the font table.
 std::vector<std::string> parseFontTable(std::string_view sttbfFfn);
+
+/// The font Word lays a font out with when it is not installed, by font
+/// name, from the font table: each font's alternate name, else the font of
+/// its family and pitch.
+std::map<std::string, std::string> parseFontStandIns(std::string_view sttbfFfn);
+
+/// The font of the family and pitch an FFN's ffid byte gives (Times New Roman
+/// for a roman family, Arial for a swiss one, Courier New for a modern one at
+/// a fixed pitch); empty for the others.
+std::string familyStandIn(uint8_t ffid);
 
 /// Character properties while they are being resolved: the model's format
 /// plus what the reader needs beyond it.
@@ -39,7 +50,13 @@ struct Pap {
     bool innerCell = false;       ///< a nested table's cell ends at this mark
     bool innerRowEnd = false;     ///< a nested table's row ends at this mark
     int32_t itap = -1;            ///< table depth when stated
-    TableRowFormat row;
+    /// A row keeps its column widths unless sprmTFAutofit says the table is
+    /// fitted to its contents ([MS-DOC] 2.6.4: fAutofit, 0 by default).
+    TableRowFormat row = [] {
+        TableRowFormat r;
+        r.fixedLayout = true;
+        return r;
+    }();
 
     int32_t depth() const { return itap >= 0 ? itap : (inTable ? 1 : 0); }
 };

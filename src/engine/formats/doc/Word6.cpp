@@ -2,6 +2,7 @@
 #include "engine/formats/doc/Word6.h"
 
 #include "engine/formats/doc/ByteReader.h"
+#include "engine/formats/doc/Properties.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
@@ -331,6 +332,35 @@ std::vector<std::string> word6FontNames(std::string_view wd)
         pos += 1ull + u8(table, pos);
     }
     return names;
+}
+
+std::map<std::string, std::string> word6FontStandIns(std::string_view wd)
+{
+    // Word 6 FFN: cbFfnM1, ffid, wWeight, chs, ibszAlt, then the 8-bit name
+    // from byte 6 and, from byte 6 + ibszAlt when that is not 0, the
+    // alternate name.
+    std::map<std::string, std::string> standIns;
+    const std::string_view table = slice(wd, u32(wd, 0xD0), u32(wd, 0xD4));
+    uint64_t pos = 2;
+    const uint64_t end = std::min<uint64_t>(table.size(), u16(table, 0));
+    for (size_t n = 0; pos < end && n < 0x7FFF; ++n) {
+        const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
+        pos += 1ull + u8(table, pos);
+        auto nameAt = [&](size_t off) {
+            const std::string_view s = ffn.size() > off ? ffn.substr(off) : std::string_view();
+            return utf16ToUtf8(cp1252ToUtf16(s.substr(0, s.find('\0'))));
+        };
+        const std::string name = nameAt(6);
+        if (name.empty())
+            continue;
+        const uint8_t ibszAlt = u8(ffn, 5);
+        std::string standIn = ibszAlt != 0 ? nameAt(6u + ibszAlt) : std::string();
+        if (standIn.empty())
+            standIn = familyStandIn(u8(ffn, 1));
+        if (!standIn.empty() && standIn != name)
+            standIns.emplace(name, std::move(standIn));
+    }
+    return standIns;
 }
 
 std::string word97StyleSheet(std::string_view stsh)

@@ -6,6 +6,7 @@
 #include "engine/formats/doc/PieceTable.h"
 
 #include <array>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -52,6 +53,10 @@ uint16_t word6CodePage(uint16_t lid);
 
 /// The names of the fonts of a Word 6 font table (8-bit names).
 std::vector<std::string> word6FontNames(std::string_view wordDocument);
+
+/// The stand-ins of a Word 6 font table's fonts (see parseFontStandIns): the
+/// alternate name after the name, else the font of the family and pitch.
+std::map<std::string, std::string> word6FontStandIns(std::string_view wordDocument);
 
 /// A Word 6 style sheet rewritten in Word 97's layout (ten-byte style bases,
 /// UTF-16 names, Word 97 modifiers), for the Word 97 style-sheet reader.

@@ -120,6 +120,8 @@ private:
     bool load(Part& part, Severity severity);
     void readTheme(const Relationships& rels);
     void readSettings(const std::string& name);
+    void readFontTable(const std::string& name);
+    static void readAnchorPlacement(const pugi::xml_node& anchor, InlineObject& object);
     void readAppProperties(const Relationships& packageRels);
 
     void readBlocks(const pugi::xml_node& parent);
@@ -259,6 +261,39 @@ void DocxReader::readSettings(const std::string& name)
                 }
             }
         }
+    }
+}
+
+void DocxReader::readFontTable(const std::string& name)
+{
+    Part part;
+    part.name = name;
+    if (name.empty() || !load(part, Severity::Note))
+        return;
+    std::map<std::string, std::string>& standIns = m_b.settings().fontStandIns;
+    for (pugi::xml_node f = part.xml.document_element().first_child(); f; f = f.next_sibling()) {
+        if (!is(f, "font"))
+            continue;
+        const std::string font(value(f, "name"));
+        if (font.empty())
+            continue;
+        // A font that is not installed is looked for under its alternate
+        // name first, then by its family and pitch (ECMA-376 Part 1
+        // §17.8.3.1, §17.8.3.9, §17.8.3.13): a roman family has serifs, a
+        // swiss one none; a modern family is monospaced only at a fixed pitch
+        // (DIN faces are "modern" and proportional). "auto", "decorative"
+        // and "script" give no font.
+        std::string standIn(value(child(f, "altName"), "val"));
+        if (standIn.empty()) {
+            const std::string_view family = value(child(f, "family"), "val");
+            const bool fixedPitch = value(child(f, "pitch"), "val") == "fixed";
+            standIn = family == "roman"                  ? "Times New Roman"
+                      : family == "swiss"                ? "Arial"
+                      : family == "modern" && fixedPitch ? "Courier New"
+                                                         : "";
+        }
+        if (!standIn.empty() && standIn != font)
+            standIns.emplace(font, std::move(standIn));
     }
 }
 
@@ -516,6 +551,56 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
     }
 }
 
+void DocxReader::readAnchorPlacement(const pugi::xml_node& anchor, InlineObject& object)
+{
+    // wp:anchor (ECMA-376 Part 1 §20.4.2.3): the distances the text keeps,
+    // positionH/positionV with an offset or an alignment, and the wrapping.
+    auto emu = [&](const pugi::xml_node& n, const char* name) {
+        return emuToTwips(xml::toInt(value(n, name)).value_or(0));
+    };
+    object.distTop = emu(anchor, "distT");
+    object.distBottom = emu(anchor, "distB");
+    object.distLeft = emu(anchor, "distL");
+    object.distRight = emu(anchor, "distR");
+    auto axis = [&](const char* name, bool vertical) {
+        AnchorAxis a;
+        const pugi::xml_node pos = child(anchor, name);
+        const std::string_view from = value(pos, "relativeFrom");
+        a.from = from == "page"                           ? AnchorFrom::Page
+                 : from == "margin"                       ? AnchorFrom::Margin
+                 : from == "paragraph"                    ? AnchorFrom::Paragraph
+                 : from == "line"                         ? AnchorFrom::Line
+                 : from == "character"                    ? AnchorFrom::Character
+                 : from == "column" || (!vertical && from.empty()) ? AnchorFrom::Column
+                 : from.empty()                           ? AnchorFrom::Paragraph
+                                                          : AnchorFrom::OtherMargin;
+        if (pugi::xml_node align = child(pos, "align")) {
+            const std::string_view v = align.text().get();
+            a.align = v == "center"                  ? AnchorAxis::Align::Center
+                      : v == "right" || v == "bottom" || v == "outside" ? AnchorAxis::Align::End
+                                                                        : AnchorAxis::Align::Start;
+        } else if (pugi::xml_node offset = child(pos, "posOffset")) {
+            a.offset = emuToTwips(xml::toInt(offset.text().get()).value_or(0));
+        }
+        return a;
+    };
+    object.horizontal = axis("positionH", false);
+    object.vertical = axis("positionV", true);
+    for (pugi::xml_node c = anchor.first_child(); c; c = c.next_sibling()) {
+        const std::string_view n = xml::localName(c);
+        if (n == "wrapSquare")
+            object.wrap = TextWrap::Square;
+        else if (n == "wrapTight")
+            object.wrap = TextWrap::Tight;
+        else if (n == "wrapThrough")
+            object.wrap = TextWrap::Through;
+        else if (n == "wrapTopAndBottom")
+            object.wrap = TextWrap::TopAndBottom;
+        else if (n == "wrapNone")
+            object.wrap = TextWrap::None;
+    }
+}
+
 void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, bool vml)
 {
     InlineObject object;
@@ -530,6 +615,8 @@ void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, boo
             object.width = emuToTwips(xml::toInt(value(extent, "cx")).value_or(0));
             object.height = emuToTwips(xml::toInt(value(extent, "cy")).value_or(0));
         }
+        if (object.floating)
+            readAnchorPlacement(frame, object);
         if (xml::descendant(node, "chart"))
             object.kind = ObjectKind::Chart;
         else if (!xml::descendant(node, "pic"))
@@ -800,6 +887,8 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
             } else if (type == "dxa" || type.empty()) {
                 base.preferredWidth = std::clamp<Twips>(twipsOf(e, "w").value_or(0), 0, 31680);
             }
+        } else if (n == "tblLayout") {
+            base.fixedLayout = value(e, "type") == "fixed";
         } else if (n == "tblCellSpacing") {
             base.cellSpacing = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
         } else if (n == "tblBorders") {
@@ -927,6 +1016,7 @@ ReadResult DocxReader::run()
                                                                        : m_b.document().diagnostics.back().message));
 
     readSettings(targetOfType(m_main.rels, "settings"));
+    readFontTable(targetOfType(m_main.rels, "fontTable"));
     readTheme(m_main.rels);
     if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
         m_styles.load(styles.xml.document_element(), m_theme);

@@ -112,6 +112,7 @@ bool wantsText(Destination d)
     switch (d) {
     case Destination::Text:
     case Destination::FontTable:
+    case Destination::FontAlt:
     case Destination::ColorTable:
     case Destination::StyleEntry:
     case Destination::Generator:
@@ -137,6 +138,7 @@ bool readableAfterStar(Kw kw, Destination d)
     case Kw::Footnote:
     case Kw::Ud:
     case Kw::NestTableProps: return true;
+    case Kw::FontAlt: return d == Destination::FontTable;
     default: return false;
     }
 }
@@ -420,6 +422,14 @@ void RtfParser::controlWord(const Token& token)
             m_entryName.clear();
         } else if (kw == Kw::FCharset) {
             m_fontEntry.charset = param;
+        } else if (kw == Kw::FontRoman) {
+            m_fontEntry.familyFont = "Times New Roman";
+        } else if (kw == Kw::FontSwiss) {
+            m_fontEntry.familyFont = "Arial";
+        } else if (kw == Kw::FontModern) {
+            m_fontEntry.modern = true;
+        } else if (kw == Kw::FontPitch) {
+            m_fontEntry.pitch = param;
         } else if (kw == Kw::Cpg) {
             m_fontEntry.codePage = knownCodePage(param) ? param : 0;
         }
@@ -518,6 +528,14 @@ bool RtfParser::startDestination(Kw kw)
         if (!claimClose(s, CloseAction::FontTable))
             return true;
         s.dest = Destination::FontTable;
+        return true;
+    case Kw::FontAlt:
+        // The alternate name of the entry being read; elsewhere it means nothing.
+        if (s.dest != Destination::FontTable || !m_fontEntryOpen) {
+            skipCurrentGroup();
+            return true;
+        }
+        s.dest = Destination::FontAlt;
         return true;
     case Kw::ColorTable:
         s.dest = Destination::ColorTable;
@@ -1051,7 +1069,13 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     RowDefinition& d = m_rows[state().nestTableProps ? 1 : 0];
     TableRowFormat& r = d.row;
     switch (kw) {
-    case Kw::TRowD: d = RowDefinition{}; break;
+    case Kw::TRowD:
+        d = RowDefinition{};
+        // A row keeps its widths unless \trautofit1 fits it to its contents
+        // (\trautofit is 0 by default).
+        d.row.fixedLayout = true;
+        break;
+    case Kw::TrAutofit: r.fixedLayout = param == 0; break;
     case Kw::TrLeft:
         r.leftIndent = clampTwips(param);
         d.lastRight = r.leftIndent;
@@ -1376,6 +1400,11 @@ void RtfParser::route(std::u16string_view text)
         if (m_generator.size() + text.size() <= maxGenerator)
             m_generator.append(text);
         break;
+    case Destination::FontAlt:
+        for (char16_t c : text)
+            if (c != u';' && m_fontEntry.alt.size() < 256)
+                m_fontEntry.alt.push_back(c);
+        break;
     case Destination::FontTable:
         for (char16_t c : text) {
             if (c == u';')
@@ -1474,6 +1503,16 @@ void RtfParser::commitFont()
     if (m_fonts.size() < maxFonts || m_fonts.count(m_fontEntryId)) {
         m_fontEntry.name = trimmedName(m_entryName);
         m_fonts[m_fontEntryId] = m_fontEntry;
+        // A font that is not installed is laid out with its alternate name,
+        // else the font of its family and pitch: \froman Times New Roman,
+        // \fswiss Arial, \fmodern Courier New at a fixed pitch (\fprq1).
+        std::string standIn = trimmedName(m_fontEntry.alt);
+        if (standIn.empty() && m_fontEntry.familyFont)
+            standIn = m_fontEntry.familyFont;
+        if (standIn.empty() && m_fontEntry.modern && m_fontEntry.pitch == 1)
+            standIn = "Courier New";
+        if (!standIn.empty() && !m_fontEntry.name.empty() && standIn != m_fontEntry.name)
+            m_builder.settings().fontStandIns.emplace(m_fontEntry.name, std::move(standIn));
     }
     m_fontEntryOpen = false;
     m_entryName.clear();

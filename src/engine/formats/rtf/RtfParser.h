@@ -16,6 +16,7 @@ namespace qm::engine::rtf {
 enum class Destination : uint8_t {
     Text, ///< the current story
     FontTable,
+    FontAlt, ///< the alternate name of a font table entry
     ColorTable,
     StyleSheet,
     StyleEntry, ///< one style definition inside the style sheet
@@ -80,6 +81,10 @@ private:
         std::string name;
         int charset = 1;
         int codePage = 0;
+        std::u16string alt;              ///< {\*\falt}: the font to use when this one is missing
+        const char* familyFont = nullptr; ///< the font of its family: \froman, \fswiss
+        int pitch = 0;                    ///< \fprq: 1 fixed, 2 variable
+        bool modern = false;
     };
     struct ShapeContext {
         int32_t story = -1; ///< its text box story, once \shptxt is seen

@@ -6,6 +6,7 @@
 #include "engine/formats/doc/Properties.h"
 
 #include <functional>
+#include <map>
 #include <gtest/gtest.h>
 #include <tuple>
 
@@ -406,6 +407,55 @@ TEST(DocReader, ParagraphLongerThanTheReadingBufferStaysWhole)
               std::tuple(false, true, true, false));
     EXPECT_EQ(d.paraFormatOf(s, s.size() - 1).alignment, Alignment::Right);
     EXPECT_EQ(computeWordStatistics(d).words, 30001);
+}
+
+// A font table of FFNs as Word 97 writes them: the name from byte 40 as
+// UTF-16 and, when ixchSzAlt (byte 5) is not 0, the alternate name from that
+// character on; ffid (byte 1) holds the pitch in bits 0-1 and the family in
+// bits 4-6.
+TEST(DocProperties, FontTableGivesStandInsForMissingFonts)
+{
+    auto ffn = [](uint8_t ffid, std::u16string name, std::u16string alt) {
+        std::string f(40, '\0');
+        f[1] = static_cast<char>(ffid);
+        f[5] = static_cast<char>(alt.empty() ? 0 : name.size() + 1);
+        for (const std::u16string& s : {name, alt}) {
+            if (s.empty())
+                continue;
+            for (char16_t c : s + u'\0')
+                f += static_cast<char>(c & 0xFF), f += static_cast<char>(c >> 8);
+        }
+        f[0] = static_cast<char>(f.size() - 1);
+        return f;
+    };
+    const std::string table = std::string("\x06\x00\x00\x00", 4) +
+                              ffn(0x12, u"inherit", u"Times New Roman") + // roman, variable, an alternate name
+                              ffn(0x12, u"Old Style", u"") +              // roman: Times New Roman
+                              ffn(0x22, u"Grotesk", u"") +                // swiss: Arial
+                              ffn(0x31, u"Typewriter", u"") +             // modern at a fixed pitch: Courier New
+                              ffn(0x32, u"DIN", u"") +                    // modern, proportional: none
+                              ffn(0x02, u"Wingdings", u"");               // no family: none
+    const std::map<std::string, std::string> expected{{"inherit", "Times New Roman"},
+                                                      {"Old Style", "Times New Roman"},
+                                                      {"Grotesk", "Arial"},
+                                                      {"Typewriter", "Courier New"}};
+    EXPECT_EQ(doc::parseFontStandIns(table), expected);
+    EXPECT_EQ(doc::parseFontTable(table).size(), 6u);
+}
+
+// sprmTFAutofit (0x3615) fits a row to its contents; without it, or with
+// 0, the row keeps its widths.
+TEST(DocProperties, RowsFitTheirContentsOnlyWhenAsked)
+{
+    struct Case {
+        std::string grpprl;
+        bool fixed;
+    } cases[] = {{"", true}, {std::string("\x15\x36\x01", 3), false}, {std::string("\x15\x36\x00", 3), true}};
+    for (const Case& c : cases) {
+        doc::Pap pap;
+        doc::applyPapx(pap, c.grpprl);
+        EXPECT_EQ(pap.row.fixedLayout, c.fixed) << c.grpprl.size();
+    }
 }
 
 // Border sprms as Word 97 (Brc80: width in eighths, type, colour index,

@@ -3,6 +3,7 @@
 #include "engine/formats/Reader.h"
 
 #include <algorithm>
+#include <map>
 #include <gtest/gtest.h>
 #include <tuple>
 
@@ -169,10 +170,22 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     EXPECT_EQ(row.cellMarginTop, 40);
     EXPECT_EQ(row.preferredWidth, 5000);
     EXPECT_TRUE(row.preferredWidthPercent);
+    EXPECT_FALSE(row.fixedLayout); // fitted to its contents unless tblLayout says "fixed"
     ASSERT_EQ(row.cells.size(), 1u);
     EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 6, 1, AutoColor}));
     EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
+}
+
+TEST(DocxReader, FixedTablesKeepTheirWidths)
+{
+    DocxPackage pkg;
+    pkg.body = R"(<w:tbl><w:tblPr><w:tblLayout w:type="fixed"/></w:tblPr><w:tr><w:tc>)" + para("a") +
+               "</w:tc></w:tr></w:tbl>" + para("b");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    ASSERT_EQ(r.document->rowFormats.size(), 1u);
+    EXPECT_TRUE(r.document->rowFormats[0].fixedLayout);
 }
 
 TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
@@ -234,6 +247,61 @@ TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
     EXPECT_EQ(
         std::tuple(st.pages, st.words, st.characters, st.charactersWithSpaces, st.lines, st.paragraphs, st.application),
         std::tuple(3, 999, 12, 14, 4, 2, "Microsoft Office Word"));
+}
+
+TEST(DocxReader, FontTableNamesStandInsForMissingFonts)
+{
+    DocxPackage pkg;
+    pkg.body = para("x");
+    pkg.fontTable =
+        R"(<w:font w:name="inherit"><w:altName w:val="Times New Roman"/><w:family w:val="roman"/><w:pitch w:val="default"/></w:font>)"
+        R"(<w:font w:name="Old Style"><w:family w:val="roman"/><w:pitch w:val="variable"/></w:font>)"
+        R"(<w:font w:name="Grotesk"><w:family w:val="swiss"/></w:font>)"
+        R"(<w:font w:name="Typewriter"><w:family w:val="modern"/><w:pitch w:val="fixed"/></w:font>)"
+        R"(<w:font w:name="DIN"><w:family w:val="modern"/><w:pitch w:val="variable"/></w:font>)"
+        R"(<w:font w:name="Wingdings"><w:family w:val="auto"/><w:pitch w:val="variable"/></w:font>)"
+        R"(<w:font w:name="Times New Roman"><w:family w:val="roman"/></w:font>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    // The alternate name first, else the family's font; a proportional
+    // "modern" font, an "auto" one and a font standing for itself get none.
+    const std::map<std::string, std::string> expected{{"inherit", "Times New Roman"},
+                                                      {"Old Style", "Times New Roman"},
+                                                      {"Grotesk", "Arial"},
+                                                      {"Typewriter", "Courier New"}};
+    EXPECT_EQ(r.document->settings.fontStandIns, expected);
+}
+
+TEST(DocxReader, FloatingObjectsKeepTheirPlaceAndWrapping)
+{
+    // 635 EMU to the twip.
+    auto drawing = [](const std::string& inside) {
+        return R"(<w:p><w:r><w:drawing><wp:anchor distT="0" distB="63500" distL="114300" distR="114300">)" + inside +
+               R"(<wp:extent cx="635000" cy="317500"/></wp:anchor></w:drawing></w:r></w:p>)";
+    };
+    DocxPackage pkg;
+    pkg.body =
+        drawing(R"(<wp:positionH relativeFrom="column"><wp:posOffset>-97155</wp:posOffset></wp:positionH>)"
+                R"(<wp:positionV relativeFrom="paragraph"><wp:posOffset>199390</wp:posOffset></wp:positionV>)"
+                R"(<wp:wrapSquare wrapText="bothSides"/>)") +
+        drawing(R"(<wp:positionH relativeFrom="margin"><wp:align>center</wp:align></wp:positionH>)"
+                R"(<wp:positionV relativeFrom="page"><wp:align>bottom</wp:align></wp:positionV><wp:wrapTopAndBottom/>)") +
+        drawing(R"(<wp:positionH relativeFrom="page"><wp:posOffset>0</wp:posOffset></wp:positionH>)"
+                R"(<wp:positionV relativeFrom="line"><wp:posOffset>0</wp:posOffset></wp:positionV><wp:wrapNone/>)");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const std::vector<InlineObject>& o = r.document->objects;
+    ASSERT_EQ(o.size(), 3u);
+    using A = AnchorAxis::Align;
+    EXPECT_EQ(std::tuple(o[0].floating, o[0].wrap, o[0].width, o[0].height, o[0].distBottom, o[0].distLeft),
+              std::tuple(true, TextWrap::Square, 1000, 500, 100, 180));
+    EXPECT_EQ(std::tuple(o[0].horizontal.from, o[0].horizontal.align, o[0].horizontal.offset),
+              std::tuple(AnchorFrom::Column, A::Offset, -153));
+    EXPECT_EQ(std::tuple(o[0].vertical.from, o[0].vertical.offset), std::tuple(AnchorFrom::Paragraph, 314));
+    EXPECT_EQ(std::tuple(o[1].wrap, o[1].horizontal.from, o[1].horizontal.align, o[1].vertical.from, o[1].vertical.align),
+              std::tuple(TextWrap::TopAndBottom, AnchorFrom::Margin, A::Center, AnchorFrom::Page, A::End));
+    EXPECT_EQ(std::tuple(o[2].wrap, o[2].horizontal.from, o[2].vertical.from),
+              std::tuple(TextWrap::None, AnchorFrom::Page, AnchorFrom::Line));
 }
 
 TEST(DocxReader, NestedTablesKeepCellAndRowMarks)

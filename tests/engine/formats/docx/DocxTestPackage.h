@@ -23,7 +23,7 @@ inline const char* const WordNamespaces =
 /// relationship id of each is its name without ".xml".
 struct DocxPackage {
     std::string body;
-    std::string styles, numbering, settings, footnotes, endnotes, comments, app;
+    std::string styles, numbering, settings, fontTable, footnotes, endnotes, comments, app;
     std::vector<std::pair<std::string, std::string>> headers; // part name, content inside w:hdr / w:ftr
     std::vector<ZipEntry> extra;
     std::string extraRels;
@@ -55,6 +55,7 @@ struct DocxPackage {
         add("styles", "styles.xml", "w:styles", styles);
         add("numbering", "numbering.xml", "w:numbering", numbering);
         add("settings", "settings.xml", "w:settings", settings);
+        add("fontTable", "fontTable.xml", "w:fonts", fontTable);
         add("footnotes", "footnotes.xml", "w:footnotes", footnotes);
         add("endnotes", "endnotes.xml", "w:endnotes", endnotes);
         add("comments", "comments.xml", "w:comments", comments);

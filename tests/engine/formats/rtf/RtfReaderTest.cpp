@@ -1,6 +1,7 @@
 // RTF text and formatting: encodings, escapes, destinations, character and paragraph properties, styles.
 #include "RtfTestSupport.h"
 
+#include <map>
 #include <tuple>
 
 using namespace qm::engine;
@@ -141,6 +142,25 @@ TEST(RtfReader, EachScriptKeepsItsOwnFontAndDirection)
         describe(*doc, "font scripts rtl"),
         "{'Times New Roman' ea'MS Mincho' cs'Traditional Arabic'|a}{'Arial' ea'Times New Roman' cs'Arial' szcs28|b}"
         "¶{'Times New Roman' ea'MS Mincho' cs'Traditional Arabic'|c}¶[rtl]");
+}
+
+TEST(RtfReader, FontTableNamesStandInsForMissingFonts)
+{
+    // The alternate name first, else the family's font; a proportional
+    // \fmodern font, an \fnil one and a font standing for itself get none.
+    auto doc = readRtfText(
+        R"({\rtf1\ansi\deff0{\fonttbl{\f0\froman Times New Roman;})"
+        R"({\f1\froman\fcharset0\fprq0{\*\panose 00000000000000000000}inherit{\*\falt Times New Roman};})"
+        R"({\f2\froman\fprq2 Old Style;}{\f3\fswiss\fprq2 Grotesk;}{\f4\fmodern\fprq1 Typewriter;})"
+        R"({\f5\fmodern\fprq2 DIN;}{\f6\fnil\fprq2 Wingdings;}})"
+        R"(\pard\plain {\f1 a}\par})");
+    ASSERT_TRUE(doc);
+    const std::map<std::string, std::string> expected{{"inherit", "Times New Roman"},
+                                                      {"Old Style", "Times New Roman"},
+                                                      {"Grotesk", "Arial"},
+                                                      {"Typewriter", "Courier New"}};
+    EXPECT_EQ(doc->settings.fontStandIns, expected);
+    EXPECT_EQ(describe(*doc, "font"), "{'inherit'|a}¶");
 }
 
 // Word writes each font's PANOSE number, and sometimes an alternative name,

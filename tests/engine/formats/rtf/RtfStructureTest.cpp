@@ -35,6 +35,22 @@ TEST(RtfStructure, TableRowsAndCells)
     EXPECT_EQ(doc->paraFormatOf(doc->mainStory(), doc->mainStory().size() - 1).tableDepth, 0);
 }
 
+// A row keeps its widths unless \trautofit1 fits it to its contents; each
+// \trowd starts again from kept widths.
+TEST(RtfStructure, RowsFitTheirContentsOnlyWhenAsked)
+{
+    auto doc = readRtfText(wrapBody(R"(\trowd\cellx2000\pard\intbl a\cell\row )"
+                                    R"(\trowd\trautofit1\cellx2000\pard\intbl b\cell\row )"
+                                    R"(\trowd\cellx2000\pard\intbl c\cell\row\pard after\par)"));
+    ASSERT_TRUE(doc);
+    const Story& s = doc->mainStory();
+    std::vector<bool> fixed;
+    for (uint32_t p = 0; p < s.size(); ++p)
+        if (const ParaFormat& pf = doc->paraFormatOf(s, p); s.text[p] == Ch::CellEnd && pf.rowEnd)
+            fixed.push_back(doc->rowFormats[static_cast<size_t>(pf.rowFormat)].fixedLayout);
+    EXPECT_EQ(fixed, (std::vector<bool>{true, false, true}));
+}
+
 // Word's layout of a table in a cell: nested cells end in \nestcell, the
 // nested row's definition and end stand in \nesttableprops, and a plain-text
 // copy for old readers in \nonesttables must not be read.
