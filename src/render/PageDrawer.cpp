@@ -202,6 +202,9 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
     };
     std::vector<RowSpan> spans;
     for (const Table& table : tablesOf(story)) {
+        // The widths the layout broke the cells' lines in, fitted tables
+        // widened as they were; computed once a table, when it is on the page.
+        std::vector<std::vector<double>> fitted;
         for (size_t r = 0; r < table.rows.size(); ++r) {
             const TableRow& row = table.rows[r];
             std::vector<const LaidOutLine*> rowLines;
@@ -225,7 +228,9 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                            : m_document.sections[std::clamp<size_t>(page.section, 0, m_document.sections.size() - 1)]
                                  .format.textWidth();
             double x = area.left + rf.leftIndent - rf.cellMarginLeft;
-            const std::vector<double> widths = rowCellWidths(rf, row.cells.size(), width);
+            if (fitted.empty())
+                fitted = engine::layout::fittedCellWidths(m_document, m_measurer, story, table, width, 1);
+            const std::vector<double>& widths = fitted[r];
             double top = std::numeric_limits<double>::max();
             double bottom = std::numeric_limits<double>::lowest();
             RowSpan span;

@@ -177,12 +177,6 @@ private:
     uint32_t paragraphEnd(size_t story, uint32_t pos, uint32_t to) const;
     void addBorderRoom(std::vector<LaidOutLine>& lines, size_t story, uint32_t start, uint32_t mark) const;
     std::vector<RowBox> tableRows(size_t story, const Table& table, double width, uint8_t depth);
-    /// The width of the widest word of [start, end) of a story: what a line
-    /// cannot be narrower than without breaking a word between characters.
-    double widestWord(size_t story, uint32_t start, uint32_t end, uint8_t depth);
-    /// Each row's cell widths, widened where an automatically fitted table
-    /// has a word wider than its cell (see tableRows).
-    std::vector<std::vector<double>> fittedCellWidths(size_t story, const Table& table, double width, uint8_t depth);
 
     // Pagination of the main story.
     using Region = ColumnArea;
@@ -352,14 +346,17 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
     return stack;
 }
 
-double Engine::widestWord(size_t story, uint32_t start, uint32_t end, uint8_t depth)
+// The width of the widest word of [start, end) of a story: what a line
+// cannot be narrower than without breaking a word between characters.
+double widestWord(const Document& doc, TextMeasurer& measurer, size_t story, uint32_t start, uint32_t end,
+                  uint8_t depth)
 {
-    const Story& s = m_doc.stories[story];
+    const Story& s = doc.stories[story];
     double widest = 0, word = 0;
     for (uint32_t p = start; p < end && p < s.size(); ++p) {
         const char16_t c = s.text[p];
         if (c == Ch::ParagraphMark || c == Ch::CellEnd) {
-            if (m_doc.paraFormats[s.attrs[p].paraFormat].tableDepth > depth)
+            if (doc.paraFormats[s.attrs[p].paraFormat].tableDepth > depth)
                 return 0; // a nested table fits itself
             word = 0;
             continue;
@@ -368,72 +365,12 @@ double Engine::widestWord(size_t story, uint32_t start, uint32_t end, uint8_t de
             word = 0;
             continue;
         }
-        word += m_measurer.width(c, s.attrs[p].charFormat);
+        word += measurer.width(c, s.attrs[p].charFormat);
         widest = std::max(widest, word);
         if (c == u'-' || c == Ch::OptionalHyphen)
             word = 0; // a line may break after a hyphen
     }
     return widest;
-}
-
-std::vector<std::vector<double>> Engine::fittedCellWidths(size_t story, const Table& table, double width,
-                                                          uint8_t depth)
-{
-    static const TableRowFormat fallback;
-    auto formatOf = [&](const TableRow& row) -> const TableRowFormat& {
-        return row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < m_doc.rowFormats.size()
-                   ? m_doc.rowFormats[row.rowFormat]
-                   : fallback;
-    };
-    std::vector<std::vector<double>> widths;
-    for (const TableRow& row : table.rows)
-        widths.push_back(rowCellWidths(formatOf(row), row.cells.size(), width));
-    // A table fitted to its contents (tblLayout other than "fixed", ECMA-376
-    // Part 1 §17.4.53) never breaks a word between characters while its
-    // other columns can give room: a column narrower than its widest word
-    // is widened to it, and the columns with room to spare give up the
-    // difference in proportion to that room. Word's PDF of a table of
-    // 1.2" columns shows "/api/auth/login" whole, its column wider than
-    // the grid says and the next ones narrower. Rows whose cells span
-    // columns keep their widths.
-    if (table.rows.empty() || formatOf(table.rows.front()).fixedLayout)
-        return widths;
-    std::vector<double> least;
-    for (size_t r = 0; r < table.rows.size(); ++r) {
-        const TableRow& row = table.rows[r];
-        const TableRowFormat& rf = formatOf(row);
-        if (std::any_of(rf.cells.begin(), rf.cells.end(), [](const TableCellFormat& c) { return c.gridSpan > 1; }))
-            continue;
-        least.resize(std::max(least.size(), row.cells.size()), 0.0);
-        for (size_t c = 0; c < row.cells.size(); ++c) {
-            const double word = widestWord(story, row.cells[c].start, row.cells[c].end + 1, depth);
-            if (word > 0)
-                least[c] = std::max(least[c], std::ceil(word) + rf.cellMarginLeft + rf.cellMarginRight);
-        }
-    }
-    for (size_t r = 0; r < table.rows.size(); ++r) {
-        std::vector<double>& w = widths[r];
-        const TableRowFormat& rf = formatOf(table.rows[r]);
-        if (std::any_of(rf.cells.begin(), rf.cells.end(), [](const TableCellFormat& c) { return c.gridSpan > 1; }))
-            continue;
-        double missing = 0, room = 0;
-        for (size_t c = 0; c < w.size() && c < least.size(); ++c) {
-            if (least[c] > w[c])
-                missing += least[c] - w[c];
-            else
-                room += w[c] - least[c];
-        }
-        if (missing <= 0 || room <= 0)
-            continue;
-        const double give = std::min(missing, room);
-        for (size_t c = 0; c < w.size() && c < least.size(); ++c) {
-            if (least[c] > w[c])
-                w[c] = w[c] + (least[c] - w[c]) * give / missing;
-            else
-                w[c] -= (w[c] - least[c]) * give / room;
-        }
-    }
-    return widths;
 }
 
 std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double width, uint8_t depth)
@@ -455,7 +392,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
         double height = 0;
     };
     std::vector<RowWork> work(table.rows.size());
-    const std::vector<std::vector<double>> fitted = fittedCellWidths(story, table, width, depth);
+    const std::vector<std::vector<double>> fitted = fittedCellWidths(m_doc, m_measurer, story, table, width, depth);
     const TableRowFormat* previous = nullptr;
     for (size_t r = 0; r < table.rows.size(); ++r) {
         const TableRow& row = table.rows[r];
@@ -1347,6 +1284,66 @@ int64_t headerFooterLineCount(const Document& document, size_t story, size_t sec
     for (const LaidOutLine& l : layoutStoryLines(document, story, width, options))
         n += l.counted ? 1 : 0;
     return n;
+}
+
+std::vector<std::vector<double>> fittedCellWidths(const Document& doc, TextMeasurer& measurer, size_t story,
+                                                  const Table& table, double width, uint8_t depth)
+{
+    static const TableRowFormat fallback;
+    auto formatOf = [&](const TableRow& row) -> const TableRowFormat& {
+        return row.rowFormat >= 0 && static_cast<size_t>(row.rowFormat) < doc.rowFormats.size()
+                   ? doc.rowFormats[row.rowFormat]
+                   : fallback;
+    };
+    std::vector<std::vector<double>> widths;
+    for (const TableRow& row : table.rows)
+        widths.push_back(rowCellWidths(formatOf(row), row.cells.size(), width));
+    // A table fitted to its contents (tblLayout other than "fixed", ECMA-376
+    // Part 1 §17.4.53) never breaks a word between characters while its
+    // other columns can give room: a column narrower than its widest word
+    // is widened to it, and the columns with room to spare give up the
+    // difference in proportion to that room. Word's PDF of a table of
+    // 1.2" columns shows "/api/auth/login" whole, its column wider than
+    // the grid says and the next ones narrower. Rows whose cells span
+    // columns keep their widths.
+    if (table.rows.empty() || formatOf(table.rows.front()).fixedLayout)
+        return widths;
+    std::vector<double> least;
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        const TableRow& row = table.rows[r];
+        const TableRowFormat& rf = formatOf(row);
+        if (std::any_of(rf.cells.begin(), rf.cells.end(), [](const TableCellFormat& c) { return c.gridSpan > 1; }))
+            continue;
+        least.resize(std::max(least.size(), row.cells.size()), 0.0);
+        for (size_t c = 0; c < row.cells.size(); ++c) {
+            const double word = widestWord(doc, measurer, story, row.cells[c].start, row.cells[c].end + 1, depth);
+            if (word > 0)
+                least[c] = std::max(least[c], std::ceil(word) + rf.cellMarginLeft + rf.cellMarginRight);
+        }
+    }
+    for (size_t r = 0; r < table.rows.size(); ++r) {
+        std::vector<double>& w = widths[r];
+        const TableRowFormat& rf = formatOf(table.rows[r]);
+        if (std::any_of(rf.cells.begin(), rf.cells.end(), [](const TableCellFormat& c) { return c.gridSpan > 1; }))
+            continue;
+        double missing = 0, room = 0;
+        for (size_t c = 0; c < w.size() && c < least.size(); ++c) {
+            if (least[c] > w[c])
+                missing += least[c] - w[c];
+            else
+                room += w[c] - least[c];
+        }
+        if (missing <= 0 || room <= 0)
+            continue;
+        const double give = std::min(missing, room);
+        for (size_t c = 0; c < w.size() && c < least.size(); ++c) {
+            if (least[c] > w[c])
+                w[c] = w[c] + (least[c] - w[c]) * give / missing;
+            else
+                w[c] -= (w[c] - least[c]) * give / room;
+        }
+    }
+    return widths;
 }
 
 } // namespace qm::engine::layout

@@ -122,6 +122,13 @@ BorderJoin paragraphBorderJoin(const Document& document, size_t story, uint32_t 
 /// of two 2400-twip cells fills the text width).
 std::vector<double> rowCellWidths(const TableRowFormat& row, size_t cellCount, double available);
 
+class TextMeasurer;
+/// Each row's cell widths as the layout places them: rowCellWidths, widened
+/// where a table fitted to its contents has a word wider than its cell (the
+/// drawing takes the same widths as the line breaks).
+std::vector<std::vector<double>> fittedCellWidths(const Document& document, TextMeasurer& measurer, size_t story,
+                                                  const Table& table, double width, uint8_t depth);
+
 /// Lays out the whole document. A pure function of the document and the
 /// options: the document is only read. Safe to call from several threads.
 /// Lines of paragraphs already broken, kept from one layout of a document to
