@@ -5,6 +5,17 @@
 
 namespace qm::engine {
 
+std::string fontStandIn(std::string_view font, std::string_view alternate, FontFamily family, bool fixedPitch)
+{
+    std::string standIn(alternate);
+    if (standIn.empty())
+        standIn = family == FontFamily::Roman                  ? "Times New Roman"
+                  : family == FontFamily::Swiss                ? "Arial"
+                  : family == FontFamily::Modern && fixedPitch ? "Courier New"
+                                                               : "";
+    return standIn == font ? std::string() : standIn;
+}
+
 bool Document::isSectionBreak(uint32_t pos) const
 {
     const Story& main = mainStory();

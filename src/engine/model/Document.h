@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -148,6 +149,18 @@ struct StoredStatistics {
     std::optional<bool> exact;
 };
 
+/// A font's family as font tables name it (docx w:family, .doc FFID, RTF
+/// \froman, \fswiss, \fmodern); the others give no stand-in.
+enum class FontFamily : uint8_t { Other, Roman, Swiss, Modern };
+
+/// The font a font table names to stand in for `font` when it is not
+/// installed: its alternate name, else a font of its family and pitch -
+/// roman Times New Roman, swiss Arial, modern Courier New only at a fixed
+/// pitch (DIN faces are "modern" and proportional) - ECMA-376 Part 1
+/// §17.8.3.1 altName, §17.8.3.9 family, §17.8.3.13 pitch. Empty when there
+/// is none, or when it is the font itself.
+std::string fontStandIn(std::string_view font, std::string_view alternate, FontFamily family, bool fixedPitch);
+
 /// Document-wide settings the layout needs.
 struct DocumentSettings {
     Twips defaultTabStop = 720;
@@ -157,9 +170,7 @@ struct DocumentSettings {
     int32_t compatibilityMode = 0;             ///< Word's compatibility mode (15 for 2013+); 0 unknown
     std::map<std::string, std::string> compat; ///< compatibility options by name, as read
     /// The font the document's font table gives to stand in for a font that
-    /// is not installed, by the missing font's name: its alternate name, else
-    /// a font of its family (roman, swiss, modern) - ECMA-376 Part 1
-    /// §17.8.3.1 altName and §17.8.3.9 family.
+    /// is not installed (fontStandIn), by the missing font's name.
     std::map<std::string, std::string> fontStandIns;
 };
 

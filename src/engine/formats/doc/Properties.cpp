@@ -1,5 +1,6 @@
 // Property modifiers applied to characters, paragraphs, table rows and sections; fonts and styles.
 #include "engine/formats/doc/Properties.h"
+#include "engine/model/Document.h"
 
 #include "engine/formats/doc/ByteReader.h"
 #include "engine/model/Unicode.h"
@@ -179,18 +180,16 @@ std::vector<std::string> parseFontTable(std::string_view b)
     return fonts;
 }
 
-std::string familyStandIn(uint8_t ffid)
+std::string ffnStandIn(std::string_view name, std::string_view alternate, uint8_t ffid)
 {
     // ffid: prq (the pitch: 1 fixed, 2 variable) in bits 0-1, ff (the
     // family: 1 roman, 2 swiss, 3 modern) in bits 4-6 ([MS-DOC] 2.9.80 FFID).
-    // A modern family is monospaced only at a fixed pitch.
-    const unsigned pitch = ffid & 3u;
-    switch ((ffid >> 4) & 7u) {
-    case 1: return "Times New Roman";
-    case 2: return "Arial";
-    case 3: return pitch == 1 ? "Courier New" : "";
-    default: return "";
-    }
+    const unsigned ff = (ffid >> 4) & 7u;
+    const FontFamily family = ff == 1   ? FontFamily::Roman
+                              : ff == 2 ? FontFamily::Swiss
+                              : ff == 3 ? FontFamily::Modern
+                                        : FontFamily::Other;
+    return fontStandIn(name, alternate, family, (ffid & 3u) == 1);
 }
 
 std::map<std::string, std::string> parseFontStandIns(std::string_view b)
@@ -219,10 +218,8 @@ std::map<std::string, std::string> parseFontStandIns(std::string_view b)
         if (name.empty())
             continue;
         const uint8_t ixchSzAlt = u8(ffn, 5);
-        std::string standIn = ixchSzAlt != 0 ? nameAt(40 + 2u * ixchSzAlt) : std::string();
-        if (standIn.empty())
-            standIn = familyStandIn(u8(ffn, 1));
-        if (!standIn.empty() && standIn != name)
+        std::string standIn = ffnStandIn(name, ixchSzAlt != 0 ? nameAt(40 + 2u * ixchSzAlt) : std::string(), u8(ffn, 1));
+        if (!standIn.empty())
             standIns.emplace(name, std::move(standIn));
     }
     return standIns;

@@ -25,10 +25,9 @@ std::vector<std::string> parseFontTable(std::string_view sttbfFfn);
 /// its family and pitch.
 std::map<std::string, std::string> parseFontStandIns(std::string_view sttbfFfn);
 
-/// The font of the family and pitch an FFN's ffid byte gives (Times New Roman
-/// for a roman family, Arial for a swiss one, Courier New for a modern one at
-/// a fixed pitch); empty for the others.
-std::string familyStandIn(uint8_t ffid);
+/// The stand-in of an FFN's font (fontStandIn): its alternate name, else the
+/// font of the family and pitch its ffid byte gives.
+std::string ffnStandIn(std::string_view name, std::string_view alternate, uint8_t ffid);
 
 /// Character properties while they are being resolved: the model's format
 /// plus what the reader needs beyond it.

@@ -354,10 +354,8 @@ std::map<std::string, std::string> word6FontStandIns(std::string_view wd)
         if (name.empty())
             continue;
         const uint8_t ibszAlt = u8(ffn, 5);
-        std::string standIn = ibszAlt != 0 ? nameAt(6u + ibszAlt) : std::string();
-        if (standIn.empty())
-            standIn = familyStandIn(u8(ffn, 1));
-        if (!standIn.empty() && standIn != name)
+        std::string standIn = ffnStandIn(name, ibszAlt != 0 ? nameAt(6u + ibszAlt) : std::string(), u8(ffn, 1));
+        if (!standIn.empty())
             standIns.emplace(name, std::move(standIn));
     }
     return standIns;

@@ -277,22 +277,15 @@ void DocxReader::readFontTable(const std::string& name)
         const std::string font(value(f, "name"));
         if (font.empty())
             continue;
-        // A font that is not installed is looked for under its alternate
-        // name first, then by its family and pitch (ECMA-376 Part 1
-        // §17.8.3.1, §17.8.3.9, §17.8.3.13): a roman family has serifs, a
-        // swiss one none; a modern family is monospaced only at a fixed pitch
-        // (DIN faces are "modern" and proportional). "auto", "decorative"
-        // and "script" give no font.
-        std::string standIn(value(child(f, "altName"), "val"));
-        if (standIn.empty()) {
-            const std::string_view family = value(child(f, "family"), "val");
-            const bool fixedPitch = value(child(f, "pitch"), "val") == "fixed";
-            standIn = family == "roman"                  ? "Times New Roman"
-                      : family == "swiss"                ? "Arial"
-                      : family == "modern" && fixedPitch ? "Courier New"
-                                                         : "";
-        }
-        if (!standIn.empty() && standIn != font)
+        // "auto", "decorative" and "script" families give no font.
+        const std::string_view family = value(child(f, "family"), "val");
+        std::string standIn = fontStandIn(font, value(child(f, "altName"), "val"),
+                                          family == "roman"    ? FontFamily::Roman
+                                          : family == "swiss"  ? FontFamily::Swiss
+                                          : family == "modern" ? FontFamily::Modern
+                                                               : FontFamily::Other,
+                                          value(child(f, "pitch"), "val") == "fixed");
+        if (!standIn.empty())
             standIns.emplace(font, std::move(standIn));
     }
 }

@@ -423,11 +423,11 @@ void RtfParser::controlWord(const Token& token)
         } else if (kw == Kw::FCharset) {
             m_fontEntry.charset = param;
         } else if (kw == Kw::FontRoman) {
-            m_fontEntry.familyFont = "Times New Roman";
+            m_fontEntry.family = FontFamily::Roman;
         } else if (kw == Kw::FontSwiss) {
-            m_fontEntry.familyFont = "Arial";
+            m_fontEntry.family = FontFamily::Swiss;
         } else if (kw == Kw::FontModern) {
-            m_fontEntry.modern = true;
+            m_fontEntry.family = FontFamily::Modern;
         } else if (kw == Kw::FontPitch) {
             m_fontEntry.pitch = param;
         } else if (kw == Kw::Cpg) {
@@ -1503,15 +1503,11 @@ void RtfParser::commitFont()
     if (m_fonts.size() < maxFonts || m_fonts.count(m_fontEntryId)) {
         m_fontEntry.name = trimmedName(m_entryName);
         m_fonts[m_fontEntryId] = m_fontEntry;
-        // A font that is not installed is laid out with its alternate name,
-        // else the font of its family and pitch: \froman Times New Roman,
-        // \fswiss Arial, \fmodern Courier New at a fixed pitch (\fprq1).
-        std::string standIn = trimmedName(m_fontEntry.alt);
-        if (standIn.empty() && m_fontEntry.familyFont)
-            standIn = m_fontEntry.familyFont;
-        if (standIn.empty() && m_fontEntry.modern && m_fontEntry.pitch == 1)
-            standIn = "Courier New";
-        if (!standIn.empty() && !m_fontEntry.name.empty() && standIn != m_fontEntry.name)
+        // A font that is not installed is laid out with its {\*\falt}, else
+        // the font of its family and pitch (\fprq1 is fixed).
+        std::string standIn =
+            fontStandIn(m_fontEntry.name, trimmedName(m_fontEntry.alt), m_fontEntry.family, m_fontEntry.pitch == 1);
+        if (!standIn.empty() && !m_fontEntry.name.empty())
             m_builder.settings().fontStandIns.emplace(m_fontEntry.name, std::move(standIn));
     }
     m_fontEntryOpen = false;

@@ -82,9 +82,8 @@ private:
         int charset = 1;
         int codePage = 0;
         std::u16string alt;              ///< {\*\falt}: the font to use when this one is missing
-        const char* familyFont = nullptr; ///< the font of its family: \froman, \fswiss
-        int pitch = 0;                    ///< \fprq: 1 fixed, 2 variable
-        bool modern = false;
+        FontFamily family = FontFamily::Other; ///< \froman, \fswiss, \fmodern
+        int pitch = 0;                         ///< \fprq: 1 fixed, 2 variable
     };
     struct ShapeContext {
         int32_t story = -1; ///< its text box story, once \shptxt is seen
