@@ -96,6 +96,33 @@ bool keptByDelete(const Story& s, uint32_t pos)
     return s.text[pos] == Ch::CellEnd || (pos + 1 == s.size() && s.text[pos] == Ch::ParagraphMark);
 }
 
+// Every match of `find` in [from, to) of a story, each search starting where
+// the previous match ended: the text as it stands, no overlaps. False, with
+// the pattern's error, when the pattern does not compile.
+template <typename OnMatch>
+bool forEachMatch(const Document& doc, Find& find, size_t story, uint32_t from, uint32_t to, std::string& error,
+                  OnMatch&& onMatch)
+{
+    const CompiledPattern& compiled = find.pattern();
+    if (!compiled.pattern) {
+        error = compiled.error;
+        return false;
+    }
+    const Story& s = doc.stories[story];
+    MatchSubject subject{s.text, s.attrs.data(), nullptr, &doc, story};
+    const std::vector<uint8_t> allowed = allowedFormats(doc, find);
+    subject.allowedFormats = &allowed;
+    uint32_t pos = from;
+    while (pos < to) {
+        const std::optional<PatternMatch> match = compiled.pattern->search(subject, pos, to);
+        if (!match)
+            break;
+        onMatch(*match);
+        pos = match->end;
+    }
+    return true;
+}
+
 } // namespace
 
 // ---- Range ------------------------------------------------------------------
@@ -444,39 +471,25 @@ ReplaceOutcome DocumentAccess::replaceAll(Find& find, size_t story, uint32_t fro
 {
     ReplaceOutcome outcome;
     growth = 0;
-    const CompiledPattern& compiled = find.pattern();
-    if (!compiled.pattern) {
-        outcome.error = compiled.error;
-        return outcome;
-    }
     const CompiledReplacement& replacement = find.replacement();
-    if (!replacement.replacement) {
+    if (find.pattern().pattern && !replacement.replacement) {
         outcome.error = replacement.error;
         return outcome;
     }
+    // Replacement text is never searched again: the whole set of matches is
+    // applied as one edit.
     const Story& s = m_document->stories[story];
-    std::vector<uint8_t> allowed;
-    MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
-    allowed = allowedFormats(*m_document, find);
-    subject.allowedFormats = &allowed;
-    // Every match is found in the text as it was, each search starting where
-    // the previous match ended: no overlaps, and replacement text is never
-    // searched again. The whole set is then applied as one edit.
     std::vector<StoryEdit> edits;
-    uint32_t pos = from;
-    while (pos < to) {
-        std::optional<PatternMatch> match = compiled.pattern->search(subject, pos, to);
-        if (!match)
-            break;
-        StoryEdit e;
-        e.pos = match->start;
-        e.length = match->end - match->start;
-        e.text = replacement.replacement->expand(s.text, *match);
-        e.attr = s.attrs[match->start]; // the replacement takes the replaced text's formatting
-        growth += static_cast<int64_t>(e.text.size()) - e.length;
-        edits.push_back(std::move(e));
-        pos = match->end;
-    }
+    if (!forEachMatch(*m_document, find, story, from, to, outcome.error, [&](const PatternMatch& match) {
+            StoryEdit e;
+            e.pos = match.start;
+            e.length = match.end - match.start;
+            e.text = replacement.replacement->expand(s.text, match);
+            e.attr = s.attrs[match.start]; // the replacement takes the replaced text's formatting
+            growth += static_cast<int64_t>(e.text.size()) - e.length;
+            edits.push_back(std::move(e));
+        }))
+        return outcome;
     outcome.replaced = static_cast<int64_t>(edits.size());
     // Like Word, a replace all that replaced nothing leaves no step to undo.
     if (!edits.empty())
@@ -487,24 +500,7 @@ ReplaceOutcome DocumentAccess::replaceAll(Find& find, size_t story, uint32_t fro
 ReplaceOutcome DocumentAccess::countAll(Find& find, size_t story, uint32_t from, uint32_t to)
 {
     ReplaceOutcome outcome;
-    const CompiledPattern& compiled = find.pattern();
-    if (!compiled.pattern) {
-        outcome.error = compiled.error;
-        return outcome;
-    }
-    const Story& s = m_document->stories[story];
-    MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
-    const std::vector<uint8_t> allowed = allowedFormats(*m_document, find);
-    subject.allowedFormats = &allowed;
-    // The matches replaceAll() takes: each search from the previous match's end.
-    uint32_t pos = from;
-    while (pos < to) {
-        const std::optional<PatternMatch> match = compiled.pattern->search(subject, pos, to);
-        if (!match)
-            break;
-        ++outcome.replaced;
-        pos = match->end;
-    }
+    forEachMatch(*m_document, find, story, from, to, outcome.error, [&](const PatternMatch&) { ++outcome.replaced; });
     return outcome;
 }
 
