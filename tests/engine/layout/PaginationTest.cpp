@@ -394,26 +394,12 @@ TEST(Pagination, ColumnsHoldTheirShareOfLines)
 
 TEST(Pagination, TableRowsCountTheirFullestCell)
 {
-    // Two cells of 10 characters: one of three lines, one of one.
-    DocumentBuilder b("docx");
-    const uint32_t cf = b.charFormat(mono());
-    const uint32_t pf = b.paraFormat({});
+    // Two cells of 10 characters: one of three lines, one of one; then an
+    // empty row, which is one line.
     TableRowFormat row;
     row.cellMarginLeft = row.cellMarginRight = 0;
     row.cells = {{static_cast<Twips>(10 * Mono + 1)}, {static_cast<Twips>(10 * Mono + 1)}};
-    addPara(b, u"before", cf, pf);
-    b.beginTable();
-    b.beginRow();
-    addCell(b, u"aaaaaaaaa bbbbbbbbb ccccccccc", cf, pf);
-    addCell(b, u"one", cf, pf);
-    b.endRow(row, cf);
-    b.beginRow();
-    addCell(b, u"", cf, pf); // an empty row is one line
-    addCell(b, u"", cf, pf);
-    b.endRow(row, cf);
-    b.endTable();
-    addPara(b, u"after", cf, pf);
-    auto doc = b.finish({}, {});
+    auto doc = oneTableDocument({{row, {u"aaaaaaaaa bbbbbbbbb ccccccccc", u"one"}}, {row, {u"", u""}}}, true, mono());
     const LayoutResult r = layoutDocument(*doc);
     EXPECT_EQ(r.lineCount(), 1 + 3 + 1 + 1);
     // The paragraph after the table starts below the tallest cell.
@@ -568,19 +554,10 @@ TEST(Borders, TableRowsCarryTheirHorizontalLines)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        DocumentBuilder b("docx");
-        const uint32_t cf = b.charFormat(times());
-        const uint32_t pf = b.paraFormat({});
-        b.beginTable();
-        for (const TableRowFormat& rf : c.rows) {
-            b.beginRow();
-            addCell(b, u"A", cf, pf);
-            addCell(b, u"B", cf, pf);
-            b.endRow(rf, cf);
-        }
-        b.endTable();
-        addPara(b, u"after", cf, pf);
-        const LayoutResult r = layoutDocument(*b.finish({}, {}));
+        std::vector<TableRowSpec> rows;
+        for (const TableRowFormat& rf : c.rows)
+            rows.push_back({rf, {u"A", u"B"}});
+        const LayoutResult r = layoutDocument(*oneTableDocument(rows, false, times()));
         std::vector<double> tops;
         for (const LaidOutLine& l : r.pages[0].lines)
             if (tops.empty() || std::abs(l.y - 1440 - tops.back()) > 0.01)
@@ -640,21 +617,10 @@ TEST(Tables, FittedTableWidensAColumnToItsWidestWord)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        DocumentBuilder b("docx");
-        const uint32_t cf = b.charFormat(mono());
-        const uint32_t pf = b.paraFormat({});
         TableRowFormat row;
         row.cells = {{1440}, {1440}};
         row.fixedLayout = c.fixed;
-        addPara(b, u"before", cf, pf);
-        b.beginTable();
-        b.beginRow();
-        addCell(b, c.word, cf, pf);
-        addCell(b, u"ab", cf, pf);
-        b.endRow(row, cf);
-        b.endTable();
-        addPara(b, u"after", cf, pf);
-        auto doc = b.finish({}, {});
+        auto doc = oneTableDocument({{row, {c.word, u"ab"}}}, true, mono());
         const LayoutResult r = layoutDocument(*doc);
         const auto& l = r.pages[0].lines;
         const double h = l[0].height;
@@ -689,28 +655,13 @@ TEST(Tables, MergedCellRunsDownItsRows)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        DocumentBuilder b("docx");
-        const uint32_t cf = b.charFormat(mono());
-        const uint32_t pf = b.paraFormat({});
         TableRowFormat first;
         first.cellMarginLeft = first.cellMarginRight = 0;
         first.cells = {{static_cast<Twips>(10 * Mono + 1)}, {static_cast<Twips>(10 * Mono + 1)}};
         first.cells[0].verticalMerge = VerticalMerge::Restart;
         TableRowFormat second = first;
         second.cells[0].verticalMerge = VerticalMerge::Continue;
-        addPara(b, u"before", cf, pf);
-        b.beginTable();
-        b.beginRow();
-        addCell(b, c.merged, cf, pf);
-        addCell(b, c.right, cf, pf);
-        b.endRow(first, cf);
-        b.beginRow();
-        addCell(b, u"", cf, pf);
-        addCell(b, c.right, cf, pf);
-        b.endRow(second, cf);
-        b.endTable();
-        addPara(b, u"after", cf, pf);
-        auto doc = b.finish({}, {});
+        auto doc = oneTableDocument({{first, {c.merged, c.right}}, {second, {u"", c.right}}}, true, mono());
         const LayoutResult r = layoutDocument(*doc);
         const auto& l = r.pages[0].lines;
         const double h = l[0].height;

@@ -57,6 +57,34 @@ inline void addCell(DocumentBuilder& b, std::u16string_view text, uint32_t chars
     b.endCell(para, chars);
 }
 
+/// One row of a test table: its format and its cells' texts.
+struct TableRowSpec {
+    TableRowFormat format;
+    std::vector<std::u16string> cells;
+};
+
+/// A document of one table in `font`, a "before" paragraph ahead of it when
+/// asked and an "after" paragraph behind it.
+inline std::unique_ptr<Document> oneTableDocument(const std::vector<TableRowSpec>& rows, bool before,
+                                                  const CharFormat& font)
+{
+    DocumentBuilder b("docx");
+    const uint32_t cf = b.charFormat(font);
+    const uint32_t pf = b.paraFormat({});
+    if (before)
+        addPara(b, u"before", cf, pf);
+    b.beginTable();
+    for (const TableRowSpec& row : rows) {
+        b.beginRow();
+        for (const std::u16string& text : row.cells)
+            addCell(b, text, cf, pf);
+        b.endRow(row.format, cf);
+    }
+    b.endTable();
+    addPara(b, u"after", cf, pf);
+    return b.finish({}, {});
+}
+
 /// A page setup whose text area is `chars` monospaced characters wide.
 inline SectionFormat pageOfWidth(double chars)
 {
