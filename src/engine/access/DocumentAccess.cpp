@@ -72,6 +72,14 @@ bool carries(const CharFormat& f, FontCriterion criterion)
 // Per character format: whether a match may cover it. Hidden text is never
 // found (Word's find passes over hidden text that is not displayed, and the
 // statistics leave it out too); the rest must satisfy every font criterion.
+// Font criteria no format of the document meets (no bold text at all, say)
+// find nothing: every match covers at least one character, and each must
+// meet them. Checked once an operation, not once a search.
+bool anyAllowed(const std::vector<uint8_t>& allowed)
+{
+    return std::any_of(allowed.begin(), allowed.end(), [](uint8_t a) { return a != 0; });
+}
+
 std::vector<uint8_t> allowedFormats(const Document& doc, const Find& find)
 {
     std::vector<uint8_t> allowed(doc.charFormats.size(), 1);
@@ -111,6 +119,8 @@ bool forEachMatch(const Document& doc, Find& find, size_t story, uint32_t from, 
     const Story& s = doc.stories[story];
     MatchSubject subject{s.text, s.attrs.data(), nullptr, &doc, story};
     const std::vector<uint8_t> allowed = allowedFormats(doc, find);
+    if (!anyAllowed(allowed))
+        return true;
     subject.allowedFormats = &allowed;
     uint32_t pos = from;
     while (pos < to) {
@@ -460,9 +470,10 @@ std::optional<PatternMatch> DocumentAccess::search(Find& find, size_t story, uin
         return std::nullopt;
     }
     const Story& s = m_document->stories[story];
-    std::vector<uint8_t> allowed;
     MatchSubject subject{s.text, s.attrs.data(), nullptr, m_document.get(), story};
-    allowed = allowedFormats(*m_document, find);
+    const std::vector<uint8_t> allowed = allowedFormats(*m_document, find);
+    if (!anyAllowed(allowed))
+        return std::nullopt;
     subject.allowedFormats = &allowed;
     return compiled.pattern->search(subject, from, to);
 }

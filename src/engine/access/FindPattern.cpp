@@ -657,12 +657,6 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     to = std::min<uint32_t>(to, static_cast<uint32_t>(text.size()));
     if (from >= to || m_program.empty())
         return std::nullopt;
-    // Font criteria no format of the document meets (no bold text at all,
-    // say) find nothing: every match covers at least one character, and
-    // each must meet them.
-    if (s.allowedFormats && std::none_of(s.allowedFormats->begin(), s.allowedFormats->end(),
-                                         [](uint8_t allowed) { return allowed != 0; }))
-        return std::nullopt;
 
     auto allowedFormat = [&](uint32_t pos) {
         const uint32_t format = s.attrs[pos].charFormat;
