@@ -293,6 +293,15 @@ int main(int argc, char** argv)
                 std::printf(" %zu", static_cast<size_t>(std::count_if(truth.begin(), truth.end(),
                                                                        [p](const Row& r) { return r.page == p; })));
             std::printf("\n");
+            // Page breaks in different places: a matched line that starts a
+            // page on one side only.
+            for (const auto& [mi, mj] : matchedPairs) {
+                const bool ourStart = mi == 0 || ours[mi - 1].page != ours[mi].page;
+                const bool wordStart = mj == 0 || truth[mj - 1].page != truth[mj].page;
+                if (ourStart != wordStart)
+                    std::printf("  break %s  ours p%-3zu word p%-3zu %s\n", ourStart ? "ours" : "word", ours[mi].page,
+                                truth[mj].page, truth[mj].text.c_str());
+            }
             // Unmatched lines of both sides, in order.
             size_t i = 0, j = 0;
             matchedPairs.push_back({ours.size(), truth.size()});
