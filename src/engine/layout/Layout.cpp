@@ -923,7 +923,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
 {
     const ParaFormat& pf = m_doc.paraFormats[m_doc.mainStory().attrs[mark].paraFormat];
     if (pf.pageBreakBefore && m_pageHasContent)
-        newPage(false);
+        newPage(true);
     const std::vector<LaidOutLine> lines = linesOf(start, mark);
     if (lines.empty())
         return;
@@ -943,9 +943,11 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
 
     auto spacingHere = [&] {
         // Space before is dropped at the top of a page or column reached by
-        // overflow or by a page break that ended the paragraph before; it
-        // stays on the first page, after a column break and where the
-        // paragraph itself asks for a page break before it.
+        // overflow, by a page break that ended the paragraph before or by
+        // the paragraph's own page break before (Word's PDF of a document
+        // whose headings 1 break the page and ask for 24 pt before shows
+        // each at the margin, under its top border); it stays on the first
+        // page and after a column break.
         if (columnEmpty())
             return m_topByOverflow ? 0.0 : before;
         return betweenParagraphs(m_pendingAfter, before);

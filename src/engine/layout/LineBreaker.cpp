@@ -276,6 +276,14 @@ double LineBreaker::tabWidth(size_t index, double x, double limit, const ParaFor
     return std::max(0.0, target - x);
 }
 
+uint32_t LineBreaker::labelFormat(const ParaFormat& pf) const
+{
+    // A label without a format of its own takes the paragraph mark's.
+    return pf.listLabelCharFormat >= 0 && static_cast<size_t>(pf.listLabelCharFormat) < m_document.charFormats.size()
+               ? static_cast<uint32_t>(pf.listLabelCharFormat)
+               : m_items.back().format;
+}
+
 void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf, double limit)
 {
     double ascent = 0, descent = 0;
@@ -316,14 +324,21 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
         } else {
             const MeasuredFont& f = fontOf(it);
             double itemAscent = f.ascent;
+            double itemDescent = f.descent;
             if (it.c == Ch::Object) {
                 const int32_t obj = m_document.charFormats[it.format].objectIndex;
                 if (obj >= 0 && static_cast<size_t>(obj) < m_document.objects.size() &&
-                    !m_document.objects[obj].floating)
+                    !m_document.objects[obj].floating && m_document.objects[obj].height > 0) {
+                    // An inline picture stands on the baseline and reaches
+                    // no lower: a line holding only a 39.6 pt picture is
+                    // 39.6 pt high on Word's pages, not that plus the
+                    // font's descent.
                     itemAscent = std::max(itemAscent, static_cast<double>(m_document.objects[obj].height));
+                    itemDescent = 0;
+                }
             }
             ascent = std::max(ascent, itemAscent);
-            descent = std::max(descent, f.descent);
+            descent = std::max(descent, itemDescent);
         }
         if (it.c != Ch::LineBreak && it.c != Ch::PageBreak && it.c != Ch::ColumnBreak) {
             if (!line.runs.empty() && line.runs.back().charFormat == it.format && line.runs.back().end == it.pos) {
@@ -340,6 +355,14 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
                 contentEnd = x;
             }
         }
+    }
+    if (!line.label.empty()) {
+        // A list label is drawn in its own font, and that font's height
+        // counts: a Symbol bullet makes an Arial 10 pt line 12.24 pt high on
+        // Word's pages, the same text without it 11.5 pt.
+        const MeasuredFont& f = m_measurer.font(labelFormat(pf));
+        ascent = std::max(ascent, f.ascent);
+        descent = std::max(descent, f.descent);
     }
     if (ascent == 0 && descent == 0) {
         ascent = blankAscent;
@@ -558,10 +581,6 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
 
     const double limit = width - pf.rightIndent;
     const bool tabsOverMargin = m_document.settings.compatibilityMode < 15;
-    const uint32_t labelFormat =
-        pf.listLabelCharFormat >= 0 && static_cast<size_t>(pf.listLabelCharFormat) < m_document.charFormats.size()
-            ? static_cast<uint32_t>(pf.listLabelCharFormat)
-            : s.attrs[mark].charFormat;
 
     const size_t n = m_items.size();
     size_t i = 0;
@@ -575,7 +594,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         if (first && !pf.listLabel.empty()) {
             // The label, then a tab to the text (Word's default label suffix).
             line.label = pf.listLabel;
-            x += m_measurer.width(pf.listLabel, labelFormat);
+            x += m_measurer.width(pf.listLabel, labelFormat(pf));
             const TabStop* stop = nullptr;
             x = nextTabStop(x, pf, &stop);
         }
@@ -696,7 +715,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         finishLine(line, lineStart, end, x0, pf, limit);
         if (!line.label.empty()) {
             // Runs start after the label's tab; the width counts from the label.
-            double textStart = x0 + m_measurer.width(pf.listLabel, labelFormat);
+            double textStart = x0 + m_measurer.width(pf.listLabel, labelFormat(pf));
             const TabStop* stop = nullptr;
             textStart = nextTabStop(textStart, pf, &stop);
             const double offset = textStart - x0;

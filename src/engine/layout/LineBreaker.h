@@ -47,6 +47,7 @@ private:
     void shapeAndSegment();
 
     double nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const;
+    uint32_t labelFormat(const ParaFormat& pf) const;
     double tabWidth(size_t index, double x, double limit, const ParaFormat& pf);
     void finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf, double limit);
     void mirrorRightToLeft(LaidOutLine& line, double x0, const ParaFormat& pf, double limit);

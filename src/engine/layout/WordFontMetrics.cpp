@@ -173,6 +173,16 @@ std::vector<Built> build()
           {verdanaBold, std::size(verdanaBold), 0.9864, 1.1244},
           {verdanaItalic, std::size(verdanaItalic), 1.0073, 1.0007},
           {nullptr, 0, 0.8962, 1.0}}},
+        // Word's bullets are Symbol's (U+F0B7): no free face has its
+        // height, 1.224 em (a 10 pt bullet line is 12.24 pt apart from the
+        // next in Word's PDFs where the text's own lines are 11.5 pt), so a
+        // bulleted line is taller than its text alone. The glyphs
+        // themselves are drawn by the sans stand-in.
+        {"symbol",
+         "Liberation Sans",
+         1005,
+         219,
+         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
         {"segoe ui",
          "Liberation Sans",
          1079,

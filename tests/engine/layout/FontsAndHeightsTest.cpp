@@ -155,3 +155,47 @@ TEST(LineHeight, TallestFontOnTheLineWins)
     EXPECT_DOUBLE_EQ(r.pages[0].lines[1].height, 230);
     EXPECT_DOUBLE_EQ(r.pages[0].lines[2].height, 552);
 }
+
+TEST(LineHeight, ListLabelsAndInlinePicturesCountAsWordCountsThem)
+{
+    // Heights from Word's PDFs: an Arial 10 pt line is 11.5 pt; with a
+    // Symbol bullet in front it is 12.24 pt (Symbol's 1.224 em); a line
+    // holding only a 39.6 pt picture is 39.6 pt, the picture standing on the
+    // baseline with nothing below it; text beside the picture adds its own
+    // descent (Arial's 0.212 em).
+    struct Case {
+        const char* what;
+        const char* labelFont; // nullptr: no label
+        bool picture;
+        std::u16string text;
+        double height; // twips
+    } cases[] = {
+        {"Arial alone", nullptr, false, u"text", 230},
+        {"a Symbol bullet", "Symbol", false, u"text", 244.8},
+        {"an Arial number", "Arial", false, u"text", 230},
+        {"a picture alone", nullptr, true, u"", 792},
+        {"a picture and text", nullptr, true, u" text", 792 + 42.4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t text = b.charFormat(font("Arial", 20));
+        ParaFormat pf;
+        if (c.labelFont) {
+            pf.listLabel = u"\u2022";
+            pf.listLabelCharFormat = static_cast<int32_t>(b.charFormat(font(c.labelFont, 20)));
+        }
+        const uint32_t para = b.paraFormat(pf);
+        if (c.picture) {
+            CharFormat pictureFormat = font("Arial", 20);
+            pictureFormat.objectIndex = b.addObject(InlineObject{ObjectKind::Picture, 3600, 792});
+            b.appendChar(Ch::Object, b.charFormat(pictureFormat));
+        }
+        b.appendText(c.text, text);
+        b.endParagraph(para, text);
+        auto doc = b.finish(SectionFormat{}, HeaderFooterRefs{});
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_NEAR(r.pages[0].lines[0].height, c.height, 0.5);
+    }
+}
