@@ -25,6 +25,10 @@ using docx::parseShadingFill;
 using docx::parseTableProps;
 using docx::RunProps;
 using docx::TableProps;
+using docx::TableStyleRef;
+using docx::TableCondition;
+using docx::parseCellBorders;
+using docx::truthy;
 using xml::child;
 using xml::is;
 using xml::value;
@@ -102,7 +106,8 @@ struct StoryContext {
     uint32_t fieldOverflow = 0; ///< fields nested past the limit, still to be closed
     bool isMain = false;
     bool inNote = false;
-    std::vector<std::string> tableStyles; ///< of the open tables, innermost last
+    std::vector<TableStyleRef> tableStyles; ///< of the open tables, innermost last, with the cell's parts
+    std::vector<uint8_t> tableLooks;        ///< the parts each open table formats apart
     // A paragraph whose mark was deleted as a tracked change runs on into
     // the next one; its format is kept in case nothing follows.
     bool pendingMark = false;
@@ -130,8 +135,9 @@ private:
     void readRunContent(const pugi::xml_node& parent, const std::string& paraStyle, const std::string& charStyle,
                         const RunProps& props);
     void readTable(const pugi::xml_node& tbl);
-    void readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase);
-    void readCell(const pugi::xml_node& tc, TableRowFormat& row);
+    void readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase, uint8_t rowParts);
+    void readCell(const pugi::xml_node& tc, TableRowFormat& row, uint8_t parts);
+    static uint8_t tableLook(const pugi::xml_node& look);
     void readObject(const pugi::xml_node& node, uint32_t charFormat, bool vml);
     void readNoteReference(NoteKind kind, const pugi::xml_node& ref, uint32_t charFormat);
     int32_t readHeaderFooter(const std::string& relId, StoryType type);
@@ -139,9 +145,9 @@ private:
 
     void flushPendingMark();
     bool suppressed() const;
-    const std::string& tableStyle() const
+    const TableStyleRef& tableStyle() const
     {
-        static const std::string none;
+        static const TableStyleRef none;
         return m_ctx->tableStyles.empty() ? none : m_ctx->tableStyles.back();
     }
     void emit(std::u16string_view text, uint32_t charFormat);
@@ -891,26 +897,58 @@ void DocxReader::readTable(const pugi::xml_node& tbl)
                     base.borders = true;
         }
     }
-    m_ctx->tableStyles.push_back(style.empty() ? m_styles.defaultTableStyle() : style);
+    m_ctx->tableStyles.push_back({style.empty() ? m_styles.defaultTableStyle() : style, 0});
+    m_ctx->tableLooks.push_back(tableLook(child(tblPr, "tblLook")));
     m_b.beginTable();
     // Rows may sit inside content controls or custom XML around them.
-    auto readRows = [&](auto& self, const pugi::xml_node& parent) -> void {
+    auto forEachRow = [&](auto& self, const pugi::xml_node& parent, const auto& visit) -> void {
         for (pugi::xml_node e = parent.first_child(); e && !m_b.limitReached(); e = e.next_sibling()) {
             const std::string_view n = xml::localName(e);
             if (n == "tr")
-                readRow(e, base);
+                visit(e);
             else if (n == "sdt")
-                self(self, child(e, "sdtContent"));
+                self(self, child(e, "sdtContent"), visit);
             else if (n == "customXml" || n == "ins" || n == "moveTo")
-                self(self, e);
+                self(self, e, visit);
         }
     };
-    readRows(readRows, tbl);
+    size_t rows = 0;
+    forEachRow(forEachRow, tbl, [&](const pugi::xml_node&) { ++rows; });
+    size_t row = 0;
+    forEachRow(forEachRow, tbl, [&](const pugi::xml_node& tr) {
+        const uint8_t parts = (row == 0 ? TableCondition::FirstRow : 0) | (row + 1 == rows ? TableCondition::LastRow : 0);
+        ++row;
+        readRow(tr, base, parts);
+    });
+    m_ctx->tableLooks.pop_back();
     m_b.endTable();
     m_ctx->tableStyles.pop_back();
 }
 
-void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase)
+uint8_t DocxReader::tableLook(const pugi::xml_node& look)
+{
+    // The parts of the table its style formats apart: the attributes, or
+    // the older hexadecimal mask in w:val (ECMA-376 Part 1, 17.4.56).
+    if (!look)
+        return 0;
+    uint8_t parts = 0;
+    const unsigned long mask = std::strtoul(std::string(value(look, "val")).c_str(), nullptr, 16);
+    auto on = [&](const char* attribute, unsigned long bit) {
+        const std::string_view v = value(look, attribute);
+        return v.empty() ? (mask & bit) != 0 : truthy(v);
+    };
+    if (on("firstRow", 0x0020))
+        parts |= TableCondition::FirstRow;
+    if (on("lastRow", 0x0040))
+        parts |= TableCondition::LastRow;
+    if (on("firstColumn", 0x0080))
+        parts |= TableCondition::FirstColumn;
+    if (on("lastColumn", 0x0100))
+        parts |= TableCondition::LastColumn;
+    return parts;
+}
+
+void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBase, uint8_t rowParts)
 {
     const pugi::xml_node trPr = child(tr, "trPr");
     if (child(trPr, "del"))
@@ -930,24 +968,39 @@ void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBa
         }
     }
     m_b.beginRow();
-    auto readCells = [&](auto& self, const pugi::xml_node& parent) -> void {
+    auto forEachCell = [&](auto& self, const pugi::xml_node& parent, const auto& visit) -> void {
         for (pugi::xml_node e = parent.first_child(); e && !m_b.limitReached(); e = e.next_sibling()) {
             const std::string_view n = xml::localName(e);
             if (n == "tc")
-                readCell(e, row);
+                visit(e);
             else if (n == "sdt")
-                self(self, child(e, "sdtContent"));
+                self(self, child(e, "sdtContent"), visit);
             else if (n == "customXml")
-                self(self, e);
+                self(self, e, visit);
         }
     };
-    readCells(readCells, tr);
+    size_t cells = 0;
+    forEachCell(forEachCell, tr, [&](const pugi::xml_node&) { ++cells; });
+    size_t cell = 0;
+    const uint8_t look = m_ctx->tableLooks.empty() ? 0 : m_ctx->tableLooks.back();
+    forEachCell(forEachCell, tr, [&](const pugi::xml_node& tc) {
+        const uint8_t parts = rowParts | (cell == 0 ? TableCondition::FirstColumn : 0) |
+                              (cell + 1 == cells ? TableCondition::LastColumn : 0);
+        ++cell;
+        readCell(tc, row, static_cast<uint8_t>(parts & look));
+    });
     m_b.endRow(row, m_defaultCharFormat);
 }
 
-void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row)
+void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row, uint8_t parts)
 {
+    // The cell's text takes the formatting its table's style gives the
+    // parts of the table the cell is in (a bold header row, a heavier line
+    // under it), and so do its borders, under the cell's own.
+    TableStyleRef& styleRef = m_ctx->tableStyles.back();
+    styleRef.conditions = parts;
     TableCellFormat cell;
+    cell.borders = m_styles.conditionalBorders(styleRef);
     const pugi::xml_node tcPr = child(tc, "tcPr");
     for (pugi::xml_node e = tcPr.first_child(); e; e = e.next_sibling()) {
         const std::string_view n = xml::localName(e);
@@ -963,17 +1016,10 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row)
             if (auto fill = parseShadingFill(e))
                 cell.shading = *fill;
         } else if (n == "tcBorders") {
-            for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling()) {
-                const std::string_view side = xml::localName(b);
-                if (side == "top")
-                    cell.borders.top = parseBorder(b);
-                else if (side == "left" || side == "start")
-                    cell.borders.left = parseBorder(b);
-                else if (side == "bottom")
-                    cell.borders.bottom = parseBorder(b);
-                else if (side == "right" || side == "end")
-                    cell.borders.right = parseBorder(b);
-            }
+            const CellBorders own = parseCellBorders(e);
+            for (auto side : {&CellBorders::top, &CellBorders::left, &CellBorders::bottom, &CellBorders::right})
+                if (own.*side)
+                    cell.borders.*side = own.*side;
         }
     }
     if (cell.width == 0 && !row.grid.empty()) {
@@ -993,6 +1039,7 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row)
     readBlocks(tc);
     flushPendingMark();
     m_b.endCell(m_defaultParaFormat, m_defaultCharFormat);
+    m_ctx->tableStyles.back().conditions = 0;
 }
 
 ReadResult DocxReader::run()

@@ -194,6 +194,23 @@ BorderLine parseBorder(const pugi::xml_node& e)
     return b;
 }
 
+CellBorders parseCellBorders(const pugi::xml_node& tcBorders)
+{
+    CellBorders borders;
+    for (pugi::xml_node b = tcBorders.first_child(); b; b = b.next_sibling()) {
+        const std::string_view side = xml::localName(b);
+        if (side == "top")
+            borders.top = parseBorder(b);
+        else if (side == "left" || side == "start")
+            borders.left = parseBorder(b);
+        else if (side == "bottom")
+            borders.bottom = parseBorder(b);
+        else if (side == "right" || side == "end")
+            borders.right = parseBorder(b);
+    }
+    return borders;
+}
+
 TableProps parseTableProps(const pugi::xml_node& pr)
 {
     TableProps t;
@@ -475,6 +492,24 @@ void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
             style.para = parseParaProps(pPr);
         if (pugi::xml_node tblPr = child(s, "tblPr"))
             style.table = parseTableProps(tblPr);
+        for (pugi::xml_node c = child(s, "tblStylePr"); c; c = c.next_sibling()) {
+            if (!is(c, "tblStylePr"))
+                continue;
+            const std::string_view part = value(c, "type");
+            const TableCondition condition = part == "firstRow"    ? TableCondition::FirstRow
+                                             : part == "lastRow"   ? TableCondition::LastRow
+                                             : part == "firstCol"  ? TableCondition::FirstColumn
+                                             : part == "lastCol"   ? TableCondition::LastColumn
+                                                                   : TableCondition{};
+            if (condition == TableCondition{})
+                continue; // bands and corner cells: shading, not size
+            ConditionalProps& props = style.conditional[condition];
+            if (pugi::xml_node rPr = child(c, "rPr"))
+                props.run = parseRunProps(rPr, theme);
+            if (pugi::xml_node pPr = child(c, "pPr"))
+                props.para = parseParaProps(pPr);
+            props.borders = parseCellBorders(child(child(c, "tcPr"), "tcBorders"));
+        }
         std::string id(value(s, "styleId"));
         if (truthy(value(s, "default"))) {
             std::string& slot = style.kind == Kind::Paragraph   ? m_defaultParagraph
@@ -551,6 +586,37 @@ TableProps Styles::tableProps(const std::string& tableStyle) const
     return out;
 }
 
+ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
+{
+    ConditionalProps out;
+    if (tableStyle.conditions == 0)
+        return out;
+    const std::vector<const Style*> styles = chain(tableStyle.id, Kind::Table);
+    // Columns first, then rows over them (ECMA-376 Part 1, 17.7.6: the
+    // header row's formatting wins in its first cell).
+    for (const TableCondition condition : {TableCondition::FirstColumn, TableCondition::LastColumn,
+                                           TableCondition::FirstRow, TableCondition::LastRow}) {
+        if (!(tableStyle.conditions & condition))
+            continue;
+        for (auto it = styles.rbegin(); it != styles.rend(); ++it) {
+            auto found = (*it)->conditional.find(condition);
+            if (found == (*it)->conditional.end())
+                continue;
+            out.run.overlay(found->second.run);
+            out.para.overlay(found->second.para);
+            for (auto side : {&CellBorders::top, &CellBorders::left, &CellBorders::bottom, &CellBorders::right})
+                if (found->second.borders.*side)
+                    out.borders.*side = found->second.borders.*side;
+        }
+    }
+    return out;
+}
+
+CellBorders Styles::conditionalBorders(const TableStyleRef& tableStyle) const
+{
+    return chainConditional(tableStyle).borders;
+}
+
 ParaProps Styles::styleParaProps(const std::string& paraStyle) const { return chainPara(paraStyle, Kind::Paragraph); }
 
 std::string Styles::displayName(const std::string& styleId) const
@@ -566,9 +632,11 @@ std::string Styles::displayName(const std::string& styleId) const
 }
 
 CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
-                             const std::string& tableStyle) const
+                             const TableStyleRef& tableStyle) const
 {
-    const RunProps table = tableStyle.empty() ? RunProps{} : chainRun(tableStyle, Kind::Table);
+    RunProps table = tableStyle.id.empty() ? RunProps{} : chainRun(tableStyle.id, Kind::Table);
+    if (!tableStyle.id.empty())
+        table.overlay(chainConditional(tableStyle).run);
     const RunProps para = chainRun(paraStyle, Kind::Paragraph);
     const RunProps chars = charStyle.empty() ? RunProps{} : chainRun(charStyle, Kind::Character);
     RunProps plain = m_defaultRun;
@@ -617,11 +685,13 @@ CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& ch
 }
 
 ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
-                              const std::string& tableStyle) const
+                              const TableStyleRef& tableStyle) const
 {
     ParaProps p = m_defaultPara;
-    if (!tableStyle.empty())
-        p.overlay(chainPara(tableStyle, Kind::Table));
+    if (!tableStyle.id.empty()) {
+        p.overlay(chainPara(tableStyle.id, Kind::Table));
+        p.overlay(chainConditional(tableStyle).para);
+    }
     p.overlay(chainPara(paraStyle, Kind::Paragraph));
     p.overlay(numbering);
     p.overlay(direct);

@@ -58,10 +58,35 @@ struct TableProps {
     void applyTo(TableRowFormat& row) const;
 };
 
+/// The parts of a table a table style may format apart (w:tblStylePr):
+/// the header row, the last row, the first and the last column. A table
+/// turns each on in its w:tblLook; a cell may be in several.
+enum TableCondition : uint8_t {
+    FirstRow = 1,
+    LastRow = 2,
+    FirstColumn = 4,
+    LastColumn = 8,
+};
+
+/// The table style a cell's text is in, and which of its parts the cell is.
+struct TableStyleRef {
+    std::string id;
+    uint8_t conditions = 0; ///< TableCondition bits
+};
+
+/// What a table style sets for one part of the table.
+struct ConditionalProps {
+    RunProps run;
+    ParaProps para;
+    CellBorders borders;
+};
+
 /// One border element (w:top, w:bottom, ... of pBdr, tblBorders or
 /// tcBorders): its style, width (w:sz, eighths of a point), distance from
 /// the text (w:space, points) and colour. "nil" and "none" are no border.
 BorderLine parseBorder(const pugi::xml_node& element);
+/// The sides of a tcBorders element.
+CellBorders parseCellBorders(const pugi::xml_node& tcBorders);
 /// The children of tblBorders (or tcBorders' outer sides) and tblCellMar.
 TableProps parseTableProps(const pugi::xml_node& tblPr);
 /// A w:shd element's fill, if it is a colour (not "auto").
@@ -105,20 +130,25 @@ public:
     /// hidden are toggles: a style level that turns one on flips it, direct
     /// formatting sets it.
     /// In a table, the table style's run properties come first, just above the defaults.
+    /// The parts of the table the cell is in (first column, last column,
+    /// then first and last row, each over the one before, as Word applies
+    /// them) lie over the table style's whole-table properties.
     CharFormat runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
-                         const std::string& tableStyle = {}) const;
+                         const TableStyleRef& tableStyle = {}) const;
     /// The complete paragraph format: defaults, the style chain, then the
     /// numbering level's and the paragraph's own properties.
     /// In a table, the table style's paragraph properties lie between the
     /// defaults and the paragraph style (a grid table's cells lose the
     /// defaults' space after, yet a heading style still adds its own).
     ParaFormat paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
-                          const std::string& tableStyle = {}) const;
+                          const TableStyleRef& tableStyle = {}) const;
     /// The numbering a paragraph style carries (numId and level), if any.
     ParaProps styleParaProps(const std::string& paraStyle) const;
 
     /// A table style's borders and cell margins, its chain followed.
     TableProps tableProps(const std::string& tableStyle) const;
+    /// The cell borders a table style gives the parts of the table a cell is in.
+    CellBorders conditionalBorders(const TableStyleRef& tableStyle) const;
 
     /// The id of the default paragraph style ("Normal"), for paragraphs without pStyle.
     const std::string& defaultParagraphStyle() const { return m_defaultParagraph; }
@@ -135,7 +165,10 @@ private:
         RunProps run;
         ParaProps para;
         TableProps table;
+        std::map<TableCondition, ConditionalProps> conditional;
     };
+    // The properties of the table parts a cell is in, over the style chain.
+    ConditionalProps chainConditional(const TableStyleRef& tableStyle) const;
     // Each style level's own chain, resolved with plain inheritance.
     RunProps chainRun(const std::string& id, Kind kind) const;
     ParaProps chainPara(const std::string& id, Kind kind) const;

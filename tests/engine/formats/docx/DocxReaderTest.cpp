@@ -177,6 +177,57 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
 }
 
+TEST(DocxReader, TableStylesFormatTheTablePartsTheTableLooksFor)
+{
+    // A grid table style makes its header row and first column bold, puts a
+    // heavier line under the header row and a double one over the last row;
+    // each table turns the parts on in its tblLook (attributes, or the older
+    // hexadecimal mask). A cell's own border wins over the style's.
+    DocxPackage pkg;
+    pkg.styles = R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+      <w:style w:type="table" w:styleId="GridTable"><w:tblPr><w:tblBorders><w:insideH w:val="single" w:sz="4"/></w:tblBorders></w:tblPr>
+        <w:tblStylePr w:type="firstRow"><w:rPr><w:b/></w:rPr><w:tcPr><w:tcBorders><w:bottom w:val="single" w:sz="12"/></w:tcBorders></w:tcPr></w:tblStylePr>
+        <w:tblStylePr w:type="lastRow"><w:pPr><w:jc w:val="right"/></w:pPr><w:tcPr><w:tcBorders><w:top w:val="double" w:sz="2"/></w:tcBorders></w:tcPr></w:tblStylePr>
+        <w:tblStylePr w:type="firstCol"><w:rPr><w:i/></w:rPr></w:tblStylePr>
+        <w:tblStylePr w:type="band1Horz"><w:tcPr><w:shd w:val="clear" w:fill="CCCCCC"/></w:tcPr></w:tblStylePr></w:style>)";
+    auto cell = [](const std::string& text, const std::string& tcPr = {}) {
+        return "<w:tc>" + (tcPr.empty() ? std::string() : "<w:tcPr>" + tcPr + "</w:tcPr>") + para(text) + "</w:tc>";
+    };
+    auto table = [&](const std::string& look, const std::string& ownBorder = {}) {
+        return R"(<w:tbl><w:tblPr><w:tblStyle w:val="GridTable"/>)" + look + "</w:tblPr>" + "<w:tr>" +
+               cell("a", ownBorder) + cell("b") + "</w:tr><w:tr>" + cell("c") + cell("d") + "</w:tr><w:tr>" +
+               cell("e") + cell("f") + "</w:tr></w:tbl>";
+    };
+    struct Case {
+        const char* what;
+        std::string body;
+        const char* text;
+    } cases[] = {
+        {"every part", table(R"(<w:tblLook w:firstRow="1" w:lastRow="1" w:firstColumn="1" w:lastColumn="0"/>)"),
+         "{b i|a}¤{b|b}¤¤{i|c}¤d¤¤{i|e}¤[right]f¤[right]¤¶"},
+        {"the header row and first column by the old mask", table(R"(<w:tblLook w:val="04A0"/>)"),
+         "{b i|a}¤{b|b}¤¤{i|c}¤d¤¤{i|e}¤f¤¤¶"},
+        {"no parts", table(R"(<w:tblLook w:val="0000" w:firstRow="0"/>)"), "a¤b¤¤c¤d¤¤e¤f¤¤¶"},
+        {"no tblLook", table(""), "a¤b¤¤c¤d¤¤e¤f¤¤¶"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        pkg.body = c.body;
+        EXPECT_EQ(describeMain(pkg, "b i al"), c.text);
+    }
+
+    pkg.body = table(R"(<w:tblLook w:firstRow="1" w:lastRow="1"/>)",
+                     R"(<w:tcBorders><w:bottom w:val="dotted" w:sz="6"/></w:tcBorders>)");
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const std::vector<TableRowFormat>& rows = r.document->rowFormats;
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0].cells[0].borders.bottom, (BorderLine{BorderStyle::Dotted, 6, 0, AutoColor}));
+    EXPECT_EQ(rows[0].cells[1].borders.bottom, (BorderLine{BorderStyle::Single, 12, 0, AutoColor}));
+    EXPECT_FALSE(rows[1].cells[0].borders.bottom.has_value());
+    EXPECT_EQ(rows[2].cells[1].borders.top, (BorderLine{BorderStyle::Double, 2, 0, AutoColor}));
+}
+
 TEST(DocxReader, FixedTablesKeepTheirWidths)
 {
     DocxPackage pkg;
