@@ -1103,12 +1103,19 @@ void Engine::placeTable(const Table& table)
             if (!columnEmpty() && (row.cantSplit || wholeFitsFresh) && done == 0 && (row.cantSplit || nextLine == 0)) {
                 // Word splits rows that may split only when at least one line
                 // of every cell fits; moving is the common case.
+                // A row whose every line fits and only its cells' space
+                // below does not is moved too: there is nothing to carry
+                // over (Word's PDF moves a one-line row whose 6 pt after
+                // would end 0.2 pt past the margin).
                 const double avail = bottom() - m_y;
-                bool someFits = false;
-                for (const LaidOutLine& l : row.lines)
+                bool someFits = false, allFit = true;
+                for (const LaidOutLine& l : row.lines) {
                     if (l.y + l.height - done <= avail + Eps)
                         someFits = true;
-                if (row.cantSplit || !someFits) {
+                    else
+                        allFit = false;
+                }
+                if (row.cantSplit || !someFits || allFit) {
                     nextColumn(true);
                     if (!isRepeatedHeader)
                         repeatHeaders();

@@ -566,6 +566,24 @@ TEST(Borders, TableRowsCarryTheirHorizontalLines)
     }
 }
 
+// A row whose line fits at the foot of the page but whose space below the
+// line (here the cells' 15 pt bottom margin) does not goes to the next page
+// whole: 12960 twips hold 22 rows of 276 + 300, and the 23rd row's line
+// would fit in the 288 left. Word's PDF moves such a row (a one-line row
+// whose 6 pt after would end 0.2 pt past the margin).
+TEST(Tables, ARowWhoseLinesFitButNotItsSpaceMovesWhole)
+{
+    TableRowFormat row;
+    row.cellMarginBottom = 300;
+    row.cells = {TableCellFormat{}};
+    row.cells[0].width = 2000;
+    const std::vector<TableRowSpec> rows(30, TableRowSpec{row, {u"A"}});
+    const LayoutResult r = layoutDocument(*oneTableDocument(rows, false, times()));
+    ASSERT_EQ(r.pageCount(), 2);
+    EXPECT_EQ(r.pages[0].lines.size(), 22u);
+    EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, 1440);
+}
+
 // A table's preferred width wider than its cells widens them in proportion
 // (100% of a 9360-twip text area: two 2400-twip cells become 4680 each);
 // narrower, or none, leaves them as they are.
