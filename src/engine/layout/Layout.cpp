@@ -909,8 +909,14 @@ double Engine::keepChainHeight(uint32_t start)
             pos = mark + 1;
             continue;
         }
+        // The lines the paragraph that ends the chain must have on this
+        // page: with widow control two, and all of a paragraph of three or
+        // fewer (two and one, or one and two, would leave a widow or an
+        // orphan). Word's PDF moves a heading with the three-line paragraph
+        // after it, though two of its lines fit under the heading.
         const size_t take = pf.keepLinesTogether                   ? lines.size()
-                            : pf.widowControl && lines.size() >= 2 ? 2
+                            : pf.widowControl && lines.size() <= 3 ? lines.size()
+                            : pf.widowControl                      ? 2
                                                                    : std::min<size_t>(1, lines.size());
         for (size_t i = 0; i < take && i < lines.size(); ++i)
             height += lines[i].height;

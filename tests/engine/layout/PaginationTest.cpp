@@ -188,6 +188,18 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
          LinesPerPage - 1,
          {{u"\u000CHeading", keepNext, times()}, {u"Body", {}, times()}},
          {46, 2}},
+        // Room for the heading and two (not three) of the body's 226.6-twip
+        // lines: a three-line paragraph cannot leave two (a widow would
+        // follow), so the heading goes with it; a four-line one leaves two
+        // with the heading.
+        {"a heading goes with a three-line paragraph that cannot split",
+         LinesPerPage - 2,
+         {{u"Heading", keepNext, times()}, {u"aaaaaaaaa bbbbbbbbb ccccccccc", {}, mono()}},
+         {44, 4}},
+        {"a heading stays with two lines of a four-line paragraph",
+         LinesPerPage - 2,
+         {{u"Heading", keepNext, times()}, {fourLines, {}, mono()}},
+         {47, 2}},
         // Room for 3 of its 4 lines.
         {"keep lines together moves a paragraph that would split",
          LinesPerPage - 2,
