@@ -990,9 +990,21 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     m_pendingAfter = 0;
     addObjectBands(start, mark);
     const size_t n = lines.size();
+    // A bordered box that a page break cuts is closed at the foot of the
+    // page and opened again at the top of the next, each part with its own
+    // border and its distance from the text: Word's PDFs show a code box
+    // that goes on over a page starting 3.5 pt below the margin (a 0.5 pt
+    // line 3 pt from the text), and its last line on the page before
+    // leaving that much room above the footer.
+    const BorderJoin join = pf.borders.any() ? paragraphBorderJoin(m_doc, 0, start, mark) : BorderJoin{};
+    const double boxTop = pf.borders.any() ? borderRoom(pf.borders.top) : 0.0;
+    const double boxBottom = pf.borders.any() ? borderRoom(pf.borders.bottom) : 0.0;
+    auto boxGoesOnAfter = [&](size_t line) { return pf.borders.any() && (line + 1 < n || join.below); };
     size_t k = 0;
     size_t firstOfParagraphHere = 0;
     while (k < n) {
+        if (columnEmpty() && pf.borders.any() && (k > 0 || join.above))
+            m_y += boxTop;
         // Lines up to the next hard break, and how many of them fit.
         size_t groupEnd = k;
         while (groupEnd < n && lines[groupEnd].reason != BreakReason::PageBreak &&
@@ -1011,7 +1023,9 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
         while (k + fit < groupEnd) {
             y = clearOfObjects(y, lines[k + fit].height);
             const NoteRoom notes = footnoteRoom(lines[k + fit], reserved);
-            if (y + lines[k + fit].height * (1.0 - hang) > m_bottom - reserved - notes.least + Eps && !onlySectionEnd)
+            const double closing = boxGoesOnAfter(k + fit) ? boxBottom : 0.0;
+            if (y + lines[k + fit].height * (1.0 - hang) + closing > m_bottom - reserved - notes.least + Eps &&
+                !onlySectionEnd)
                 break;
             reserved += notes.all;
             y += lines[k + fit].height;

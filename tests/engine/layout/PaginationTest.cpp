@@ -537,6 +537,38 @@ TEST(Borders, ParagraphBoxesAddTheirLinesAndSpace)
     }
 }
 
+// A box cut by a page break is closed at the page foot and opened again at
+// the top of the next page, each with its border and space (here 10 + 200
+// twips): of 60 boxed 276-twip lines, the first page holds 45 (486 + 44 x
+// 276 + 210 = 12840 of 12960; a 46th would leave no room to close the box)
+// and the next page's text starts 210 below the margin. The same holds
+// whether the box is one paragraph or sixty.
+TEST(Borders, ABoxCutByAPageBreakClosesAndOpensAgain)
+{
+    ParaFormat boxed;
+    boxed.borders.top = border(BorderStyle::Single, 4, 10);
+    boxed.borders.bottom = border(BorderStyle::Single, 4, 10);
+    const double plainAscent = layoutDocument(*makeDocument({{u"Text", {}, times()}})).pages[0].lines[0].ascent;
+    std::u16string sixtyLines;
+    for (int i = 0; i < 60; ++i)
+        sixtyLines += i == 0 ? u"Line" : u"\u000BLine";
+    struct Case {
+        const char* what;
+        std::vector<Para> paras;
+    } cases[] = {
+        {"sixty paragraphs", std::vector<Para>(60, Para{u"Line", boxed, times()})},
+        {"one paragraph of sixty lines", {Para{sixtyLines, boxed, times()}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const LayoutResult r = layoutDocument(*makeDocument(c.paras));
+        ASSERT_EQ(r.pageCount(), 2);
+        EXPECT_EQ(r.pages[0].lines.size(), 45u);
+        const LaidOutLine& top = r.pages[1].lines[0];
+        EXPECT_NEAR(top.y + top.ascent - plainAscent, 1440 + 210, 0.01);
+    }
+}
+
 // Word puts rows of a table with 1/2 pt borders 1/2 pt further apart than
 // their text: each row carries the line above it, the last row the table's
 // bottom line too, and where two cells meet the heavier line counts.
