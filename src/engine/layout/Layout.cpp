@@ -920,6 +920,11 @@ double Engine::keepChainHeight(uint32_t start)
                                                                    : std::min<size_t>(1, lines.size());
         for (size_t i = 0; i < take && i < lines.size(); ++i)
             height += lines[i].height;
+        // The last of those lines may hang its extra leading below the
+        // margin, as when it is placed: Word's PDF keeps a heading and two
+        // 1.15-spaced lines on a page whose last line ends 1.9 pt past it.
+        if (take > 0 && pf.lineRule == LineRule::Auto && pf.lineSpacing > 240)
+            height -= lines[std::min(take, lines.size()) - 1].height * (1.0 - 240.0 / pf.lineSpacing);
         break;
     }
     return height;

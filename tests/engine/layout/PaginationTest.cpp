@@ -158,6 +158,8 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
     spacedKeep.spaceBefore = 200;
     ParaFormat spaced;
     spaced.spaceBefore = 200;
+    ParaFormat oneFifteen;
+    oneFifteen.lineSpacing = 276;
     const std::u16string fourLines = u"aaaaaaaaa bbbbbbbbb ccccccccc ddddddddd";
     SectionFormat page;
     page.pageWidth = static_cast<Twips>(2880 + 10 * Mono + 1);
@@ -200,6 +202,13 @@ TEST(Pagination, KeepsMoveParagraphsTogether)
          LinesPerPage - 2,
          {{u"Heading", keepNext, times()}, {fourLines, {}, mono()}},
          {47, 2}},
+        // 616 twips under a heading with 200 after: two 1.15-spaced lines
+        // of 317 take 634, but the second's extra leading (41) may hang
+        // below the margin, as it may where the lines are placed.
+        {"a heading stays with two lines whose leading hangs below the margin",
+         LinesPerPage - 3,
+         {{u"Heading", keepAfter, times()}, {fourLines, oneFifteen, times()}},
+         {46, 2}},
         // Room for 3 of its 4 lines.
         {"keep lines together moves a paragraph that would split",
          LinesPerPage - 2,
