@@ -1242,28 +1242,41 @@ std::vector<ColumnArea> sectionColumns(const SectionFormat& f)
 
 std::vector<double> rowCellWidths(const TableRowFormat& rf, size_t cellCount, double available)
 {
-    std::vector<double> widths(cellCount, 0.0);
+    std::vector<double> widths(cellCount, 0.0), gridWidths(cellCount, 0.0);
     size_t gridColumn = 0;
-    double sum = 0;
+    double sum = 0, gridSum = 0;
+    bool gridCovers = true;
     for (size_t c = 0; c < cellCount; ++c) {
         const TableCellFormat* cf = c < rf.cells.size() ? &rf.cells[c] : nullptr;
         const int32_t span = cf ? std::max(1, cf->gridSpan) : 1;
+        double g = 0;
+        for (int32_t k = 0; k < span && gridColumn + k < rf.grid.size(); ++k)
+            g += rf.grid[gridColumn + k];
+        gridCovers = gridCovers && gridColumn + static_cast<size_t>(span) <= rf.grid.size() && g > 0;
         double w = cf ? cf->width : 0;
-        if (w <= 0 && gridColumn < rf.grid.size())
-            for (int32_t k = 0; k < span && gridColumn + k < rf.grid.size(); ++k)
-                w += rf.grid[gridColumn + k];
+        if (w <= 0)
+            w = g;
         if (w <= 0)
             w = available / static_cast<double>(std::max<size_t>(1, cellCount));
         gridColumn += static_cast<size_t>(span);
         widths[c] = w;
+        gridWidths[c] = g;
         sum += w;
+        gridSum += g;
     }
-    // The preferred width is that of the cells side by side.
+    // The preferred width is that of the cells side by side. Where the
+    // cells ask for less and the grid already spans the preferred width,
+    // the grid holds the columns Word last laid out (a table of two 2400-
+    // twip cells at 100% whose grid is 3779 and 5571 prints 3779 and 5571
+    // wide in Word's PDF); otherwise the cells widen in proportion.
     const double preferred = rf.preferredWidthPercent ? available * std::min(rf.preferredWidth, 100 * 50) / 5000.0
                                                       : static_cast<double>(rf.preferredWidth);
-    if (preferred > sum + 1 && sum > 0)
+    if (preferred > sum + 1 && sum > 0) {
+        if (gridCovers && std::abs(gridSum - preferred) <= preferred * 0.01)
+            return gridWidths;
         for (double& w : widths)
             w *= preferred / sum;
+    }
     return widths;
 }
 

@@ -663,6 +663,18 @@ TEST(Tables, PreferredWidthWidensTheCells)
         row.preferredWidthPercent = c.percent;
         EXPECT_EQ(rowCellWidths(row, 2, 9360), c.widths);
     }
+
+    // A grid that already spans the preferred width holds the columns Word
+    // laid out last: two 2400-twip cells at 100% print 3779 and 5571 wide
+    // when the grid says so; a grid that falls short of it is not used.
+    TableRowFormat row;
+    row.cells = {{2400}, {2400}};
+    row.preferredWidth = 5000;
+    row.preferredWidthPercent = true;
+    row.grid = {3779, 5571};
+    EXPECT_EQ(rowCellWidths(row, 2, 9350), (std::vector<double>{3779, 5571}));
+    row.grid = {2400, 2400};
+    EXPECT_EQ(rowCellWidths(row, 2, 9350), (std::vector<double>{4675, 4675}));
 }
 
 // Two 1440-twip cells of Courier New 10 pt (120.02 twips a character) with
