@@ -225,6 +225,8 @@ private:
     bool m_columnHasContent = false;
     bool m_pageHasContent = false;
     bool m_topByOverflow = false;
+    bool m_firstOfSection = false; ///< no paragraph of the current section placed yet
+    double m_sectionEndAfter = 0;  ///< the space after of the paragraph that ended the last section
     double m_pendingAfter = 0;
     const ParaFormat* m_prevPara = nullptr;
     // Footnotes: the room the current page's notes take above its bottom,
@@ -952,7 +954,16 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     if (m_prevPara && m_prevPara->contextualSpacing && m_prevPara->styleName == pf.styleName)
         m_pendingAfter = 0;
 
+    // A section's first paragraph at the top of the page its section (or
+    // its own page break before) starts keeps its space before, less the
+    // space after of the paragraph that ended the section before: Word's
+    // PDFs show a heading 1 asking for 24 pt before, after a section that
+    // ends with 4 pt after, 20 pt below the margin whether the section
+    // starts a page or the heading breaks one.
+    const bool sectionTop = m_firstOfSection;
     auto spacingHere = [&] {
+        if (columnEmpty() && sectionTop && (pf.pageBreakBefore || !m_topByOverflow))
+            return std::max(0.0, before - m_sectionEndAfter);
         // Space before is dropped at the top of a page or column reached by
         // overflow, by a page break that ended the paragraph before or by
         // the paragraph's own page break before (Word's PDF of a document
@@ -1071,6 +1082,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     }
     m_pendingAfter = spaceAfter(pf);
     m_prevPara = &pf;
+    m_firstOfSection = false;
 }
 
 void Engine::placeTable(const Table& table)
@@ -1080,6 +1092,7 @@ void Engine::placeTable(const Table& table)
     m_y += m_pendingAfter;
     m_pendingAfter = 0;
     m_prevPara = nullptr;
+    m_firstOfSection = false;
     std::vector<const RowBox*> headers;
     for (const RowBox& row : rows) {
         if (row.isHeader && headers.size() == static_cast<size_t>(&row - rows.data()))
@@ -1209,8 +1222,10 @@ void Engine::layoutMain()
         placeParagraph(pos, mark);
         pos = mark + 1;
         if (isSectionMark(0, mark) && m_section + 1 < m_doc.sections.size()) {
+            m_sectionEndAfter = m_pendingAfter;
             m_pendingAfter = 0;
             applySectionStart(m_section + 1);
+            m_firstOfSection = true;
         }
     }
 }

@@ -316,6 +316,51 @@ TEST(Pagination, SectionStarts)
     }
 }
 
+// A section's first paragraph at the top of a page keeps its space before
+// less the space after that ended the section before (Word's PDFs: a
+// heading asking for 24 pt after a section ending with 4 pt after stands
+// 20 pt below the margin), whether the section starts the page or the
+// heading's own page break before does; the same heading inside a section
+// stands at the margin.
+TEST(Pagination, ASectionsFirstParagraphKeepsItsSpaceBeforeLessTheSpaceAfter)
+{
+    ParaFormat ending;
+    ending.spaceAfter = 80;
+    ParaFormat heading;
+    heading.spaceBefore = 480;
+    ParaFormat breakingHeading = heading;
+    breakingHeading.pageBreakBefore = true;
+    struct Case {
+        const char* what;
+        SectionStart start;
+        bool sectionBreak;
+        ParaFormat second;
+        double top;
+    } cases[] = {
+        {"a section on a new page", SectionStart::NewPage, true, heading, 1440 + 400},
+        {"a continuous section whose heading breaks the page", SectionStart::Continuous, true, breakingHeading,
+         1440 + 400},
+        {"a heading that breaks the page within a section", SectionStart::Continuous, false, breakingHeading, 1440},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        if (c.sectionBreak) {
+            b.appendText(u"first section", cf);
+            b.endSection(SectionFormat{}, {}, b.paraFormat(ending), cf);
+        } else {
+            addPara(b, u"first paragraph", cf, b.paraFormat(ending));
+        }
+        addPara(b, u"Heading", cf, b.paraFormat(c.second));
+        SectionFormat last;
+        last.start = c.start;
+        const LayoutResult r = layoutDocument(*b.finish(last, {}));
+        ASSERT_EQ(r.pageCount(), 2);
+        EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, c.top);
+    }
+}
+
 // Footnotes stand at the foot of the page that refers to them, under a
 // separator one line of the normal text high, and take that room from the
 // body. Times 12 pt single lines (276 twips), 46 to a page; a note of one
