@@ -671,8 +671,16 @@ ReadResult DocReader::read()
     if (cf.hasStream(u"EncryptedPackage") || cf.hasStream(u"EncryptionInfo"))
         return ReadResult::failure("password-protected documents cannot be counted");
     auto wd = cf.stream(u"WordDocument");
-    if (!wd)
+    if (!wd) {
+        // Works 3 and 4 keep a file in this container as "MN0"; its word
+        // processor's stream opens with a version byte and 0xFE, which the
+        // Works reader takes. Any other kind is a spreadsheet or database.
+        if (auto works = cf.stream(u"MN0"); works && !(works->size() > 1 && (*works)[1] == '\xFE'))
+            return ReadResult::failure(
+                "the file is a Works spreadsheet or database, not a document that can be counted (it has no "
+                "document stream)");
         return ReadResult::failure("the file is not a Word document (it has no document stream)");
+    }
     m_wd = std::move(*wd);
     FibResult fib = parseFib(m_wd);
     if (!fib.error.empty())
