@@ -425,8 +425,8 @@ uint16_t word6FontCodePage(std::string_view wd)
     // alternative-name offset and 8-bit name.
     const std::string_view table = slice(wd, u32(wd, 0xD0), u32(wd, 0xD4));
     static constexpr std::pair<uint8_t, uint16_t> pages[] = {
-        {161, 1253}, {162, 1254}, {163, 1258}, {177, 1255}, {178, 1256},
-        {186, 1257}, {204, 1251}, {222, 874},  {238, 1250},
+        {161, 1253}, {162, 1254}, {163, 1258}, {177, 1255}, {178, 1256}, {186, 1257}, {204, 1251},
+        {222, 874},  {238, 1250}, {128, 932},  {129, 949},  {134, 936},  {136, 950},
     };
     uint64_t pos = 2;
     const uint64_t end = std::min<uint64_t>(table.size(), u16(table, 0));
@@ -449,6 +449,14 @@ uint16_t word6CodePage(uint16_t lid)
         {0x01, 1256}, {0x29, 1256}, {0x20, 1256}, {0x25, 1257}, {0x26, 1257}, {0x27, 1257}, {0x2A, 1258}, {0x1E, 874},
     };
     const uint16_t primary = lid & 0x3FF;
+    // The East Asian languages: Japanese, Korean, and Chinese, whose page
+    // is the simplified one's for China and Singapore, else Big5's.
+    if (primary == 0x11)
+        return 932;
+    if (primary == 0x12)
+        return 949;
+    if (primary == 0x04)
+        return lid == 0x0804 || lid == 0x1004 ? 936 : 950;
     for (const auto& [language, page] : pages)
         if (language == primary)
             return page;
