@@ -2,6 +2,7 @@
 #include "engine/formats/doc/Word6.h"
 
 #include "engine/formats/doc/ByteReader.h"
+#include "engine/formats/doc/DoubleByte.h"
 #include "engine/formats/doc/Properties.h"
 #include "engine/model/Unicode.h"
 
@@ -319,6 +320,47 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
     return true;
 }
 
+namespace {
+
+// The code page an East Asian font's character set names, whose names the
+// font table keeps in that page ("\x82\x6C\x82\x72 \x96\xBE\x92\xA9" for MS Mincho).
+uint16_t doubleBytePage(uint8_t charset)
+{
+    switch (charset) {
+    case 128: return 932;
+    case 129: return 949;
+    case 134: return 936;
+    case 136: return 950;
+    default: return 0;
+    }
+}
+
+// A name of the font table, up to its terminator, in the page of the
+// font's character set: Windows-1252 unless that is double-byte.
+std::string fontTableName(std::string_view bytes, uint8_t charset)
+{
+    bytes = bytes.substr(0, bytes.find('\0'));
+    const uint16_t page = doubleBytePage(charset);
+    const bool ascii = std::all_of(bytes.begin(), bytes.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
+    const auto characters = page != 0 && !ascii ? DoubleByteCharacters::open(page) : nullptr;
+    if (!characters)
+        return utf16ToUtf8(cp1252ToUtf16(bytes));
+    std::u16string name;
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const auto byte = static_cast<uint8_t>(bytes[i]);
+        if (characters->isLeadByte(byte) && i + 1 < bytes.size())
+            if (const auto c = characters->pair(byte, static_cast<uint8_t>(bytes[i + 1]))) {
+                name.push_back(*c);
+                ++i;
+                continue;
+            }
+        name.push_back(characters->single(byte));
+    }
+    return utf16ToUtf8(name);
+}
+
+} // namespace
+
 std::vector<std::string> word6FontNames(std::string_view wd)
 {
     std::vector<std::string> names;
@@ -328,7 +370,7 @@ std::vector<std::string> word6FontNames(std::string_view wd)
     while (pos < end && names.size() < 0x7FFF) {
         const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
         const std::string_view name = ffn.size() > 6 ? ffn.substr(6) : std::string_view();
-        names.push_back(utf16ToUtf8(cp1252ToUtf16(name.substr(0, name.find('\0')))));
+        names.push_back(fontTableName(name, u8(ffn, 4)));
         pos += 1ull + u8(table, pos);
     }
     return names;
@@ -347,8 +389,7 @@ std::map<std::string, std::string> word6FontStandIns(std::string_view wd)
         const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
         pos += 1ull + u8(table, pos);
         auto nameAt = [&](size_t off) {
-            const std::string_view s = ffn.size() > off ? ffn.substr(off) : std::string_view();
-            return utf16ToUtf8(cp1252ToUtf16(s.substr(0, s.find('\0'))));
+            return fontTableName(ffn.size() > off ? ffn.substr(off) : std::string_view(), u8(ffn, 4));
         };
         const std::string name = nameAt(6);
         if (name.empty())

@@ -144,8 +144,9 @@ TEST(Word6, EastAsianTextIsReadAPairOfBytesACharacter)
 }
 
 // A Japanese document written on an English system names its page only in
-// its fonts' character set (128, Shift-JIS).
-TEST(Word6, EastAsianFontCharacterSetGivesThePage)
+// its fonts' character set (128, Shift-JIS), and the font's own name is in
+// that page: "ＭＳ 明朝" is the bytes 82 6C 82 72 20 96 BE 92 A9.
+TEST(Word6, EastAsianFontCharacterSetGivesThePageAndTheFontsName)
 {
     std::string wd = word6Stream("Hello \x93\xFA\x96\x7B\r", 0x0409);
     const std::string name = "\x82\x6C\x82\x72\x20\x96\xBE\x92\xA9";
@@ -155,6 +156,7 @@ TEST(Word6, EastAsianFontCharacterSetGivesThePage)
     const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
     ASSERT_TRUE(r.ok()) << r.error;
     EXPECT_EQ(describe(*r.document, "b"), "Hello {b|日本}¶");
+    EXPECT_EQ(word6FontNames(wd), std::vector<std::string>{"ＭＳ 明朝"});
 }
 
 // Word 95 for the Far East with the extended-character flag keeps a unit of
