@@ -101,6 +101,8 @@ public:
             set("fo:margin-top", f.marginTop), set("fo:margin-bottom", f.marginBottom);
         }
         m_continuedSpan = m_pageSpans++ > 0 && samePage(f, m_section);
+        m_spansInSection = m_continuedSpan ? m_spansInSection + 1 : 1;
+        m_firstPageFound = m_firstPageFound && m_continuedSpan;
         if (m_continuedSpan) {
             // libwps opens a span for every page, a manual page break ending
             // one; the page is the same, so the break stays a break in the
@@ -344,17 +346,26 @@ private:
             return;
         }
         const std::string occurrence = text(props, "librevenge:occurrence");
-        const int slot = occurrence == "first" ? 1 : occurrence == "even" ? 2 : 0;
+        int slot = occurrence == "first" ? 1 : occurrence == "even" ? 2 : 0;
         if (m_continuedSpan) {
             // Each continued span repeats the section's header and footer:
-            // read them once. One the first page lacked shows from the
-            // second page on, as a different first page does in Word.
-            if ((header ? m_refs.headers : m_refs.footers)[static_cast<size_t>(slot)] >= 0) {
+            // they are read once. The second page's span shows what the
+            // first page lacked (libwps leaves a Works header off the first
+            // page so): then the section has a different first page, whose
+            // own stories are what the first span had, and the second
+            // span's stories are the other pages'.
+            const auto& refs = header ? m_refs.headers : m_refs.footers;
+            const bool secondPage = m_spansInSection == 2 && slot == 0;
+            if (secondPage && refs[0] < 0) {
+                m_section.titlePage = true;
+                m_firstPageFound = true;
+            } else if (secondPage && m_firstPageFound && refs[1] < 0) {
+                slot = 1; // the first page showed this one too
+            } else {
                 ++m_skip;
                 m_skippedStory.push_back(true);
                 return;
             }
-            m_section.titlePage = true;
         }
         static constexpr StoryType types[2][3] = {
             {StoryType::PrimaryFooter, StoryType::FirstPageFooter, StoryType::EvenPagesFooter},
@@ -455,6 +466,8 @@ private:
     std::string m_defaultFont;
     std::optional<SectionFormat> m_page;
     bool m_continuedSpan = false; // the current span goes on with the section before
+    int m_spansInSection = 0;     // the spans of the current section so far
+    bool m_firstPageFound = false; // the second span showed a first page of its own
     bool m_pendingBreak = false;  // its page break is not yet in the text
     CharFormat m_char;
     ParaFormat m_para;

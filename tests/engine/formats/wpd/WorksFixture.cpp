@@ -27,20 +27,31 @@ struct Run {
 };
 
 // Fills the gaps between the given runs with default runs so that the runs
-// cover the whole text, as Works writes them.
-std::vector<Run> coverText(std::vector<Run> given, uint32_t size)
+// cover the whole text, and starts a run where each of the header, footer
+// and main text starts, as Works writes them (libwps reads a part's text
+// from the runs that start in it).
+std::vector<Run> coverText(std::vector<Run> given, uint32_t size, std::vector<uint32_t> partStarts)
 {
-    std::vector<Run> out;
+    std::vector<Run> covered;
     uint32_t at = 0;
     for (const Run& r : given) {
         assert(r.from >= at && r.to > r.from && r.to <= size);
         if (r.from > at)
-            out.push_back({at, r.from, {}});
-        out.push_back(r);
+            covered.push_back({at, r.from, {}});
+        covered.push_back(r);
         at = r.to;
     }
-    if (at < size || out.empty())
-        out.push_back({at, size, {}});
+    if (at < size || covered.empty())
+        covered.push_back({at, size, {}});
+    std::vector<Run> out;
+    for (Run r : covered) {
+        for (uint32_t start : partStarts)
+            if (start > r.from && start < r.to) {
+                out.push_back({r.from, start, r.prop});
+                r.from = start;
+            }
+        out.push_back(r);
+    }
     return out;
 }
 
@@ -93,15 +104,18 @@ std::string pageTable(size_t pageOffset, uint32_t textEnd)
 
 std::string buildWorksStream(const WorksSpec& spec)
 {
-    const uint32_t textEnd = TextStart + static_cast<uint32_t>(spec.text.size());
+    const std::string text = spec.header + spec.footer + spec.text;
+    const uint32_t textEnd = TextStart + static_cast<uint32_t>(text.size());
     std::string b(TextStart, '\0');
     b[0] = static_cast<char>(spec.version);
     b[1] = '\xFE';
     // The program that wrote the file: Works 3.0 and 4.0 for Windows.
     set16(b, 2, spec.version == 6 ? 0x5375 : spec.version == 4 ? 0x4E27 : 0);
-    // Where the header, footer and main text end; no header or footer here.
-    set32(b, 0x1A, TextStart), set32(b, 0x1E, TextStart), set32(b, 0x22, TextStart), set32(b, 0x26, textEnd);
-    b += spec.text;
+    // Where the text starts, then where the header, footer and main text end.
+    const auto headerEnd = TextStart + static_cast<uint32_t>(spec.header.size());
+    set32(b, 0x1A, TextStart), set32(b, 0x1E, headerEnd);
+    set32(b, 0x22, headerEnd + static_cast<uint32_t>(spec.footer.size())), set32(b, 0x26, textEnd);
+    b += text;
     b.resize((b.size() + Page - 1) / Page * Page, '\0');
 
     std::vector<Run> chars, paras;
@@ -121,11 +135,13 @@ std::string buildWorksStream(const WorksSpec& spec)
         std::string prop = p.justify ? std::string("\0\0\0\x05", 4) + static_cast<char>(p.justify) : std::string();
         paras.push_back({p.from, p.to, prop});
     }
-    const auto size = static_cast<uint32_t>(spec.text.size());
+    const auto size = static_cast<uint32_t>(text.size());
+    const std::vector<uint32_t> parts{static_cast<uint32_t>(spec.header.size()),
+                                      static_cast<uint32_t>(spec.header.size() + spec.footer.size())};
     const size_t charPage = b.size();
-    b += formattingPage(coverText(chars, size));
+    b += formattingPage(coverText(chars, size, parts));
     const size_t paraPage = b.size();
-    b += formattingPage(coverText(paras, size));
+    b += formattingPage(coverText(paras, size, parts));
 
     auto entry = [&b](size_t at, size_t offset, size_t length) {
         set32(b, at, static_cast<uint32_t>(offset));
@@ -150,12 +166,12 @@ std::string buildWorksStream(const WorksSpec& spec)
     set32(b, 0x2A, static_cast<uint32_t>(b.size())); // the stream's end
 
     // The page: margins top, bottom, left, right, then height and width;
-    // then the first page's number, no first-page header and footer flags,
+    // then the first page's number, the no-header and no-footer on the first page flags,
     // the header and footer heights, portrait, a zoom of 100%.
     size_t at = 0x64;
     for (uint16_t v : {spec.marginTop, spec.marginBottom, spec.marginLeft, spec.marginRight, spec.pageHeight,
-                       spec.pageWidth, uint16_t(1), uint16_t(0), uint16_t(0), uint16_t(720), uint16_t(720), uint16_t(0),
-                       uint16_t(100), uint16_t(0)})
+                       spec.pageWidth, uint16_t(1), uint16_t(spec.noFirstPageHeader), uint16_t(0), uint16_t(720),
+                       uint16_t(720), uint16_t(0), uint16_t(100), uint16_t(0)})
         set16(b, at, v), at += 2;
     return b;
 }

@@ -8,7 +8,7 @@
 namespace qm::engine::test {
 
 /// A Works word-processor document as Works 2 to 4 for Windows write it:
-/// a 256-byte header, the text (Windows-1252 bytes; "\r\n" ends a paragraph,
+/// a 256-byte header, the text (header, footer, then the main text, in Windows-1252 bytes; "\r\n" ends a paragraph,
 /// "\t" is a tab, "\f" a page break), then 128-byte property pages for the
 /// character and paragraph runs, the two tables that find those pages, and
 /// the font table.
@@ -27,6 +27,10 @@ struct WorksSpec {
     };
     std::vector<Para> paras;
     std::vector<std::string> fonts{"Times New Roman", "Arial"};
+    /// The header and footer stand before the main text (Works keeps the
+    /// two or neither); run and paragraph ranges count from the header's start.
+    std::string header, footer;
+    bool noFirstPageHeader = false;
     /// First header byte: 1 Works for DOS and Works 2 for Windows, 4 Works 3
     /// for Windows, 6 Works 4 for Windows.
     uint8_t version = 6;

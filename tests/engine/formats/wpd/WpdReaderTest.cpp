@@ -173,6 +173,30 @@ TEST(Works, PageSetupIsTheOneWorksSaved)
     }
 }
 
+// libwps repeats the header and footer in the span it opens for each page;
+// they are read once. A Works header left off the first page shows from
+// the second on: the section has a different first page, with the footer
+// on it too. Before, each page was a section with stories of its own.
+TEST(Works, HeaderAndFooterAreReadOnceWithTheirFirstPage)
+{
+    struct Case {
+        bool noFirstPageHeader;
+        const char* sections;
+    };
+    for (const Case& c : {Case{false, "§14 H:Head¶ F:Foot¶"}, Case{true, "§14 title H:Head¶ F:Foot¶ F1:Foot¶"}}) {
+        SCOPED_TRACE(c.sections);
+        WorksSpec s;
+        s.header = "Head\r\n", s.footer = "Foot\r\n", s.text = "One\r\n\fTwo\r\n\fSix\r\n";
+        s.marginLeft = s.marginRight = 1440;
+        s.noFirstPageHeader = c.noFirstPageHeader;
+        const ReadResult r = readDocumentBytes(buildWorksFile(s), "wps");
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, ""), "One¶§Two¶§Six¶");
+        EXPECT_EQ(describeSections(*r.document), c.sections);
+        EXPECT_EQ(r.document->stories.size(), c.noFirstPageHeader ? 4u : 3u);
+    }
+}
+
 // The same text as .docx gives Word's same figures: 7 words; 33 characters,
 // 40 with the three spaces, the tab, and the two paragraph marks and the page
 // break before the last mark.
