@@ -28,9 +28,9 @@ struct Run {
 
 // Fills the gaps between the given runs with default runs so that the runs
 // cover the whole text, and starts a run where each of the header, footer
-// and main text starts, as Works writes them (libwps reads a part's text
+// and main text starts, as Works writes them (libwps reads a zone's text
 // from the runs that start in it).
-std::vector<Run> coverText(std::vector<Run> given, uint32_t size, std::vector<uint32_t> partStarts)
+std::vector<Run> coverText(std::vector<Run> given, uint32_t size, std::vector<uint32_t> zoneStarts)
 {
     std::vector<Run> covered;
     uint32_t at = 0;
@@ -45,7 +45,7 @@ std::vector<Run> coverText(std::vector<Run> given, uint32_t size, std::vector<ui
         covered.push_back({at, size, {}});
     std::vector<Run> out;
     for (Run r : covered) {
-        for (uint32_t start : partStarts)
+        for (uint32_t start : zoneStarts)
             if (start > r.from && start < r.to) {
                 out.push_back({r.from, start, r.prop});
                 r.from = start;
@@ -102,24 +102,24 @@ std::string pageTable(size_t pageOffset, uint32_t textEnd)
 
 } // namespace
 
-std::string buildWorksStream(const WorksSpec& spec)
+std::string buildWorksStream(const WorksDocument& w)
 {
-    const std::string text = spec.header + spec.footer + spec.text;
+    const std::string text = w.header + w.footer + w.text;
     const uint32_t textEnd = TextStart + static_cast<uint32_t>(text.size());
     std::string b(TextStart, '\0');
-    b[0] = static_cast<char>(spec.version);
+    b[0] = static_cast<char>(w.version);
     b[1] = '\xFE';
     // The program that wrote the file: Works 3.0 and 4.0 for Windows.
-    set16(b, 2, spec.version == 6 ? 0x5375 : spec.version == 4 ? 0x4E27 : 0);
+    set16(b, 2, w.version == 6 ? 0x5375 : w.version == 4 ? 0x4E27 : 0);
     // Where the text starts, then where the header, footer and main text end.
-    const auto headerEnd = TextStart + static_cast<uint32_t>(spec.header.size());
+    const auto headerEnd = TextStart + static_cast<uint32_t>(w.header.size());
     set32(b, 0x1A, TextStart), set32(b, 0x1E, headerEnd);
-    set32(b, 0x22, headerEnd + static_cast<uint32_t>(spec.footer.size())), set32(b, 0x26, textEnd);
+    set32(b, 0x22, headerEnd + static_cast<uint32_t>(w.footer.size())), set32(b, 0x26, textEnd);
     b += text;
     b.resize((b.size() + Page - 1) / Page * Page, '\0');
 
     std::vector<Run> chars, paras;
-    for (const WorksSpec::Chars& c : spec.chars) {
+    for (const WorksDocument::Chars& c : w.chars) {
         std::string prop(1, static_cast<char>(c.flags));
         if (c.font >= 0 || c.halfPoints) {
             // Which of the following bytes are set: 0x08 the font, 0x10 the size.
@@ -130,18 +130,18 @@ std::string buildWorksStream(const WorksSpec& spec)
         }
         chars.push_back({c.from, c.to, prop});
     }
-    for (const WorksSpec::Para& p : spec.paras) {
+    for (const WorksDocument::Para& p : w.paras) {
         // Three bytes Works leaves zero, then property 5: the alignment.
         std::string prop = p.justify ? std::string("\0\0\0\x05", 4) + static_cast<char>(p.justify) : std::string();
         paras.push_back({p.from, p.to, prop});
     }
     const auto size = static_cast<uint32_t>(text.size());
-    const std::vector<uint32_t> parts{static_cast<uint32_t>(spec.header.size()),
-                                      static_cast<uint32_t>(spec.header.size() + spec.footer.size())};
+    const std::vector<uint32_t> zones{static_cast<uint32_t>(w.header.size()),
+                                      static_cast<uint32_t>(w.header.size() + w.footer.size())};
     const size_t charPage = b.size();
-    b += formattingPage(coverText(chars, size, parts));
+    b += formattingPage(coverText(chars, size, zones));
     const size_t paraPage = b.size();
-    b += formattingPage(coverText(paras, size, parts));
+    b += formattingPage(coverText(paras, size, zones));
 
     auto entry = [&b](size_t at, size_t offset, size_t length) {
         set32(b, at, static_cast<uint32_t>(offset));
@@ -153,11 +153,11 @@ std::string buildWorksStream(const WorksSpec& spec)
     entry(0x34, b.size(), paraTable.size());
     b += paraTable;
     std::string fonts;
-    for (size_t i = 0; i < spec.fonts.size(); ++i) {
+    for (size_t i = 0; i < w.fonts.size(); ++i) {
         fonts += static_cast<char>(i);
         fonts += '\0';
-        fonts += static_cast<char>(spec.fonts[i].size());
-        fonts += spec.fonts[i];
+        fonts += static_cast<char>(w.fonts[i].size());
+        fonts += w.fonts[i];
     }
     if (!fonts.empty()) {
         entry(0x5E, b.size(), fonts.size());
@@ -169,16 +169,16 @@ std::string buildWorksStream(const WorksSpec& spec)
     // then the first page's number, the no-header and no-footer on the first page flags,
     // the header and footer heights, portrait, a zoom of 100%.
     size_t at = 0x64;
-    for (uint16_t v : {spec.marginTop, spec.marginBottom, spec.marginLeft, spec.marginRight, spec.pageHeight,
-                       spec.pageWidth, uint16_t(1), uint16_t(spec.noFirstPageHeader), uint16_t(0), uint16_t(720),
+    for (uint16_t v : {w.marginTop, w.marginBottom, w.marginLeft, w.marginRight, w.pageHeight,
+                       w.pageWidth, uint16_t(1), uint16_t(w.noFirstPageHeader), uint16_t(0), uint16_t(720),
                        uint16_t(720), uint16_t(0), uint16_t(100), uint16_t(0)})
         set16(b, at, v), at += 2;
     return b;
 }
 
-std::string buildWorksFile(const WorksSpec& spec)
+std::string buildWorksFile(const WorksDocument& w)
 {
-    return doc::test::buildCompoundFile({{u"MN0", buildWorksStream(spec)}});
+    return doc::test::buildCompoundFile({{u"MN0", buildWorksStream(w)}});
 }
 
 } // namespace qm::engine::test

@@ -12,7 +12,7 @@ namespace qm::engine::test {
 /// "\t" is a tab, "\f" a page break), then 128-byte property pages for the
 /// character and paragraph runs, the two tables that find those pages, and
 /// the font table.
-struct WorksSpec {
+struct WorksDocument {
     std::string text;
     struct Chars {
         uint32_t from, to;     ///< byte range of the text
@@ -41,8 +41,8 @@ struct WorksSpec {
 
 /// The document's own bytes: the whole file for Works 2, the "MN0" stream of
 /// the compound file for Works 3 and 4.
-std::string buildWorksStream(const WorksSpec& spec);
+std::string buildWorksStream(const WorksDocument& w);
 /// A Works 3 or 4 file: a compound file holding the stream as "MN0".
-std::string buildWorksFile(const WorksSpec& spec);
+std::string buildWorksFile(const WorksDocument& w);
 
 } // namespace qm::engine::test

@@ -16,7 +16,7 @@ using test::buildWorksFile;
 using test::buildWorksStream;
 using test::describe;
 using test::describeSections;
-using test::WorksSpec;
+using test::WorksDocument;
 
 // A WordPerfect 5.1 file as the program writes its simplest document: the
 // 16-byte prefix (signature, offset of the text, product 1, file type 10
@@ -80,9 +80,9 @@ TEST(WordPerfect, DamagedInputIsRefusedClearly)
 // A Works document as Works writes its simplest: three paragraphs, a bold
 // word, a tab, the second paragraph centred, and a page break before the
 // third (Works keeps the break as character 12 at the paragraph's start).
-WorksSpec worksSample(uint8_t version)
+WorksDocument worksSample(uint8_t version)
 {
-    WorksSpec s;
+    WorksDocument s;
     s.version = version;
     s.text = "Hello bold world\r\nSecond\tpara\r\n\fThird page\r\n";
     s.chars = {{6, 10, 1}};
@@ -114,8 +114,8 @@ TEST(Works, ReadsParagraphsRunsTabsAndBreaksFromEachVersion)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const WorksSpec spec = worksSample(c.version);
-        const std::string bytes = c.container ? buildWorksFile(spec) : buildWorksStream(spec);
+        const WorksDocument w = worksSample(c.version);
+        const std::string bytes = c.container ? buildWorksFile(w) : buildWorksStream(w);
         EXPECT_EQ(detectFormat(bytes, c.extension), c.detected);
         const ReadResult r = readDocumentBytes(bytes, c.extension);
         ASSERT_TRUE(r.ok()) << r.error;
@@ -138,7 +138,7 @@ TEST(Works, RunsTakeTheirFontAndSize)
     for (const Case& c : {Case{6, "{sz24 'Times New Roman'|Plain }{sz24 'Arial'|Arial }{'Arial'|ten}¶"},
                           Case{1, "{sz24 'Courier'|Plain }{sz24 'Arial'|Arial }{'Arial'|ten}¶"}}) {
         SCOPED_TRACE(c.version);
-        WorksSpec s;
+        WorksDocument s;
         s.version = c.version;
         s.text = "Plain Arial ten\r\n";
         s.chars = {{6, 12, 0, 1}, {12, 15, 0, 1, 20}};
@@ -165,7 +165,7 @@ TEST(Works, PageSetupIsTheOneWorksSaved)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.expected);
-        WorksSpec s = worksSample(6);
+        WorksDocument s = worksSample(6);
         s.pageWidth = c.width, s.pageHeight = c.height, s.marginLeft = c.left, s.marginRight = c.right;
         const ReadResult r = readDocumentBytes(buildWorksFile(s), "wps");
         ASSERT_TRUE(r.ok()) << r.error;
@@ -185,7 +185,7 @@ TEST(Works, HeaderAndFooterAreReadOnceWithTheirFirstPage)
     };
     for (const Case& c : {Case{false, "§14 H:Head¶ F:Foot¶"}, Case{true, "§14 title H:Head¶ F:Foot¶ F1:Foot¶"}}) {
         SCOPED_TRACE(c.sections);
-        WorksSpec s;
+        WorksDocument s;
         s.header = "Head\r\n", s.footer = "Foot\r\n", s.text = "One\r\n\fTwo\r\n\fSix\r\n";
         s.marginLeft = s.marginRight = 1440;
         s.noFirstPageHeader = c.noFirstPageHeader;
