@@ -473,10 +473,17 @@ uint16_t word6FontCodePage(std::string_view wd)
     const uint64_t end = std::min<uint64_t>(table.size(), u16(table, 0));
     while (pos < end) {
         const uint8_t charset = u8(table, pos + 4);
-        for (const auto& [set, page] : pages)
-            if (set == charset)
-                return page;
+        const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
         pos += 1ull + u8(table, pos);
+        // An East Asian font names the page only when its name is in it
+        // ("\x82\x6C\x82\x72 \x96\xBE\x92\xA9", MS Mincho): corpus files in English
+        // list Times New Roman and Arial a second time under character set
+        // 128 and hold Western text.
+        const std::string_view name = ffn.size() > 6 ? ffn.substr(6) : std::string_view();
+        const bool latinName = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
+        for (const auto& [set, page] : pages)
+            if (set == charset && !(isDoubleByteCodePage(page) && latinName))
+                return page;
     }
     return 1252;
 }

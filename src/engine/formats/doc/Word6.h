@@ -66,7 +66,8 @@ std::string word97StyleSheet(std::string_view stsh);
 /// The code page of the first font whose character set is a page other
 /// than Western (Word 6 names the text's page only there): a single-byte
 /// page, or an East Asian double-byte one (Shift-JIS 128, Hangul 129,
-/// GB2312 134, Big5 136); 1252 when there is none.
+/// GB2312 134, Big5 136) for a font named in that page; 1252 when there is
+/// none.
 uint16_t word6FontCodePage(std::string_view wordDocument);
 
 /// The code page of a Word 6 document's 8-bit text: the Macintosh page of
