@@ -531,6 +531,22 @@ std::optional<SectionFormat> worksPageSetup(librevenge::RVNGInputStream& input)
     return f;
 }
 
+// The code page of a file libwps cannot tell one for. Works for DOS (the
+// Works 2-4 layout with version byte 1) wrote its text in a DOS page: the
+// one its header names at 0x10 (bits 4 to 14), else libwps' own choice,
+// page 850 (é is 0x82 there, and 0xA0 is á, not a no-break space). Write
+// and the other old formats are Windows-1252.
+std::string oldTextEncoding(std::string_view bytes, libwps::WPSCreator creator)
+{
+    if (creator != libwps::WPS_MSWORKS)
+        return "CP1252";
+    if (bytes.size() < 0x12 || bytes[0] != 1 || bytes[1] != '\xFE')
+        return {};
+    const auto oem = static_cast<uint16_t>(static_cast<uint8_t>(bytes[0x10]) | static_cast<uint8_t>(bytes[0x11]) << 8);
+    const unsigned page = (oem >> 4) & 0x7FF;
+    return page >= 437 && page <= 869 ? "CP" + std::to_string(page) : std::string();
+}
+
 } // namespace
 
 bool isWordPerfectDocument(std::string_view bytes)
@@ -618,8 +634,9 @@ ReadResult readWorks(std::string_view bytes, const ReadOptions& options)
             "wps", "Times New Roman", options,
             [&](TextCollector& collector) -> std::string {
                 input.seek(0, librevenge::RVNG_SEEK_SET);
-                // Old Works files name no code page; Windows-1252 is what they were written in.
-                switch (libwps::WPSDocument::parse(&input, &collector, nullptr, needsEncoding ? "CP1252" : nullptr)) {
+                const std::string encoding = needsEncoding ? oldTextEncoding(bytes, creator) : std::string();
+                switch (libwps::WPSDocument::parse(&input, &collector, nullptr,
+                                                   encoding.empty() ? nullptr : encoding.c_str())) {
                 case libwps::WPS_OK: return {};
                 case libwps::WPS_ENCRYPTION_ERROR: return "password-protected documents cannot be counted";
                 default: return "the Works document is damaged and cannot be read";

@@ -111,6 +111,7 @@ std::string buildWorksStream(const WorksDocument& w)
     b[1] = '\xFE';
     // The program that wrote the file: Works 3.0 and 4.0 for Windows.
     set16(b, 2, w.version == 6 ? 0x5375 : w.version == 4 ? 0x4E27 : 0);
+    set16(b, 0x10, static_cast<uint16_t>(w.oemCodePage << 4));
     // Where the text starts, then where the header, footer and main text end.
     const auto headerEnd = TextStart + static_cast<uint32_t>(w.header.size());
     set32(b, 0x1A, TextStart), set32(b, 0x1E, headerEnd);

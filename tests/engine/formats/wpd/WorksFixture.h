@@ -31,6 +31,7 @@ struct WorksDocument {
     /// two or neither); run and paragraph ranges count from the header's start.
     std::string header, footer;
     bool noFirstPageHeader = false;
+    uint16_t oemCodePage = 0; ///< the DOS page a Works for DOS file names, 0 for none
     /// First header byte: 1 Works for DOS and Works 2 for Windows, 4 Works 3
     /// for Windows, 6 Works 4 for Windows.
     uint8_t version = 6;

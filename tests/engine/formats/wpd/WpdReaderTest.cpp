@@ -148,6 +148,34 @@ TEST(Works, RunsTakeTheirFontAndSize)
     }
 }
 
+// Works for DOS wrote its text in the DOS page its header names, else in
+// page 850; Works for Windows in Windows-1252. Read as Windows-1252, the
+// DOS á (0xA0) was a no-break space: 13 characters where Word counts 14.
+TEST(Works, TextIsInTheCodePageOfItsSystem)
+{
+    struct Case {
+        uint8_t version;
+        uint16_t oem;
+        std::string text;
+        const char* expected;
+        int characters;
+    } cases[] = {
+        {1, 0, "Espa\xA4" "a est\xA0 aqu\xA1\r\n", "España está aquí¶", 14},
+        {1, 437, "Espa\xA4" "a est\xA0 aqu\xA1\r\n", "España está aquí¶", 14},
+        {1, 866, "\x8F\xE0\xA8\xA2\xA5\xE2 \xAC\xA8\xE0\r\n", "Привет мир¶", 9},
+        {6, 0, "Caf\xE9 cr\xE8me\r\n", "Café crème¶", 9},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.expected);
+        WorksDocument w;
+        w.version = c.version, w.oemCodePage = c.oem, w.text = c.text;
+        const ReadResult r = readDocumentBytes(c.version == 1 ? buildWorksStream(w) : buildWorksFile(w), "wps");
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, ""), c.expected);
+        EXPECT_EQ(computeWordStatistics(*r.document).characters, c.characters);
+    }
+}
+
 // The page comes from the file's own header. libwps narrows the right
 // margin by 0.2 inch (or halves one under 0.4 inch); Word lays the text out
 // on the margins Works saved.
