@@ -58,7 +58,8 @@ DoubleByteCharacters::DoubleByteCharacters(uint16_t codePage, UConverter* conver
         UChar out[2] = {};
         UErrorCode s = U_ZERO_ERROR;
         const int32_t n = ucnv_toUChars(m_converter, out, 2, &in, 1, &s);
-        m_single[static_cast<size_t>(byte)] = U_SUCCESS(s) && n == 1 && !m_lead[static_cast<size_t>(byte)] ? out[0] : u'\uFFFD';
+        m_single[static_cast<size_t>(byte)] =
+            U_SUCCESS(s) && n == 1 && !m_lead[static_cast<size_t>(byte)] ? out[0] : u'\uFFFD';
     }
 }
 

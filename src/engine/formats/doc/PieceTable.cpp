@@ -127,8 +127,8 @@ PieceTable::Decoded PieceTable::decode(std::string_view wd, size_t index, uint32
     if (cp + 1 < limit) {
         if (cp + 1 < piece.cpEnd && fits(wd.size(), fc + 1, 1))
             trail = u8(wd, fc + 1);
-        else if (index + 1 < m_pieces.size() && m_pieces[index + 1].cpStart == cp + 1 && m_pieces[index + 1].compressed &&
-                 fits(wd.size(), m_pieces[index + 1].fc, 1))
+        else if (index + 1 < m_pieces.size() && m_pieces[index + 1].cpStart == cp + 1 &&
+                 m_pieces[index + 1].compressed && fits(wd.size(), m_pieces[index + 1].fc, 1))
             trail = u8(wd, m_pieces[index + 1].fc);
     }
     if (trail)

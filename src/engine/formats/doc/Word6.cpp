@@ -480,7 +480,8 @@ uint16_t word6FontCodePage(std::string_view wd)
         // list Times New Roman and Arial a second time under character set
         // 128 and hold Western text.
         const std::string_view name = ffn.size() > 6 ? ffn.substr(6) : std::string_view();
-        const bool latinName = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
+        const bool latinName =
+            std::all_of(name.begin(), name.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
         for (const auto& [set, page] : pages)
             if (set == charset && !(isDoubleByteCodePage(page) && latinName))
                 return page;

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <librevenge-stream/librevenge-stream.h>
 #include <librevenge/librevenge.h>
 #include <libwpd/libwpd.h>
 #include <libwps/libwps.h>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -465,10 +465,10 @@ private:
     DocumentBuilder& m_b;
     std::string m_defaultFont;
     std::optional<SectionFormat> m_page;
-    bool m_continuedSpan = false; // the current span goes on with the section before
-    int m_spansInSection = 0;     // the spans of the current section so far
+    bool m_continuedSpan = false;  // the current span goes on with the section before
+    int m_spansInSection = 0;      // the spans of the current section so far
     bool m_firstPageFound = false; // the second span showed a first page of its own
-    bool m_pendingBreak = false;  // its page break is not yet in the text
+    bool m_pendingBreak = false;   // its page break is not yet in the text
     CharFormat m_char;
     ParaFormat m_para;
     bool m_paragraphOpen = false;

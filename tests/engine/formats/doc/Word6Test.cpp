@@ -1,10 +1,11 @@
 // Word 6 and Word 95 documents: the older header, 8-bit text in the
 // document's code page and one-byte property modifiers.
+#include "engine/formats/doc/Word6.h"
+
 #include "../support/Describe.h"
 #include "DocFixture.h"
 #include "engine/access/WordStatistics.h"
 #include "engine/formats/Reader.h"
-#include "engine/formats/doc/Word6.h"
 
 #include <gtest/gtest.h>
 
@@ -160,7 +161,9 @@ TEST(Word6, EastAsianFontCharacterSetGivesThePageAndTheFontsName)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.font);
-        std::string wd = word6Stream("Hello \x93\xFA\x96\x7B" "caf\xE9\r", 0x0409);
+        std::string wd = word6Stream("Hello \x93\xFA\x96\x7B"
+                                     "caf\xE9\r",
+                                     0x0409);
         std::string font = std::string("\x00\x00\x90\x01\x80\x00", 6) + c.name + '\0';
         font[0] = static_cast<char>(font.size() - 1);
         wd.replace(0x500, 2 + font.size(), std::string(1, static_cast<char>(font.size() + 2)) + '\0' + font);

@@ -170,9 +170,9 @@ std::string buildWorksStream(const WorksDocument& w)
     // then the first page's number, the no-header and no-footer on the first page flags,
     // the header and footer heights, portrait, a zoom of 100%.
     size_t at = 0x64;
-    for (uint16_t v : {w.marginTop, w.marginBottom, w.marginLeft, w.marginRight, w.pageHeight,
-                       w.pageWidth, uint16_t(1), uint16_t(w.noFirstPageHeader), uint16_t(0), uint16_t(720),
-                       uint16_t(720), uint16_t(0), uint16_t(100), uint16_t(0)})
+    for (uint16_t v : {w.marginTop, w.marginBottom, w.marginLeft, w.marginRight, w.pageHeight, w.pageWidth, uint16_t(1),
+                       uint16_t(w.noFirstPageHeader), uint16_t(0), uint16_t(720), uint16_t(720), uint16_t(0),
+                       uint16_t(100), uint16_t(0)})
         set16(b, at, v), at += 2;
     return b;
 }

@@ -15,9 +15,9 @@ namespace qm::engine::test {
 struct WorksDocument {
     std::string text;
     struct Chars {
-        uint32_t from, to;     ///< byte range of the text
-        uint8_t flags = 0;     ///< 1 bold, 2 italic, 4 strike-through
-        int font = -1;         ///< index into fonts, or -1 for the document's default
+        uint32_t from, to;      ///< byte range of the text
+        uint8_t flags = 0;      ///< 1 bold, 2 italic, 4 strike-through
+        int font = -1;          ///< index into fonts, or -1 for the document's default
         uint8_t halfPoints = 0; ///< size, 0 for the default
     };
     std::vector<Chars> chars; ///< runs not named keep the default properties

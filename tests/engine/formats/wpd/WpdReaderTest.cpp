@@ -160,8 +160,14 @@ TEST(Works, TextIsInTheCodePageOfItsSystem)
         const char* expected;
         int characters;
     } cases[] = {
-        {1, 0, "Espa\xA4" "a est\xA0 aqu\xA1\r\n", "España está aquí¶", 14},
-        {1, 437, "Espa\xA4" "a est\xA0 aqu\xA1\r\n", "España está aquí¶", 14},
+        {1, 0,
+         "Espa\xA4"
+         "a est\xA0 aqu\xA1\r\n",
+         "España está aquí¶", 14},
+        {1, 437,
+         "Espa\xA4"
+         "a est\xA0 aqu\xA1\r\n",
+         "España está aquí¶", 14},
         {1, 866, "\x8F\xE0\xA8\xA2\xA5\xE2 \xAC\xA8\xE0\r\n", "Привет мир¶", 9},
         {6, 0, "Caf\xE9 cr\xE8me\r\n", "Café crème¶", 9},
     };
@@ -233,10 +239,11 @@ TEST(Works, CountsAgreeWithTheSameTextAsDocx)
     const ReadResult r = readDocumentBytes(buildWorksFile(worksSample(6)), "wps");
     ASSERT_TRUE(r.ok()) << r.error;
     test::DocxPackage package;
-    package.body = R"(<w:p><w:r><w:t xml:space="preserve">Hello </w:t></w:r><w:r><w:rPr><w:b/></w:rPr><w:t>bold</w:t></w:r>)"
-                   R"(<w:r><w:t xml:space="preserve"> world</w:t></w:r></w:p>)"
-                   R"(<w:p><w:pPr><w:jc w:val="center"/></w:pPr><w:r><w:t>Second</w:t><w:tab/><w:t>para</w:t></w:r></w:p>)"
-                   R"(<w:p><w:r><w:br w:type="page"/><w:t>Third page</w:t></w:r></w:p>)";
+    package.body =
+        R"(<w:p><w:r><w:t xml:space="preserve">Hello </w:t></w:r><w:r><w:rPr><w:b/></w:rPr><w:t>bold</w:t></w:r>)"
+        R"(<w:r><w:t xml:space="preserve"> world</w:t></w:r></w:p>)"
+        R"(<w:p><w:pPr><w:jc w:val="center"/></w:pPr><w:r><w:t>Second</w:t><w:tab/><w:t>para</w:t></w:r></w:p>)"
+        R"(<w:p><w:r><w:br w:type="page"/><w:t>Third page</w:t></w:r></w:p>)";
     const ReadResult docx = readDocx(package.build(), {});
     ASSERT_TRUE(docx.ok()) << docx.error;
     EXPECT_EQ(describe(*docx.document, "b al"), kWorksText);
