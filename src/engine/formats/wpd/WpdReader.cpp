@@ -61,10 +61,15 @@ std::optional<Twips> twips(const RVNGPropertyList& props, const char* name)
 /// text to Word's main counts and are left out.
 class TextCollector final : public librevenge::RVNGTextInterface {
 public:
+    /// How a library hands over its pages: libwpd opens a page span where
+    /// the page setup or the headers change, libwps one for every page.
+    enum class Spans { AtChanges, EveryPage };
+
     /// `page`, when given, is the page setup read from the file itself,
     /// taken instead of the one the library reports.
-    TextCollector(DocumentBuilder& builder, std::string_view defaultFont, std::optional<SectionFormat> page = {})
-        : m_b(builder), m_defaultFont(defaultFont), m_page(std::move(page))
+    TextCollector(DocumentBuilder& builder, std::string_view defaultFont, Spans spans,
+                  std::optional<SectionFormat> page = {})
+        : m_b(builder), m_defaultFont(defaultFont), m_spans(spans), m_page(std::move(page))
     {
         m_char.fontName = m_defaultFont;
         m_char.sizeHalfPoints = 24;
@@ -100,7 +105,7 @@ public:
             set("fo:margin-left", f.marginLeft), set("fo:margin-right", f.marginRight);
             set("fo:margin-top", f.marginTop), set("fo:margin-bottom", f.marginBottom);
         }
-        m_continuedSpan = m_pageSpans++ > 0 && samePage(f, m_section);
+        m_continuedSpan = m_pageSpans++ > 0 && m_spans == Spans::EveryPage && samePage(f, m_section);
         m_spansInSection = m_continuedSpan ? m_spansInSection + 1 : 1;
         m_firstPageFound = m_firstPageFound && m_continuedSpan;
         if (m_continuedSpan) {
@@ -464,6 +469,7 @@ private:
 
     DocumentBuilder& m_b;
     std::string m_defaultFont;
+    Spans m_spans;
     std::optional<SectionFormat> m_page;
     bool m_continuedSpan = false;  // the current span goes on with the section before
     int m_spansInSection = 0;      // the spans of the current section so far
@@ -486,10 +492,10 @@ private:
 
 template <typename Parse>
 ReadResult collect(std::string_view format, std::string_view defaultFont, const ReadOptions& options, Parse parse,
-                   std::optional<SectionFormat> page = {})
+                   TextCollector::Spans spans = TextCollector::Spans::AtChanges, std::optional<SectionFormat> page = {})
 {
     DocumentBuilder builder{std::string(format), options.limits};
-    TextCollector collector(builder, defaultFont, std::move(page));
+    TextCollector collector(builder, defaultFont, spans, std::move(page));
     const std::string error = parse(collector);
     if (!error.empty())
         return ReadResult::failure(error);
@@ -642,7 +648,7 @@ ReadResult readWorks(std::string_view bytes, const ReadOptions& options)
                 default: return "the Works document is damaged and cannot be read";
                 }
             },
-            std::move(page));
+            TextCollector::Spans::EveryPage, std::move(page));
     } catch (const std::bad_alloc&) {
         return ReadResult::failure("the document needs more memory than the engine can take");
     } catch (...) {
