@@ -254,8 +254,8 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         total += n;
     std::vector<Piece> pieces;
     std::vector<std::string> lists;
-    // The header's extended-character flag says the text is UTF-16, two
-    // bytes a character; else every character is one byte.
+    // The header's extended-character flag says the text is 16-bit, two
+    // bytes a position; else every position is one byte.
     const uint64_t width = fib.fExtChar ? 2 : 1;
     if (!fib.fComplex) {
         // Saved in full: the text stands in one stretch from fcMin on.

@@ -42,8 +42,9 @@ std::string word6Sprms(std::string_view grpprl);
 
 /// The pieces of a Word 6 document's text: its piece table when it was
 /// fast-saved, else one piece from fcMin. Every piece is 8-bit unless the
-/// header's extended-character flag says the text is UTF-16. False when
-/// there is no text to read.
+/// header's extended-character flag says the text is 16-bit (UTF-16, or in
+/// an East Asian document the units of its page, see DoubleByte.h). False
+/// when there is no text to read.
 bool word6Pieces(std::string_view wordDocument, const Fib& fib, PieceTable& pieces,
                  std::vector<Diagnostic>& diagnostics);
 
