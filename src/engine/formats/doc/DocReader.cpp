@@ -3,6 +3,7 @@
 
 #include "engine/formats/doc/ByteReader.h"
 #include "engine/formats/doc/CompoundFile.h"
+#include "engine/formats/doc/DoubleByte.h"
 #include "engine/formats/doc/Fib.h"
 #include "engine/formats/doc/PieceTable.h"
 #include "engine/formats/doc/Properties.h"
@@ -622,10 +623,16 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
     auto it = std::upper_bound(pieces.begin(), pieces.end(), from,
                                [](uint32_t cp, const Piece& p) { return cp < p.cpEnd; });
     const std::string_view wd(m_wd);
+    // The next position to read: a double-byte pair's trail byte is read
+    // with its lead and has no character of its own, so the positions of
+    // runs, marks and stories, counted in bytes, stay where they are.
+    uint32_t next = from;
     for (; it != pieces.end() && it->cpStart < to; ++it) {
         const uint32_t a = std::max(from, it->cpStart);
         const uint32_t b = std::min(to, it->cpEnd);
         for (uint32_t cp = a; cp < b; ++cp) {
+            if (cp < next)
+                continue;
             if (m_builder.limitReached())
                 return;
             while (nextNote < context.noteStarts.size() && context.noteStarts[nextNote] <= cp) {
@@ -636,9 +643,10 @@ void DocReader::buildRange(uint32_t from, uint32_t to, StoryContext& context)
                 context.noteStartPositions.push_back(m_builder.position());
                 ++nextNote;
             }
-            const uint64_t fc = it->fcOf(cp);
-            const char16_t c = it->compressed ? m_pieces.eightBitChar(u8(wd, fc)) : static_cast<char16_t>(u16(wd, fc));
-            paragraph.push_back(PendingChar{c, cp, fc, it->prm});
+            const PieceTable::Decoded decoded = m_pieces.decode(wd, static_cast<size_t>(it - pieces.begin()), cp, to);
+            next = cp + decoded.positions;
+            const char16_t c = decoded.c;
+            paragraph.push_back(PendingChar{c, cp, it->fcOf(cp), it->prm});
             const bool sectionEnd = context.main && c == Ch::PageBreak &&
                                     std::binary_search(m_sectionEnds.begin(), m_sectionEnds.end() - 1, cp + 1);
             if (c == Ch::ParagraphMark || c == Ch::CellEnd || sectionEnd) {
@@ -671,8 +679,16 @@ ReadResult DocReader::read()
     if (cf.hasStream(u"EncryptedPackage") || cf.hasStream(u"EncryptionInfo"))
         return ReadResult::failure("password-protected documents cannot be counted");
     auto wd = cf.stream(u"WordDocument");
-    if (!wd)
+    if (!wd) {
+        // Works 3 and 4 keep a file in this container as "MN0"; its word
+        // processor's stream opens with a version byte and 0xFE, which the
+        // Works reader takes. Any other kind is a spreadsheet or database.
+        if (auto works = cf.stream(u"MN0"); works && !(works->size() > 1 && (*works)[1] == '\xFE'))
+            return ReadResult::failure(
+                "the file is a Works spreadsheet or database, not a document that can be counted (it has no "
+                "document stream)");
         return ReadResult::failure("the file is not a Word document (it has no document stream)");
+    }
     m_wd = std::move(*wd);
     FibResult fib = parseFib(m_wd);
     if (!fib.error.empty())
@@ -696,10 +712,15 @@ ReadResult DocReader::read()
     const bool havePieces = m_fib.word6 ? word6Pieces(m_wd, m_fib, m_pieces, pieceDiagnostics)
                                         : m_pieces.parse(tablePart(m_fib.clx, "the piece table"), m_wd.size(),
                                                          pieceDiagnostics);
-    // Word 6 text is in the code page its header, fonts or language name.
-    if (const uint16_t page = m_fib.word6 ? word6TextCodePage(m_wd, m_fib) : 1252; page != 1252)
+    // Word 6 text is in the code page its header, fonts or language name;
+    // an East Asian page keeps a character in one byte or two.
+    if (const uint16_t page = m_fib.word6 ? word6TextCodePage(m_wd, m_fib) : 1252; isDoubleByteCodePage(page)) {
+        if (auto characters = DoubleByteCharacters::open(page))
+            m_pieces.setDoubleByteCharacters(std::move(characters));
+    } else if (page != 1252) {
         if (const auto characters = eightBitCharacters(page))
             m_pieces.setEightBitCharacters(*characters);
+    }
     for (const Diagnostic& d : pieceDiagnostics)
         m_builder.diagnose(d.code, d.severity, d.location, d.message);
     if (!havePieces)

@@ -2,6 +2,7 @@
 #include "engine/formats/doc/PieceTable.h"
 
 #include "engine/formats/doc/ByteReader.h"
+#include "engine/formats/doc/DoubleByte.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
@@ -107,20 +108,48 @@ std::string PieceTable::propertyList(uint16_t prm) const
     return index < m_prcs.size() ? m_prcs[index] : std::string();
 }
 
+PieceTable::Decoded PieceTable::decode(std::string_view wd, size_t index, uint32_t cp, uint32_t limit) const
+{
+    const Piece& piece = m_pieces[index];
+    const uint64_t fc = piece.fcOf(cp);
+    if (!piece.compressed) {
+        const uint16_t unit = u16(wd, fc);
+        return {m_doubleByte ? m_doubleByte->unit(unit) : static_cast<char16_t>(unit), 1};
+    }
+    const uint8_t byte = u8(wd, fc);
+    if (!m_doubleByte)
+        return {eightBitChar(byte), 1};
+    if (!m_doubleByte->isLeadByte(byte))
+        return {m_doubleByte->single(byte), 1};
+    // The trail byte follows in the same piece, or begins the next piece
+    // when the two meet there (a fast save may split the text anywhere).
+    std::optional<uint8_t> trail;
+    if (cp + 1 < limit) {
+        if (cp + 1 < piece.cpEnd && fits(wd.size(), fc + 1, 1))
+            trail = u8(wd, fc + 1);
+        else if (index + 1 < m_pieces.size() && m_pieces[index + 1].cpStart == cp + 1 &&
+                 m_pieces[index + 1].compressed && fits(wd.size(), m_pieces[index + 1].fc, 1))
+            trail = u8(wd, m_pieces[index + 1].fc);
+    }
+    if (trail)
+        if (const auto c = m_doubleByte->pair(byte, *trail))
+            return {*c, 2};
+    return {m_doubleByte->single(byte), 1};
+}
+
 std::u16string PieceTable::text(std::string_view wd, uint32_t from, uint32_t to) const
 {
     std::u16string out;
     auto it = std::upper_bound(m_pieces.begin(), m_pieces.end(), from,
                                [](uint32_t cp, const Piece& p) { return cp < p.cpEnd; });
+    uint32_t next = from; // a pair's trail byte is read with its lead
     for (; it != m_pieces.end() && it->cpStart < to; ++it) {
         const uint32_t a = std::max(from, it->cpStart);
         const uint32_t b = std::min(to, it->cpEnd);
-        for (uint32_t cp = a; cp < b; ++cp) {
-            const uint64_t fc = it->fcOf(cp);
-            if (it->compressed)
-                out.push_back(eightBitChar(u8(wd, fc)));
-            else
-                out.push_back(static_cast<char16_t>(u16(wd, fc)));
+        for (uint32_t cp = std::max(a, next); cp < b; cp = next) {
+            const Decoded d = decode(wd, static_cast<size_t>(it - m_pieces.begin()), cp, to);
+            out.push_back(d.c);
+            next = cp + d.positions;
         }
     }
     return out;

@@ -5,12 +5,15 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace qm::engine::doc {
+
+class DoubleByteCharacters;
 
 char16_t compressedChar(uint8_t byte);
 
@@ -57,11 +60,28 @@ public:
     void setEightBitCharacters(const std::array<char16_t, 256>& characters) { m_eightBit = characters; }
     /// The character of a byte of an 8-bit piece.
     char16_t eightBitChar(uint8_t byte) const { return m_eightBit ? (*m_eightBit)[byte] : compressedChar(byte); }
+    /// Word 6 text in an East Asian double-byte page: 8-bit pieces hold a
+    /// character in one byte or two, 16-bit ones in the page's units.
+    void setDoubleByteCharacters(std::shared_ptr<const DoubleByteCharacters> characters)
+    {
+        m_doubleByte = std::move(characters);
+    }
+
+    /// One character of the text and the character positions it takes.
+    struct Decoded {
+        char16_t c;
+        uint32_t positions;
+    };
+    /// The character at `cp` of piece `piece`: one position, or two for a
+    /// double-byte pair, whose trail byte may begin the next piece; a pair
+    /// never reaches `limit`.
+    Decoded decode(std::string_view wordDocument, size_t piece, uint32_t cp, uint32_t limit) const;
 
 private:
     std::vector<Piece> m_pieces;
     std::vector<std::string> m_prcs;
     std::optional<std::array<char16_t, 256>> m_eightBit;
+    std::shared_ptr<const DoubleByteCharacters> m_doubleByte;
 };
 
 /// A byte of a compressed piece: Windows-1252, except that Word stores its

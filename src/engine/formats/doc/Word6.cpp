@@ -2,6 +2,7 @@
 #include "engine/formats/doc/Word6.h"
 
 #include "engine/formats/doc/ByteReader.h"
+#include "engine/formats/doc/DoubleByte.h"
 #include "engine/formats/doc/Properties.h"
 #include "engine/model/Unicode.h"
 
@@ -253,8 +254,8 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
         total += n;
     std::vector<Piece> pieces;
     std::vector<std::string> lists;
-    // The header's extended-character flag says the text is UTF-16, two
-    // bytes a character; else every character is one byte.
+    // The header's extended-character flag says the text is 16-bit, two
+    // bytes a position; else every position is one byte.
     const uint64_t width = fib.fExtChar ? 2 : 1;
     if (!fib.fComplex) {
         // Saved in full: the text stands in one stretch from fcMin on.
@@ -319,6 +320,47 @@ bool word6Pieces(std::string_view wd, const Fib& fib, PieceTable& table, std::ve
     return true;
 }
 
+namespace {
+
+// The code page an East Asian font's character set names, whose names the
+// font table keeps in that page ("\x82\x6C\x82\x72 \x96\xBE\x92\xA9" for MS Mincho).
+uint16_t doubleBytePage(uint8_t charset)
+{
+    switch (charset) {
+    case 128: return 932;
+    case 129: return 949;
+    case 134: return 936;
+    case 136: return 950;
+    default: return 0;
+    }
+}
+
+// A name of the font table, up to its terminator, in the page of the
+// font's character set: Windows-1252 unless that is double-byte.
+std::string fontTableName(std::string_view bytes, uint8_t charset)
+{
+    bytes = bytes.substr(0, bytes.find('\0'));
+    const uint16_t page = doubleBytePage(charset);
+    const bool ascii = std::all_of(bytes.begin(), bytes.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
+    const auto characters = page != 0 && !ascii ? DoubleByteCharacters::open(page) : nullptr;
+    if (!characters)
+        return utf16ToUtf8(cp1252ToUtf16(bytes));
+    std::u16string name;
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const auto byte = static_cast<uint8_t>(bytes[i]);
+        if (characters->isLeadByte(byte) && i + 1 < bytes.size())
+            if (const auto c = characters->pair(byte, static_cast<uint8_t>(bytes[i + 1]))) {
+                name.push_back(*c);
+                ++i;
+                continue;
+            }
+        name.push_back(characters->single(byte));
+    }
+    return utf16ToUtf8(name);
+}
+
+} // namespace
+
 std::vector<std::string> word6FontNames(std::string_view wd)
 {
     std::vector<std::string> names;
@@ -328,7 +370,7 @@ std::vector<std::string> word6FontNames(std::string_view wd)
     while (pos < end && names.size() < 0x7FFF) {
         const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
         const std::string_view name = ffn.size() > 6 ? ffn.substr(6) : std::string_view();
-        names.push_back(utf16ToUtf8(cp1252ToUtf16(name.substr(0, name.find('\0')))));
+        names.push_back(fontTableName(name, u8(ffn, 4)));
         pos += 1ull + u8(table, pos);
     }
     return names;
@@ -347,8 +389,7 @@ std::map<std::string, std::string> word6FontStandIns(std::string_view wd)
         const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
         pos += 1ull + u8(table, pos);
         auto nameAt = [&](size_t off) {
-            const std::string_view s = ffn.size() > off ? ffn.substr(off) : std::string_view();
-            return utf16ToUtf8(cp1252ToUtf16(s.substr(0, s.find('\0'))));
+            return fontTableName(ffn.size() > off ? ffn.substr(off) : std::string_view(), u8(ffn, 4));
         };
         const std::string name = nameAt(6);
         if (name.empty())
@@ -425,17 +466,25 @@ uint16_t word6FontCodePage(std::string_view wd)
     // alternative-name offset and 8-bit name.
     const std::string_view table = slice(wd, u32(wd, 0xD0), u32(wd, 0xD4));
     static constexpr std::pair<uint8_t, uint16_t> pages[] = {
-        {161, 1253}, {162, 1254}, {163, 1258}, {177, 1255}, {178, 1256},
-        {186, 1257}, {204, 1251}, {222, 874},  {238, 1250},
+        {161, 1253}, {162, 1254}, {163, 1258}, {177, 1255}, {178, 1256}, {186, 1257}, {204, 1251},
+        {222, 874},  {238, 1250}, {128, 932},  {129, 949},  {134, 936},  {136, 950},
     };
     uint64_t pos = 2;
     const uint64_t end = std::min<uint64_t>(table.size(), u16(table, 0));
     while (pos < end) {
         const uint8_t charset = u8(table, pos + 4);
-        for (const auto& [set, page] : pages)
-            if (set == charset)
-                return page;
+        const std::string_view ffn = slice(table, pos, 1ull + u8(table, pos));
         pos += 1ull + u8(table, pos);
+        // An East Asian font names the page only when its name is in it
+        // ("\x82\x6C\x82\x72 \x96\xBE\x92\xA9", MS Mincho): corpus files in English
+        // list Times New Roman and Arial a second time under character set
+        // 128 and hold Western text.
+        const std::string_view name = ffn.size() > 6 ? ffn.substr(6) : std::string_view();
+        const bool latinName =
+            std::all_of(name.begin(), name.end(), [](char c) { return static_cast<uint8_t>(c) < 0x80; });
+        for (const auto& [set, page] : pages)
+            if (set == charset && !(isDoubleByteCodePage(page) && latinName))
+                return page;
     }
     return 1252;
 }
@@ -449,6 +498,14 @@ uint16_t word6CodePage(uint16_t lid)
         {0x01, 1256}, {0x29, 1256}, {0x20, 1256}, {0x25, 1257}, {0x26, 1257}, {0x27, 1257}, {0x2A, 1258}, {0x1E, 874},
     };
     const uint16_t primary = lid & 0x3FF;
+    // The East Asian languages: Japanese, Korean, and Chinese, whose page
+    // is the simplified one's for China and Singapore, else Big5's.
+    if (primary == 0x11)
+        return 932;
+    if (primary == 0x12)
+        return 949;
+    if (primary == 0x04)
+        return lid == 0x0804 || lid == 0x1004 ? 936 : 950;
     for (const auto& [language, page] : pages)
         if (language == primary)
             return page;

@@ -42,13 +42,15 @@ std::string word6Sprms(std::string_view grpprl);
 
 /// The pieces of a Word 6 document's text: its piece table when it was
 /// fast-saved, else one piece from fcMin. Every piece is 8-bit unless the
-/// header's extended-character flag says the text is UTF-16. False when
-/// there is no text to read.
+/// header's extended-character flag says the text is 16-bit (UTF-16, or in
+/// an East Asian document the units of its page, see DoubleByte.h). False
+/// when there is no text to read.
 bool word6Pieces(std::string_view wordDocument, const Fib& fib, PieceTable& pieces,
                  std::vector<Diagnostic>& diagnostics);
 
-/// The Windows code page of 8-bit text in the language `lid`; 1252 for the
-/// Western languages and any language not known.
+/// The Windows code page of 8-bit text in the language `lid` (for Japanese,
+/// Korean and Chinese a double-byte page); 1252 for the Western languages
+/// and any language not known.
 uint16_t word6CodePage(uint16_t lid);
 
 /// The names of the fonts of a Word 6 font table (8-bit names).
@@ -62,9 +64,11 @@ std::map<std::string, std::string> word6FontStandIns(std::string_view wordDocume
 /// UTF-16 names, Word 97 modifiers), for the Word 97 style-sheet reader.
 std::string word97StyleSheet(std::string_view stsh);
 
-/// The code page of the first font whose character set is a single-byte
-/// page other than Western (Word 6 names the text's page only there); 1252
-/// when there is none.
+/// The code page of the first font whose character set is a page other
+/// than Western (Word 6 names the text's page only there): a single-byte
+/// page, or an East Asian double-byte one (Shift-JIS 128, Hangul 129,
+/// GB2312 134, Big5 136) for a font named in that page; 1252 when there is
+/// none.
 uint16_t word6FontCodePage(std::string_view wordDocument);
 
 /// The code page of a Word 6 document's 8-bit text: the Macintosh page of

@@ -9,6 +9,7 @@
 #include <librevenge/librevenge.h>
 #include <libwpd/libwpd.h>
 #include <libwps/libwps.h>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,7 +61,15 @@ std::optional<Twips> twips(const RVNGPropertyList& props, const char* name)
 /// text to Word's main counts and are left out.
 class TextCollector final : public librevenge::RVNGTextInterface {
 public:
-    TextCollector(DocumentBuilder& builder, std::string_view defaultFont) : m_b(builder), m_defaultFont(defaultFont)
+    /// How a library hands over its pages: libwpd opens a page span where
+    /// the page setup or the headers change, libwps one for every page.
+    enum class Spans { AtChanges, EveryPage };
+
+    /// `page`, when given, is the page setup read from the file itself,
+    /// taken instead of the one the library reports.
+    TextCollector(DocumentBuilder& builder, std::string_view defaultFont, Spans spans,
+                  std::optional<SectionFormat> page = {})
+        : m_b(builder), m_defaultFont(defaultFont), m_spans(spans), m_page(std::move(page))
     {
         m_char.fontName = m_defaultFont;
         m_char.sizeHalfPoints = 24;
@@ -84,19 +93,34 @@ public:
 
     void openPageSpan(const RVNGPropertyList& props) override
     {
-        if (m_pageSpans++ > 0 && !m_b.limitReached()) {
+        SectionFormat f;
+        if (m_page) {
+            f = *m_page;
+        } else {
+            auto set = [&](const char* name, Twips& into) {
+                if (auto v = twips(props, name); v && *v >= 0 && *v < 31680)
+                    into = *v;
+            };
+            set("fo:page-width", f.pageWidth), set("fo:page-height", f.pageHeight);
+            set("fo:margin-left", f.marginLeft), set("fo:margin-right", f.marginRight);
+            set("fo:margin-top", f.marginTop), set("fo:margin-bottom", f.marginBottom);
+        }
+        m_continuedSpan = m_pageSpans++ > 0 && m_spans == Spans::EveryPage && samePage(f, m_section);
+        m_spansInSection = m_continuedSpan ? m_spansInSection + 1 : 1;
+        m_firstPageFound = m_firstPageFound && m_continuedSpan;
+        if (m_continuedSpan) {
+            // libwps opens a span for every page, a manual page break ending
+            // one; the page is the same, so the break stays a break in the
+            // text (the next paragraph asks for it) and no section starts.
+            m_pendingBreak = true;
+            return;
+        }
+        if (m_pageSpans > 1 && !m_b.limitReached()) {
             // A new page setup starts a section of its own.
             m_b.endSection(m_section, m_refs, m_b.paraFormat(ParaFormat{}), m_b.charFormat(m_char));
             m_refs = HeaderFooterRefs{};
         }
-        SectionFormat f;
-        auto set = [&](const char* name, Twips& into) {
-            if (auto v = twips(props, name); v && *v >= 0 && *v < 31680)
-                into = *v;
-        };
-        set("fo:page-width", f.pageWidth), set("fo:page-height", f.pageHeight);
-        set("fo:margin-left", f.marginLeft), set("fo:margin-right", f.marginRight);
-        set("fo:margin-top", f.marginTop), set("fo:margin-bottom", f.marginBottom);
+        m_pendingBreak = false;
         m_section = f;
     }
     void closePageSpan() override {}
@@ -115,6 +139,13 @@ public:
             closeParagraph();
         m_para = paraFormat(props);
         m_paragraphOpen = true;
+        if (m_para.pageBreakBefore && m_pendingBreak) {
+            // The break of a continued page span: the file holds it as a
+            // break character at the paragraph's start, and Word counts it so.
+            m_para.pageBreakBefore = false;
+            m_pendingBreak = false;
+            append(std::u16string_view(&Ch::PageBreak, 1));
+        }
     }
     void closeParagraph() override
     {
@@ -320,7 +351,27 @@ private:
             return;
         }
         const std::string occurrence = text(props, "librevenge:occurrence");
-        const int slot = occurrence == "first" ? 1 : occurrence == "even" ? 2 : 0;
+        int slot = occurrence == "first" ? 1 : occurrence == "even" ? 2 : 0;
+        if (m_continuedSpan) {
+            // Each continued span repeats the section's header and footer:
+            // they are read once. The second page's span shows what the
+            // first page lacked (libwps leaves a Works header off the first
+            // page so): then the section has a different first page, whose
+            // own stories are what the first span had, and the second
+            // span's stories are the other pages'.
+            const auto& refs = header ? m_refs.headers : m_refs.footers;
+            const bool secondPage = m_spansInSection == 2 && slot == 0;
+            if (secondPage && refs[0] < 0) {
+                m_section.titlePage = true;
+                m_firstPageFound = true;
+            } else if (secondPage && m_firstPageFound && refs[1] < 0) {
+                slot = 1; // the first page showed this one too
+            } else {
+                ++m_skip;
+                m_skippedStory.push_back(true);
+                return;
+            }
+        }
         static constexpr StoryType types[2][3] = {
             {StoryType::PrimaryFooter, StoryType::FirstPageFooter, StoryType::EvenPagesFooter},
             {StoryType::PrimaryHeader, StoryType::FirstPageHeader, StoryType::EvenPagesHeader}};
@@ -410,8 +461,20 @@ private:
         }
     }
 
+    static bool samePage(const SectionFormat& a, const SectionFormat& b)
+    {
+        return a.pageWidth == b.pageWidth && a.pageHeight == b.pageHeight && a.marginLeft == b.marginLeft &&
+               a.marginRight == b.marginRight && a.marginTop == b.marginTop && a.marginBottom == b.marginBottom;
+    }
+
     DocumentBuilder& m_b;
     std::string m_defaultFont;
+    Spans m_spans;
+    std::optional<SectionFormat> m_page;
+    bool m_continuedSpan = false;  // the current span goes on with the section before
+    int m_spansInSection = 0;      // the spans of the current section so far
+    bool m_firstPageFound = false; // the second span showed a first page of its own
+    bool m_pendingBreak = false;   // its page break is not yet in the text
     CharFormat m_char;
     ParaFormat m_para;
     bool m_paragraphOpen = false;
@@ -428,10 +491,11 @@ private:
 };
 
 template <typename Parse>
-ReadResult collect(std::string_view format, std::string_view defaultFont, const ReadOptions& options, Parse parse)
+ReadResult collect(std::string_view format, std::string_view defaultFont, const ReadOptions& options, Parse parse,
+                   TextCollector::Spans spans = TextCollector::Spans::AtChanges, std::optional<SectionFormat> page = {})
 {
     DocumentBuilder builder{std::string(format), options.limits};
-    TextCollector collector(builder, defaultFont);
+    TextCollector collector(builder, defaultFont, spans, std::move(page));
     const std::string error = parse(collector);
     if (!error.empty())
         return ReadResult::failure(error);
@@ -439,6 +503,54 @@ ReadResult collect(std::string_view format, std::string_view defaultFont, const 
     ReadResult result;
     result.document = builder.finish(collector.section(), collector.refs());
     return result;
+}
+
+// The page Works 2 to 4 saved: six words at 0x64 of the document stream
+// (the whole file for Works 2 and for DOS, the "MN0" stream of Works 3 and
+// 4), the top, bottom, left and right margins, then the page's height and
+// width, in twips. libwps narrows the right margin it reports by 0.2 inch
+// (halves one under 0.4 inch); Word lays the text out on the saved one.
+std::optional<SectionFormat> worksPageSetup(librevenge::RVNGInputStream& input)
+{
+    std::unique_ptr<librevenge::RVNGInputStream> sub;
+    librevenge::RVNGInputStream* stream = &input;
+    if (input.isStructured()) {
+        sub.reset(input.getSubStreamByName("MN0"));
+        if (!sub)
+            return std::nullopt;
+        stream = sub.get();
+    }
+    stream->seek(0, librevenge::RVNG_SEEK_SET);
+    unsigned long got = 0;
+    const unsigned char* head = stream->read(0x70, got);
+    input.seek(0, librevenge::RVNG_SEEK_SET);
+    // The layout's signature: a version byte up to 7, then 0xFE.
+    if (!head || got < 0x70 || head[0] > 7 || head[1] != 0xFE)
+        return std::nullopt;
+    auto word = [head](size_t at) { return static_cast<Twips>(head[at] | head[at + 1] << 8); };
+    SectionFormat f;
+    f.marginTop = word(0x64), f.marginBottom = word(0x66), f.marginLeft = word(0x68), f.marginRight = word(0x6A);
+    f.pageHeight = word(0x6C), f.pageWidth = word(0x6E);
+    if (f.pageWidth == 0 || f.pageHeight == 0 || f.marginLeft + f.marginRight >= f.pageWidth ||
+        f.marginTop + f.marginBottom >= f.pageHeight)
+        return std::nullopt;
+    return f;
+}
+
+// The code page of a file libwps cannot tell one for. Works for DOS (the
+// Works 2-4 layout with version byte 1) wrote its text in a DOS page: the
+// one its header names at 0x10 (bits 4 to 14), else libwps' own choice,
+// page 850 (é is 0x82 there, and 0xA0 is á, not a no-break space). Write
+// and the other old formats are Windows-1252.
+std::string oldTextEncoding(std::string_view bytes, libwps::WPSCreator creator)
+{
+    if (creator != libwps::WPS_MSWORKS)
+        return "CP1252";
+    if (bytes.size() < 0x12 || bytes[0] != 1 || bytes[1] != '\xFE')
+        return {};
+    const auto oem = static_cast<uint16_t>(static_cast<uint8_t>(bytes[0x10]) | static_cast<uint8_t>(bytes[0x11]) << 8);
+    const unsigned page = (oem >> 4) & 0x7FF;
+    return page >= 437 && page <= 869 ? "CP" + std::to_string(page) : std::string();
 }
 
 } // namespace
@@ -523,15 +635,20 @@ ReadResult readWorks(std::string_view bytes, const ReadOptions& options)
         if (kind != libwps::WPS_TEXT)
             return ReadResult::failure("the file looks like a Works spreadsheet or database, not a document "
                                        "that can be counted");
-        return collect("wps", "Times New Roman", options, [&](TextCollector& collector) -> std::string {
-            input.seek(0, librevenge::RVNG_SEEK_SET);
-            // Old Works files name no code page; Windows-1252 is what they were written in.
-            switch (libwps::WPSDocument::parse(&input, &collector, nullptr, needsEncoding ? "CP1252" : nullptr)) {
-            case libwps::WPS_OK: return {};
-            case libwps::WPS_ENCRYPTION_ERROR: return "password-protected documents cannot be counted";
-            default: return "the Works document is damaged and cannot be read";
-            }
-        });
+        std::optional<SectionFormat> page = worksPageSetup(input);
+        return collect(
+            "wps", "Times New Roman", options,
+            [&](TextCollector& collector) -> std::string {
+                input.seek(0, librevenge::RVNG_SEEK_SET);
+                const std::string encoding = needsEncoding ? oldTextEncoding(bytes, creator) : std::string();
+                switch (libwps::WPSDocument::parse(&input, &collector, nullptr,
+                                                   encoding.empty() ? nullptr : encoding.c_str())) {
+                case libwps::WPS_OK: return {};
+                case libwps::WPS_ENCRYPTION_ERROR: return "password-protected documents cannot be counted";
+                default: return "the Works document is damaged and cannot be read";
+                }
+            },
+            TextCollector::Spans::EveryPage, std::move(page));
     } catch (const std::bad_alloc&) {
         return ReadResult::failure("the document needs more memory than the engine can take");
     } catch (...) {

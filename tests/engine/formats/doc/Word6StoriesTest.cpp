@@ -29,12 +29,13 @@ struct Word6Doc {
     std::array<uint32_t, 8> ccp{};
     std::vector<std::pair<uint32_t, std::string>> sections, tables;
     uint16_t flags = 0;
+    uint16_t lid = 0x0409;
 };
 
 ReadResult read(const Word6Doc& d)
 {
     std::string wd(0x300, '\0');
-    set16(wd, 0, 0xA5DC), set16(wd, 2, 104), set16(wd, 0x0A, d.flags);
+    set16(wd, 0, 0xA5DC), set16(wd, 2, 104), set16(wd, 6, d.lid), set16(wd, 0x0A, d.flags);
     set32(wd, 0x18, 0x300), set32(wd, 0x1C, 0x300 + static_cast<uint32_t>(d.text.size()));
     for (size_t i = 0; i < 8; ++i)
         set32(wd, 0x34 + 4 * i, i == 0 && d.ccp[0] == 0 ? static_cast<uint32_t>(d.text.size()) : d.ccp[i]);
@@ -122,6 +123,21 @@ TEST(Word6Stories, ExtendedCharacterFlagMeansUtf16)
         ASSERT_TRUE(r->ok()) << r->error;
         EXPECT_EQ(describe(*r->document, ""), "\u0414\u0430 ok¶");
     }
+}
+
+// Fast-saved Japanese text: a piece may end between a lead byte and its
+// trail, which begins the next piece (stored here before the first). The
+// pair is still one character, 本; read by piece, it was a stray lead byte
+// and a brace.
+TEST(Word6Stories, EastAsianPairSplitBetweenPieces)
+{
+    std::string clx = "\x02" + cps({28}) + cps({0, 3, 5});
+    put16(clx, 0), put32(clx, 0x302), put16(clx, 0); // 93 FA 96: 日 and a lead byte
+    put16(clx, 0), put32(clx, 0x300), put16(clx, 0); // 7B 0D: the trail, then the mark
+    Word6Doc d{"\x7B\r\x93\xFA\x96", {5}, {}, {{0x160, clx}}, 0x0004, 0x0411};
+    const ReadResult r = read(d);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, ""), "日本¶");
 }
 
 // Cells merged across (the first flagged 1, the rest 2) show as one cell:

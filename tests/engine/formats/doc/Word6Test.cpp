@@ -1,5 +1,7 @@
 // Word 6 and Word 95 documents: the older header, 8-bit text in the
 // document's code page and one-byte property modifiers.
+#include "engine/formats/doc/Word6.h"
+
 #include "../support/Describe.h"
 #include "DocFixture.h"
 #include "engine/access/WordStatistics.h"
@@ -104,6 +106,110 @@ TEST(Word6, FontCharacterSetGivesTheCodePage)
     const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
     ASSERT_TRUE(r.ok()) << r.error;
     EXPECT_EQ(describe(*r.document, ""), "Hello \u041F\u0440\u0438¶");
+}
+
+// Word 6 and Word 95 for the Far East keep a character in one byte or two
+// in the document's double-byte page, a position for each byte: a lead byte
+// and its trail are one character over two positions, so runs, paragraph
+// marks and story lengths count bytes. Read a byte at a time in Windows-1252
+// the text was Latin letters; now each pair is its character and the bold
+// run over bytes [6, 10) covers exactly two of them. The trail byte of 表
+// is 0x5C, a backslash alone, and the ideographic space is 0x81 0x40.
+TEST(Word6, EastAsianTextIsReadAPairOfBytesACharacter)
+{
+    struct Case {
+        const char* name;
+        uint16_t lid;
+        std::string text;
+        const char* expected;
+    } cases[] = {
+        {"Japanese, Shift-JIS", 0x0411,
+         "Hello \x93\xFA\x96\x7B\x8C\xEA\x82\xCC\x95\x5C\x82\xC5\x82\xB7\x81\x42\r\xB1\xB2\x81\x40\x8A\xBF\x8E\x9A\r",
+         "Hello {b|日本}語の表です。¶[center]ｱｲ　漢字¶[center]"},
+        {"Simplified Chinese, GBK", 0x0804, "Hello \xD6\xD0\xCE\xC4\xCE\xC4\xB5\xB5\xA1\xA3\r",
+         "Hello {b|中文}文档。¶[center]"},
+        {"Korean, Unified Hangul", 0x0412, "Hello \xC7\xD1\xB1\xB9\xBE\xEE \xB9\xAE\xBC\xAD\r",
+         "Hello {b|한국}어 문서¶[center]"},
+        {"Traditional Chinese, Big5", 0x0404, "Hello \xA4\xA4\xA4\xE5\xA4\xE5\xA5\xF3\xA1\x43\r",
+         "Hello {b|中文}文件。¶[center]"},
+        // A lead byte without a trail the page knows stands alone; the
+        // paragraph mark after it stays a mark.
+        {"a stray lead byte", 0x0411, "Hello \x93\xFA\x96\x7B\x93\rok\r", "Hello {b|日本}\uFFFD¶[center]ok¶[center]"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", word6Stream(c.text, c.lid)}}), {});
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, "b al"), c.expected);
+    }
+}
+
+// A Japanese document written on an English system names its page only in
+// its fonts' character set (128, Shift-JIS), and the font's own name is in
+// that page: "ＭＳ 明朝" is the bytes 82 6C 82 72 20 96 BE 92 A9. Fonts
+// with Latin names under 128, as English corpus files list Times New Roman
+// and Arial a second time, name no page: their é stays é.
+TEST(Word6, EastAsianFontCharacterSetGivesThePageAndTheFontsName)
+{
+    struct Case {
+        std::string name;
+        const char* expected;
+        const char* font;
+    } cases[] = {
+        {"\x82\x6C\x82\x72\x20\x96\xBE\x92\xA9", "Hello {b|日本}caf\uFFFD¶", "ＭＳ 明朝"},
+        {"Times New Roman", "Hello {b|\u201C\u00FA\u2013{}caf\u00E9¶", "Times New Roman"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.font);
+        std::string wd = word6Stream("Hello \x93\xFA\x96\x7B"
+                                     "caf\xE9\r",
+                                     0x0409);
+        std::string font = std::string("\x00\x00\x90\x01\x80\x00", 6) + c.name + '\0';
+        font[0] = static_cast<char>(font.size() - 1);
+        wd.replace(0x500, 2 + font.size(), std::string(1, static_cast<char>(font.size() + 2)) + '\0' + font);
+        set32(wd, 0xD0, 0x500), set32(wd, 0xD4, static_cast<uint32_t>(font.size() + 2));
+        const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(describe(*r.document, "b"), c.expected);
+        EXPECT_EQ(word6FontNames(wd), std::vector<std::string>{c.font});
+    }
+}
+
+// Word 95 for the Far East with the extended-character flag keeps a unit of
+// two bytes a position: a pair as lead byte times 256 plus trail (0x93FA is
+// 日, not the ideograph U+93FA), a single byte as itself (0xB1 is the
+// half-width ｱ in Shift-JIS, not ±). The bold run over bytes [6, 10) is
+// positions 3 and 4 here.
+TEST(Word6, EastAsianExtendedCharactersAreUnitsOfThePage)
+{
+    std::string text;
+    for (const uint16_t unit : {0x48, 0x65, 0x6C, 0x6C, 0x6F, 0x20, 0x93FA, 0x967B, 0xB1, 0x8140, 0x0D})
+        put16(text, unit);
+    std::string wd = word6Stream(text, 0x0411, 104);
+    set16(wd, 0x0A, 0x1000);
+    set32(wd, 0x34, static_cast<uint32_t>(text.size() / 2));
+    const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", wd}}), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, "b"), "Hel{b|lo} 日本ｱ　¶");
+}
+
+// Counted as Word counts: Hello one word, each of the twelve East Asian
+// characters one (。 and the half-width kana too); 17 characters, the
+// ideographic space counted with the spaces, 20 with them and the first
+// paragraph mark; the same as the text in Unicode.
+TEST(Word6, EastAsianTextCountsAsTheSameTextInUnicode)
+{
+    const std::string sjis =
+        "Hello \x93\xFA\x96\x7B\x8C\xEA\x82\xCC\x95\x5C\x82\xC5\x82\xB7\x81\x42\r\xB1\xB2\x81\x40\x8A\xBF\x8E\x9A\r";
+    const ReadResult r = readDoc(buildCompoundFile({{u"WordDocument", word6Stream(sjis, 0x0411)}}), {});
+    ASSERT_TRUE(r.ok()) << r.error;
+    const ReadResult text = readDocumentBytes("Hello 日本語の表です。\r\nｱｲ　漢字\r\n", "txt");
+    ASSERT_TRUE(text.ok()) << text.error;
+    const WordStatistics a = computeWordStatistics(*r.document), b = computeWordStatistics(*text.document);
+    EXPECT_EQ(std::tuple(a.words, a.asianCharacters, a.characters, a.charactersWithSpaces, a.paragraphs),
+              std::tuple(13, 12, 17, 20, 2));
+    EXPECT_EQ(std::tuple(a.words, a.asianCharacters, a.characters, a.charactersWithSpaces, a.paragraphs),
+              std::tuple(b.words, b.asianCharacters, b.characters, b.charactersWithSpaces, b.paragraphs));
 }
 
 // A Word 6 style sheet: eight-byte style bases, 8-bit names, one-byte
