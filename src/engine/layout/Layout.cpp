@@ -125,6 +125,10 @@ enum class StackEdges : uint8_t { Open, Cell };
 struct RowBox {
     std::vector<LaidOutLine> lines;
     double height = 0;
+    /// How much of the row must fit for it to split: in every cell the
+    /// first paragraph's lines that may not part (one, two under widow
+    /// control, all of a paragraph of three or fewer or kept together).
+    double leastPart = 0;
     bool cantSplit = false;
     bool isHeader = false;
 };
@@ -539,6 +543,20 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
                 bestCount = n;
                 bestCell = c;
             }
+        }
+        for (const std::vector<LaidOutLine>& cellLines : byRowCell[r]) {
+            if (cellLines.empty())
+                continue;
+            size_t n = 0;
+            while (n < cellLines.size() && cellLines[n].reason != BreakReason::ParagraphEnd)
+                ++n;
+            n = std::min(n + 1, cellLines.size());
+            const LaidOutLine& last = cellLines[n - 1];
+            const Story& s = m_doc.stories[last.story];
+            const uint32_t mark = last.end > 0 ? std::min<uint32_t>(last.end - 1, s.size() - 1) : 0;
+            const ParaFormat& pf = m_doc.paraFormatOf(s, mark);
+            const size_t need = pf.keepLinesTogether ? n : pf.widowControl ? (n <= 3 ? n : 2) : 1;
+            box.leastPart = std::max(box.leastPart, cellLines[need - 1].y + cellLines[need - 1].height);
         }
         for (size_t c = 0; c < byRowCell[r].size(); ++c)
             for (LaidOutLine& l : byRowCell[r][c]) {
@@ -1146,13 +1164,15 @@ void Engine::placeTable(const Table& table)
                 // over (Word's PDF moves a one-line row whose 6 pt after
                 // would end 0.2 pt past the margin).
                 const double avail = bottom() - m_y;
-                bool someFits = false, allFit = true;
-                for (const LaidOutLine& l : row.lines) {
-                    if (l.y + l.height - done <= avail + Eps)
-                        someFits = true;
-                    else
+                // Word splits a row only where every cell can leave its
+                // first lines on this page, widow control kept: its PDF
+                // moves a row whose second cell holds a two-line paragraph
+                // when only the first of those lines fits.
+                const bool someFits = row.leastPart > 0 && row.leastPart - done <= avail + Eps;
+                bool allFit = true;
+                for (const LaidOutLine& l : row.lines)
+                    if (l.y + l.height - done > avail + Eps)
                         allFit = false;
-                }
                 if (row.cantSplit || !someFits || allFit) {
                     nextColumn(true);
                     if (!isRepeatedHeader)

@@ -682,6 +682,40 @@ TEST(Tables, ARowWhoseLinesFitButNotItsSpaceMovesWhole)
     EXPECT_DOUBLE_EQ(r.pages[1].lines[0].y, 1440);
 }
 
+// A row splits over a page only where every cell can leave lines on the
+// first page, widow control kept. After 46 lines (264 twips left) a row
+// whose second cell holds a two-line paragraph of 226.6-twip lines has room
+// for one of them: under widow control that line may not stand alone, so
+// the row moves whole; without it the row splits.
+TEST(Tables, ARowSplitsOnlyWhereEveryCellMayLeaveLines)
+{
+    for (const bool widowControl : {true, false}) {
+        SCOPED_TRACE(widowControl ? "widow control" : "no widow control");
+        DocumentBuilder b("docx");
+        const uint32_t body = b.charFormat(times());
+        const uint32_t code = b.charFormat(mono());
+        ParaFormat cellFormat;
+        cellFormat.widowControl = widowControl;
+        const uint32_t plain = b.paraFormat({});
+        const uint32_t cellPara = b.paraFormat(cellFormat);
+        for (size_t i = 0; i < LinesPerPage; ++i)
+            addPara(b, u"Line", body, plain);
+        TableRowFormat row;
+        row.cells = {TableCellFormat{}, TableCellFormat{}};
+        row.cells[0].width = row.cells[1].width = 1440;
+        b.beginTable();
+        b.beginRow();
+        addCell(b, u"A", code, cellPara);
+        addCell(b, u"aaaaaaaaa bbbbbbbbb", code, cellPara);
+        b.endRow(row, code);
+        b.endTable();
+        addPara(b, u"after", body, plain);
+        const LayoutResult r = layoutDocument(*b.finish({}, {}));
+        ASSERT_EQ(r.pageCount(), 2);
+        EXPECT_EQ(r.pages[0].lines.size(), widowControl ? LinesPerPage : LinesPerPage + 2);
+    }
+}
+
 // A table's preferred width wider than its cells widens them in proportion
 // (100% of a 9360-twip text area: two 2400-twip cells become 4680 each);
 // narrower, or none, leaves them as they are.
