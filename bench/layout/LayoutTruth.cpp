@@ -14,6 +14,7 @@
 #include "engine/formats/Reader.h"
 #include "engine/layout/Layout.h"
 #include "engine/layout/LayoutDump.h"
+#include "engine/layout/TextMeasurer.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
@@ -102,10 +103,12 @@ std::u16string visibleText(const Document& doc, const layout::LaidOutLine& l)
     const Story& s = doc.stories[l.story];
     for (uint32_t p = l.start; p < l.end && p < s.size(); ++p) {
         const char16_t c = s.text[p];
-        if (doc.charFormatAt(s, p).hidden)
+        const CharFormat& f = doc.charFormatAt(s, p);
+        if (f.hidden)
             continue;
         if (c == Ch::Tab || c >= 32) {
-            t += c;
+            // Capitals and small capitals print as capitals.
+            t += f.allCaps || f.smallCaps ? layout::displayCapital(c) : c;
         } else if (c == Ch::NoteReference) {
             // The reference prints the note's number among its kind.
             const int32_t note = doc.charFormatAt(s, p).noteIndex;
