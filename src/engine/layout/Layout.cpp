@@ -494,6 +494,25 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
                 work[last].height += roundTwips(needed - spanned);
         }
 
+    // A cell whose text is shorter than its row stands at the row's top,
+    // middle or bottom as the cell asks (ECMA-376 Part 1, 17.4.84 vAlign);
+    // a merged cell keeps its text at the top.
+    for (size_t r = 0; r < work.size(); ++r) {
+        const TableRowFormat& rf = *work[r].format;
+        const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        const double room =
+            work[r].height - work[r].topBorder - rf.cellMarginTop - rf.cellMarginBottom - bottomBorder;
+        for (size_t c = 0; c < work[r].cells.size() && c < rf.cells.size(); ++c) {
+            CellBox& cell = work[r].cells[c];
+            const CellVerticalAlign align = rf.cells[c].verticalAlign;
+            if (cell.continues || cell.rowSpan != 1 || align == CellVerticalAlign::Top || room <= cell.height)
+                continue;
+            const double shift = (room - cell.height) * (align == CellVerticalAlign::Center ? 0.5 : 1.0);
+            for (LaidOutLine& l : cell.lines)
+                l.y += shift;
+        }
+    }
+
     // Each row's lines: its own cells', and those of merged cells above it
     // that run down into it, moved to be relative to its top.
     std::vector<std::vector<std::vector<LaidOutLine>>> byRowCell(work.size());

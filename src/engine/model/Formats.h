@@ -131,6 +131,8 @@ struct ParaFormat {
 };
 
 enum class VerticalMerge : uint8_t { None, Restart, Continue };
+/// Where a cell's text stands in a row taller than the text.
+enum class CellVerticalAlign : uint8_t { Top, Center, Bottom };
 enum class RowHeightRule : uint8_t { Auto, AtLeast, Exact };
 
 /// A cell's own borders; an unset side takes the table's.
@@ -149,6 +151,7 @@ struct TableCellFormat {
     Twips width = 0;
     int32_t gridSpan = 1;
     VerticalMerge verticalMerge = VerticalMerge::None;
+    CellVerticalAlign verticalAlign = CellVerticalAlign::Top;
     uint32_t shading = AutoColor; ///< fill colour
     CellBorders borders;
     auto operator<=>(const TableCellFormat&) const = default;

@@ -716,6 +716,35 @@ TEST(Tables, ARowSplitsOnlyWhereEveryCellMayLeaveLines)
     }
 }
 
+// A row as tall as its three-line cell: the one-line cell beside it puts
+// its line at the top, in the middle (276 lower) or at the bottom (552
+// lower), as it asks.
+TEST(Tables, ACellsTextStandsAtTheTopMiddleOrBottomOfItsRow)
+{
+    struct Case {
+        const char* what;
+        CellVerticalAlign align;
+        double offset;
+    } cases[] = {
+        {"top", CellVerticalAlign::Top, 0},
+        {"middle", CellVerticalAlign::Center, 276},
+        {"bottom", CellVerticalAlign::Bottom, 552},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TableRowFormat row;
+        row.cells = {TableCellFormat{}, TableCellFormat{}};
+        row.cells[0].width = row.cells[1].width = 3000;
+        row.cells[1].verticalAlign = c.align;
+        const LayoutResult r =
+            layoutDocument(*oneTableDocument({{row, {u"one\u000Btwo\u000Bthree", u"beside"}}}, false, times()));
+        const auto& lines = r.pages[0].lines;
+        const auto beside = std::find_if(lines.begin(), lines.end(), [](const LaidOutLine& l) { return l.x > 3000; });
+        ASSERT_NE(beside, lines.end());
+        EXPECT_DOUBLE_EQ(beside->y - lines[0].y, c.offset);
+    }
+}
+
 // A table's preferred width wider than its cells widens them in proportion
 // (100% of a 9360-twip text area: two 2400-twip cells become 4680 each);
 // narrower, or none, leaves them as they are.

@@ -339,6 +339,13 @@ BorderLine makeBorder(uint8_t width, uint8_t type, uint8_t space, uint32_t color
     return b;
 }
 
+// A cell's vertical alignment as Word 97 writes it ([MS-DOC] 2.9.341
+// VerticalAlign): 0 top, 1 centre, 2 bottom.
+CellVerticalAlign cellVerticalAlign(unsigned value)
+{
+    return value == 1 ? CellVerticalAlign::Center : value == 2 ? CellVerticalAlign::Bottom : CellVerticalAlign::Top;
+}
+
 // Brc80 (MS-DOC 2.9.16): line width, type, colour index, space; all ones is nil.
 BorderLine brc80(std::string_view op, size_t at)
 {
@@ -466,6 +473,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
                 cell.verticalMerge = (flags & 0x0040) ? VerticalMerge::Restart
                                      : (flags & 0x0020) ? VerticalMerge::Continue
                                                         : VerticalMerge::None;
+                cell.verticalAlign = cellVerticalAlign((flags >> 7) & 3);
             }
             pap.row.cells.push_back(cell);
         }
@@ -488,6 +496,15 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
             }
             i = last;
         }
+        break;
+    }
+    case 0xD62C: {
+        // sprmTVertAlign: the vertical alignment of cells itcFirst up to
+        // itcLim ([MS-DOC] 2.6.4, CellRangeVertAlign), after its length byte.
+        if (!fits(op.size(), 0, 4))
+            break;
+        for (size_t c = u8(op, 1); c < u8(op, 2) && c < pap.row.cells.size(); ++c)
+            pap.row.cells[c].verticalAlign = cellVerticalAlign(u8(op, 3));
         break;
     }
     case 0xD62B: {

@@ -1012,6 +1012,11 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row, uint8_t
             cell.gridSpan = std::clamp<int32_t>(xml::clampInt32(xml::toInt(value(e, "val")).value_or(1)), 1, 64);
         } else if (n == "vMerge") {
             cell.verticalMerge = value(e, "val") == "restart" ? VerticalMerge::Restart : VerticalMerge::Continue;
+        } else if (n == "vAlign") {
+            const std::string_view v = value(e, "val");
+            cell.verticalAlign = v == "center"   ? CellVerticalAlign::Center
+                                 : v == "bottom" ? CellVerticalAlign::Bottom
+                                                 : CellVerticalAlign::Top;
         } else if (n == "shd") {
             if (auto fill = parseShadingFill(e))
                 cell.shading = *fill;

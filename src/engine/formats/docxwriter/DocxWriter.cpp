@@ -443,6 +443,9 @@ void PackageWriter::writeTable(std::string& out, size_t story, const Table& tabl
                 out += cf.verticalMerge == VerticalMerge::Restart ? "<w:vMerge w:val=\"restart\"/>" : "<w:vMerge/>";
             if (cf.shading != AutoColor)
                 out += "<w:shd w:val=\"clear\" w:color=\"auto\" w:fill=\"" + hexColor(cf.shading) + "\"/>";
+            if (cf.verticalAlign != CellVerticalAlign::Top)
+                out += cf.verticalAlign == CellVerticalAlign::Center ? "<w:vAlign w:val=\"center\"/>"
+                                                                     : "<w:vAlign w:val=\"bottom\"/>";
             out += "</w:tcPr>";
             writeRange(out, story, cell.start, cell.end + 1, static_cast<uint8_t>(table.depth + 1));
             out += "</w:tc>";

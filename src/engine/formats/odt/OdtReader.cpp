@@ -498,6 +498,7 @@ void OdtReader::readTable(const pugi::xml_node& table)
                 // margins (Word keeps one set per row; the first cell's stands).
                 const odt::CellProps props = m_styles.cellProps(m_scope, std::string(value(cell, "style-name")));
                 cf.borders = props.borders;
+                cf.verticalAlign = props.verticalAlign;
                 if (format.cells.empty()) {
                     format.cellMarginTop = props.paddingTop.value_or(format.cellMarginTop);
                     format.cellMarginBottom = props.paddingBottom.value_or(format.cellMarginBottom);

@@ -396,6 +396,10 @@ void OdtStyles::readStyles(const pugi::xml_node& root, std::map<std::pair<std::s
                 style.cell.paddingBottom = sides.padBottom;
                 style.cell.paddingLeft = sides.padLeft;
                 style.cell.paddingRight = sides.padRight;
+                const std::string_view align = value(cell, "vertical-align");
+                style.cell.verticalAlign = align == "middle"   ? CellVerticalAlign::Center
+                                           : align == "bottom" ? CellVerticalAlign::Bottom
+                                                               : CellVerticalAlign::Top;
             }
             if (pugi::xml_node col = child(s, "table-column-properties"))
                 style.columnWidth = parseLength(value(col, "column-width"));

@@ -27,6 +27,7 @@ BorderLine parseBorder(std::string_view text);
 struct CellProps {
     CellBorders borders;
     std::optional<Twips> paddingTop, paddingBottom, paddingLeft, paddingRight;
+    CellVerticalAlign verticalAlign = CellVerticalAlign::Top;
 };
 
 /// The name under which the heading outline's numbering is kept with the

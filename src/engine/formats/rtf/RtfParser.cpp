@@ -1110,6 +1110,9 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     case Kw::TrPaddB: r.cellMarginBottom = clampTwips(param, 0); break;
     case Kw::ClVmgf: d.pendingCell.verticalMerge = VerticalMerge::Restart; break;
     case Kw::ClVmrg: d.pendingCell.verticalMerge = VerticalMerge::Continue; break;
+    case Kw::ClVertAlT: d.pendingCell.verticalAlign = CellVerticalAlign::Top; break;
+    case Kw::ClVertAlC: d.pendingCell.verticalAlign = CellVerticalAlign::Center; break;
+    case Kw::ClVertAlB: d.pendingCell.verticalAlign = CellVerticalAlign::Bottom; break;
     case Kw::ClMrg: d.pendingMerge = true; break;
     case Kw::TrBrdrT:
     case Kw::TrBrdrB:

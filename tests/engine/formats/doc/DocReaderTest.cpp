@@ -497,7 +497,8 @@ TEST(DocProperties, BordersOfParagraphsTablesAndCells)
 
 // Would catch TC80's merge flags ignored: cells merged across as one wide
 // cell (the merged ones at no width), a vertical merge started by a TC80 flag
-// and continued by sprmTVertMerge in the row below.
+// and continued by sprmTVertMerge in the row below; and the cells' vertical
+// alignment from TC80 and sprmTVertAlign.
 TEST(DocReader, MergedCellsAcrossAndDown)
 {
     const std::string inTable = sprm(0x2416, {1});
@@ -516,9 +517,11 @@ TEST(DocReader, MergedCellsAcrossAndDown)
         return op;
     };
     // Row 1: cells 1 and 2 merged (fFirstMerged, fMerged), cell 3 starts a
-    // vertical merge (fVertRestart); row 2: plain cells, cell 3 continuing it.
-    const std::string row1 = defTable({0x0001, 0x0002, 0x0040});
-    const std::string row2 = defTable({0, 0, 0}) + sprm(0xD62B, {2, 2, 1});
+    // vertical merge (fVertRestart) with its text at the bottom (vertAlign
+    // 2); row 2: plain cells, cell 3 continuing the merge, the first two
+    // centred by sprmTVertAlign.
+    const std::string row1 = defTable({0x0001, 0x0002, 0x0040 | (2 << 7)});
+    const std::string row2 = defTable({0, 0, 0}) + sprm(0xD62B, {2, 2, 1}) + sprm(0xD62C, {3, 0, 2, 1});
     DocSpec spec = plain(u"a\u0007\u0007b\u0007\u0007c\u0007d\u0007\u0007\u0007after\r");
     spec.paras = {
         {2, 0, inTable}, {3, 0, inTable}, {5, 0, inTable}, {6, 0, inTable + sprm(0x2417, {1}) + row1},
@@ -526,5 +529,5 @@ TEST(DocReader, MergedCellsAcrossAndDown)
         {18, 0, {}},
     };
     EXPECT_EQ(describeMain(spec, "row"),
-              "a¤¤b¤¤[row cells3000,0,1500^]c¤d¤¤¤[row cells1500,1500,1500|]after¶");
+              "a¤¤b¤¤[row cells3000,0,1500^bot]c¤d¤¤¤[row cells1500mid,1500mid,1500|]after¶");
 }

@@ -153,7 +153,7 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     pkg.body =
         R"(<w:p><w:pPr><w:pStyle w:val="Title"/><w:pBdr><w:top w:val="thick" w:sz="12"/></w:pBdr><w:shd w:val="clear" w:fill="FFFF00"/></w:pPr><w:r><w:t>T</w:t></w:r></w:p>)"
         R"(<w:tbl><w:tblPr><w:tblStyle w:val="Grid"/><w:tblW w:w="100%" w:type="pct"/><w:tblBorders><w:top w:val="nil"/></w:tblBorders></w:tblPr><w:tr>)"
-        R"(<w:tc><w:tcPr><w:tcBorders><w:top w:val="dotted" w:sz="6" w:space="1"/><w:bottom w:val="nil"/></w:tcBorders></w:tcPr>)" +
+        R"(<w:tc><w:tcPr><w:tcBorders><w:top w:val="dotted" w:sz="6" w:space="1"/><w:bottom w:val="nil"/></w:tcBorders><w:vAlign w:val="bottom"/></w:tcPr>)" +
         para("a") + "</w:tc></w:tr></w:tbl>" + para("b");
     ReadResult r = read(pkg);
     ASSERT_TRUE(r.ok()) << r.error;
@@ -175,6 +175,7 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 6, 1, AutoColor}));
     EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
+    EXPECT_EQ(row.cells[0].verticalAlign, CellVerticalAlign::Bottom);
 }
 
 TEST(DocxReader, TableStylesFormatTheTablePartsTheTableLooksFor)

@@ -87,12 +87,12 @@ std::unique_ptr<Document> sample()
     TableRowFormat row;
     row.borders = false;
     row.grid = {3000, 2000};
-    row.cells = {TableCellFormat{3000, 1, VerticalMerge::None, 0xC0C0C0},
-                 TableCellFormat{2000, 1, VerticalMerge::None, AutoColor}};
+    row.cells = {TableCellFormat{3000, 1, VerticalMerge::None, CellVerticalAlign::Top, 0xC0C0C0},
+                 TableCellFormat{2000, 1, VerticalMerge::None, CellVerticalAlign::Bottom, AutoColor}};
     TableRowFormat inner;
     inner.grid = {900, 900};
-    inner.cells = {TableCellFormat{900, 1, VerticalMerge::None, 0x000000},
-                   TableCellFormat{900, 1, VerticalMerge::None, AutoColor}};
+    inner.cells = {TableCellFormat{900, 1, VerticalMerge::None, CellVerticalAlign::Top, 0x000000},
+                   TableCellFormat{900, 1, VerticalMerge::None, CellVerticalAlign::Top, AutoColor}};
     b.beginTable();
     b.beginRow();
     b.beginCell();

@@ -286,14 +286,15 @@ TEST(OdtReader, FlatFilesAndDamagedPackages)
 
 // fo:border in any word order, each side's own over the shorthand, padding
 // as the distance from the text (a paragraph's) or the cell margins (a
-// cell's); a double border's width is the whole of its three parts.
+// cell's); a double border's width is the whole of its three parts; a
+// cell's text centred in its row.
 TEST(OdtReader, BordersAndPaddingOfParagraphsAndCells)
 {
     OdtPackage pkg;
     pkg.contentStyles =
         R"(<style:style style:name="P1" style:family="paragraph"><style:paragraph-properties fo:border="#FF0000 0.5pt solid" fo:border-left="none" fo:padding="0.0417in" fo:background-color="#FFFF00"/></style:style>
            <style:style style:name="P2" style:family="paragraph"><style:paragraph-properties fo:border-bottom="1.5pt double #000000"/></style:style>
-           <style:style style:name="A1" style:family="table-cell"><style:table-cell-properties fo:padding-top="0.05in" fo:border-top="1pt dotted #000000" fo:border-bottom="none"/></style:style>)";
+           <style:style style:name="A1" style:family="table-cell"><style:table-cell-properties fo:padding-top="0.05in" fo:border-top="1pt dotted #000000" fo:border-bottom="none" style:vertical-align="middle"/></style:style>)";
     pkg.body = R"(<text:p text:style-name="P1">boxed</text:p><text:p text:style-name="P2">ruled</text:p>
         <table:table><table:table-column/><table:table-row><table:table-cell table:style-name="A1"><text:p>a</text:p></table:table-cell></table:table-row></table:table>)";
     ReadResult r = readOdt(pkg.build(), {});
@@ -314,6 +315,7 @@ TEST(OdtReader, BordersAndPaddingOfParagraphsAndCells)
     EXPECT_EQ(row.cells[0].borders.top, (BorderLine{BorderStyle::Dotted, 8, 0, 0x000000}));
     EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
+    EXPECT_EQ(row.cells[0].verticalAlign, CellVerticalAlign::Center);
 }
 
 // Would catch the Asian and complex fonts and sizes taken from the Western

@@ -29,9 +29,10 @@ TEST(RtfStructure, TableRowsAndCells)
 {
     auto doc = readRtfText(wrapBody(
         R"(\trowd\trgaph108\trleft0\cellx2000\cellx5000\pard\intbl a\cell b\par c\cell\row )"
-        R"(\trowd\trrh-400\cellx2000\clvmgf\cellx5000\pard\intbl d\cell e\cell\row\pard after\par)"));
+        R"(\trowd\trrh-400\clvertalc\cellx2000\clvmgf\clvertalb\cellx5000\pard\intbl d\cell e\cell\row\pard after\par)"));
     ASSERT_TRUE(doc);
-    EXPECT_EQ(describe(*doc, "depth row"), "a¤b¶c¤¤[row cells2000,3000]d¤e¤¤[row cells2000,3000^ hexact400]after¶");
+    EXPECT_EQ(describe(*doc, "depth row"),
+              "a¤b¶c¤¤[row cells2000,3000]d¤e¤¤[row cells2000mid,3000^bot hexact400]after¶");
     EXPECT_EQ(doc->paraFormatOf(doc->mainStory(), doc->mainStory().size() - 1).tableDepth, 0);
 }
 

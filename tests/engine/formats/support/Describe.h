@@ -111,7 +111,8 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
     t.add("rowend", p.rowEnd, "rowend");
     if (!p.rowEnd || p.rowFormat < 0)
         return t.out;
-    // A row's cells as width, xN for a span, ^ or | for a merge's start or continuation.
+    // A row's cells as width, xN for a span, ^ or | for a merge's start or
+    // continuation, "mid" or "bot" for text centred or at the bottom.
     const TableRowFormat& r = doc.rowFormats[static_cast<size_t>(p.rowFormat)];
     std::string grid, cells;
     for (Twips g : r.grid)
@@ -119,6 +120,9 @@ inline std::string paraProps(const Document& doc, const ParaFormat& p, std::stri
     for (const TableCellFormat& c : r.cells)
         cells += (cells.empty() ? "cells" : ",") + std::to_string(c.width) +
                  (c.gridSpan > 1 ? "x" + std::to_string(c.gridSpan) : "") + " ^|"[static_cast<int>(c.verticalMerge)] +
+                 (c.verticalAlign == CellVerticalAlign::Center   ? "mid"
+                  : c.verticalAlign == CellVerticalAlign::Bottom ? "bot"
+                                                                 : "") +
                  (c.shading != AutoColor ? hex(c.shading) : "");
     std::erase(cells, ' ');
     static const char* heightRules[] = {"h", "hmin", "hexact"};
