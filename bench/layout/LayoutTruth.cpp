@@ -133,9 +133,10 @@ std::vector<Row> ourRows(const Document& doc, const layout::LayoutResult& result
         // line (cells of a table row, columns side by side are not: they
         // are read column by column like the PDF's reading order).
         std::vector<const layout::LaidOutLine*> lines;
-        for (const auto& l : result.pages[p].lines)
-            if (!l.empty)
-                lines.push_back(&l);
+        for (const auto* part : {&result.pages[p].lines, &result.pages[p].boxLines})
+            for (const auto& l : *part)
+                if (!l.empty)
+                    lines.push_back(&l);
         std::stable_sort(lines.begin(), lines.end(), [](auto* a, auto* b) {
             if (a->column != b->column)
                 return a->column < b->column;

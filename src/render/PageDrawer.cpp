@@ -687,9 +687,13 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
     struct Part {
         const std::vector<LaidOutLine>* lines;
         bool body;
+        bool box = false; ///< text boxes' lines: placed in their boxes, aligned there already
     };
-    const Part parts[] = {
-        {&page.headerLines, false}, {&page.lines, true}, {&page.footerLines, false}, {&page.noteLines, false}};
+    const Part parts[] = {{&page.headerLines, false},
+                          {&page.lines, true},
+                          {&page.footerLines, false},
+                          {&page.noteLines, false},
+                          {&page.boxLines, false, true}};
     for (const Part& part : parts) {
         if (part.lines->empty())
             continue;
@@ -716,7 +720,7 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
             Area own;
             if (auto it = areas.find(&l); it != areas.end()) {
                 area = &it->second;
-            } else if (l.tableDepth == 0) {
+            } else if (l.tableDepth == 0 && !part.box) {
                 own = part.body && !cols.empty()
                           ? cols[std::clamp<size_t>(static_cast<size_t>(std::max<int16_t>(0, l.column)), 0,
                                                     cols.size() - 1)]

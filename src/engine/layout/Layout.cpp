@@ -197,7 +197,13 @@ private:
     void placeLine(LaidOutLine line, double xOffset);
     /// The floating objects anchored in [start, mark] that the text must
     /// pass above or below take their band of the page (see objectBand).
+    struct ObjectBox {
+        double left = 0, top = 0;
+    };
+    /// Where a floating object anchored in the paragraph being placed stands.
+    ObjectBox objectBox(const InlineObject& o) const;
     void addObjectBands(uint32_t start, uint32_t mark);
+    void placeBoxText(const InlineObject& o, const ObjectBox& box);
     /// The first top at or below y where a line of `height` meets no band.
     double clearOfObjects(double y, double height) const;
     void placeParagraph(uint32_t start, uint32_t mark);
@@ -812,10 +818,40 @@ void Engine::reserveFootnotes(const LaidOutLine& line)
     }
 }
 
+Engine::ObjectBox Engine::objectBox(const InlineObject& o) const
+{
+    const SectionFormat& f = m_doc.sections[m_section].format;
+    const Region& column = m_columns[m_column];
+    // Where the object stands across: from its reference's left edge by the
+    // offset, or aligned in it (ECMA-376 Part 1 §20.4.2.10).
+    const double marginLeft = std::abs(f.marginLeft) + std::max(0, f.gutter);
+    double refLeft = column.left, refWidth = column.width;
+    if (o.horizontal.from == AnchorFrom::Margin)
+        refLeft = marginLeft, refWidth = std::max<double>(1.0, f.textWidth());
+    else if (o.horizontal.from == AnchorFrom::Page || o.horizontal.from == AnchorFrom::OtherMargin)
+        refLeft = 0, refWidth = f.pageWidth;
+    auto place = [](const AnchorAxis& a, double from, double room, double size) {
+        switch (a.align) {
+        case AnchorAxis::Align::Start: return from;
+        case AnchorAxis::Align::Center: return from + (room - size) / 2;
+        case AnchorAxis::Align::End: return from + room - size;
+        case AnchorAxis::Align::Offset: break;
+        }
+        return from + a.offset;
+    };
+    // Where it stands down the page: from the paragraph (or its line)
+    // holding the anchor, the top margin or the page's top edge (§20.4.2.11).
+    double refTop = m_y, refHeight = 0;
+    if (o.vertical.from == AnchorFrom::Margin)
+        refTop = std::abs(f.marginTop), refHeight = m_bottom - refTop;
+    else if (o.vertical.from == AnchorFrom::Page || o.vertical.from == AnchorFrom::OtherMargin)
+        refTop = 0, refHeight = f.pageHeight;
+    return {place(o.horizontal, refLeft, refWidth, o.width), place(o.vertical, refTop, refHeight, o.height)};
+}
+
 void Engine::addObjectBands(uint32_t start, uint32_t mark)
 {
     const Story& s = m_doc.mainStory();
-    const SectionFormat& f = m_doc.sections[m_section].format;
     const Region& column = m_columns[m_column];
     for (uint32_t pos = start; pos <= mark && pos < s.size(); ++pos) {
         if (s.text[pos] != Ch::Anchor)
@@ -824,27 +860,15 @@ void Engine::addObjectBands(uint32_t start, uint32_t mark)
         if (index < 0 || static_cast<size_t>(index) >= m_doc.objects.size())
             continue;
         const InlineObject& o = m_doc.objects[static_cast<size_t>(index)];
-        if (!o.floating || o.wrap == TextWrap::None || o.height <= 0)
+        if (!o.floating || o.height <= 0)
             continue;
-        // Where the object stands across: from its reference's left edge by
-        // the offset, or aligned in it (ECMA-376 Part 1 §20.4.2.10).
-        const double marginLeft = std::abs(f.marginLeft) + std::max(0, f.gutter);
-        double refLeft = column.left, refWidth = column.width;
-        if (o.horizontal.from == AnchorFrom::Margin)
-            refLeft = marginLeft, refWidth = std::max<double>(1.0, f.textWidth());
-        else if (o.horizontal.from == AnchorFrom::Page || o.horizontal.from == AnchorFrom::OtherMargin)
-            refLeft = 0, refWidth = f.pageWidth;
-        auto place = [](const AnchorAxis& a, double from, double room, double size) {
-            switch (a.align) {
-            case AnchorAxis::Align::Start: return from;
-            case AnchorAxis::Align::Center: return from + (room - size) / 2;
-            case AnchorAxis::Align::End: return from + room - size;
-            case AnchorAxis::Align::Offset: break;
-            }
-            return from + a.offset;
-        };
-        const double left = place(o.horizontal, refLeft, refWidth, o.width) - o.distLeft;
-        const double right = place(o.horizontal, refLeft, refWidth, o.width) + o.width + o.distRight;
+        const ObjectBox box = objectBox(o);
+        if (o.story >= 0)
+            placeBoxText(o, box);
+        if (o.wrap == TextWrap::None)
+            continue;
+        const double left = box.left - o.distLeft;
+        const double right = box.left + o.width + o.distRight;
         // Square, tight and through wrapping set the text beside the object
         // where there is room; where neither side has room for a line the
         // text passes above and below it as top-and-bottom wrapping does.
@@ -852,16 +876,30 @@ void Engine::addObjectBands(uint32_t start, uint32_t mark)
         const double roomBeside = std::max(left - column.left, column.left + column.width - right);
         if (o.wrap != TextWrap::TopAndBottom && roomBeside >= MinRoomBeside)
             continue;
-        // Where it stands down the page: from the paragraph (or its line)
-        // holding the anchor, the top margin or the page's top edge
-        // (§20.4.2.11).
-        double refTop = m_y, refHeight = 0;
-        if (o.vertical.from == AnchorFrom::Margin)
-            refTop = std::abs(f.marginTop), refHeight = m_bottom - refTop;
-        else if (o.vertical.from == AnchorFrom::Page || o.vertical.from == AnchorFrom::OtherMargin)
-            refTop = 0, refHeight = f.pageHeight;
-        const double top = place(o.vertical, refTop, refHeight, o.height);
-        m_bands.push_back({top - o.distTop, top + o.height + o.distBottom});
+        m_bands.push_back({box.top - o.distTop, box.top + o.height + o.distBottom});
+    }
+}
+
+void Engine::placeBoxText(const InlineObject& o, const ObjectBox& box)
+{
+    // A text box's text inside the box, its default insets (0.1" at the
+    // sides, 0.05" above and below, ECMA-376 Part 1 §20.4.2.16 bodyPr) kept
+    // clear; what does not fit the box is cut off, as Word shows it.
+    constexpr double InsetX = 144, InsetY = 72;
+    if (static_cast<size_t>(o.story) >= m_doc.stories.size() || o.width <= 2 * InsetX)
+        return;
+    const Story& story = m_doc.stories[static_cast<size_t>(o.story)];
+    Stack stack = stackRange(static_cast<size_t>(o.story), 0, story.size(), o.width - 2 * InsetX, 0);
+    for (LaidOutLine& l : stack.lines) {
+        if (l.y + l.height > o.height - 2 * InsetY + Eps && l.y > 0)
+            break;
+        l.y += box.top + InsetY;
+        l.x += box.left + InsetX;
+        for (LineRun& r : l.runs)
+            r.x += box.left + InsetX;
+        l.counted = false;
+        l.column = static_cast<int16_t>(m_column);
+        m_result.pages.back().boxLines.push_back(std::move(l));
     }
 }
 

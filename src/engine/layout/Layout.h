@@ -65,6 +65,9 @@ struct LaidOutPage {
     std::vector<LaidOutLine> headerLines; ///< the header shown on this page
     std::vector<LaidOutLine> footerLines;
     std::vector<LaidOutLine> noteLines; ///< footnotes at the bottom of the page
+    /// The text of floating text boxes anchored on the page, where the
+    /// boxes stand; Word's line statistic leaves it out, so none is counted.
+    std::vector<LaidOutLine> boxLines;
 };
 
 /// Values a document leaves unset; a document's own formats win.

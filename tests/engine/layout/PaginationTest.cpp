@@ -97,6 +97,45 @@ TEST(Pagination, WrappedFloatingObjectsPushLinesBelowThem)
     EXPECT_DOUBLE_EQ(r.pages[0].lines[1].y, 4752);
 }
 
+// A floating text box's text stands inside the box, clear of its insets
+// (144 twips at the sides, 72 above): a box 2880 wide at 2000 across the
+// page and 3000 down it sets "Boxed words" at 2144 and 3072, in its
+// 2592-twip inner width, on the page that holds its anchor. Word's line
+// statistic leaves such text out, and so does ours.
+TEST(Pagination, TextBoxesSetTheirTextInsideTheBox)
+{
+    DocumentBuilder b("docx");
+    const uint32_t text = b.charFormat(times());
+    const uint32_t para = b.paraFormat(ParaFormat{});
+    const StoryId boxStory = b.newStory(StoryType::TextFrame);
+    b.setStory(boxStory);
+    addPara(b, u"Boxed words", text, para);
+    b.setStory(0);
+    InlineObject o;
+    o.kind = ObjectKind::TextBox;
+    o.floating = true;
+    o.story = static_cast<int32_t>(boxStory);
+    o.width = 2880;
+    o.height = 1440;
+    o.horizontal.from = AnchorFrom::Page;
+    o.horizontal.offset = 2000;
+    o.vertical.from = AnchorFrom::Page;
+    o.vertical.offset = 3000;
+    CharFormat anchor = times();
+    anchor.objectIndex = b.addObject(o);
+    b.appendText(u"Body", text);
+    b.appendChar(Ch::Anchor, b.charFormat(anchor));
+    b.endParagraph(para, text);
+    const LayoutResult r = layoutDocument(*b.finish(SectionFormat{}, HeaderFooterRefs{}));
+    ASSERT_EQ(r.pageCount(), 1);
+    ASSERT_EQ(r.pages[0].boxLines.size(), 1u);
+    const LaidOutLine& l = r.pages[0].boxLines[0];
+    EXPECT_DOUBLE_EQ(l.x, 2144);
+    EXPECT_DOUBLE_EQ(l.y, 3072);
+    EXPECT_FALSE(l.counted);
+    EXPECT_EQ(r.lineCount(), 1);
+}
+
 TEST(Pagination, ManualBreaks)
 {
     ParaFormat breakBefore;
