@@ -194,41 +194,53 @@ BorderLine parseBorder(const pugi::xml_node& e)
     return b;
 }
 
+void forEachBorder(const pugi::xml_node& borders, const std::function<void(BorderSide, BorderLine)>& take)
+{
+    for (pugi::xml_node b = borders.first_child(); b; b = b.next_sibling()) {
+        const std::string_view name = xml::localName(b);
+        // "start" and "end" are the newer names of the left and right sides.
+        const std::optional<BorderSide> side = name == "top"                       ? BorderSide::Top
+                                               : name == "left" || name == "start" ? BorderSide::Left
+                                               : name == "bottom"                  ? BorderSide::Bottom
+                                               : name == "right" || name == "end"  ? BorderSide::Right
+                                               : name == "insideH"                 ? BorderSide::InsideH
+                                               : name == "insideV"                 ? BorderSide::InsideV
+                                               : name == "between"                 ? BorderSide::Between
+                                                                                   : std::optional<BorderSide>{};
+        if (side)
+            take(*side, parseBorder(b));
+    }
+}
+
 CellBorders parseCellBorders(const pugi::xml_node& tcBorders)
 {
     CellBorders borders;
-    for (pugi::xml_node b = tcBorders.first_child(); b; b = b.next_sibling()) {
-        const std::string_view side = xml::localName(b);
-        if (side == "top")
-            borders.top = parseBorder(b);
-        else if (side == "left" || side == "start")
-            borders.left = parseBorder(b);
-        else if (side == "bottom")
-            borders.bottom = parseBorder(b);
-        else if (side == "right" || side == "end")
-            borders.right = parseBorder(b);
-    }
+    forEachBorder(tcBorders, [&](BorderSide side, BorderLine line) {
+        switch (side) {
+        case BorderSide::Top: borders.top = line; break;
+        case BorderSide::Left: borders.left = line; break;
+        case BorderSide::Bottom: borders.bottom = line; break;
+        case BorderSide::Right: borders.right = line; break;
+        default: break;
+        }
+    });
     return borders;
 }
 
 TableProps parseTableProps(const pugi::xml_node& pr)
 {
     TableProps t;
-    for (pugi::xml_node b = child(pr, "tblBorders").first_child(); b; b = b.next_sibling()) {
-        const std::string_view side = xml::localName(b);
-        if (side == "top")
-            t.top = parseBorder(b);
-        else if (side == "left" || side == "start")
-            t.left = parseBorder(b);
-        else if (side == "bottom")
-            t.bottom = parseBorder(b);
-        else if (side == "right" || side == "end")
-            t.right = parseBorder(b);
-        else if (side == "insideH")
-            t.insideH = parseBorder(b);
-        else if (side == "insideV")
-            t.insideV = parseBorder(b);
-    }
+    forEachBorder(child(pr, "tblBorders"), [&](BorderSide side, BorderLine line) {
+        switch (side) {
+        case BorderSide::Top: t.top = line; break;
+        case BorderSide::Left: t.left = line; break;
+        case BorderSide::Bottom: t.bottom = line; break;
+        case BorderSide::Right: t.right = line; break;
+        case BorderSide::InsideH: t.insideH = line; break;
+        case BorderSide::InsideV: t.insideV = line; break;
+        case BorderSide::Between: break;
+        }
+    });
     for (pugi::xml_node m = child(pr, "tblCellMar").first_child(); m; m = m.next_sibling()) {
         const std::string_view side = xml::localName(m);
         const Twips w = std::clamp<Twips>(twipsAttr(m, "w").value_or(0), 0, 31680);
@@ -435,19 +447,16 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
                 p.tabs.emplace_back(stop, v == "clear");
             }
         } else if (n == "pBdr") {
-            for (pugi::xml_node b = e.first_child(); b; b = b.next_sibling()) {
-                const std::string_view side = xml::localName(b);
-                if (side == "top")
-                    p.borderTop = parseBorder(b);
-                else if (side == "left" || side == "start")
-                    p.borderLeft = parseBorder(b);
-                else if (side == "bottom")
-                    p.borderBottom = parseBorder(b);
-                else if (side == "right" || side == "end")
-                    p.borderRight = parseBorder(b);
-                else if (side == "between")
-                    p.borderBetween = parseBorder(b);
-            }
+            forEachBorder(e, [&](BorderSide side, BorderLine line) {
+                switch (side) {
+                case BorderSide::Top: p.borderTop = line; break;
+                case BorderSide::Left: p.borderLeft = line; break;
+                case BorderSide::Bottom: p.borderBottom = line; break;
+                case BorderSide::Right: p.borderRight = line; break;
+                case BorderSide::Between: p.borderBetween = line; break;
+                default: break;
+                }
+            });
         } else if (n == "shd") {
             if (auto fill = parseShadingFill(e))
                 p.shading = fill;

@@ -3,6 +3,7 @@
 
 #include "engine/model/Formats.h"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <pugixml.hpp>
@@ -85,6 +86,11 @@ struct ConditionalProps {
 /// tcBorders): its style, width (w:sz, eighths of a point), distance from
 /// the text (w:space, points) and colour. "nil" and "none" are no border.
 BorderLine parseBorder(const pugi::xml_node& element);
+/// The sides a border element (pBdr, tblBorders, tcBorders) names.
+enum class BorderSide : uint8_t { Top, Left, Bottom, Right, InsideH, InsideV, Between };
+/// Each side a border element sets, with its line ("nil" and "none" read
+/// as no line), in document order.
+void forEachBorder(const pugi::xml_node& borders, const std::function<void(BorderSide, BorderLine)>& take);
 /// The sides of a tcBorders element.
 CellBorders parseCellBorders(const pugi::xml_node& tcBorders);
 /// The children of tblBorders (or tcBorders' outer sides) and tblCellMar.
