@@ -204,6 +204,7 @@ private:
     ObjectBox objectBox(const InlineObject& o) const;
     void addObjectBands(uint32_t start, uint32_t mark);
     void placeBoxText(const InlineObject& o, const ObjectBox& box);
+    void narrowBesideObjects(std::vector<LaidOutLine>& lines, uint32_t start, uint32_t mark);
     /// The first top at or below y where a line of `height` meets no band.
     double clearOfObjects(double y, double height) const;
     void placeParagraph(uint32_t start, uint32_t mark);
@@ -252,6 +253,12 @@ private:
         double top = 0, bottom = 0;
     };
     std::vector<Band> m_bands;
+    /// Objects on this page with text beside them: what they take across
+    /// (left and right edges, their distance from the text included).
+    struct SideBand {
+        double top = 0, bottom = 0, left = 0, right = 0;
+    };
+    std::vector<SideBand> m_sideBands;
 
     // Lines broken ahead of time (keep-with-next looks at the next paragraph).
     uint32_t m_cachedStart = UINT32_MAX;
@@ -677,6 +684,7 @@ void Engine::startPage(bool firstOfSection)
         bottom = std::min(bottom, footerTop);
     m_result.pages.push_back(std::move(page));
     m_bands.clear();
+    m_sideBands.clear();
     m_regionTop = top;
     m_y = top;
     m_bottom = std::max(bottom, top + 1);
@@ -872,12 +880,43 @@ void Engine::addObjectBands(uint32_t start, uint32_t mark)
         // Square, tight and through wrapping set the text beside the object
         // where there is room; where neither side has room for a line the
         // text passes above and below it as top-and-bottom wrapping does.
-        // Lines beside an object that leaves room are not narrowed yet.
         const double roomBeside = std::max(left - column.left, column.left + column.width - right);
-        if (o.wrap != TextWrap::TopAndBottom && roomBeside >= MinRoomBeside)
+        if (o.wrap != TextWrap::TopAndBottom && roomBeside >= MinRoomBeside) {
+            m_sideBands.push_back({box.top - o.distTop, box.top + o.height + o.distBottom, left, right});
             continue;
+        }
         m_bands.push_back({box.top - o.distTop, box.top + o.height + o.distBottom});
     }
+}
+
+void Engine::narrowBesideObjects(std::vector<LaidOutLine>& lines, uint32_t start, uint32_t mark)
+{
+    // Lines beside an object that leaves room take the side with more of
+    // it, the object's width and its distance from the text taken off (a
+    // picture at the left margin moves them right); lines above or below
+    // it keep the column's width.
+    const Region& column = m_columns[m_column];
+    std::vector<LineBreaker::Cut> cuts;
+    for (const SideBand& b : m_sideBands) {
+        if (b.bottom <= m_y || b.top >= m_bottom)
+            continue;
+        LineBreaker::Cut cut;
+        cut.top = b.top - m_y;
+        cut.bottom = b.bottom - m_y;
+        const double roomLeft = b.left - column.left;
+        const double roomRight = column.left + column.width - b.right;
+        if (roomRight >= roomLeft)
+            cut.left = std::max(0.0, b.right - column.left);
+        else
+            cut.right = std::max(0.0, column.left + column.width - b.left);
+        cuts.push_back(cut);
+    }
+    if (cuts.empty())
+        return;
+    lines = m_breaker.breakParagraph(0, start, mark, column.width, cuts);
+    for (LaidOutLine& l : lines)
+        l.height = roundTwips(l.height);
+    addBorderRoom(lines, 0, start, mark);
 }
 
 void Engine::placeBoxText(const InlineObject& o, const ObjectBox& box)
@@ -1012,7 +1051,7 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     const ParaFormat& pf = m_doc.paraFormats[m_doc.mainStory().attrs[mark].paraFormat];
     if (pf.pageBreakBefore && m_pageHasContent)
         newPage(true);
-    const std::vector<LaidOutLine> lines = linesOf(start, mark);
+    std::vector<LaidOutLine> lines = linesOf(start, mark);
     if (lines.empty())
         return;
     // An empty paragraph that only ends a section makes no page of its own
@@ -1080,6 +1119,8 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     m_y += spacingHere();
     m_pendingAfter = 0;
     addObjectBands(start, mark);
+    if (!m_sideBands.empty())
+        narrowBesideObjects(lines, start, mark);
     const size_t n = lines.size();
     // A bordered box that a page break cuts is closed at the foot of the
     // page and opened again at the top of the next, each part with its own

@@ -488,6 +488,15 @@ constexpr size_t MaxCachedCharacters = 8u << 20;
 
 } // namespace
 
+std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t start, uint32_t mark, double width,
+                                                    const std::vector<Cut>& cuts)
+{
+    m_cuts = &cuts;
+    std::vector<LaidOutLine> lines = breakUncached(story, start, mark, width);
+    m_cuts = nullptr;
+    return lines;
+}
+
 std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t start, uint32_t mark, double width)
 {
     const Story& s = m_document.stories[story];
@@ -585,11 +594,29 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
     const size_t n = m_items.size();
     size_t i = 0;
     bool first = true;
+    double lineTop = 0;
     while (i < n) {
         LaidOutLine line;
         line.story = static_cast<uint32_t>(story);
         line.tableDepth = pf.tableDepth;
-        const double x0 = pf.leftIndent + (first ? pf.firstLineIndent : 0);
+        // An object beside the text narrows the lines whose height reaches
+        // into it (the height taken as the line before's, or the first
+        // character's font's for the first line).
+        double cutLeft = 0, cutRight = 0;
+        if (m_cuts) {
+            double estimate = lines.empty() ? 0 : std::floor(lines.back().height + 0.5);
+            if (lines.empty()) {
+                const MeasuredFont& f = m_measurer.font(m_items[i].format, m_items[i].slot);
+                estimate = (f.ascent + f.descent) *
+                           (pf.lineRule == LineRule::Auto ? std::max(1, pf.lineSpacing) / 240.0 : 1.0);
+            }
+            for (const Cut& cut : *m_cuts)
+                if (lineTop < cut.bottom && lineTop + estimate > cut.top) {
+                    cutLeft = std::max(cutLeft, cut.left);
+                    cutRight = std::max(cutRight, cut.right);
+                }
+        }
+        const double x0 = pf.leftIndent + (first ? pf.firstLineIndent : 0) + cutLeft;
         double x = x0;
         if (first && !pf.listLabel.empty()) {
             // The label, then a tab to the text (Word's default label suffix).
@@ -601,7 +628,8 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         const size_t lineStart = i;
         // The right edge text may reach on this line: the paragraph's, or
         // further where a tab stop set past it was used (below).
-        double lineLimit = limit;
+        const double cutLimit = limit - cutRight;
+        double lineLimit = cutLimit;
         size_t lastBreak = SIZE_MAX;
         char16_t lastVisible = 0;
         bool anyContent = x > x0 + Slack;
@@ -652,7 +680,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 const double stopAt = nextTabStop(x, pf, &stop);
                 if (stop && stopAt > lineLimit && tabsOverMargin)
                     lineLimit = stopAt;
-                it.w = tabWidth(j, x, limit, pf);
+                it.w = tabWidth(j, x, cutLimit, pf);
                 x += it.w;
                 anyContent = true;
                 lastBreak = j;
@@ -712,7 +740,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         line.start = m_items[lineStart].pos;
         line.end = m_items[end - 1].pos + 1;
         line.reason = reason;
-        finishLine(line, lineStart, end, x0, pf, limit);
+        finishLine(line, lineStart, end, x0, pf, cutLimit);
         if (!line.label.empty()) {
             // Runs start after the label's tab; the width counts from the label.
             double textStart = x0 + m_measurer.width(pf.listLabel, labelFormat(pf));
@@ -724,6 +752,8 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             line.width += offset;
             line.empty = false;
         }
+        // Placed lines stand whole twips apart.
+        lineTop += std::floor(line.height + 0.5);
         lines.push_back(std::move(line));
         i = end;
         first = false;

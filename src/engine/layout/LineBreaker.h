@@ -20,6 +20,18 @@ public:
     /// whose text and mark are all hidden has no line.
     std::vector<LaidOutLine> breakParagraph(size_t story, uint32_t start, uint32_t mark, double width);
 
+    /// Room an object beside the text takes from lines that reach into
+    /// [top, bottom) (twips down from the paragraph's first line): `left`
+    /// from the text area's left edge, or `right` from its right edge.
+    struct Cut {
+        double top = 0, bottom = 0;
+        double left = 0, right = 0;
+    };
+    /// The paragraph's lines, each narrowed by the cuts its height reaches
+    /// into (not kept in the cache: where the cuts fall is the page's).
+    std::vector<LaidOutLine> breakParagraph(size_t story, uint32_t start, uint32_t mark, double width,
+                                            const std::vector<Cut>& cuts);
+
     /// Takes lines from, and gives new ones to, a cache kept between layouts.
     void useCache(ParagraphCache* cache);
 
@@ -29,6 +41,7 @@ public:
 
 private:
     std::vector<LaidOutLine> breakUncached(size_t story, uint32_t start, uint32_t mark, double width);
+    const std::vector<Cut>* m_cuts = nullptr; ///< of the paragraph being broken, if any
     ParagraphCache::Impl* m_cache = nullptr;
 
     struct Item {

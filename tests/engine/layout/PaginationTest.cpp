@@ -97,6 +97,44 @@ TEST(Pagination, WrappedFloatingObjectsPushLinesBelowThem)
     EXPECT_DOUBLE_EQ(r.pages[0].lines[1].y, 4752);
 }
 
+// A picture 2880 twips wide and 1380 tall (five lines of 276) at the left
+// margin, square-wrapped, leaves 6480 beside it: the paragraph's first five
+// lines start right of it at 4320, the lines below it at the margin again.
+// Without the wrap the text runs under the picture.
+TEST(Pagination, LinesBesideASquareWrappedPictureAreNarrowed)
+{
+    for (const TextWrap wrap : {TextWrap::Square, TextWrap::None}) {
+        SCOPED_TRACE(wrap == TextWrap::Square ? "square" : "none");
+        DocumentBuilder b("docx");
+        const uint32_t text = b.charFormat(times());
+        const uint32_t para = b.paraFormat(ParaFormat{});
+        InlineObject o;
+        o.kind = ObjectKind::Picture;
+        o.floating = true;
+        o.wrap = wrap;
+        o.width = 2880;
+        o.height = 1380;
+        o.horizontal.from = AnchorFrom::Margin;
+        o.vertical.from = AnchorFrom::Paragraph;
+        CharFormat anchor = times();
+        anchor.objectIndex = b.addObject(o);
+        b.appendChar(Ch::Anchor, b.charFormat(anchor));
+        std::u16string words;
+        for (int i = 0; i < 150; ++i)
+            words += u"word ";
+        b.appendText(words, text);
+        b.endParagraph(para, text);
+        const LayoutResult r = layoutDocument(*b.finish(SectionFormat{}, HeaderFooterRefs{}));
+        const auto& lines = r.pages[0].lines;
+        ASSERT_GT(lines.size(), 6u);
+        for (size_t i = 0; i < 6; ++i) {
+            SCOPED_TRACE(i);
+            EXPECT_DOUBLE_EQ(lines[i].x, wrap == TextWrap::Square && i < 5 ? 4320 : 1440);
+            EXPECT_LE(lines[i].x + lines[i].width, 10800 + 1);
+        }
+    }
+}
+
 // A floating text box's text stands inside the box, clear of its insets
 // (144 twips at the sides, 72 above): a box 2880 wide at 2000 across the
 // page and 3000 down it sets "Boxed words" at 2144 and 3072, in its
