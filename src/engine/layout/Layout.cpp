@@ -1255,23 +1255,21 @@ void Engine::placeTable(const Table& table)
             // would fit on the next page, else split it between lines.
             const bool wholeFitsFresh = remaining <= columnHeight() - (isRepeatedHeader ? 0 : 0);
             if (!columnEmpty() && (row.cantSplit || wholeFitsFresh) && done == 0 && (row.cantSplit || nextLine == 0)) {
-                // Word splits rows that may split only when at least one line
-                // of every cell fits; moving is the common case.
-                // A row whose every line fits and only its cells' space
-                // below does not is moved too: there is nothing to carry
-                // over (Word's PDF moves a one-line row whose 6 pt after
-                // would end 0.2 pt past the margin).
+                // Moving is the common case. Word splits a row that may
+                // split only where every cell can leave its first lines on
+                // this page, widow control kept (its PDF moves a row whose
+                // second cell holds a two-line paragraph when only the
+                // first of those lines fits), and only where something is
+                // left to carry over: a row whose lines all fit and whose
+                // cells' space below them does not moves whole (a one-line
+                // row whose 6 pt after would end 0.2 pt past the margin).
                 const double avail = bottom() - m_y;
-                // Word splits a row only where every cell can leave its
-                // first lines on this page, widow control kept: its PDF
-                // moves a row whose second cell holds a two-line paragraph
-                // when only the first of those lines fits.
-                const bool someFits = row.leastPart > 0 && row.leastPart - done <= avail + Eps;
+                const bool cellsCanSplit = row.leastPart > 0 && row.leastPart - done <= avail + Eps;
                 bool allFit = true;
                 for (const LaidOutLine& l : row.lines)
                     if (l.y + l.height - done > avail + Eps)
                         allFit = false;
-                if (row.cantSplit || !someFits || allFit) {
+                if (row.cantSplit || !cellsCanSplit || allFit) {
                     nextColumn(true);
                     if (!isRepeatedHeader)
                         repeatHeaders();
