@@ -27,17 +27,6 @@ bool Document::isSectionBreak(uint32_t pos) const
     return false;
 }
 
-bool Document::endsParagraph(size_t story, uint32_t pos) const
-{
-    const Story& s = stories[story];
-    if (pos >= s.size())
-        return false;
-    char16_t c = s.text[pos];
-    if (c == Ch::ParagraphMark || c == Ch::CellEnd)
-        return true;
-    return story == 0 && c == Ch::PageBreak && isSectionBreak(pos);
-}
-
 uint32_t Document::paragraphEnd(size_t story, uint32_t pos) const
 {
     const Story& s = stories[story];
