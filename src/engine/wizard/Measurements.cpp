@@ -632,6 +632,10 @@ void replaceRepeatedly(Target& target, std::string_view findText, std::string_vi
         const ReplaceOutcome outcome = target.replaceAll();
         if (!outcome.error.empty())
             throw std::runtime_error(outcome.error);
+        // A pass that replaced nothing left the text as it was (and no edit
+        // to undo): every later pass would search the same text in vain.
+        if (outcome.replaced == 0)
+            break;
     }
 }
 
