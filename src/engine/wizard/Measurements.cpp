@@ -419,13 +419,23 @@ double Measurements::countSwitches(SwitchFormat format, std::string_view amountK
 
     // Every run of formatted visible characters counts once: find one with
     // the format, then the next one without it, and so on to the story's end.
-    auto runs = [&](Find& find, auto&& findNext, FontCriterion c) {
+    auto runs = [&](Find& find, auto&& findNext, auto&& countRuns, FontCriterion c) {
         double runTotal = 0;
         find.clearFormatting();
         find.clearReplacementFormatting();
         find.setText(VisibleCharacter);
         find.setSyntax(PatternSyntax::Wildcards);
         find.setFont(c, CriterionState::On);
+        // The access layer tells the loop's count from one walk of the
+        // story, shared by every format's switches, and leaves the
+        // selection where the loop would; the worth is added run by run all
+        // the same, as each addition is rounded.
+        if (const std::optional<int64_t> counted = countRuns(c)) {
+            for (int64_t run = 0; run < *counted; ++run)
+                runTotal = double(whole(runTotal + worth));
+            find.clearFormatting();
+            return runTotal;
+        }
         for (;;) {
             FindOutcome found = findNext();
             if (!found.error.empty())
@@ -450,11 +460,15 @@ double Measurements::countSwitches(SwitchFormat format, std::string_view amountK
     m_wizard.resetView();
     Selection& selection = document().selection();
     selection.homeKeyStory();
-    total = runs(selection.find(), [&] { return selection.findNext(); }, criterion(false));
+    total = runs(
+        selection.find(), [&] { return selection.findNext(); },
+        [&](FontCriterion c) { return selection.countRuns(c); }, criterion(false));
     traverseHeadersAndFooters([&](Range& range) {
         if (!range.exists())
             return;
-        const double rangeTotal = runs(range.find(), [&] { return range.findNext(); }, criterion(true));
+        const double rangeTotal = runs(
+            range.find(), [&] { return range.findNext(); }, [&](FontCriterion c) { return range.countRuns(c); },
+            criterion(true));
         total = double(add(whole(total), whole(rangeTotal)));
     });
     return total;

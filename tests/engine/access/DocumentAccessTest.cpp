@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
+
 using namespace qm::engine;
 using namespace qm::engine::testing;
 
@@ -207,6 +210,204 @@ TEST(DocumentAccess, FindNextAlternatingCriteriaCountsRuns)
         }
         EXPECT_EQ(runs, cases[k].runs);
     }
+}
+
+namespace {
+
+// The alternating loop itself, on a fresh selection at the story's start:
+// its run count and where it leaves the selection.
+struct LoopRuns {
+    int64_t runs = 0;
+    uint32_t start = 0, end = 0;
+};
+LoopRuns loopRuns(DocumentAccess& access, std::u16string_view find, FontCriterion criterion)
+{
+    Selection& sel = access.selection();
+    sel.homeKeyStory();
+    Find& f = sel.find();
+    f.clearFormatting();
+    f.setText(find);
+    f.setSyntax(W);
+    LoopRuns out;
+    for (;;) {
+        f.setFont(criterion, CriterionState::On);
+        if (!sel.findNext().found)
+            break;
+        ++out.runs;
+        f.setFont(criterion, CriterionState::Off);
+        if (!sel.findNext().found)
+            break;
+    }
+    f.clearFormatting();
+    out.start = sel.start();
+    out.end = sel.end();
+    return out;
+}
+
+// The counts by one walk of the story: the selection's countRuns, and
+// countAll with the criterion on.
+struct Walked {
+    int64_t runs = -1;
+    uint32_t start = 0, end = 0;
+    int64_t on = -1;
+};
+Walked walked(DocumentAccess& access, std::u16string_view find, FontCriterion criterion)
+{
+    Selection& sel = access.selection();
+    sel.homeKeyStory();
+    Find& f = sel.find();
+    f.clearFormatting();
+    f.setText(find);
+    f.setSyntax(W);
+    Walked out;
+    if (const std::optional<int64_t> runs = sel.countRuns(criterion))
+        out.runs = *runs;
+    out.start = sel.start();
+    out.end = sel.end();
+    sel.homeKeyStory();
+    f.setFont(criterion, CriterionState::On);
+    out.on = sel.countAll().replaced;
+    f.clearFormatting();
+    return out;
+}
+
+} // namespace
+
+// Runs and formatted characters told from one walk of the story are what the
+// find loop and the searches give: hidden text is skipped without splitting a
+// run, a surrogate pair counts once and only when both halves carry the
+// format, cell marks never match, a page break below 13 is visible, and the
+// loop ends on its last match (the unformatted "g" after the second run).
+TEST(DocumentAccess, OneWalkCountsWhatTheFindLoopAndSearchesCount)
+{
+    const CharFormat bold = boldFormat();
+    const CharFormat boldHidden = CharFormat{.bold = true, .hidden = true};
+    const CharFormat italic = CharFormat{.italic = true};
+    const CharFormat sup = CharFormat{.verticalPosition = VerticalPosition::Superscript};
+    auto mixed = [&] { // a smiley whose lead half is bold and trail half is not
+        return makeDocument({{u"x", bold}, {u"\xD83D", bold}, {u"\xDE00"}, {u"y", bold}, {u"\r"}});
+    };
+    auto table = [&] {
+        DocumentBuilder b("txt");
+        appendRuns(b, {{u"A", bold}, {u"\r"}});
+        appendRow(b, {u"Bc", u"D"});
+        appendRuns(b, {{u"E\fF", bold}, {u"\r"}});
+        return b.finish(SectionFormat{}, HeaderFooterRefs{});
+    };
+    struct Case {
+        const char* name;
+        std::function<std::unique_ptr<Document>()> make;
+        std::u16string_view find;
+        FontCriterion criterion;
+        int64_t runs;
+        int64_t on;
+    } cases[] = {
+        // a b | c | d (space) e [X hidden] f 😀 | g : two bold runs, six bold characters.
+        {"runs", [&] { return makeDocument({{u"ab", bold}, {u"c"}, {u"d", bold}, {u" ", bold}, {u"e", bold},
+                                            {u"X", boldHidden}, {u"f", bold}, {u"\U0001F600", bold}, {u"g"},
+                                            {u"\r"}}); },
+         u"[!^13- ]", FontCriterion::Bold, 2, 6},
+        {"no italic", [&] { return makeDocument({{u"ab", bold}, {u"c\r"}}); }, u"[!^13- ]", FontCriterion::Italic,
+         0, 0},
+        {"italic to the end", [&] { return makeDocument({{u"a b"}, {u"c d", italic}}); }, u"[!^13- ]",
+         FontCriterion::Italic, 1, 2},
+        {"mixed pair", mixed, u"[!^13- ]", FontCriterion::Bold, 1, 2},
+        // Capitals A | C D | G | F: small letters between them split nothing.
+        {"superscript capitals",
+         [&] { return makeDocument({{u"Ab"}, {u"CD", sup}, {u"eG"}, {u"F", sup}, {u"\r"}}); }, u"[A-Z]",
+         FontCriterion::Superscript, 2, 3},
+        // A | B c (cell) D (cell) | E (page break) F: the cell marks match
+        // nothing; the bold page break joins E and F into one run.
+        {"table and break", table, u"[!^13- ]", FontCriterion::Bold, 2, 4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentAccess byLoop(c.make());
+        DocumentAccess byWalk(c.make());
+        const LoopRuns loop = loopRuns(byLoop, c.find, c.criterion);
+        const Walked walk = walked(byWalk, c.find, c.criterion);
+        EXPECT_EQ(loop.runs, c.runs);
+        EXPECT_EQ(walk.runs, c.runs);
+        EXPECT_EQ(walk.start, loop.start);
+        EXPECT_EQ(walk.end, loop.end);
+        EXPECT_EQ(walk.on, c.on);
+        // The searches, which replace all still makes, find as many.
+        Range content = byLoop.content();
+        Find& f = content.find();
+        f.setText(c.find);
+        f.setSyntax(W);
+        f.setFont(c.criterion, CriterionState::On);
+        f.setReplacementText(u"BB");
+        EXPECT_EQ(content.replaceAll().replaced, c.on);
+    }
+    // The loop's last match in the first case is the "g" at 10 (the smiley
+    // takes 8 and 9), as the walk leaves it.
+    DocumentAccess access(cases[0].make());
+    const Walked first = walked(access, u"[!^13- ]", FontCriterion::Bold);
+    EXPECT_EQ(first.start, 10u);
+    EXPECT_EQ(first.end, 11u);
+}
+
+// The walk stands in for the loop only where it gives the same answer: a
+// one-character find text not found by scanning for its character, from a
+// collapsed selection at the story's start or a whole-story range that has
+// found nothing yet; edits give the text a new walk.
+TEST(DocumentAccess, OneWalkAnswersOnlyWhereItEqualsTheLoop)
+{
+    const CharFormat bold = boldFormat();
+    DocumentAccess access(makeDocument({{u"one", bold}, {u" two "}, {u"three", bold}, {u"\tfour\r"}}));
+    Selection& sel = access.selection();
+    Find& f = sel.find();
+    f.setSyntax(W);
+    struct Case {
+        std::u16string_view find;
+        bool answered;
+    } texts[] = {{u"[!^13- ]", true}, {u"[A-Z]", true}, {u"?", true}, {u"^t", false}, {u"<*>", false},
+                 {u"o", false},       {u"[z-a]", false}};
+    for (const Case& c : texts) {
+        SCOPED_TRACE(utf8(c.find));
+        sel.homeKeyStory();
+        f.setText(c.find);
+        EXPECT_EQ(sel.countRuns(FontCriterion::Bold).has_value(), c.answered);
+    }
+    f.setText(u"[!^13- ]");
+    sel.homeKeyStory();
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), 2);
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), std::nullopt); // the selection has moved on
+    sel.homeKeyStory();
+    sel.endKeyLineExtend();
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), std::nullopt); // extended by hand
+
+    Range fresh = access.content();
+    fresh.find().setText(u"[!^13- ]");
+    fresh.find().setSyntax(W);
+    Range found = access.content();
+    found.find().setText(u"[!^13- ]");
+    found.find().setSyntax(W);
+    ASSERT_TRUE(found.findNext().found);
+    EXPECT_EQ(found.countRuns(FontCriterion::Bold), std::nullopt);
+    EXPECT_EQ(access.sectionRange(1).countRuns(FontCriterion::Bold), std::nullopt); // not a whole story
+    EXPECT_EQ(fresh.countRuns(FontCriterion::Bold), 2);
+    EXPECT_EQ(fresh.start(), 13u); // on the loop's last match, the tab after "three" (below 13, visible)
+    EXPECT_EQ(fresh.end(), 14u);
+
+    // Bold "one" made plain by a replacement: one run is left, and undone, two.
+    Range edit = access.content();
+    edit.find().setText(u"one");
+    edit.find().setReplacementText(u"1");
+    ASSERT_EQ(edit.replaceAll().replaced, 1);
+    // (the replacement keeps the bold of what it replaced)
+    f.setText(u"[!^13- ]");
+    sel.homeKeyStory();
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), 2);
+    sel.homeKeyStory();
+    f.setFont(FontCriterion::Bold, CriterionState::On);
+    EXPECT_EQ(sel.countAll().replaced, 6); // "1" and "three"
+    f.clearFormatting();
+    ASSERT_TRUE(access.undo());
+    sel.homeKeyStory();
+    f.setFont(FontCriterion::Bold, CriterionState::On);
+    EXPECT_EQ(sel.countAll().replaced, 8); // "one" and "three" again
 }
 
 TEST(DocumentAccess, RangeFindMovesOntoTheMatchAndStopsAtTheStoryEnd)
