@@ -567,52 +567,73 @@ const DocumentAccess::CharacterTally* DocumentAccess::tally(Find& find, size_t s
                 carried[f] |= static_cast<uint8_t>(1u << c);
     }
     constexpr uint8_t All = (1u << CharacterTally::Criteria) - 1;
-    // The test's answer for each Latin-1 character, worked out as first met
-    // (-1 until then); a page break's depends on where it stands.
-    std::array<int8_t, 256> latin1;
-    latin1.fill(-1);
     uint8_t seekingOn = All; // per criterion: the loop looks for the criterion on next
-    const char16_t* text = s.text.data();
-    const uint32_t to = s.size();
-    for (uint32_t i = 0, units = 1; i < to; i += units) {
-        const char16_t c = text[i];
-        units = isLeadSurrogate(c) && i + 1 < to && isTrailSurrogate(text[i + 1]) ? 2 : 1;
-        if (c == Ch::CellEnd)
-            continue;
-        bool passes;
-        if (c < 256 && c != Ch::PageBreak) {
-            int8_t& known = latin1[c];
-            if (known < 0)
-                known = pattern.testsCharacterAt(subject, i, to) ? 1 : 0;
-            passes = known != 0;
-        } else {
-            passes = pattern.testsCharacterAt(subject, i, to);
-        }
-        if (!passes)
-            continue;
-        const uint32_t f1 = s.attrs[i].charFormat;
-        const uint32_t f2 = units == 2 ? s.attrs[i + 1].charFormat : f1;
+    // Counts `n` matching characters of formats f1 and f2 (a surrogate
+    // pair's halves), the first of them at pos; the rest change nothing in
+    // the loop, which has found the first.
+    auto count = [&](uint32_t pos, uint32_t units, uint32_t f1, uint32_t f2, int64_t n) {
         if (f1 >= formats || f2 >= formats || !shown[f1] || !shown[f2])
-            continue;
-        ++t.matches;
+            return;
+        t.matches += n;
         const uint8_t on = carried[f1] & carried[f2];
         const uint8_t off = static_cast<uint8_t>(~(carried[f1] | carried[f2]) & All);
-        // The loop finds this character where it seeks the criterion on and
+        // The loop finds the character where it seeks the criterion on and
         // the character has it, or seeks it off and the character lacks it.
         const uint8_t found = (on & seekingOn) | (off & static_cast<uint8_t>(~seekingOn));
-        if ((on | found) == 0)
-            continue;
-        for (size_t k = 0; k < CharacterTally::Criteria; ++k) {
+        for (size_t k = 0; (on | found) != 0 && k < CharacterTally::Criteria; ++k) {
             const uint8_t bit = static_cast<uint8_t>(1u << k);
             if (on & bit)
-                ++t.on[k];
+                t.on[k] += n;
             if (found & bit) {
                 if (on & bit)
                     ++t.runs[k];
-                t.lastRunMatch[k] = std::pair{i, i + units};
+                t.lastRunMatch[k] = std::pair{pos, pos + units};
             }
         }
         seekingOn = static_cast<uint8_t>((seekingOn & ~on) | off);
+    };
+    // The test's answer for each Latin-1 character depends on the character
+    // alone, but for the page break (a section break or not, by where it
+    // stands); a cell mark never matches.
+    std::array<uint8_t, 256> latin1{};
+    for (char16_t c = 0; c < 256; ++c) {
+        if (c == Ch::PageBreak || c == Ch::CellEnd)
+            continue;
+        const char16_t alone[1] = {c};
+        const MatchSubject single{std::u16string_view(alone, 1), nullptr, nullptr, &doc, story};
+        latin1[c] = pattern.testsCharacterAt(single, 0, 1) ? 1 : 0;
+    }
+    const char16_t* text = s.text.data();
+    const CharAttr* attrs = s.attrs.data();
+    const uint32_t to = s.size();
+    for (uint32_t i = 0; i < to;) {
+        const char16_t c = text[i];
+        if (c >= 0xD800 || c == Ch::PageBreak) {
+            // A position of its own: a surrogate pair whole, a page break.
+            const uint32_t units = isLeadSurrogate(c) && i + 1 < to && isTrailSurrogate(text[i + 1]) ? 2 : 1;
+            if (pattern.testsCharacterAt(subject, i, to))
+                count(i, units, attrs[i].charFormat, attrs[i + units - 1].charFormat, 1);
+            i += units;
+            continue;
+        }
+        // A stretch of one format below the surrogates: its matching
+        // characters count alike.
+        const uint32_t format = attrs[i].charFormat;
+        uint32_t first = 0;
+        int64_t n = 0;
+        uint32_t j = i;
+        for (; j < to; ++j) {
+            const char16_t d = text[j];
+            if (d >= 0xD800 || d == Ch::PageBreak || attrs[j].charFormat != format)
+                break;
+            const bool passes =
+                d < 256 ? latin1[d] != 0 : d != Ch::CellEnd && pattern.testsCharacterAt(subject, j, to);
+            if (passes && n++ == 0)
+                first = j;
+        }
+        if (n > 0)
+            count(first, 1, format, format, n);
+        i = j;
     }
     return &t;
 }

@@ -312,6 +312,14 @@ TEST(DocumentAccess, OneWalkCountsWhatTheFindLoopAndSearchesCount)
         {"italic to the end", [&] { return makeDocument({{u"a b"}, {u"c d", italic}}); }, u"[!^13- ]",
          FontCriterion::Italic, 1, 2},
         {"mixed pair", mixed, u"[!^13- ]", FontCriterion::Bold, 1, 2},
+        // x, a bold smiley whose trail half is hidden (never found), y, z.
+        {"half-hidden pair",
+         [&] { return makeDocument({{u"x", bold}, {u"\xD83D", bold}, {u"\xDE00", boldHidden}, {u"y"}, {u"z", bold}}); },
+         u"[!^13- ]", FontCriterion::Bold, 2, 2},
+        // é — | ü | —: letters past ASCII and past Latin-1 are visible too.
+        {"accents and dashes",
+         [&] { return makeDocument({{u"\u00E9\u2014", bold}, {u"\u00FC"}, {u"\u2014", bold}, {u"\r"}}); },
+         u"[!^13- ]", FontCriterion::Bold, 2, 3},
         // Capitals A | C D | G | F: small letters between them split nothing.
         {"superscript capitals",
          [&] { return makeDocument({{u"Ab"}, {u"CD", sup}, {u"eG"}, {u"F", sup}, {u"\r"}}); }, u"[A-Z]",
