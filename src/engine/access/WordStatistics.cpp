@@ -76,7 +76,32 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
     uint32_t i = from;
     if (i < to && isInsidePair(s.text, i))
         ++i;
+    const char16_t* text = s.text.data();
     for (uint32_t units = 1; i < to; i += units) {
+        // Latin-1 letters, digits, punctuation and spaces, most of any
+        // text, in a loop of their own: none of them is a mark that ends a
+        // paragraph or counts apart, and each is visible or a space.
+        for (; i < to; ++i) {
+            const char16_t c = text[i];
+            if (c <= Ch::ColumnBreak || c >= 256)
+                break;
+            const CharClass k = Latin1[c];
+            if (k == CharClass::Visible) {
+                ++stats.characters;
+                ++stats.charactersWithSpaces;
+                if (open != Open::NonAsian)
+                    ++stats.nonAsianWords;
+                open = Open::NonAsian;
+                paragraphHasText = true;
+            } else if (k == CharClass::Space) {
+                ++stats.charactersWithSpaces;
+                open = Open::None;
+            } else {
+                break;
+            }
+        }
+        if (i >= to)
+            break;
         const char16_t unit = s.text[i];
         char32_t c = unit;
         units = 1;
