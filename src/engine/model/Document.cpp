@@ -139,8 +139,9 @@ std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t f
     TableRow row;
     uint32_t cellStart = from;
     bool rowOpen = false;
+    const char16_t* text = s.text.data();
     for (uint32_t i = from; i < to; ++i) {
-        if (!doc.endsParagraph(storyIndex, i))
+        if (text[i] > Ch::ParagraphMark || !doc.endsParagraph(storyIndex, i))
             continue;
         const ParaFormat& pf = doc.paraFormatOf(s, i);
         if (pf.tableDepth < depth) {
