@@ -131,11 +131,20 @@ void DocumentBuilder::appendText(std::u16string_view text, uint32_t charFormat)
     if (!roomFor(text.size()))
         return;
     // No reserve here: reserving exactly what each append needs would copy
-    // the whole story on every call, and readers append run by run.
-    for (char16_t c : text) {
-        if (c < 32 && !keptControl(c))
+    // the whole story on every call, and readers append run by run. The
+    // stretches between dropped control characters go in whole, which
+    // grows the story as geometrically as appending a character at a time.
+    Story& s = m_doc->stories[m_current];
+    size_t from = 0;
+    for (size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && (text[i] >= 32 || keptControl(text[i])))
             continue;
-        append(c, CharAttr{charFormat, 0});
+        if (const size_t n = i - from; n > 0) {
+            s.text.append(text.substr(from, n));
+            s.attrs.insert(s.attrs.end(), n, CharAttr{charFormat, 0});
+            m_totalChars += n;
+        }
+        from = i + 1;
     }
 }
 
