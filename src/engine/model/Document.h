@@ -278,4 +278,11 @@ struct Table {
 /// Nested tables are found by asking again with a cell's bounds and depth + 1.
 std::vector<Table> findTables(const Document& doc, size_t story, uint32_t from, uint32_t to, uint8_t depth = 1);
 
+/// The first position in [from, to) of `text` whose character is 13 or
+/// below, or `to`. Every mark that can end a paragraph (13, a cell's 7, a
+/// section's 12) is among them, so a search for the next one need look at
+/// no other position; the scan takes eight units at a time where the
+/// processor allows.
+uint32_t nextLowCharacter(std::u16string_view text, uint32_t from, uint32_t to);
+
 } // namespace qm::engine
