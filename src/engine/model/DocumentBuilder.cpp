@@ -134,6 +134,12 @@ void DocumentBuilder::appendText(std::u16string_view text, uint32_t charFormat)
     // the whole story on every call, and readers append run by run. The
     // stretches between dropped control characters go in whole, which
     // grows the story as geometrically as appending a character at a time.
+    if (text.size() == 1) {
+        // One character, as a reader that emits character by character gives it.
+        if (text[0] >= 32 || keptControl(text[0]))
+            append(text[0], CharAttr{charFormat, 0});
+        return;
+    }
     Story& s = m_doc->stories[m_current];
     size_t from = 0;
     for (size_t i = 0; i <= text.size(); ++i) {

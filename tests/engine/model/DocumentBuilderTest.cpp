@@ -147,14 +147,14 @@ TEST(DocumentBuilder, AppendedCharactersKeepTheirFormatAroundDroppedControls)
         uint32_t format;
     } appends[] = {
         {u"\x03" u"ab", bold}, {u"c\x05\x06" u"d", plain}, {u"e\x10", italic}, {u"\x04\x05", bold}, {u"", plain},
-        {u"\tf", italic},
+        {u"\tf", italic},     {u"g", bold},          {u"\x05", italic},
     };
     for (const Append& a : appends)
         b.appendText(a.text, a.format);
     auto doc = b.finish({}, {});
     const Story& main = doc->mainStory();
-    EXPECT_EQ(main.text, u"abcde\tf\r");
-    const std::vector<uint32_t> expected = {bold, bold, plain, plain, italic, italic, italic};
+    EXPECT_EQ(main.text, u"abcde\tfg\r");
+    const std::vector<uint32_t> expected = {bold, bold, plain, plain, italic, italic, italic, bold};
     ASSERT_EQ(main.attrs.size(), expected.size() + 1); // and the closing mark
     for (size_t i = 0; i < expected.size(); ++i) {
         SCOPED_TRACE(i);
