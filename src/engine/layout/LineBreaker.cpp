@@ -411,19 +411,23 @@ struct ParagraphCache::Impl {
         double width = 0;
         double linePitch = 0;
         bool mainStory = false;
+        /// Worked out once from the fields above (hashOf), so that a look-up
+        /// and the insertion after it do not hash the paragraph twice.
+        size_t hash = 0;
         bool operator==(const Key&) const = default;
     };
+    static size_t hashOf(const Key& k)
+    {
+        size_t h = std::hash<std::u16string_view>()(k.text);
+        const std::string_view formats(reinterpret_cast<const char*>(k.formats.data()),
+                                       k.formats.size() * sizeof(uint32_t));
+        h ^= std::hash<std::string_view>()(formats) + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
+        h ^= std::hash<double>()(k.width) + (h << 6) + (h >> 2);
+        h ^= std::hash<double>()(k.linePitch) + (h << 6) + (h >> 2);
+        return h ^ static_cast<size_t>(k.mainStory);
+    }
     struct Hash {
-        size_t operator()(const Key& k) const
-        {
-            size_t h = std::hash<std::u16string_view>()(k.text);
-            const std::string_view formats(reinterpret_cast<const char*>(k.formats.data()),
-                                           k.formats.size() * sizeof(uint32_t));
-            h ^= std::hash<std::string_view>()(formats) + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
-            h ^= std::hash<double>()(k.width) + (h << 6) + (h >> 2);
-            h ^= std::hash<double>()(k.linePitch) + (h << 6) + (h >> 2);
-            return h ^ static_cast<size_t>(k.mainStory);
-        }
+        size_t operator()(const Key& k) const { return k.hash; }
     };
     uint64_t document = 0;
     /// Lines with positions counted from the paragraph's first character.
@@ -479,6 +483,7 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
     key.width = width;
     key.linePitch = story == 0 ? m_linePitch : 0;
     key.mainStory = story == 0;
+    key.hash = ParagraphCache::Impl::hashOf(key);
     if (auto it = m_cache->lines.find(key); it != m_cache->lines.end()) {
         std::vector<LaidOutLine> lines = it->second;
         moveLines(lines, start, static_cast<uint32_t>(story));
@@ -492,7 +497,8 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
     std::vector<LaidOutLine> relative = lines;
     moveLines(relative, -int64_t{start}, static_cast<uint32_t>(story));
     m_cache->characters += key.text.size();
-    m_cache->lines.emplace(key, std::move(relative));
+    // The probe goes into the cache itself; the next look-up fills it anew.
+    m_cache->lines.emplace(std::move(key), std::move(relative));
     return lines;
 }
 
