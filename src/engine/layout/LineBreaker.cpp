@@ -517,6 +517,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
     uint32_t noteCount = 0;
     uint32_t lastFormat = 0;
     bool lastHidden = false, known = false;
+    char16_t highest = 0; // shaping and segmenting start at U+0590
     for (uint32_t p = start; p <= mark; ++p) {
         const uint32_t format = s.attrs[p].charFormat;
         if (!known || format != lastFormat) {
@@ -525,6 +526,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             known = true;
         }
         Item it{s.text[p], p, format, 0, lastHidden};
+        highest = std::max(highest, it.c);
         if (!it.hidden)
             allHidden = false;
         if (!it.hidden) {
@@ -560,7 +562,8 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
     }
     if (allHidden)
         return lines;
-    shapeAndSegment();
+    if (highest >= 0x0590) // below it nothing is shaped or written without spaces
+        shapeAndSegment();
 
     const double limit = width - pf.rightIndent;
     const bool tabsOverMargin = m_document.settings.compatibilityMode < 15;
@@ -646,7 +649,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 lastVisible = c;
                 continue;
             }
-            if (hangsPastMargin(c) && anyContent && x + it.w > lineLimit + Slack && x <= lineLimit + Slack) {
+            if (anyContent && x + it.w > lineLimit + Slack && x <= lineLimit + Slack && hangsPastMargin(c)) {
                 // Hanging punctuation stays on the full line; the line ends after it.
                 x += it.w;
                 lastBreak = j;
@@ -688,7 +691,10 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                     next = m_items[k].c;
                     break;
                 }
-            if (breakAllowedAfter(previous, c, next) || it.wordBreakAfter)
+            // Latin text with no hyphen or dash breaks only at spaces, taken
+            // above: most characters need not ask.
+            const bool mayBreak = c == u'-' || c >= 0x2010 || next >= 0x2E80;
+            if ((mayBreak && breakAllowedAfter(previous, c, next)) || it.wordBreakAfter)
                 lastBreak = j;
         }
         if (end == SIZE_MAX || end <= lineStart)
