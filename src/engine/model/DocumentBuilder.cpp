@@ -3,6 +3,7 @@
 
 #include "engine/model/Unicode.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace qm::engine {
@@ -141,13 +142,18 @@ void DocumentBuilder::appendText(std::u16string_view text, uint32_t charFormat)
         return;
     }
     Story& s = m_doc->stories[m_current];
+    const CharAttr attr{charFormat, 0};
     size_t from = 0;
     for (size_t i = 0; i <= text.size(); ++i) {
         if (i < text.size() && (text[i] >= 32 || keptControl(text[i])))
             continue;
         if (const size_t n = i - from; n > 0) {
             s.text.append(text.substr(from, n));
-            s.attrs.insert(s.attrs.end(), n, CharAttr{charFormat, 0});
+            // Grown, then filled: a fill-insert copies its value through the
+            // stack for every element, which stalls on each.
+            const size_t old = s.attrs.size();
+            s.attrs.resize(old + n);
+            std::fill(s.attrs.begin() + static_cast<std::ptrdiff_t>(old), s.attrs.end(), attr);
             m_totalChars += n;
         }
         from = i + 1;
