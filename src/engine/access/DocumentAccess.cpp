@@ -617,22 +617,28 @@ const DocumentAccess::CharacterTally* DocumentAccess::tally(Find& find, size_t s
             continue;
         }
         // A stretch of one format below the surrogates: its matching
-        // characters count alike.
+        // characters count alike. They are counted without a branch on
+        // each (letters and spaces alternate too irregularly to guess),
+        // and the first of them is looked for afterwards.
         const uint32_t format = attrs[i].charFormat;
-        uint32_t first = 0;
+        auto passes = [&](uint32_t at) {
+            const char16_t d = text[at];
+            return d < 256 ? latin1[d] != 0 : d != Ch::CellEnd && pattern.testsCharacterAt(subject, at, to);
+        };
         int64_t n = 0;
         uint32_t j = i;
         for (; j < to; ++j) {
             const char16_t d = text[j];
             if (d >= 0xD800 || d == Ch::PageBreak || attrs[j].charFormat != format)
                 break;
-            const bool passes =
-                d < 256 ? latin1[d] != 0 : d != Ch::CellEnd && pattern.testsCharacterAt(subject, j, to);
-            if (passes && n++ == 0)
-                first = j;
+            n += passes(j) ? 1 : 0;
         }
-        if (n > 0)
+        if (n > 0) {
+            uint32_t first = i;
+            while (!passes(first))
+                ++first;
             count(first, 1, format, format, n);
+        }
         i = j;
     }
     return &t;
