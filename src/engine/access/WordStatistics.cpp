@@ -81,24 +81,21 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
         // Latin-1 letters, digits, punctuation and spaces, most of any
         // text, in a loop of their own: none of them is a mark that ends a
         // paragraph or counts apart, and each is visible or a space.
+        // Letters and spaces alternate too irregularly for a branch on each
+        // to be guessed: the counts are added without one.
         for (; i < to; ++i) {
             const char16_t c = text[i];
             if (c <= Ch::ColumnBreak || c >= 256)
                 break;
             const CharClass k = Latin1[c];
-            if (k == CharClass::Visible) {
-                ++stats.characters;
-                ++stats.charactersWithSpaces;
-                if (open != Open::NonAsian)
-                    ++stats.nonAsianWords;
-                open = Open::NonAsian;
-                paragraphHasText = true;
-            } else if (k == CharClass::Space) {
-                ++stats.charactersWithSpaces;
-                open = Open::None;
-            } else {
+            if (k != CharClass::Visible && k != CharClass::Space)
                 break;
-            }
+            const bool visible = k == CharClass::Visible;
+            stats.characters += visible ? 1 : 0;
+            ++stats.charactersWithSpaces;
+            stats.nonAsianWords += (visible && open != Open::NonAsian) ? 1 : 0;
+            open = visible ? Open::NonAsian : Open::None;
+            paragraphHasText = paragraphHasText || visible;
         }
         if (i >= to)
             break;
