@@ -525,7 +525,10 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             lastFormat = format;
             known = true;
         }
-        Item it{s.text[p], p, format, 0, lastHidden};
+        // Built where it stays (the room is reserved): an item put together
+        // on the stack and copied in is read back before its separate
+        // writes have landed, which stalls on every character.
+        Item& it = m_items.emplace_back(Item{s.text[p], p, format, 0, lastHidden});
         highest = std::max(highest, it.c);
         if (!it.hidden)
             allHidden = false;
@@ -558,7 +561,6 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             default: it.w = m_measurer.width(it.c, format); break;
             }
         }
-        m_items.push_back(it);
     }
     if (allHidden)
         return lines;
