@@ -105,11 +105,11 @@ std::string Measurements::readKey(std::string_view profile, std::string_view nam
 {
     if (m_running == 0)
         return m_readKey(profile, name, defaultValue);
-    auto read = std::tuple{std::string(profile), std::string(name), std::string(defaultValue)};
-    if (auto it = m_keysRead.find(read); it != m_keysRead.end())
-        return it->second;
+    for (const KeyRead& read : m_keysRead)
+        if (read.key == name && read.profile == profile && read.defaultValue == defaultValue)
+            return read.value;
     std::string value = m_readKey(profile, name, defaultValue);
-    m_keysRead.emplace(std::move(read), value);
+    m_keysRead.push_back({std::string(profile), std::string(name), std::string(defaultValue), value});
     return value;
 }
 

@@ -5,11 +5,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -119,8 +117,11 @@ private:
     ProfileKeyReader m_readKey;
     std::function<std::string()> m_currentProfile;
     std::string m_profile; // the profile a measurement reads, fixed when it starts
-    /// Keys read by the measurement running, by profile, key and default.
-    std::map<std::tuple<std::string, std::string, std::string>, std::string> m_keysRead;
+    /// Keys read by the measurement running: a few dozen, looked up in turn.
+    struct KeyRead {
+        std::string profile, key, defaultValue, value;
+    };
+    std::vector<KeyRead> m_keysRead;
     int m_running = 0; ///< measurements running, one inside another
 };
 
