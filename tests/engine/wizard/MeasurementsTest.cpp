@@ -350,7 +350,7 @@ TEST_F(MeasurementsTest, AMeasurementReadsEachKeyOnceAndTheNextReadsAgain)
         SCOPED_TRACE(key);
         EXPECT_EQ(count, 1);
     }
-    EXPECT_EQ(reads.count("TraverseHeaderAndFooter"), 1u); // asked by every part, read once
+    EXPECT_EQ(reads.count("TraverseHeaderAndFooter"), 1u); // asked by every measurement, read once
 
     keys["BoldONOFFAmount"] = "3.0";
     EXPECT_DOUBLE_EQ(m.CountBoldCharsONOFF(), 3.0);
