@@ -226,6 +226,21 @@ ReplaceOutcome Range::countAll()
     return m_access->countAll(m_find, story(), start(), end());
 }
 
+std::optional<int64_t> Range::countRuns(FontCriterion criterion)
+{
+    if (!exists() || !m_wholeStory || m_found)
+        return std::nullopt;
+    std::optional<std::pair<uint32_t, uint32_t>> last;
+    const std::optional<int64_t> runs = m_access->countRuns(m_find, story(), criterion, last);
+    if (runs && last) {
+        m_wholeStory = false;
+        m_found = true;
+        m_start = last->first;
+        m_end = last->second;
+    }
+    return runs;
+}
+
 ReplaceOutcome Range::replaceAll()
 {
     if (!exists()) {
@@ -354,6 +369,19 @@ ReplaceOutcome Selection::countAll()
 {
     const uint32_t to = m_extended ? end() : m_access->storySize(m_story);
     return m_access->countAll(m_find, m_story, start(), to);
+}
+
+std::optional<int64_t> Selection::countRuns(FontCriterion criterion)
+{
+    if (m_extended || end() != 0)
+        return std::nullopt;
+    std::optional<std::pair<uint32_t, uint32_t>> last;
+    const std::optional<int64_t> runs = m_access->countRuns(m_find, m_story, criterion, last);
+    if (runs && last) {
+        m_start = last->first;
+        m_end = last->second;
+    }
+    return runs;
 }
 
 // ---- DocumentAccess -----------------------------------------------------------
@@ -508,9 +536,145 @@ ReplaceOutcome DocumentAccess::replaceAll(Find& find, size_t story, uint32_t fro
     return outcome;
 }
 
+const DocumentAccess::CharacterTally* DocumentAccess::tally(Find& find, size_t story)
+{
+    const CompiledPattern& compiled = find.pattern();
+    if (!compiled.pattern || !compiled.pattern->matchesOneCharacter() || compiled.pattern->scansForOneCharacter())
+        return nullptr;
+    auto key = std::tuple{m_revision, story, find.text(), find.syntax()};
+    if (auto it = m_tallies.find(key); it != m_tallies.end())
+        return &it->second;
+    constexpr size_t Kept = 64;
+    if (m_tallies.size() > Kept)
+        m_tallies.clear();
+    CharacterTally& t = m_tallies[std::move(key)];
+
+    // The walk visits the positions a search tries, in order: one unit at a
+    // time, a surrogate pair whole. A position matches as in the search:
+    // not a cell mark, the pattern's test passing, and the formats of the
+    // character's units all shown (hidden text is never found) and, for a
+    // criterion, all carrying it (on) or none carrying it (off).
+    const FindPattern& pattern = *compiled.pattern;
+    const Document& doc = *m_document;
+    const Story& s = doc.stories[story];
+    const MatchSubject subject{s.text, s.attrs.data(), nullptr, &doc, story};
+    const size_t formats = doc.charFormats.size();
+    std::vector<uint8_t> carried(formats), shown(formats);
+    for (size_t f = 0; f < formats; ++f) {
+        shown[f] = doc.charFormats[f].hidden ? 0 : 1;
+        for (size_t c = 0; c < CharacterTally::Criteria; ++c)
+            if (carries(doc.charFormats[f], static_cast<FontCriterion>(c)))
+                carried[f] |= static_cast<uint8_t>(1u << c);
+    }
+    constexpr uint8_t All = (1u << CharacterTally::Criteria) - 1;
+    uint8_t seekingOn = All; // per criterion: the loop looks for the criterion on next
+    // Counts `n` matching characters of formats f1 and f2 (a surrogate
+    // pair's halves), the first of them at pos; the rest change nothing in
+    // the loop, which has found the first.
+    auto count = [&](uint32_t pos, uint32_t units, uint32_t f1, uint32_t f2, int64_t n) {
+        if (f1 >= formats || f2 >= formats || !shown[f1] || !shown[f2])
+            return;
+        t.matches += n;
+        const uint8_t on = carried[f1] & carried[f2];
+        const uint8_t off = static_cast<uint8_t>(~(carried[f1] | carried[f2]) & All);
+        // The loop finds the character where it seeks the criterion on and
+        // the character has it, or seeks it off and the character lacks it.
+        const uint8_t found = (on & seekingOn) | (off & static_cast<uint8_t>(~seekingOn));
+        for (size_t k = 0; (on | found) != 0 && k < CharacterTally::Criteria; ++k) {
+            const uint8_t bit = static_cast<uint8_t>(1u << k);
+            if (on & bit)
+                t.on[k] += n;
+            if (found & bit) {
+                if (on & bit)
+                    ++t.runs[k];
+                t.lastRunMatch[k] = std::pair{pos, pos + units};
+            }
+        }
+        seekingOn = static_cast<uint8_t>((seekingOn & ~on) | off);
+    };
+    // The test's answer for each Latin-1 character depends on the character
+    // alone, but for the page break (a section break or not, by where it
+    // stands); a cell mark never matches.
+    std::array<uint8_t, 256> latin1{};
+    for (char16_t c = 0; c < 256; ++c) {
+        if (c == Ch::PageBreak || c == Ch::CellEnd)
+            continue;
+        const char16_t alone[1] = {c};
+        const MatchSubject single{std::u16string_view(alone, 1), nullptr, nullptr, &doc, story};
+        latin1[c] = pattern.testsCharacterAt(single, 0, 1) ? 1 : 0;
+    }
+    const char16_t* text = s.text.data();
+    const CharAttr* attrs = s.attrs.data();
+    const uint32_t to = s.size();
+    for (uint32_t i = 0; i < to;) {
+        const char16_t c = text[i];
+        if (c >= 0xD800 || c == Ch::PageBreak) {
+            // A position of its own: a surrogate pair whole, a page break.
+            const uint32_t units = isLeadSurrogate(c) && i + 1 < to && isTrailSurrogate(text[i + 1]) ? 2 : 1;
+            if (pattern.testsCharacterAt(subject, i, to))
+                count(i, units, attrs[i].charFormat, attrs[i + units - 1].charFormat, 1);
+            i += units;
+            continue;
+        }
+        // A stretch of one format below the surrogates: its matching
+        // characters count alike. They are counted without a branch on
+        // each (letters and spaces alternate too irregularly to guess),
+        // and the first of them is looked for afterwards.
+        const uint32_t format = attrs[i].charFormat;
+        auto passes = [&](uint32_t at) {
+            const char16_t d = text[at];
+            return d < 256 ? latin1[d] != 0 : d != Ch::CellEnd && pattern.testsCharacterAt(subject, at, to);
+        };
+        int64_t n = 0;
+        uint32_t j = i;
+        for (; j < to; ++j) {
+            const char16_t d = text[j];
+            if (d >= 0xD800 || d == Ch::PageBreak || attrs[j].charFormat != format)
+                break;
+            n += passes(j) ? 1 : 0;
+        }
+        if (n > 0) {
+            uint32_t first = i;
+            while (!passes(first))
+                ++first;
+            count(first, 1, format, format, n);
+        }
+        i = j;
+    }
+    return &t;
+}
+
+std::optional<int64_t> DocumentAccess::countRuns(Find& find, size_t story, FontCriterion criterion,
+                                                 std::optional<std::pair<uint32_t, uint32_t>>& lastMatch)
+{
+    const CharacterTally* t = tally(find, story);
+    if (!t)
+        return std::nullopt;
+    const size_t k = static_cast<size_t>(criterion);
+    lastMatch = t->lastRunMatch[k];
+    return t->runs[k];
+}
+
 ReplaceOutcome DocumentAccess::countAll(Find& find, size_t story, uint32_t from, uint32_t to)
 {
     ReplaceOutcome outcome;
+    if (from == 0 && to == storySize(story)) {
+        // Over a whole story, with no criterion or one criterion on, the
+        // tally's walk counts what the searches find.
+        size_t set = 0, criterion = 0;
+        bool onlyOn = true;
+        for (size_t c = 0; c < CharacterTally::Criteria; ++c)
+            if (const CriterionState state = find.font(static_cast<FontCriterion>(c)); state != CriterionState::Cleared) {
+                ++set;
+                criterion = c;
+                onlyOn = onlyOn && state == CriterionState::On;
+            }
+        if (set <= 1 && onlyOn)
+            if (const CharacterTally* t = tally(find, story)) {
+                outcome.replaced = set == 0 ? t->matches : t->on[criterion];
+                return outcome;
+            }
+    }
     forEachMatch(*m_document, find, story, from, to, outcome.error, [&](const PatternMatch&) { ++outcome.replaced; });
     return outcome;
 }

@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace qm::engine {
@@ -123,6 +124,14 @@ public:
     /// The matches replaceAll() would replace (in `replaced`), the document
     /// left untouched.
     ReplaceOutcome countAll();
+    /// The runs of `criterion` that the alternating find loop counts: find
+    /// the find text with the criterion on, then with it off, then on again,
+    /// each search from the last match on, counting the finds with it on.
+    /// Answered from one walk of the story, the range left on the loop's
+    /// last match as the loop leaves it. Only for a one-character find text
+    /// on a whole-story range that has found nothing yet; nullopt otherwise
+    /// (the caller then runs the loop).
+    std::optional<int64_t> countRuns(FontCriterion criterion);
 
 private:
     friend class DocumentAccess;
@@ -186,6 +195,10 @@ public:
     ReplaceOutcome replaceAll();
     /// The matches replaceAll() would replace, the document left untouched.
     ReplaceOutcome countAll();
+    /// The alternating find loop's count of runs of `criterion` (see
+    /// Range::countRuns), for a collapsed selection at the story's start;
+    /// the selection ends on the loop's last match. nullopt otherwise.
+    std::optional<int64_t> countRuns(FontCriterion criterion);
 
 private:
     friend class DocumentAccess;
@@ -270,6 +283,26 @@ private:
         uint64_t revisionBefore = 0;       // the document's revision the step undoes to
     };
 
+    /// What every search of a one-character find text over a whole story
+    /// comes to, worked out in one walk: the matches without font criteria,
+    /// with each criterion on, and the runs the alternating loop counts
+    /// with the match it ends on. Kept by revision, story and find text, so
+    /// the counts of bold, italic and underlined characters and of their
+    /// switches share one walk.
+    struct CharacterTally {
+        static constexpr size_t Criteria = 6;
+        int64_t matches = 0;
+        std::array<int64_t, Criteria> on{};
+        std::array<int64_t, Criteria> runs{};
+        std::array<std::optional<std::pair<uint32_t, uint32_t>>, Criteria> lastRunMatch{};
+    };
+    /// The tally of the find's text over `story`, or null when one walk
+    /// cannot stand in for its searches (not one character, a text found
+    /// by scanning for its one character, or not a valid pattern).
+    const CharacterTally* tally(Find& find, size_t story);
+    std::optional<int64_t> countRuns(Find& find, size_t story, FontCriterion criterion,
+                                     std::optional<std::pair<uint32_t, uint32_t>>& lastMatch);
+
     bool validStory(int32_t story) const { return story >= 0 && static_cast<size_t>(story) < m_document->stories.size(); }
     uint32_t storySize(size_t story) const { return m_document->stories[story].size(); }
     std::optional<PatternMatch> search(Find& find, size_t story, uint32_t from, uint32_t to, std::string& error);
@@ -293,6 +326,8 @@ private:
     /// The main story's Word Count figures by revision: the words,
     /// characters and paragraphs are usually asked for in turn.
     mutable std::map<uint64_t, WordStatistics> m_statistics;
+    /// Tallies by revision, story, find text and syntax.
+    std::map<std::tuple<uint64_t, size_t, std::u16string, PatternSyntax>, CharacterTally> m_tallies;
     /// Keeps the figures of the few revisions a count goes through.
     void boundFigures() const
     {

@@ -651,6 +651,15 @@ std::optional<char16_t> onlyCharacter(const Test& t)
 
 } // namespace
 
+bool FindPattern::scansForOneCharacter() const
+{
+    uint32_t first = 0;
+    while (first < m_program.size() && m_program[first].op == Op::Save)
+        ++first;
+    return first < m_program.size() && m_program[first].op == Op::Test &&
+           onlyCharacter(m_program[first].test).has_value();
+}
+
 std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t from, uint32_t to) const
 {
     const std::u16string_view text = s.text;

@@ -69,6 +69,18 @@ public:
     /// True when every match is exactly one character (a surrogate pair
     /// whole): a single character, class or set.
     bool matchesOneCharacter() const { return m_program.size() == 2 && m_program[0].op == Inst::Op::Test; }
+    /// For a pattern that matches one character: whether its test passes on
+    /// the character at pos (a surrogate pair whole when both halves lie
+    /// before `to`), font criteria and cell marks aside. The test depends on
+    /// the character alone except for a page break (12), which may be a
+    /// section break.
+    bool testsCharacterAt(const MatchSubject& subject, uint32_t pos, uint32_t to) const
+    {
+        return passes(m_program[0].test, subject, pos, to);
+    }
+    /// True when the pattern can only start on one character, which a search
+    /// finds by scanning for it (eight units at a time): "^t", "^p", "^13".
+    bool scansForOneCharacter() const;
 
     // The program; public so the compiler in the .cpp can build it.
     struct Test {

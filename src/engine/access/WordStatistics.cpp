@@ -76,7 +76,29 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
     uint32_t i = from;
     if (i < to && isInsidePair(s.text, i))
         ++i;
+    const char16_t* text = s.text.data();
     for (uint32_t units = 1; i < to; i += units) {
+        // Latin-1 letters, digits, punctuation and spaces, most of any
+        // text, in a loop of their own: none of them is a mark that ends a
+        // paragraph or counts apart, and each is visible or a space.
+        // Letters and spaces alternate too irregularly for a branch on each
+        // to be guessed: the counts are added without one.
+        for (; i < to; ++i) {
+            const char16_t c = text[i];
+            if (c <= Ch::ColumnBreak || c >= 256)
+                break;
+            const CharClass k = Latin1[c];
+            if (k != CharClass::Visible && k != CharClass::Space)
+                break;
+            const bool visible = k == CharClass::Visible;
+            stats.characters += visible ? 1 : 0;
+            ++stats.charactersWithSpaces;
+            stats.nonAsianWords += (visible && open != Open::NonAsian) ? 1 : 0;
+            open = visible ? Open::NonAsian : Open::None;
+            paragraphHasText = paragraphHasText || visible;
+        }
+        if (i >= to)
+            break;
         const char16_t unit = s.text[i];
         char32_t c = unit;
         units = 1;

@@ -270,7 +270,7 @@ private:
 uint32_t Engine::paragraphEnd(size_t story, uint32_t pos, uint32_t to) const
 {
     const Story& s = m_doc.stories[story];
-    for (uint32_t i = pos; i < to; ++i) {
+    for (uint32_t i = nextLowCharacter(s.text, pos, to); i < to; i = nextLowCharacter(s.text, i + 1, to)) {
         const char16_t c = s.text[i];
         if (c == Ch::ParagraphMark || c == Ch::CellEnd || (c == Ch::PageBreak && isSectionMark(story, i)))
             return i;

@@ -434,19 +434,23 @@ struct ParagraphCache::Impl {
         double width = 0;
         double linePitch = 0;
         bool mainStory = false;
+        /// Worked out once from the fields above (hashOf), so that a look-up
+        /// and the insertion after it do not hash the paragraph twice.
+        size_t hash = 0;
         bool operator==(const Key&) const = default;
     };
+    static size_t hashOf(const Key& k)
+    {
+        size_t h = std::hash<std::u16string_view>()(k.text);
+        const std::string_view formats(reinterpret_cast<const char*>(k.formats.data()),
+                                       k.formats.size() * sizeof(uint32_t));
+        h ^= std::hash<std::string_view>()(formats) + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
+        h ^= std::hash<double>()(k.width) + (h << 6) + (h >> 2);
+        h ^= std::hash<double>()(k.linePitch) + (h << 6) + (h >> 2);
+        return h ^ static_cast<size_t>(k.mainStory);
+    }
     struct Hash {
-        size_t operator()(const Key& k) const
-        {
-            size_t h = std::hash<std::u16string_view>()(k.text);
-            const std::string_view formats(reinterpret_cast<const char*>(k.formats.data()),
-                                           k.formats.size() * sizeof(uint32_t));
-            h ^= std::hash<std::string_view>()(formats) + 0x9E3779B97F4A7C15ull + (h << 6) + (h >> 2);
-            h ^= std::hash<double>()(k.width) + (h << 6) + (h >> 2);
-            h ^= std::hash<double>()(k.linePitch) + (h << 6) + (h >> 2);
-            return h ^ static_cast<size_t>(k.mainStory);
-        }
+        size_t operator()(const Key& k) const { return k.hash; }
     };
     uint64_t document = 0;
     /// Lines with positions counted from the paragraph's first character.
@@ -511,6 +515,7 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
     key.width = width;
     key.linePitch = story == 0 ? m_linePitch : 0;
     key.mainStory = story == 0;
+    key.hash = ParagraphCache::Impl::hashOf(key);
     if (auto it = m_cache->lines.find(key); it != m_cache->lines.end()) {
         std::vector<LaidOutLine> lines = it->second;
         moveLines(lines, start, static_cast<uint32_t>(story));
@@ -524,7 +529,8 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
     std::vector<LaidOutLine> relative = lines;
     moveLines(relative, -int64_t{start}, static_cast<uint32_t>(story));
     m_cache->characters += key.text.size();
-    m_cache->lines.emplace(key, std::move(relative));
+    // The probe goes into the cache itself; the next look-up fills it anew.
+    m_cache->lines.emplace(std::move(key), std::move(relative));
     return lines;
 }
 
@@ -543,6 +549,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
     uint32_t noteCount = 0;
     uint32_t lastFormat = 0;
     bool lastHidden = false, known = false;
+    char16_t highest = 0; // shaping and segmenting start at U+0590
     for (uint32_t p = start; p <= mark; ++p) {
         const uint32_t format = s.attrs[p].charFormat;
         if (!known || format != lastFormat) {
@@ -550,7 +557,11 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             lastFormat = format;
             known = true;
         }
-        Item it{s.text[p], p, format, 0, lastHidden};
+        // Built where it stays (the room is reserved): an item put together
+        // on the stack and copied in is read back before its separate
+        // writes have landed, which stalls on every character.
+        Item& it = m_items.emplace_back(Item{s.text[p], p, format, 0, lastHidden});
+        highest = std::max(highest, it.c);
         if (!it.hidden)
             allHidden = false;
         if (!it.hidden) {
@@ -582,11 +593,11 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             default: it.w = m_measurer.width(it.c, format); break;
             }
         }
-        m_items.push_back(it);
     }
     if (allHidden)
         return lines;
-    shapeAndSegment();
+    if (highest >= 0x0590) // below it nothing is shaped or written without spaces
+        shapeAndSegment();
 
     const double limit = width - pf.rightIndent;
     const bool tabsOverMargin = m_document.settings.compatibilityMode < 15;
@@ -687,7 +698,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 lastVisible = c;
                 continue;
             }
-            if (hangsPastMargin(c) && anyContent && x + it.w > lineLimit + Slack && x <= lineLimit + Slack) {
+            if (anyContent && x + it.w > lineLimit + Slack && x <= lineLimit + Slack && hangsPastMargin(c)) {
                 // Hanging punctuation stays on the full line; the line ends after it.
                 x += it.w;
                 lastBreak = j;
@@ -729,7 +740,10 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                     next = m_items[k].c;
                     break;
                 }
-            if (breakAllowedAfter(previous, c, next) || it.wordBreakAfter)
+            // Latin text with no hyphen or dash breaks only at spaces, taken
+            // above: most characters need not ask.
+            const bool mayBreak = c == u'-' || c >= 0x2010 || next >= 0x2E80;
+            if ((mayBreak && breakAllowedAfter(previous, c, next)) || it.wordBreakAfter)
                 lastBreak = j;
         }
         if (end == SIZE_MAX || end <= lineStart)

@@ -168,7 +168,7 @@ const MeasuredFont& TextMeasurer::font(uint32_t charFormat, FontSlot slot)
     return m_fonts[at];
 }
 
-double TextMeasurer::width(char16_t c, uint32_t charFormat)
+double TextMeasurer::measuredWidth(char16_t c, uint32_t charFormat)
 {
     if (c >= 256)
         return measure(c, charFormat);

@@ -5,6 +5,7 @@
 #include "engine/layout/Layout.h"
 
 #include <array>
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -81,7 +82,17 @@ public:
     /// The advance of `c` in format `charFormat`, in twips, as Word measures
     /// it (see the rounding note in the implementation), in the font of the
     /// character's script.
-    double width(char16_t c, uint32_t charFormat);
+    double width(char16_t c, uint32_t charFormat)
+    {
+        // A Latin-1 advance already measured in this format, as most are:
+        // answered here, without a call.
+        if (c < 256 && charFormat < m_latin1.size() && m_latin1[charFormat]) {
+            const double w = (*m_latin1[charFormat])[c];
+            if (!std::isnan(w))
+                return w;
+        }
+        return measuredWidth(c, charFormat);
+    }
 
     /// Widths of text that is shaped rather than measured a character at a
     /// time: complex-script text, whose letters change shape and width with
@@ -108,6 +119,7 @@ public:
     }
 
 private:
+    double measuredWidth(char16_t c, uint32_t charFormat);
     void prepare(uint32_t charFormat, FontSlot slot);
     double measure(char16_t c, uint32_t charFormat);
 

@@ -2,6 +2,9 @@
 #include "engine/model/Document.h"
 
 #include <cassert>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace qm::engine {
 
@@ -27,21 +30,31 @@ bool Document::isSectionBreak(uint32_t pos) const
     return false;
 }
 
-bool Document::endsParagraph(size_t story, uint32_t pos) const
+uint32_t nextLowCharacter(std::u16string_view text, uint32_t from, uint32_t to)
 {
-    const Story& s = stories[story];
-    if (pos >= s.size())
-        return false;
-    char16_t c = s.text[pos];
-    if (c == Ch::ParagraphMark || c == Ch::CellEnd)
-        return true;
-    return story == 0 && c == Ch::PageBreak && isSectionBreak(pos);
+    const char16_t* p = text.data();
+    uint32_t i = from;
+#if defined(__SSE2__)
+    // A unit is 13 or below where subtracting 13 without going under zero leaves zero.
+    const __m128i thirteen = _mm_set1_epi16(13);
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 8 <= to; i += 8) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        const __m128i low = _mm_cmpeq_epi16(_mm_subs_epu16(block, thirteen), zero);
+        if (const int mask = _mm_movemask_epi8(low))
+            return i + static_cast<uint32_t>(__builtin_ctz(static_cast<unsigned>(mask))) / 2;
+    }
+#endif
+    for (; i < to; ++i)
+        if (p[i] <= 13)
+            return i;
+    return to;
 }
 
 uint32_t Document::paragraphEnd(size_t story, uint32_t pos) const
 {
     const Story& s = stories[story];
-    for (uint32_t i = pos; i < s.size(); ++i)
+    for (uint32_t i = nextLowCharacter(s.text, pos, s.size()); i < s.size(); i = nextLowCharacter(s.text, i + 1, s.size()))
         if (endsParagraph(story, i))
             return i;
     return s.size() == 0 ? 0 : s.size() - 1;
@@ -150,7 +163,7 @@ std::vector<Table> findTables(const Document& doc, size_t storyIndex, uint32_t f
     TableRow row;
     uint32_t cellStart = from;
     bool rowOpen = false;
-    for (uint32_t i = from; i < to; ++i) {
+    for (uint32_t i = nextLowCharacter(s.text, from, to); i < to; i = nextLowCharacter(s.text, i + 1, to)) {
         if (!doc.endsParagraph(storyIndex, i))
             continue;
         const ParaFormat& pf = doc.paraFormatOf(s, i);

@@ -3,6 +3,7 @@
 
 #include "engine/model/Unicode.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace qm::engine {
@@ -131,11 +132,31 @@ void DocumentBuilder::appendText(std::u16string_view text, uint32_t charFormat)
     if (!roomFor(text.size()))
         return;
     // No reserve here: reserving exactly what each append needs would copy
-    // the whole story on every call, and readers append run by run.
-    for (char16_t c : text) {
-        if (c < 32 && !keptControl(c))
+    // the whole story on every call, and readers append run by run. The
+    // stretches between dropped control characters go in whole, which
+    // grows the story as geometrically as appending a character at a time.
+    if (text.size() == 1) {
+        // One character, as a reader that emits character by character gives it.
+        if (text[0] >= 32 || keptControl(text[0]))
+            append(text[0], CharAttr{charFormat, 0});
+        return;
+    }
+    Story& s = m_doc->stories[m_current];
+    const CharAttr attr{charFormat, 0};
+    size_t from = 0;
+    for (size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && (text[i] >= 32 || keptControl(text[i])))
             continue;
-        append(c, CharAttr{charFormat, 0});
+        if (const size_t n = i - from; n > 0) {
+            s.text.append(text.substr(from, n));
+            // Grown, then filled: a fill-insert copies its value through the
+            // stack for every element, which stalls on each.
+            const size_t old = s.attrs.size();
+            s.attrs.resize(old + n);
+            std::fill(s.attrs.begin() + static_cast<std::ptrdiff_t>(old), s.attrs.end(), attr);
+            m_totalChars += n;
+        }
+        from = i + 1;
     }
 }
 

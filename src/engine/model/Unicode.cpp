@@ -12,17 +12,6 @@
 
 namespace qm::engine {
 
-static void appendUtf16(std::u16string& out, char32_t cp)
-{
-    if (cp >= 0x10000) {
-        cp -= 0x10000;
-        out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-        out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
-    } else {
-        out.push_back(static_cast<char16_t>(cp));
-    }
-}
-
 // Decodes one UTF-8 sequence at i; returns the code point or -1 when malformed.
 static int32_t decodeUtf8(std::string_view s, size_t& i)
 {
@@ -57,12 +46,30 @@ static int32_t decodeUtf8(std::string_view s, size_t& i)
 
 std::u16string utf8ToUtf16(std::string_view utf8)
 {
-    std::u16string out;
-    out.reserve(utf8.size());
+    // Every byte gives at most one unit (a four-byte sequence two), so the
+    // text is written into room for as many units as bytes, ASCII a byte at
+    // a time, and cut to length.
+    std::u16string out(utf8.size(), u'\0');
+    char16_t* to = out.data();
+    size_t n = 0;
     for (size_t i = 0; i < utf8.size();) {
-        int32_t cp = decodeUtf8(utf8, i);
-        appendUtf16(out, cp < 0 ? 0xFFFD : static_cast<char32_t>(cp));
+        const auto b = static_cast<uint8_t>(utf8[i]);
+        if (b < 0x80) {
+            to[n++] = b;
+            ++i;
+            continue;
+        }
+        const int32_t decoded = decodeUtf8(utf8, i);
+        char32_t cp = decoded < 0 ? 0xFFFD : static_cast<char32_t>(decoded);
+        if (cp >= 0x10000) {
+            cp -= 0x10000;
+            to[n++] = static_cast<char16_t>(0xD800 + (cp >> 10));
+            to[n++] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
+        } else {
+            to[n++] = static_cast<char16_t>(cp);
+        }
     }
+    out.resize(n);
     return out;
 }
 

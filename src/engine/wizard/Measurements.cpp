@@ -85,6 +85,34 @@ Measurements::Measurements(WordWizard& wizard, ProfileKeyReader readKey, std::fu
 {
 }
 
+template <class Body>
+void Measurements::run(std::string_view tag, Body&& body)
+{
+    struct Running {
+        Measurements& m;
+        explicit Running(Measurements& measurements) : m(measurements) { ++m.m_running; }
+        ~Running()
+        {
+            // The next measurement reads the profile afresh.
+            if (--m.m_running == 0)
+                m.m_keysRead.clear();
+        }
+    } running(*this);
+    trapped(m_wizard, tag, std::forward<Body>(body));
+}
+
+std::string Measurements::readKey(std::string_view profile, std::string_view name, std::string_view defaultValue)
+{
+    if (m_running == 0)
+        return m_readKey(profile, name, defaultValue);
+    for (const KeyRead& read : m_keysRead)
+        if (read.key == name && read.profile == profile && read.defaultValue == defaultValue)
+            return read.value;
+    std::string value = m_readKey(profile, name, defaultValue);
+    m_keysRead.push_back({std::string(profile), std::string(name), std::string(defaultValue), value});
+    return value;
+}
+
 DocumentAccess& Measurements::document()
 {
     DocumentAccess* doc = m_wizard.document();
@@ -95,7 +123,7 @@ DocumentAccess& Measurements::document()
 
 std::string Measurements::key(std::string_view name, std::string_view defaultValue)
 {
-    return m_readKey(m_currentProfile ? m_currentProfile() : std::string(), name, defaultValue);
+    return readKey(m_currentProfile ? m_currentProfile() : std::string(), name, defaultValue);
 }
 
 bool Measurements::flag(std::string_view name) { return key(name, "0") == "1"; }
@@ -228,7 +256,7 @@ int64_t Measurements::visibleCharacters(Range range)
 int64_t Measurements::CountWords(std::string_view)
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count Words-", [&] {
+    run("-Count Words-", [&] {
         m_wizard.resetView();
         document().selection().homeKeyStory();
         Range content = document().content();
@@ -243,7 +271,7 @@ int64_t Measurements::CountWords(std::string_view)
 int64_t Measurements::CountChar(std::string_view)
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count Char-", [&] {
+    run("-Count Char-", [&] {
         m_wizard.resetView();
         document().selection().homeKeyStory();
         total = statistic(BuiltInProperty::Characters);
@@ -257,7 +285,7 @@ int64_t Measurements::CountChar(std::string_view)
 int64_t Measurements::CountCharWspace(std::string_view)
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count Char with Space-", [&] {
+    run("-Count Char with Space-", [&] {
         m_wizard.resetView();
         document().selection().homeKeyStory();
         total = statistic(BuiltInProperty::CharactersWithSpaces);
@@ -272,7 +300,7 @@ int64_t Measurements::CountCharWspace(std::string_view)
 int64_t Measurements::CountReturnAndEnters()
 {
     int64_t result = 0;
-    trapped(m_wizard, "-Count Return And Enters-", [&] {
+    run("-Count Return And Enters-", [&] {
         m_wizard.resetView();
         document().selection().homeKeyStory();
         // In gross-line billing the story's closing mark is not a billed return.
@@ -296,21 +324,21 @@ int64_t Measurements::CountReturnAndEnters()
 int64_t Measurements::CountPages()
 {
     int64_t pages = 0;
-    trapped(m_wizard, "-Count Pages-", [&] { pages = statistic(BuiltInProperty::Pages); });
+    run("-Count Pages-", [&] { pages = statistic(BuiltInProperty::Pages); });
     return pages;
 }
 
 int64_t Measurements::CountCharTemp()
 {
     int64_t characters = 0;
-    trapped(m_wizard, "-Count Char-", [&] { characters = statistic(BuiltInProperty::Characters); });
+    run("-Count Char-", [&] { characters = statistic(BuiltInProperty::Characters); });
     return characters;
 }
 
 int64_t Measurements::CountCharTempHead()
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count CharTemp Head Footer-", [&] {
+    run("-Count CharTemp Head Footer-", [&] {
         const HeadersFooters headers = document().headers(1);
         for (int i = 1; i <= headers.count(); ++i)
             total = add(total, visibleCharacters(headers.item(i)));
@@ -321,7 +349,7 @@ int64_t Measurements::CountCharTempHead()
 int64_t Measurements::CountCharTempFooter()
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count CharTemp Footer-", [&] {
+    run("-Count CharTemp Footer-", [&] {
         const HeadersFooters footers = document().footers(1);
         for (int i = 1; i <= footers.count(); ++i)
             total = add(total, visibleCharacters(footers.item(i)));
@@ -332,7 +360,7 @@ int64_t Measurements::CountCharTempFooter()
 int64_t Measurements::CountCharTempHeadByIndex(size_t section, int index)
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count CharTemp Head Footer-",
+    run("-Count CharTemp Head Footer-",
             [&] { total = visibleCharacters(document().headers(section).item(index)); });
     return total;
 }
@@ -340,7 +368,7 @@ int64_t Measurements::CountCharTempHeadByIndex(size_t section, int index)
 int64_t Measurements::CountCharTempFooterByIndex(size_t section, int index)
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count CharTemp Footer-",
+    run("-Count CharTemp Footer-",
             [&] { total = visibleCharacters(document().footers(section).item(index)); });
     return total;
 }
@@ -348,7 +376,7 @@ int64_t Measurements::CountCharTempFooterByIndex(size_t section, int index)
 int64_t Measurements::CountGrossLines()
 {
     int64_t total = 0;
-    trapped(m_wizard, "-Count Gross Lines-", [&] {
+    run("-Count Gross Lines-", [&] {
         const bool skipBlank = flag("DoNotCountBlankLine");
         m_wizard.resetView();
         const int64_t mainCharacters = CountCharTemp();
@@ -419,13 +447,23 @@ double Measurements::countSwitches(SwitchFormat format, std::string_view amountK
 
     // Every run of formatted visible characters counts once: find one with
     // the format, then the next one without it, and so on to the story's end.
-    auto runs = [&](Find& find, auto&& findNext, FontCriterion c) {
+    auto runs = [&](Find& find, auto&& findNext, auto&& countRuns, FontCriterion c) {
         double runTotal = 0;
         find.clearFormatting();
         find.clearReplacementFormatting();
         find.setText(VisibleCharacter);
         find.setSyntax(PatternSyntax::Wildcards);
         find.setFont(c, CriterionState::On);
+        // The access layer tells the loop's count from one walk of the
+        // story, shared by every format's switches, and leaves the
+        // selection where the loop would; the worth is added run by run all
+        // the same, as each addition is rounded.
+        if (const std::optional<int64_t> counted = countRuns(c)) {
+            for (int64_t run = 0; run < *counted; ++run)
+                runTotal = double(whole(runTotal + worth));
+            find.clearFormatting();
+            return runTotal;
+        }
         for (;;) {
             FindOutcome found = findNext();
             if (!found.error.empty())
@@ -450,11 +488,15 @@ double Measurements::countSwitches(SwitchFormat format, std::string_view amountK
     m_wizard.resetView();
     Selection& selection = document().selection();
     selection.homeKeyStory();
-    total = runs(selection.find(), [&] { return selection.findNext(); }, criterion(false));
+    total = runs(
+        selection.find(), [&] { return selection.findNext(); },
+        [&](FontCriterion c) { return selection.countRuns(c); }, criterion(false));
     traverseHeadersAndFooters([&](Range& range) {
         if (!range.exists())
             return;
-        const double rangeTotal = runs(range.find(), [&] { return range.findNext(); }, criterion(true));
+        const double rangeTotal = runs(
+            range.find(), [&] { return range.findNext(); }, [&](FontCriterion c) { return range.countRuns(c); },
+            criterion(true));
         total = double(add(whole(total), whole(rangeTotal)));
     });
     return total;
@@ -463,7 +505,7 @@ double Measurements::countSwitches(SwitchFormat format, std::string_view amountK
 double Measurements::CountBoldCharsONOFF()
 {
     double total = 0;
-    trapped(m_wizard, "-Count Bold Chr ON OFF-",
+    run("-Count Bold Chr ON OFF-",
             [&] { total = countSwitches(SwitchFormat::Bold, "BoldONOFFAmount", "2.0"); });
     return total;
 }
@@ -471,7 +513,7 @@ double Measurements::CountBoldCharsONOFF()
 double Measurements::CountCapsCharsONOFF()
 {
     double total = 0;
-    trapped(m_wizard, "-Count Caps CharsONOFF-",
+    run("-Count Caps CharsONOFF-",
             [&] { total = countSwitches(SwitchFormat::Caps, "CapsCharONOFFAmount", "2.0"); });
     return total;
 }
@@ -479,7 +521,7 @@ double Measurements::CountCapsCharsONOFF()
 double Measurements::CountUnderLineCharsONOFF()
 {
     double total = 0;
-    trapped(m_wizard, "-Count UnderLineCharsONOFF-",
+    run("-Count UnderLineCharsONOFF-",
             [&] { total = countSwitches(SwitchFormat::Underline, "UnderlineONOFFAmount", "2.0"); });
     return total;
 }
@@ -487,7 +529,7 @@ double Measurements::CountUnderLineCharsONOFF()
 double Measurements::CountItalicCharsONOFF()
 {
     double total = 0;
-    trapped(m_wizard, "-Count ItalicCharsONOFF-",
+    run("-Count ItalicCharsONOFF-",
             [&] { total = countSwitches(SwitchFormat::Italic, "ItalicONOFFAmount", "2.0"); });
     return total;
 }
@@ -495,7 +537,7 @@ double Measurements::CountItalicCharsONOFF()
 double Measurements::CountSuperScriptCharsONOFF()
 {
     double total = 0;
-    trapped(m_wizard, "-Count SuperScriptCharsONOFF-",
+    run("-Count SuperScriptCharsONOFF-",
             [&] { total = countSwitches(SwitchFormat::Superscript, "SuperScriptCharsONOFFAmount", "1.0"); });
     return total;
 }
@@ -503,7 +545,7 @@ double Measurements::CountSuperScriptCharsONOFF()
 double Measurements::CountSubScriptCharsONOFF()
 {
     double total = 0;
-    trapped(m_wizard, "-Count SubScriptCharsONOFF-",
+    run("-Count SubScriptCharsONOFF-",
             [&] { total = countSwitches(SwitchFormat::Subscript, "SubScriptCharsONOFFAmount", "1.0"); });
     return total;
 }
@@ -528,7 +570,7 @@ double Measurements::countFormattedCharacters(CharFormat format, std::string_vie
 double Measurements::CountBoldchars()
 {
     double result = 0;
-    trapped(m_wizard, "-Count Bold Chr-",
+    run("-Count Bold Chr-",
             [&] { result = countFormattedCharacters(CharFormat::Bold, "BoldCharAmount"); });
     return result;
 }
@@ -536,7 +578,7 @@ double Measurements::CountBoldchars()
 double Measurements::CountItalicChars()
 {
     double result = 0;
-    trapped(m_wizard, "-Count ItalicChars-",
+    run("-Count ItalicChars-",
             [&] { result = countFormattedCharacters(CharFormat::Italic, "ItalicCharAmount"); });
     return result;
 }
@@ -544,7 +586,7 @@ double Measurements::CountItalicChars()
 double Measurements::CountUnderlinechars()
 {
     double result = 0;
-    trapped(m_wizard, "-Count Underlinechars-",
+    run("-Count Underlinechars-",
             [&] { result = countFormattedCharacters(CharFormat::Underline, "UnderlineCharAmount"); });
     return result;
 }
@@ -552,7 +594,7 @@ double Measurements::CountUnderlinechars()
 double Measurements::CountCapsChars()
 {
     double result = 0;
-    trapped(m_wizard, "-Count Caps Chr-", [&] {
+    run("-Count Caps Chr-", [&] {
         m_wizard.resetView();
         // Capital letters as typed, whatever their format: text shown in
         // capitals by formatting is not counted. Word's wildcard ranges
@@ -575,7 +617,7 @@ double Measurements::CountCapsChars()
 double Measurements::CountNumTables()
 {
     double result = 0;
-    trapped(m_wizard, "-Count Tables-", [&] {
+    run("-Count Tables-", [&] {
         const double worth = amount("TableAmount", "1.0");
         m_wizard.resetView();
         DocumentAccess& doc = document();
@@ -599,7 +641,7 @@ double Measurements::CountNumTables()
 double Measurements::CountTabs()
 {
     double result = 0;
-    trapped(m_wizard, "-Count Tabs-", [&] {
+    run("-Count Tabs-", [&] {
         m_wizard.resetView();
         document().selection().find().clearFormatting();
         document().selection().homeKeyStory();
@@ -632,6 +674,10 @@ void replaceRepeatedly(Target& target, std::string_view findText, std::string_vi
         const ReplaceOutcome outcome = target.replaceAll();
         if (!outcome.error.empty())
             throw std::runtime_error(outcome.error);
+        // A pass that replaced nothing left the text as it was (and no edit
+        // to undo): every later pass would search the same text in vain.
+        if (outcome.replaced == 0)
+            break;
     }
 }
 
@@ -655,7 +701,7 @@ void Measurements::forEveryHeaderAndFooter(Edit&& edit)
 
 void Measurements::clearPageBreaks()
 {
-    trapped(m_wizard, "-Clear Page Breaks-", [&] {
+    run("-Clear Page Breaks-", [&] {
         m_wizard.resetView();
         Selection& selection = document().selection();
         selection.homeKeyStory();
@@ -667,7 +713,7 @@ void Measurements::clearPageBreaks()
 
 void Measurements::clearSpaceOnlyLines()
 {
-    trapped(m_wizard, "-Count Clear Pssss-", [&] {
+    run("-Count Clear Pssss-", [&] {
         m_wizard.resetView();
         Selection& selection = document().selection();
         Find& find = selection.find();
@@ -706,7 +752,7 @@ void Measurements::clearSpaceOnlyLines()
 
 void Measurements::clearBlankLines()
 {
-    trapped(m_wizard, "-Clear Blank Lines-", [&] {
+    run("-Clear Blank Lines-", [&] {
         m_wizard.resetView();
         Selection& selection = document().selection();
         selection.homeKeyStory();
@@ -730,11 +776,11 @@ double Measurements::Countlines(std::string_view text, const std::string& profil
 {
     double lines = 0;
     LineBreakdown parts;
-    trapped(m_wizard, "-Count Lines-", [&] {
+    run("-Count Lines-", [&] {
         // Countlines reads its own keys from the profile it is given; the
         // measurements it calls read the profile box, which names the same
         // profile during a run.
-        auto own = [&](std::string_view name, std::string_view def) { return m_readKey(profileName, name, def); };
+        auto own = [&](std::string_view name, std::string_view def) { return readKey(profileName, name, def); };
         auto on = [&](std::string_view name) { return own(name, "0") == "1"; };
         auto numericOn = [&](std::string_view name) { return number(own(name, "0")) == 1.0; };
 

@@ -85,6 +85,13 @@ private:
     enum class CharFormat { Bold, Italic, Underline };
 
     DocumentAccess& document();
+    /// Runs one measurement under its error trap (see the class comment).
+    /// While it runs, and any measurement it calls, each profile key is read
+    /// once: the settings layer opens the profile's file on every read, and
+    /// a billed-line count needs some keys a dozen times.
+    template <class Body>
+    void run(std::string_view tag, Body&& body);
+    std::string readKey(std::string_view profile, std::string_view name, std::string_view defaultValue);
     std::string key(std::string_view name, std::string_view defaultValue);
     bool flag(std::string_view name);
     double amount(std::string_view name, std::string_view defaultValue);
@@ -110,6 +117,12 @@ private:
     ProfileKeyReader m_readKey;
     std::function<std::string()> m_currentProfile;
     std::string m_profile; // the profile a measurement reads, fixed when it starts
+    /// Keys read by the measurement running: a few dozen, looked up in turn.
+    struct KeyRead {
+        std::string profile, key, defaultValue, value;
+    };
+    std::vector<KeyRead> m_keysRead;
+    int m_running = 0; ///< measurements running, one inside another
 };
 
 } // namespace qm::engine

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
+
 using namespace qm::engine;
 using namespace qm::engine::testing;
 
@@ -207,6 +210,162 @@ TEST(DocumentAccess, FindNextAlternatingCriteriaCountsRuns)
         }
         EXPECT_EQ(runs, cases[k].runs);
     }
+}
+
+namespace {
+
+// Runs of `criterion` counted on a fresh selection at the story's start, by
+// the alternating find loop or by one walk (countRuns), with the selection
+// they leave, and the characters countAll finds with the criterion on.
+struct Counted {
+    int64_t runs = -1, on = -1;
+    uint32_t start = 0, end = 0;
+    bool operator==(const Counted&) const = default;
+};
+Counted countRuns(DocumentAccess& access, std::u16string_view find, FontCriterion criterion, bool byLoop)
+{
+    Selection& sel = access.selection();
+    Find& f = sel.find();
+    sel.homeKeyStory();
+    f.clearFormatting();
+    f.setText(find);
+    f.setSyntax(W);
+    Counted out;
+    if (byLoop) {
+        out.runs = 0;
+        while ((f.setFont(criterion, CriterionState::On), sel.findNext().found) && ++out.runs &&
+               (f.setFont(criterion, CriterionState::Off), sel.findNext().found)) {
+        }
+    } else if (const std::optional<int64_t> runs = sel.countRuns(criterion)) {
+        out.runs = *runs;
+    }
+    out.start = sel.start();
+    out.end = sel.end();
+    // The characters with the criterion on: by the search replace all still
+    // makes, or from the walk.
+    Range all = access.content();
+    Find& target = byLoop ? all.find() : f;
+    target.setText(find);
+    target.setSyntax(W);
+    target.setFont(criterion, CriterionState::On);
+    target.setReplacementText(u"BB");
+    sel.homeKeyStory();
+    out.on = byLoop ? all.replaceAll().replaced : sel.countAll().replaced;
+    access.undo(static_cast<int>(access.undoDepth()));
+    f.clearFormatting();
+    return out;
+}
+
+} // namespace
+
+// One walk of the story counts what the find loop and the searches count:
+// hidden text is skipped without splitting a run, a surrogate pair counts
+// once and only when both halves are shown and carry the format, cell marks
+// never match, a page break (below 13) is visible, and the selection ends on
+// the loop's last match.
+TEST(DocumentAccess, OneWalkCountsWhatTheFindLoopAndSearchesCount)
+{
+    const CharFormat bold = boldFormat(), boldHidden = CharFormat{.bold = true, .hidden = true};
+    const CharFormat italic = CharFormat{.italic = true};
+    const CharFormat sup = CharFormat{.verticalPosition = VerticalPosition::Superscript};
+    auto table = [&] {
+        DocumentBuilder b("txt");
+        appendRuns(b, {{u"A", bold}, {u"\r"}});
+        appendRow(b, {u"Bc", u"D"});
+        appendRuns(b, {{u"E\fF", bold}, {u"\r"}});
+        return b.finish(SectionFormat{}, HeaderFooterRefs{});
+    };
+    struct Case {
+        const char* name;
+        std::function<std::unique_ptr<Document>()> make;
+        std::u16string_view find;
+        FontCriterion criterion;
+        int64_t runs, on;
+        uint32_t lastMatch;
+    } cases[] = {
+        // a b | c | d e [X hidden] f 😀 | g: ends on the "g" at 10.
+        {"runs", [&] { return makeDocument({{u"ab", bold}, {u"c"}, {u"d", bold}, {u" ", bold}, {u"e", bold},
+                                            {u"X", boldHidden}, {u"f", bold}, {u"\U0001F600", bold}, {u"g"},
+                                            {u"\r"}}); },
+         u"[!^13- ]", FontCriterion::Bold, 2, 6, 10},
+        {"no italic", [&] { return makeDocument({{u"ab", bold}, {u"c\r"}}); }, u"[!^13- ]", FontCriterion::Italic,
+         0, 0, 0},
+        {"italic to the end", [&] { return makeDocument({{u"a b"}, {u"c d", italic}}); }, u"[!^13- ]",
+         FontCriterion::Italic, 1, 2, 3},
+        // x, a smiley bold in its lead half only (neither on nor off), y.
+        {"mixed pair", [&] { return makeDocument({{u"x", bold}, {u"\xD83D", bold}, {u"\xDE00"}, {u"y", bold}}); },
+         u"[!^13- ]", FontCriterion::Bold, 1, 2, 0},
+        // x, a bold smiley whose trail half is hidden (never found), y, z.
+        {"half-hidden pair",
+         [&] { return makeDocument({{u"x", bold}, {u"\xD83D", bold}, {u"\xDE00", boldHidden}, {u"y"}, {u"z", bold}}); },
+         u"[!^13- ]", FontCriterion::Bold, 2, 2, 4},
+        // é — | ü | —: letters past ASCII and past Latin-1 are visible too.
+        {"accents and dashes",
+         [&] { return makeDocument({{u"\u00E9\u2014", bold}, {u"\u00FC"}, {u"\u2014", bold}, {u"\r"}}); },
+         u"[!^13- ]", FontCriterion::Bold, 2, 3, 3},
+        // Capitals A | C D | G | F: small letters between them split nothing.
+        {"superscript capitals",
+         [&] { return makeDocument({{u"Ab"}, {u"CD", sup}, {u"eG"}, {u"F", sup}, {u"\r"}}); }, u"[A-Z]",
+         FontCriterion::Superscript, 2, 3, 6},
+        // A | B c (cell) D (cell) | E (page break) F: the cell marks match
+        // nothing; the bold page break joins E and F into one run.
+        {"table and break", table, u"[!^13- ]", FontCriterion::Bold, 2, 4, 8},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocumentAccess byLoop(c.make()), byWalk(c.make());
+        const Counted loop = countRuns(byLoop, c.find, c.criterion, true);
+        EXPECT_EQ(std::tuple(loop.runs, loop.on, loop.start), std::tuple(c.runs, c.on, c.lastMatch));
+        EXPECT_EQ(countRuns(byWalk, c.find, c.criterion, false), loop);
+    }
+}
+
+// The walk answers only where it equals the loop: a one-character find text
+// not found by scanning for its character, from a collapsed selection at the
+// story's start or a whole-story range that has found nothing; an edit gives
+// the text a new walk, and an undo the old one back.
+TEST(DocumentAccess, OneWalkAnswersOnlyWhereItEqualsTheLoop)
+{
+    DocumentAccess access(makeDocument({{u"one", boldFormat()}, {u" two "}, {u"three", boldFormat()}, {u"\tfour\r"}}));
+    Selection& sel = access.selection();
+    Find& f = sel.find();
+    f.setSyntax(W);
+    for (auto [find, answered] : {std::pair{u"[!^13- ]", true}, {u"[A-Z]", true}, {u"?", true}, {u"^t", false},
+                                  {u"<*>", false}, {u"o", false}, {u"[z-a]", false}}) {
+        SCOPED_TRACE(utf8(find));
+        sel.homeKeyStory();
+        f.setText(std::u16string_view(find));
+        EXPECT_EQ(sel.countRuns(FontCriterion::Bold).has_value(), answered);
+    }
+    f.setText(u"[!^13- ]");
+    sel.homeKeyStory();
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), 2);
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), std::nullopt); // moved on to the last match
+    sel.homeKeyStory();
+    sel.endKeyLineExtend();
+    EXPECT_EQ(sel.countRuns(FontCriterion::Bold), std::nullopt); // extended by hand
+
+    Range fresh = access.content(), found = access.content();
+    fresh.find().setText(u"[!^13- ]");
+    found.find().setText(u"[!^13- ]");
+    fresh.find().setSyntax(W);
+    found.find().setSyntax(W);
+    ASSERT_TRUE(found.findNext().found);
+    EXPECT_EQ(found.countRuns(FontCriterion::Bold), std::nullopt);
+    EXPECT_EQ(access.sectionRange(1).countRuns(FontCriterion::Bold), std::nullopt); // not a whole story
+    EXPECT_EQ(fresh.countRuns(FontCriterion::Bold), 2);
+    EXPECT_EQ(std::pair(fresh.start(), fresh.end()), std::pair(13u, 14u)); // the tab after "three"
+
+    // "one" replaced by a bold "1": 6 bold characters, then 8 again after the undo.
+    Range edit = access.content();
+    edit.find().setText(u"one");
+    edit.find().setReplacementText(u"1");
+    ASSERT_EQ(edit.replaceAll().replaced, 1);
+    sel.homeKeyStory();
+    f.setFont(FontCriterion::Bold, CriterionState::On);
+    EXPECT_EQ(sel.countAll().replaced, 6);
+    ASSERT_TRUE(access.undo());
+    EXPECT_EQ(sel.countAll().replaced, 8);
 }
 
 TEST(DocumentAccess, RangeFindMovesOntoTheMatchAndStopsAtTheStoryEnd)

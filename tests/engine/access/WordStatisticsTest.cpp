@@ -23,6 +23,10 @@ TEST(WordStatistics, CountsLikeWordCount)
         {u"line\u000Bbreak", 9, 9, 2},
         {u"soft\u001Fhyphen", 10, 10, 1},
         {u"hard\u001Ehyphen", 11, 11, 1},
+        // Latin-1 letters, then a combining accent, an ideograph (a word of
+        // its own) and a Latin letter after it (a new word).
+        {u"na\u00EFve caf\u00E9", 9, 10, 2},
+        {u"e\u0301t\u00E9\u65E5x", 6, 6, 3},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.text.begin(), c.text.end()));

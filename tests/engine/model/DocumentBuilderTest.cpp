@@ -134,6 +134,35 @@ TEST(DocumentBuilder, FormatsAreInternedAndControlsFiltered)
     EXPECT_EQ(doc->mainStory().text, u"a\tb\x0c\r");
 }
 
+// Each appended character keeps its run's format, whether the dropped
+// controls stand at a run's start, inside it, at its end or make up all of it.
+TEST(DocumentBuilder, AppendedCharactersKeepTheirFormatAroundDroppedControls)
+{
+    DocumentBuilder b("test");
+    const uint32_t plain = b.charFormat(CharFormat{});
+    const uint32_t bold = b.charFormat(CharFormat{.bold = true});
+    const uint32_t italic = b.charFormat(CharFormat{.italic = true});
+    struct Append {
+        std::u16string_view text;
+        uint32_t format;
+    } appends[] = {
+        {u"\x03" u"ab", bold}, {u"c\x05\x06" u"d", plain}, {u"e\x10", italic}, {u"\x04\x05", bold}, {u"", plain},
+        {u"\tf", italic},     {u"g", bold},          {u"\x05", italic},
+    };
+    for (const Append& a : appends)
+        b.appendText(a.text, a.format);
+    auto doc = b.finish({}, {});
+    const Story& main = doc->mainStory();
+    EXPECT_EQ(main.text, u"abcde\tfg\r");
+    const std::vector<uint32_t> expected = {bold, bold, plain, plain, italic, italic, italic, bold};
+    ASSERT_EQ(main.attrs.size(), expected.size() + 1); // and the closing mark
+    for (size_t i = 0; i < expected.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(main.attrs[i].charFormat, expected[i]);
+        EXPECT_EQ(main.attrs[i].paraFormat, 0u);
+    }
+}
+
 TEST(DocumentBuilder, TextPastTheLimitIsRefusedWithOneDiagnostic)
 {
     Limits limits;

@@ -47,3 +47,34 @@ TEST(Document, ParagraphEndFindsTheMarkOfTheHoldingParagraph)
     EXPECT_EQ(doc->paragraphEnd(0, 2), 2u);
     EXPECT_EQ(doc->paragraphEnd(0, 3), 5u);
 }
+
+// The scan for marks finds the first character of 13 or below wherever it
+// stands among the blocks of eight it takes at a time, and never one at or
+// after the end it is given. 14 (a column break) and 32 are not among them.
+TEST(Document, NextLowCharacterFindsTheFirstOf13OrBelow)
+{
+    // a-g, 13 at 7, h-n, 7 at 15, o p, 14 at 18, a space, 12 at 20.
+    const std::u16string text = u"abcdefg\rhijklmn\x07op\x0e \x0c";
+    ASSERT_EQ(text.size(), 21u);
+    struct Case {
+        uint32_t from, to, expected;
+    } cases[] = {
+        {0, 21, 7},   // the paragraph mark, last of the first block
+        {8, 21, 15},  // the cell mark, last of the second
+        {16, 21, 20}, // past the column break and the space to the page break
+        {16, 20, 20}, // the end given: nothing before it
+        {0, 7, 7},    {7, 8, 7}, {19, 19, 19}, {21, 21, 21},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.from) + " to " + std::to_string(c.to));
+        EXPECT_EQ(nextLowCharacter(text, c.from, c.to), c.expected);
+    }
+    // Every position of a long run: the first mark after each is found.
+    std::u16string longer(40, u'x');
+    longer[9] = 13;
+    longer[26] = 1;
+    for (uint32_t from = 0; from <= 40; ++from) {
+        SCOPED_TRACE(from);
+        EXPECT_EQ(nextLowCharacter(longer, from, 40), from <= 9 ? 9u : from <= 26 ? 26u : 40u);
+    }
+}

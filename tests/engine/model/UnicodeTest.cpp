@@ -20,6 +20,32 @@ TEST(Unicode, Utf8RoundTripsAndMalformedBytesBecomeReplacementCharacters)
     }
 }
 
+// Each sequence gives its units: ASCII one a byte, a character outside the
+// Basic Multilingual Plane a surrogate pair, and each byte that starts no
+// valid sequence (a stray byte, a cut-off or over-long one, an encoded
+// surrogate) one replacement character.
+TEST(Unicode, Utf8ToUtf16GivesEachSequenceItsUnits)
+{
+    struct Case {
+        std::string_view utf8;
+        std::u16string_view utf16;
+    } cases[] = {
+        {"", u""},
+        {"plain ASCII text", u"plain ASCII text"},
+        {"a\xC3\xA9", u"a\u00E9"},
+        {"\xE2\x82\xAC!", u"\u20AC!"},
+        {"\xF0\x9F\x98\x80x", u"\U0001F600x"},
+        {"x\xFFy", u"x\uFFFDy"},
+        {"ab\xE2\x82", u"ab\uFFFD\uFFFD"},
+        {"\xED\xA0\x80z", u"\uFFFD\uFFFD\uFFFDz"},
+        {"\xC0\xAF", u"\uFFFD\uFFFD"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.utf8));
+        EXPECT_EQ(utf8ToUtf16(c.utf8), c.utf16);
+    }
+}
+
 TEST(Unicode, WindowsCodePages)
 {
     EXPECT_EQ(cp1252ToUnicode(0x80), u'\u20AC');

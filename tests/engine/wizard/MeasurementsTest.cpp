@@ -78,6 +78,7 @@ protected:
             *wizard,
             [this](std::string_view profile, std::string_view key, std::string_view def) {
                 EXPECT_EQ(profile, "Office");
+                ++reads[std::string(key)];
                 auto it = keys.find(std::string(key));
                 return it == keys.end() ? std::string(def) : it->second;
             },
@@ -91,6 +92,7 @@ protected:
     std::unique_ptr<WordWizard> wizard;
     std::unique_ptr<Measurements> measurements;
     std::map<std::string, std::string> keys;
+    std::map<std::string, int> reads; ///< how often each key was read
 
 private:
     Spec m_spec;
@@ -326,4 +328,33 @@ TEST_F(MeasurementsTest, EveryScriptCountsAlikeInTheStatisticsAndThePatternCount
     EXPECT_EQ(std::tuple(rtf.CountWords(), rtf.CountChar(), rtf.CountCharWspace()),
               std::tuple(2 * (asian + nonAsian), 2 * characters, 2 * (characters + spaces)));
     EXPECT_EQ(prompter.messages.size(), 0u);
+}
+
+// A measurement reads each key of the profile once, however many of the
+// measurements it calls need it; the next measurement reads the profile
+// afresh and sees a changed amount.
+TEST_F(MeasurementsTest, AMeasurementReadsEachKeyOnceAndTheNextReadsAgain)
+{
+    keys = {{"CharPerLine", "10"},           {"BoldONOFF2", "1"},
+            {"CountBoldCharAs2", "1"},       {"CountTabs", "1"},
+            {"TraverseHeaderAndFooter", "1"}, {"TraverseHeaderAndFooterFirstPage", "1"}};
+    Measurements& m = open(Spec{{{u"Bold", bold()}, {u" plain\ttext\r"}}, {{u"Header\r"}}});
+    reads.clear();
+    LineBreakdown parts;
+    // 13 characters without spaces and the header's 6 twice (all headers,
+    // then the first page's) + bold run 2 + bold excess 4 + tab 1 = 32.
+    EXPECT_DOUBLE_EQ(m.Countlines("", "Office", &parts), 3.2);
+    EXPECT_EQ(parts.characters, 25);
+    ASSERT_FALSE(reads.empty());
+    for (const auto& [key, count] : reads) {
+        SCOPED_TRACE(key);
+        EXPECT_EQ(count, 1);
+    }
+    EXPECT_EQ(reads.count("TraverseHeaderAndFooter"), 1u); // asked by every measurement, read once
+
+    keys["BoldONOFFAmount"] = "3.0";
+    EXPECT_DOUBLE_EQ(m.CountBoldCharsONOFF(), 3.0);
+    EXPECT_EQ(reads["BoldONOFFAmount"], 2);
+    EXPECT_EQ(reads["TraverseHeaderAndFooter"], 2);
+    EXPECT_TRUE(prompter.messages.empty());
 }

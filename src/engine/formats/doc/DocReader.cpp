@@ -117,7 +117,11 @@ private:
     std::map<uint32_t, InlineObject> m_shapes; // by the cp of their anchor
     std::map<uint32_t, int32_t> m_noteRefs;    // note index by the cp of its reference
 
-    std::map<std::tuple<size_t, uint16_t, uint16_t>, ResolvedChp> m_chpCache;
+    /// Resolved character properties by what they are resolved from: the
+    /// run's property bytes, the piece's property modifier and the paragraph
+    /// style. Runs with the same bytes (a document's bold words, each a run
+    /// of its own) share one resolution.
+    std::map<std::tuple<std::string_view, uint16_t, uint16_t>, ResolvedChp> m_chpCache;
     /// The last look-up, for the next character of the same run.
     struct LastChp {
         const Run* run = nullptr;
@@ -449,8 +453,7 @@ const ResolvedChp& DocReader::characterProperties(const PendingChar& ch, const P
 const ResolvedChp& DocReader::resolveCharacterProperties(const PendingChar& ch, const Pap& pap)
 {
     const Run* run = findRun(m_chpx, ch.fc);
-    const size_t runIndex = run ? static_cast<size_t>(run - m_chpx.data()) : SIZE_MAX;
-    const auto key = std::make_tuple(runIndex, ch.prm, pap.istd);
+    const auto key = std::make_tuple(run ? run->grpprl : std::string_view(), ch.prm, pap.istd);
     if (auto it = m_chpCache.find(key); it != m_chpCache.end()) {
         m_lastChp = {run, ch.prm, pap.istd, &it->second};
         return it->second;

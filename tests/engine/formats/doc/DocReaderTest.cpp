@@ -158,6 +158,30 @@ TEST(DocReader, CharacterPropertiesApplyStylesThenToggles)
     EXPECT_EQ(computeWordStatistics(d).characters, 14);
 }
 
+// Runs with the same property bytes share one resolution, and each keeps
+// its own format between runs of others; the same bytes in a paragraph of
+// another style resolve against that style (bold toggled off in "Strong").
+TEST(DocReader, RunsWithTheSamePropertiesEachKeepTheirFormat)
+{
+    std::vector<StyleDef> styles(11, StyleDef{0});
+    styles[0] = {1, 0x0FFF, u"Normal", {}, {}};
+    styles[1] = {1, 0, u"Strong", {}, sprm(0x0835, {1})};
+    styles[10] = {2, 0x0FFF, u"Default Paragraph Font", {}, {}};
+    DocSpec file = plain(u"ab cd ef gh\rij kl\r");
+    file.styleSheet = buildStyleSheet(styles);
+    file.paras = {{12, 0, {}}, {18, 1, {}}};
+    file.chars = {
+        {0, 2, sprm(0x0835, {0x81})},  // ab: bold against Normal
+        {3, 5, sprm(0x0836, {1})},     // cd: italic
+        {6, 8, sprm(0x0835, {0x81})},  // ef: the same bytes as ab
+        {9, 11, sprm(0x0836, {1})},    // gh: the same bytes as cd
+        {12, 14, sprm(0x0835, {0x81})}, // ij: the same bytes, toggled against Strong: plain
+    };
+    ReadResult r = read(file);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, "b i"), "{b|ab} {i|cd} {b|ef} {i|gh}¶ij{b| kl}¶");
+}
+
 TEST(DocReader, ParagraphPropertiesFromPagesAndStyles)
 {
     std::vector<StyleDef> styles{{1, 0x0FFF, u"Normal", {}, {}},
