@@ -275,6 +275,23 @@ const Face* FontCache::load(const std::string& family, FontWeight weight, FontSl
     exact = false;
     if (!m_impl->config)
         return nullptr;
+    // Matching scans every installed font: each family and style is asked
+    // once a process (the stand-ins of unknown fonts are asked for again
+    // and again).
+    std::string key = family;
+    key += weight == FontWeight::Bold ? "|b" : "|r";
+    key += slant == FontSlant::Italic ? "i" : "u";
+    if (auto it = m_byFamily.find(key); it != m_byFamily.end()) {
+        exact = it->second.second;
+        return it->second.first;
+    }
+    const Face* face = match(family, weight, slant, exact);
+    m_byFamily.emplace(std::move(key), std::make_pair(face, exact));
+    return face;
+}
+
+const Face* FontCache::match(const std::string& family, FontWeight weight, FontSlant slant, bool& exact)
+{
     FcPattern* pattern = FcPatternCreate();
     FcPatternAddString(pattern, FC_FAMILY, reinterpret_cast<const FcChar8*>(family.c_str()));
     FcPatternAddInteger(pattern, FC_WEIGHT, weight == FontWeight::Bold ? FC_WEIGHT_BOLD : FC_WEIGHT_REGULAR);

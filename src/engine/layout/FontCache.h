@@ -98,6 +98,7 @@ public:
 
 private:
     const Face* load(const std::string& family, FontWeight weight, FontSlant slant, bool& exact);
+    const Face* match(const std::string& family, FontWeight weight, FontSlant slant, bool& exact);
     const Face* loadFile(const std::string& file, int index, const std::string& family);
 
     struct Impl;
@@ -105,6 +106,9 @@ private:
     std::mutex m_mutex;
     std::map<std::string, ResolvedFace> m_byRequest;
     std::map<std::string, std::unique_ptr<Face>> m_byFile;
+    /// fontconfig's answer for a family in a style: the face, and whether
+    /// it is that family (many Word fonts share one stand-in family).
+    std::map<std::string, std::pair<const Face*, bool>> m_byFamily;
     std::vector<const Face*> m_fallbacks;
     bool m_fallbacksLoaded = false;
     const Face* m_emoji = nullptr;
