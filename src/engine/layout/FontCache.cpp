@@ -270,6 +270,18 @@ const Face* FontCache::loadFile(const std::string& file, int index, const std::s
     return result;
 }
 
+namespace {
+
+// A family name in a weight and slant, as the caches key it.
+std::string styleKey(std::string name, FontWeight weight, FontSlant slant)
+{
+    name += weight == FontWeight::Bold ? "|b" : "|r";
+    name += slant == FontSlant::Italic ? "i" : "u";
+    return name;
+}
+
+} // namespace
+
 const Face* FontCache::load(const std::string& family, FontWeight weight, FontSlant slant, bool& exact)
 {
     exact = false;
@@ -278,9 +290,7 @@ const Face* FontCache::load(const std::string& family, FontWeight weight, FontSl
     // Matching scans every installed font: each family and style is asked
     // once a process (the stand-ins of unknown fonts are asked for again
     // and again).
-    std::string key = family;
-    key += weight == FontWeight::Bold ? "|b" : "|r";
-    key += slant == FontSlant::Italic ? "i" : "u";
+    std::string key = styleKey(family, weight, slant);
     if (auto it = m_byFamily.find(key); it != m_byFamily.end()) {
         exact = it->second.second;
         return it->second.first;
@@ -327,9 +337,7 @@ const Face* FontCache::match(const std::string& family, FontWeight weight, FontS
 ResolvedFace FontCache::resolve(std::string_view wordName, FontWeight weight, FontSlant slant)
 {
     std::lock_guard lock(m_mutex);
-    std::string key = lower(wordName);
-    key += weight == FontWeight::Bold ? "|b" : "|r";
-    key += slant == FontSlant::Italic ? "i" : "u";
+    std::string key = styleKey(lower(wordName), weight, slant);
     if (auto it = m_byRequest.find(key); it != m_byRequest.end())
         return it->second;
     ResolvedFace resolved;

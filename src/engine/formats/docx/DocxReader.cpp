@@ -1021,10 +1021,7 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row, uint8_t
             if (auto fill = parseShadingFill(e))
                 cell.shading = *fill;
         } else if (n == "tcBorders") {
-            const CellBorders own = parseCellBorders(e);
-            for (auto side : {&CellBorders::top, &CellBorders::left, &CellBorders::bottom, &CellBorders::right})
-                if (own.*side)
-                    cell.borders.*side = own.*side;
+            docx::overlayBorders(cell.borders, parseCellBorders(e));
         }
     }
     if (cell.width == 0 && !row.grid.empty()) {

@@ -212,6 +212,13 @@ void forEachBorder(const pugi::xml_node& borders, const std::function<void(Borde
     }
 }
 
+void overlayBorders(CellBorders& onto, const CellBorders& top)
+{
+    for (auto side : {&CellBorders::top, &CellBorders::left, &CellBorders::bottom, &CellBorders::right})
+        if (top.*side)
+            onto.*side = top.*side;
+}
+
 CellBorders parseCellBorders(const pugi::xml_node& tcBorders)
 {
     CellBorders borders;
@@ -600,6 +607,11 @@ ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
     ConditionalProps out;
     if (tableStyle.conditions == 0)
         return out;
+    // Every run of a header row or first column asks: worked out once for
+    // each table style and set of parts.
+    auto key = std::make_pair(tableStyle.id, tableStyle.conditions);
+    if (auto it = m_conditionalCache.find(key); it != m_conditionalCache.end())
+        return it->second;
     const std::vector<const Style*> styles = chain(tableStyle.id, Kind::Table);
     // Columns first, then rows over them (ECMA-376 Part 1, 17.7.6: the
     // header row's formatting wins in its first cell).
@@ -613,11 +625,10 @@ ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
                 continue;
             out.run.overlay(found->second.run);
             out.para.overlay(found->second.para);
-            for (auto side : {&CellBorders::top, &CellBorders::left, &CellBorders::bottom, &CellBorders::right})
-                if (found->second.borders.*side)
-                    out.borders.*side = found->second.borders.*side;
+            overlayBorders(out.borders, found->second.borders);
         }
     }
+    m_conditionalCache.emplace(std::move(key), out);
     return out;
 }
 

@@ -91,6 +91,8 @@ enum class BorderSide : uint8_t { Top, Left, Bottom, Right, InsideH, InsideV, Be
 /// Each side a border element sets, with its line ("nil" and "none" read
 /// as no line), in document order.
 void forEachBorder(const pugi::xml_node& borders, const std::function<void(BorderSide, BorderLine)>& take);
+/// The sides `top` sets laid over `onto`; the sides it leaves unset stay.
+void overlayBorders(CellBorders& onto, const CellBorders& top);
 /// The sides of a tcBorders element.
 CellBorders parseCellBorders(const pugi::xml_node& tcBorders);
 /// The children of tblBorders (or tcBorders' outer sides) and tblCellMar.
@@ -189,6 +191,7 @@ private:
     std::string m_defaultTable;
     mutable std::map<std::pair<std::string, Kind>, RunProps> m_runCache;
     mutable std::map<std::pair<std::string, Kind>, ParaProps> m_paraCache;
+    mutable std::map<std::pair<std::string, uint8_t>, ConditionalProps> m_conditionalCache;
 };
 
 } // namespace qm::engine::docx
