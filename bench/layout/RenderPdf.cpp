@@ -1,16 +1,20 @@
 // Lays a document out and draws it as PDF, for looking at the layout by eye.
 //
-// Usage: render_pdf DOCUMENT OUT.pdf
+// Usage: render_pdf DOCUMENT OUT.pdf [--dump]
+// --dump also prints the layout, a line of text per laid-out line.
 #include "engine/formats/Reader.h"
 #include "engine/layout/Layout.h"
+#include "engine/layout/LayoutDump.h"
 #include "render/PdfRenderer.h"
 
 #include <cstdio>
+#include <string_view>
 
 int main(int argc, char** argv)
 {
-    if (argc != 3) {
-        std::fputs("usage: render_pdf DOCUMENT OUT.pdf\n", stderr);
+    const bool dump = argc == 4 && std::string_view(argv[3]) == "--dump";
+    if (argc != 3 && !dump) {
+        std::fputs("usage: render_pdf DOCUMENT OUT.pdf [--dump]\n", stderr);
         return 2;
     }
     const qm::engine::ReadResult doc = qm::engine::readDocument(argv[1]);
@@ -24,6 +28,8 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "render_pdf: %s\n", written.error.c_str());
         return 1;
     }
-    std::printf("%d pages, %lld lines\n", layout.pageCount(), static_cast<long long>(layout.lineCount()));
+    if (dump)
+        std::fputs(qm::engine::layout::dumpLayout(*doc.document, layout).c_str(), stdout);
+    std::printf("%lld pages, %lld lines\n", static_cast<long long>(layout.pageCount()), static_cast<long long>(layout.lineCount()));
     return 0;
 }
