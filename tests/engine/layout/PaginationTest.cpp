@@ -592,28 +592,47 @@ TEST(Pagination, HeaderSpaceAfterPushesTheBody)
 
 TEST(Pagination, HeadersAreLaidOutButNotCounted)
 {
-    DocumentBuilder b("docx");
-    const uint32_t cf = b.charFormat(times());
-    const uint32_t pf = b.paraFormat({});
-    for (int i = 0; i < 50; ++i)
-        addPara(b, u"body", cf, pf);
-    const StoryId header = b.newStory(StoryType::PrimaryHeader);
-    b.setStory(header);
     // A header of 6 lines from 0.5" reaches past the 1" margin and pushes
-    // the body down.
-    for (int i = 0; i < 6; ++i)
-        addPara(b, u"header line", cf, pf);
-    HeaderFooterRefs refs;
-    refs.headers[0] = static_cast<int32_t>(header);
-    auto doc = b.finish({}, refs);
-    const LayoutResult r = layoutDocument(*doc);
-    EXPECT_EQ(r.lineCount(), 50);
-    ASSERT_GE(r.pageCount(), 2);
-    EXPECT_EQ(r.pages[0].headerLines.size(), 6u);
-    EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, 720 + 6 * 276);
-    EXPECT_EQ(r.pages[0].lines.size(), static_cast<size_t>((15840 - 1440 - (720 + 6 * 276)) / 276));
-    EXPECT_EQ(headerFooterLineCount(*doc, header, 0), 6);
-    EXPECT_EQ(headerFooterLineCount(*doc, 99, 0), 0);
+    // the body down; a negative margin is exact and the body starts there,
+    // under the header; the same for a footer and the bottom margin.
+    struct Case {
+        const char* what;
+        int32_t top, bottom;
+        bool footer;
+        double firstY;
+        size_t onFirstPage;
+    } cases[] = {
+        {"header pushes", 1440, 1440, false, 720 + 6 * 276, (15840 - 1440 - (720 + 6 * 276)) / 276},
+        {"exact top margin", -1440, 1440, false, 1440, (15840 - 2880) / 276},
+        {"footer pushes", 1440, 1440, true, 1440, (15840 - 1440 - (720 + 6 * 276)) / 276},
+        {"exact bottom margin", 1440, -1440, true, 1440, (15840 - 2880) / 276},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        for (int i = 0; i < 50; ++i)
+            addPara(b, u"body", cf, pf);
+        const StoryId header = b.newStory(c.footer ? StoryType::PrimaryFooter : StoryType::PrimaryHeader);
+        b.setStory(header);
+        for (int i = 0; i < 6; ++i)
+            addPara(b, u"header line", cf, pf);
+        HeaderFooterRefs refs;
+        (c.footer ? refs.footers : refs.headers)[0] = static_cast<int32_t>(header);
+        SectionFormat section;
+        section.marginTop = c.top;
+        section.marginBottom = c.bottom;
+        auto doc = b.finish(section, refs);
+        const LayoutResult r = layoutDocument(*doc);
+        EXPECT_EQ(r.lineCount(), 50);
+        ASSERT_GE(r.pageCount(), 2);
+        EXPECT_EQ((c.footer ? r.pages[0].footerLines : r.pages[0].headerLines).size(), 6u);
+        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].y, c.firstY);
+        EXPECT_EQ(r.pages[0].lines.size(), c.onFirstPage);
+        EXPECT_EQ(headerFooterLineCount(*doc, header, 0), 6);
+    }
+    EXPECT_EQ(headerFooterLineCount(*DocumentBuilder("docx").finish({}, {}), 99, 0), 0);
 }
 
 namespace {

@@ -572,9 +572,10 @@ void applySepSprm(SectionFormat& s, uint16_t sprm, std::string_view op)
     case 0xB020: positive(s.pageHeight); break;
     case 0xB021: s.marginLeft = u16(op, 0); break;
     case 0xB022: s.marginRight = u16(op, 0); break;
-    // Negative top and bottom margins mean "exactly, even over the header".
-    case 0x9023: s.marginTop = std::abs(s16(op, 0)); break;
-    case 0x9024: s.marginBottom = std::abs(s16(op, 0)); break;
+    // Negative top and bottom margins mean "exactly, even over the header"
+    // ([MS-DOC] sprmSDyaTop/sprmSDyaBottom); the layout keeps the sign.
+    case 0x9023: s.marginTop = s16(op, 0); break;
+    case 0x9024: s.marginBottom = s16(op, 0); break;
     case 0xB025: s.gutter = u16(op, 0); break;
     case 0xB017: s.headerDistance = u16(op, 0); break;
     case 0xB018: s.footerDistance = u16(op, 0); break;

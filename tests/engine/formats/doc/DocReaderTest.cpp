@@ -283,6 +283,25 @@ TEST(DocReader, SectionsCarryPageSetupAndHeadersInheritWhenEmpty)
               "§4 w11906 h16838 ml1000 mr1800 cols2 title continuous H:H1¶ F:F1¶ | §8 ml1800 mr1800 H^:H1¶ F^:F1¶");
 }
 
+TEST(DocReader, NegativeTopAndBottomMarginsStayExact)
+{
+    // A negative margin is Word's "exactly": a tall header or footer may not
+    // push the body. The sign is kept for the layout; the size is the same.
+    struct Case {
+        int16_t top, bottom;
+    } cases[] = {{-2000, 1440}, {1440, -720}, {1800, 1000}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.top);
+        DocSpec spec = plain(u"Body\r");
+        spec.sections = {{5, sprm16(0x9023, static_cast<uint16_t>(c.top)) +
+                                 sprm16(0x9024, static_cast<uint16_t>(c.bottom))}};
+        ReadResult r = read(spec);
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(r.document->sections[0].format.marginTop, c.top);
+        EXPECT_EQ(r.document->sections[0].format.marginBottom, c.bottom);
+    }
+}
+
 TEST(DocReader, FootnoteReferencesPointAtTheirNotes)
 {
     const std::u16string main = u"Text\x02 more\x02.\r";
