@@ -183,6 +183,16 @@ std::vector<Built> build()
          1005,
          219,
          {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        // Courier New's widths are Liberation Mono's, but Word sets its lines
+        // lower than the Windows ascent and descent give (832 + 300 per
+        // mille, 226.6 twips at 10 pt): table rows of one Courier New 10 pt
+        // line between 4 pt spacing are 19.8 pt apart in Word's PDFs, a
+        // line of 11.3 pt (1,130 per mille).
+        {"courier new",
+         "Liberation Mono",
+         830,
+         300,
+         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
         {"segoe ui",
          "Liberation Sans",
          1079,

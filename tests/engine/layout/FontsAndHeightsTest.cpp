@@ -118,6 +118,10 @@ TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
         {"Cambria 11 pt is 12.9 pt", font("Cambria", 22), LineRule::Auto, 240, 258},
         {"Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 240, 269},
         {"Aptos 12 pt is 14.65 pt", font("Aptos", 24), LineRule::Auto, 240, 293},
+        // Word's table rows of Courier New 10 pt stand 19.8 pt apart where
+        // the font's Windows metrics would make them 19.85 pt.
+        {"Courier New 10 pt is 11.3 pt", font("Courier New", 20), LineRule::Auto, 240, 226},
+        {"Courier New 9 pt", font("Courier New", 18), LineRule::Auto, 240, 203},
         {"double spacing", font("Times New Roman", 24), LineRule::Auto, 480, 552},
         {"1.15 lines of Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 276, 309},
         {"exactly 10 pt, smaller than the font", font("Times New Roman", 24), LineRule::Exact, 200, 200},
