@@ -347,6 +347,8 @@ const std::unordered_map<std::string_view, Kw>& table()
         {"picscaley", Kw::PicScaleY},
         {"objw", Kw::ObjW},
         {"objh", Kw::ObjH},
+        {"objscalex", Kw::ObjScaleX},
+        {"objscaley", Kw::ObjScaleY},
         {"shpleft", Kw::ShpLeft},
         {"shptop", Kw::ShpTop},
         {"shpright", Kw::ShpRight},

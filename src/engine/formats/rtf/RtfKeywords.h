@@ -285,6 +285,8 @@ enum class Kw : uint16_t {
     PicScaleY,
     ObjW,
     ObjH,
+    ObjScaleX,
+    ObjScaleY,
     ShpLeft,
     ShpTop,
     ShpRight,

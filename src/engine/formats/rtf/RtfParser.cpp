@@ -300,7 +300,10 @@ void RtfParser::groupEnd()
         break;
     case CloseAction::Object:
         if (s.dest == Destination::Text)
-            emitObject(ObjectKind::Embedded, m_objectWidth, m_objectHeight, false, -1);
+            // An object is shown at its size scaled as the writer displayed
+            // it (\objscalex, \objscaley), as a picture is.
+            emitObject(ObjectKind::Embedded, clampTwips(int64_t{m_objectWidth} * m_objectScaleX / 100, 0),
+                       clampTwips(int64_t{m_objectHeight} * m_objectScaleY / 100, 0), false, -1);
         break;
     default: break;
     }
@@ -472,6 +475,10 @@ void RtfParser::controlWord(const Token& token)
             m_objectWidth = clampTwips(param, 0);
         else if (kw == Kw::ObjH)
             m_objectHeight = clampTwips(param, 0);
+        else if (kw == Kw::ObjScaleX)
+            m_objectScaleX = std::clamp(param, 1, 10000);
+        else if (kw == Kw::ObjScaleY)
+            m_objectScaleY = std::clamp(param, 1, 10000);
         return;
     case Destination::Shape:
         if (!m_shapes.empty()) {
@@ -559,6 +566,7 @@ bool RtfParser::startDestination(Kw kw)
             return true;
         s.dest = Destination::Object;
         m_objectWidth = m_objectHeight = 0;
+        m_objectScaleX = m_objectScaleY = 100;
         return true;
     case Kw::Shp:
     case Kw::ShpGroup:

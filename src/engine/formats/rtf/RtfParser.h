@@ -213,6 +213,7 @@ private:
     std::vector<ShapeContext> m_shapes;
     PictureInfo m_picture;
     Twips m_objectWidth = 0, m_objectHeight = 0;
+    int32_t m_objectScaleX = 100, m_objectScaleY = 100; ///< per cent, as displayed
     bool m_pendingReference = false;
     CharFormat m_referenceFormat;
     StoryId m_footnoteStory = 0, m_endnoteStory = 0, m_commentStory = 0;

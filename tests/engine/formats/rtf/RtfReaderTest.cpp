@@ -60,6 +60,33 @@ TEST(RtfReader, TextOfTheMainStory)
 
 // Would catch a toggle read as on when given 0, a group not restoring its
 // formatting, or \plain leaving a property set.
+// Pictures and embedded objects take the size the writer displayed: the
+// goal size (else the native one at 15 twips a pixel) scaled by its per
+// cent, and an object's \objw/\objh scaled by \objscalex/\objscaley.
+TEST(RtfReader, PicturesAndObjectsTakeTheirDisplayedSize)
+{
+    struct Case {
+        const char* name;
+        std::string body;
+        Twips width, height;
+    } cases[] = {
+        {"goal size", R"({\pict\picw10\pich20\picwgoal1000\pichgoal500 00})", 1000, 500},
+        {"native size", R"({\pict\picw10\pich20 00})", 150, 300},
+        {"scaled goal", R"({\pict\picscalex50\picscaley200\picwgoal1000\pichgoal500 00})", 500, 1000},
+        {"object", R"({\object\objemb\objw11401\objh16169{\*\objdata 00}{\result{\pict 00}}})", 11401, 16169},
+        {"scaled object", R"({\object\objemb\objw11401\objh16169\objscalex89\objscaley49{\*\objdata 00}})", 10146,
+         7922},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto doc = readRtfText("{\\rtf1 a" + c.body + "b\\par}");
+        ASSERT_TRUE(doc);
+        ASSERT_EQ(doc->objects.size(), 1u);
+        EXPECT_EQ(doc->objects[0].width, c.width);
+        EXPECT_EQ(doc->objects[0].height, c.height);
+    }
+}
+
 TEST(RtfReader, CharacterFormattingPerCharacter)
 {
     auto doc = readRtfText(
