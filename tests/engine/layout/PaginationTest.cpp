@@ -590,7 +590,7 @@ TEST(Pagination, HeaderSpaceAfterPushesTheBody)
     }
 }
 
-TEST(Pagination, HeadersAreLaidOutButNotCounted)
+TEST(Pagination, HeadersAndFootersAreLaidOutButNotCounted)
 {
     // A header of 6 lines from 0.5" reaches past the 1" margin and pushes
     // the body down; a negative margin is exact and the body starts there,
@@ -617,7 +617,7 @@ TEST(Pagination, HeadersAreLaidOutButNotCounted)
         const StoryId header = b.newStory(c.footer ? StoryType::PrimaryFooter : StoryType::PrimaryHeader);
         b.setStory(header);
         for (int i = 0; i < 6; ++i)
-            addPara(b, u"header line", cf, pf);
+            addPara(b, c.footer ? u"footer line" : u"header line", cf, pf);
         HeaderFooterRefs refs;
         (c.footer ? refs.footers : refs.headers)[0] = static_cast<int32_t>(header);
         SectionFormat section;
