@@ -85,12 +85,15 @@ constexpr std::array<ScriptClass, 256> latin1Classes()
 inline constexpr std::array<ScriptClass, 256> Latin1Classes = latin1Classes();
 
 ScriptClass scriptClassBeyondLatin1(char32_t c);
+/// The class worked out from ICU's character properties each time it is
+/// asked; scriptClassBeyondLatin1 keeps its answers for the BMP in a table.
+ScriptClass scriptClassFromProperties(char32_t c);
 
 } // namespace detail
 
 /// The class of one code point. ASCII and Latin-1 are answered from a small
-/// table, inline, so Latin text pays nothing more; the rest from ICU's
-/// character properties.
+/// table, inline, so Latin text pays nothing more; the rest of the BMP from a
+/// table built from ICU's character properties as its blocks are met.
 constexpr ScriptClass scriptClass(char32_t c)
 {
     return c < 0x100 ? detail::Latin1Classes[c] : detail::scriptClassBeyondLatin1(c);
