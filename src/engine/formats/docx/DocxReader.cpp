@@ -88,6 +88,7 @@ bool isEncryptedPackage(std::string_view bytes)
 /// One parsed part with its relationships.
 struct Part {
     std::string name;
+    std::string bytes; ///< the part's XML, which `xml` is parsed in
     pugi::xml_document xml;
     Relationships rels;
     bool loaded = false;
@@ -189,7 +190,8 @@ bool DocxReader::load(Part& part, Severity severity)
             m_b.diagnose("docx.part", severity, part.name, data.error + "; its text is not counted");
         return false;
     }
-    std::string error = xml::parse(data.bytes, part.xml, m_b.limits().maxNestingDepth);
+    part.bytes = std::move(data.bytes);
+    std::string error = xml::parseInPlace(part.bytes, part.xml, m_b.limits().maxNestingDepth);
     if (!error.empty()) {
         m_b.diagnose("docx.xml", severity, part.name, error + "; its text is not counted");
         return false;

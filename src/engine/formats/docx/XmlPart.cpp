@@ -8,10 +8,12 @@
 
 namespace qm::engine::xml {
 
-std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
+namespace {
+
+constexpr unsigned ParseFlags = pugi::parse_default | pugi::parse_ws_pcdata;
+
+std::string checked(const pugi::xml_parse_result& result, pugi::xml_document& doc, uint32_t maxDepth)
 {
-    const unsigned flags = pugi::parse_default | pugi::parse_ws_pcdata;
-    pugi::xml_parse_result result = doc.load_buffer(bytes.data(), bytes.size(), flags, pugi::encoding_auto);
     if (!result) {
         std::string error = "the XML is malformed at byte " + std::to_string(result.offset) + ": " + result.description();
         doc.reset();
@@ -41,17 +43,22 @@ std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t ma
     return {};
 }
 
-std::string_view localName(const char* qualified)
+} // namespace
+
+std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
 {
-    std::string_view name(qualified);
-    const size_t colon = name.find(':');
-    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+    return checked(doc.load_buffer(bytes.data(), bytes.size(), ParseFlags, pugi::encoding_auto), doc, maxDepth);
+}
+
+std::string parseInPlace(std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
+{
+    return checked(doc.load_buffer_inplace(bytes.data(), bytes.size(), ParseFlags, pugi::encoding_auto), doc, maxDepth);
 }
 
 pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
 {
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling())
-        if (c.type() == pugi::node_element && localName(c) == local)
+        if (c.type() == pugi::node_element && hasLocalName(c.name(), local))
             return c;
     return {};
 }
@@ -59,7 +66,7 @@ pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
 pugi::xml_attribute attr(const pugi::xml_node& node, std::string_view local)
 {
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
-        if (localName(a.name()) == local)
+        if (hasLocalName(a.name(), local))
             return a;
     return {};
 }
@@ -68,7 +75,7 @@ pugi::xml_node descendant(const pugi::xml_node& root, std::string_view local)
 {
     pugi::xml_node node = root.first_child();
     while (node) {
-        if (node.type() == pugi::node_element && localName(node) == local)
+        if (node.type() == pugi::node_element && hasLocalName(node.name(), local))
             return node;
         if (node.first_child()) {
             node = node.first_child();
