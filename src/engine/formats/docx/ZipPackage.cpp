@@ -66,16 +66,24 @@ bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& ou
     // buffer kept for the thread's next entry.
     thread_local std::string raw;
     std::string& in = st.comp_method == ZIP_CM_STORE ? out : raw;
-    in.resize(static_cast<size_t>(st.comp_size));
-    const zip_int64_t got = st.comp_size ? zip_fread(file, in.data(), st.comp_size) : 0;
+    // Strings are sized without being zero-filled first: every byte is
+    // written by the read or the inflate, or the entry is given up.
+    zip_int64_t got = 0;
+    in.resize_and_overwrite(static_cast<size_t>(st.comp_size), [&](char* data, size_t n) {
+        got = n ? zip_fread(file, data, n) : 0;
+        return got < 0 ? size_t(0) : static_cast<size_t>(got);
+    });
     zip_fclose(file);
     if (got < 0 || static_cast<uint64_t>(got) != st.comp_size)
         return false;
     if (st.comp_method == ZIP_CM_DEFLATE) {
-        out.resize(static_cast<size_t>(st.size));
-        // Succeeds only when the stream fills exactly the declared size.
-        if (libdeflate_deflate_decompress(inflater, in.data(), in.size(), out.data(), out.size(), nullptr) !=
-            LIBDEFLATE_SUCCESS)
+        libdeflate_result inflated = LIBDEFLATE_BAD_DATA;
+        out.resize_and_overwrite(static_cast<size_t>(st.size), [&](char* data, size_t n) {
+            // Succeeds only when the stream fills exactly the declared size.
+            inflated = libdeflate_deflate_decompress(inflater, in.data(), in.size(), data, n, nullptr);
+            return inflated == LIBDEFLATE_SUCCESS ? n : size_t(0);
+        });
+        if (inflated != LIBDEFLATE_SUCCESS)
             return false;
         if (raw.capacity() > (4u << 20))
             std::string().swap(raw); // a rare huge entry is not kept for the rest of the run
