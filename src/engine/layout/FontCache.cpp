@@ -173,9 +173,11 @@ FontCache::FontCache() : m_impl(std::make_unique<Impl>())
     if (FT_Init_FreeType(&m_impl->library) != 0)
         m_impl->library = nullptr;
     m_impl->config = FcInitLoadConfigAndFonts();
-    if (m_impl->config)
-        m_impl->disk =
-            std::make_unique<FontDiskCache>(FontDiskCache::defaultPath(), FontDiskCache::configStamp(m_impl->config));
+    if (m_impl->config) {
+        std::string stamp = FontDiskCache::configStamp(m_impl->config);
+        std::string path = FontDiskCache::defaultPath(stamp);
+        m_impl->disk = std::make_unique<FontDiskCache>(std::move(path), std::move(stamp));
+    }
 }
 
 FontCache::~FontCache()

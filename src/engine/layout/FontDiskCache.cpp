@@ -310,13 +310,24 @@ std::string FontDiskCache::configStamp(void* fcConfig)
     return stamp.str();
 }
 
-std::string FontDiskCache::defaultPath()
+std::string FontDiskCache::defaultPath(std::string_view stamp)
 {
+    std::string folder;
     if (const char* xdg = std::getenv("XDG_CACHE_HOME"); xdg && *xdg == '/')
-        return std::string(xdg) + "/quillmeter/font-answers";
-    if (const char* home = std::getenv("HOME"); home && *home == '/')
-        return std::string(home) + "/.cache/quillmeter/font-answers";
-    return {};
+        folder = std::string(xdg) + "/quillmeter";
+    else if (const char* home = std::getenv("HOME"); home && *home == '/')
+        folder = std::string(home) + "/.cache/quillmeter";
+    else
+        return {};
+    // One file a stamp, named by its hash (FNV-1a): the stamp holds the
+    // program's name, which fontconfig's rules may test, so each program
+    // keeps its own answers instead of each replacing the other's.
+    uint64_t hash = 0xcbf29ce484222325ull;
+    for (unsigned char c : stamp)
+        hash = (hash ^ c) * 0x100000001b3ull;
+    char name[40];
+    std::snprintf(name, sizeof name, "/font-answers-%016llx", static_cast<unsigned long long>(hash));
+    return folder + name;
 }
 
 } // namespace qm::engine::layout

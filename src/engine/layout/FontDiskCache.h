@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qm::engine::layout {
@@ -62,9 +63,9 @@ public:
 
     /// The stamp of a fontconfig configuration (an FcConfig*).
     static std::string configStamp(void* fcConfig);
-    /// Where the file lives: $XDG_CACHE_HOME/quillmeter, else
+    /// Where the file for a stamp lives: in $XDG_CACHE_HOME/quillmeter, else
     /// ~/.cache/quillmeter; empty when neither is known.
-    static std::string defaultPath();
+    static std::string defaultPath(std::string_view stamp);
 
 private:
     struct KeptFace {

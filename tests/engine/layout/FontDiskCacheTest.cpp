@@ -157,3 +157,23 @@ TEST(FontDiskCache, NoPathKeepsNothing)
     EXPECT_TRUE(c.save());
     EXPECT_TRUE(c.match("a")); // kept for the process, only not written
 }
+
+TEST(FontDiskCache, EachStampHasAFileOfItsOwn)
+{
+    // Programs differ in their stamps (fontconfig's defaults name the
+    // program): they must not take turns replacing one file.
+    const char* saved = std::getenv("XDG_CACHE_HOME");
+    const std::string restore = saved ? saved : "";
+    ::setenv("XDG_CACHE_HOME", "/tmp/qm-cache-home", 1);
+    const std::string a = FontDiskCache::defaultPath("prgname=quillmeter");
+    const std::string b = FontDiskCache::defaultPath("prgname=quillmeter-gui");
+    EXPECT_EQ(a.rfind("/tmp/qm-cache-home/quillmeter/font-answers-", 0), 0u) << a;
+    EXPECT_NE(a, b);
+    EXPECT_EQ(a, FontDiskCache::defaultPath("prgname=quillmeter"));
+    ::setenv("XDG_CACHE_HOME", "relative/is/ignored", 1);
+    EXPECT_EQ(FontDiskCache::defaultPath("x").find("relative"), std::string::npos);
+    if (saved)
+        ::setenv("XDG_CACHE_HOME", restore.c_str(), 1);
+    else
+        ::unsetenv("XDG_CACHE_HOME");
+}
