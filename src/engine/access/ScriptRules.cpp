@@ -64,6 +64,8 @@ ScriptClass detail::scriptClassFromProperties(char32_t c)
     return ScriptClass::Symbol;
 }
 
+std::atomic<const detail::ClassBlock*> detail::bmpBlocks[256];
+
 namespace {
 
 // The classes of the Basic Multilingual Plane, 256 code points a block.
@@ -73,12 +75,11 @@ namespace {
 // characters is met, then read from the table. A block is published whole
 // through an atomic pointer, so threads counting at once either see it
 // complete or build their own copy (the loser's copy is dropped).
-using ClassBlock = std::array<ScriptClass, 256>;
-std::atomic<const ClassBlock*> g_bmpBlocks[256];
+using detail::ClassBlock;
 
 const ClassBlock& bmpBlock(char32_t c)
 {
-    std::atomic<const ClassBlock*>& slot = g_bmpBlocks[c >> 8];
+    std::atomic<const ClassBlock*>& slot = detail::bmpBlocks[c >> 8];
     const ClassBlock* block = slot.load(std::memory_order_acquire);
     if (block)
         return *block;
