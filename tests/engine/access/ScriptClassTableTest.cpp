@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-#include <vector>
-
 namespace qm::engine {
 namespace {
 
@@ -61,25 +58,6 @@ TEST(ScriptClassTable, AgreesWithThePropertiesOverTheWholeBmp)
             ADD_FAILURE() << std::hex << "U+" << static_cast<uint32_t>(c);
     }
     EXPECT_EQ(mismatches, 0);
-}
-
-// Threads that meet a block for the first time together must all read
-// complete, correct classes.
-TEST(ScriptClassTable, BlocksBuiltByThreadsAtOnceAgree)
-{
-    std::vector<int> wrong(4, 0);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&wrong, t] {
-            // Blocks of Supplemental Arrows and Braille: few texts reach them,
-            // so the other tests are unlikely to have built them already.
-            for (char32_t c = 0x2800 + t; c < 0x2A00; c += 3)
-                wrong[t] += scriptClass(c) != detail::scriptClassFromProperties(c);
-        });
-    for (auto& th : threads)
-        th.join();
-    for (int t = 0; t < 4; ++t)
-        EXPECT_EQ(wrong[t], 0) << "thread " << t;
 }
 
 } // namespace

@@ -150,14 +150,6 @@ TEST(FontDiskCache, WritersAtOnceLeaveOneWholeFile)
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 1);
 }
 
-TEST(FontDiskCache, NoPathKeepsNothing)
-{
-    FontDiskCache c("", "stamp");
-    c.storeMatch("a", {true, "/f", 0, "F", true});
-    EXPECT_TRUE(c.save());
-    EXPECT_TRUE(c.match("a")); // kept for the process, only not written
-}
-
 TEST(FontDiskCache, EachStampHasAFileOfItsOwn)
 {
     // Programs differ in their stamps (fontconfig's defaults name the
