@@ -13,7 +13,10 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <optional>
+#include <unordered_map>
 
 namespace qm::engine {
 
@@ -124,6 +127,9 @@ public:
 
 private:
     bool load(Part& part, Severity severity);
+    /// The two halves of load: the part's bytes, then their XML.
+    bool readBytes(Part& part, Severity severity);
+    bool parse(Part& part, Severity severity);
     void readTheme(const Relationships& rels);
     void readSettings(const std::string& name);
     void readFontTable(const std::string& name);
@@ -183,6 +189,11 @@ private:
 
 bool DocxReader::load(Part& part, Severity severity)
 {
+    return readBytes(part, severity) && parse(part, severity);
+}
+
+bool DocxReader::readBytes(Part& part, Severity severity)
+{
     PartData data = m_zip.read(part.name);
     if (!data.ok()) {
         // Optional parts (a theme, app.xml) may be absent without comment.
@@ -191,6 +202,11 @@ bool DocxReader::load(Part& part, Severity severity)
         return false;
     }
     part.bytes = std::move(data.bytes);
+    return true;
+}
+
+bool DocxReader::parse(Part& part, Severity severity)
+{
     std::string error = xml::parseInPlace(part.bytes, part.xml, m_b.limits().maxNestingDepth);
     if (!error.empty()) {
         m_b.diagnose("docx.xml", severity, part.name, error + "; its text is not counted");
@@ -201,35 +217,113 @@ bool DocxReader::load(Part& part, Severity severity)
     return true;
 }
 
+namespace {
+
+/// What the reader takes from a theme: the Latin fonts, and for the major
+/// and minor collections their East Asian and complex-script typefaces and
+/// their per-script fonts in order.
+struct ThemeFontScheme {
+    struct Collection {
+        std::string ea, cs;
+        std::vector<std::pair<std::string, std::string>> fonts; // script, typeface
+    };
+    std::string majorLatin, minorLatin;
+    Collection major, minor;
+};
+
+ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
+{
+    ThemeFontScheme out;
+    const pugi::xml_node scheme = xml::descendant(theme, "fontScheme");
+    auto collection = [](const pugi::xml_node& node, ThemeFontScheme::Collection& c) {
+        c.ea = value(child(node, "ea"), "typeface");
+        c.cs = value(child(node, "cs"), "typeface");
+        for (pugi::xml_node f = node.first_child(); f; f = f.next_sibling())
+            if (xml::is(f, "font"))
+                c.fonts.emplace_back(value(f, "script"), value(f, "typeface"));
+    };
+    const pugi::xml_node major = child(scheme, "majorFont");
+    const pugi::xml_node minor = child(scheme, "minorFont");
+    out.majorLatin = value(child(major, "latin"), "typeface");
+    out.minorLatin = value(child(minor, "latin"), "typeface");
+    collection(major, out.major);
+    collection(minor, out.minor);
+    return out;
+}
+
+// Documents made from the same template carry the same theme, byte for
+// byte: its font scheme is kept for the process by the theme's text, so
+// only a theme not met before is parsed. A theme that fails to parse is not
+// kept; it is parsed, and reported, each time.
+class ThemeMemo {
+public:
+    std::optional<ThemeFontScheme> find(const std::string& bytes)
+    {
+        std::lock_guard lock(m_mutex);
+        if (auto it = m_schemes.find(bytes); it != m_schemes.end())
+            return it->second;
+        return std::nullopt;
+    }
+    void keep(const std::string& bytes, const ThemeFontScheme& scheme)
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_schemes.size() >= MaxThemes)
+            m_schemes.clear(); // a run over many templates starts afresh
+        m_schemes.emplace(bytes, scheme);
+    }
+
+private:
+    static constexpr size_t MaxThemes = 64;
+    std::mutex m_mutex;
+    std::unordered_map<std::string, ThemeFontScheme> m_schemes;
+};
+
+ThemeMemo& themeMemo()
+{
+    static ThemeMemo memo;
+    return memo;
+}
+
+} // namespace
+
 void DocxReader::readTheme(const Relationships& rels)
 {
     Part theme;
     theme.name = targetOfType(rels, "theme");
-    if (theme.name.empty() || !load(theme, Severity::Note))
+    if (theme.name.empty() || !readBytes(theme, Severity::Note))
         return;
-    pugi::xml_node scheme = xml::descendant(theme.xml, "fontScheme");
-    if (auto major = value(child(child(scheme, "majorFont"), "latin"), "typeface"); !major.empty())
-        m_theme.major = major;
-    if (auto minor = value(child(child(scheme, "minorFont"), "latin"), "typeface"); !minor.empty())
-        m_theme.minor = minor;
+    std::optional<ThemeFontScheme> scheme = themeMemo().find(theme.bytes);
+    if (scheme) {
+        // As a parse would, the theme's relationships are read (they count
+        // towards the package's limits), though nothing in them is used.
+        readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
+    } else {
+        const std::string text = theme.bytes; // parsing in place changes the bytes
+        if (!parse(theme, Severity::Note))
+            return;
+        scheme = fontSchemeOf(theme.xml);
+        themeMemo().keep(text, *scheme);
+    }
+    if (!scheme->majorLatin.empty())
+        m_theme.major = scheme->majorLatin;
+    if (!scheme->minorLatin.empty())
+        m_theme.minor = scheme->minorLatin;
     // East Asian and complex-script theme fonts: the <a:ea>/<a:cs> typeface
     // when the theme names one, else the per-script font for the language
     // the document's theme fonts were chosen for.
-    auto scriptFont = [&](pugi::xml_node collection, const char* slot, const std::string& language) {
-        if (auto f = value(child(collection, slot), "typeface"); !f.empty())
-            return std::string(f);
+    auto scriptFont = [&](const ThemeFontScheme::Collection& c, bool eastAsian, const std::string& language) {
+        if (const std::string& f = eastAsian ? c.ea : c.cs; !f.empty())
+            return f;
         const std::string_view script = docx::themeScriptOfLanguage(language);
-        for (pugi::xml_node f = collection.first_child(); f; f = f.next_sibling())
-            if (xml::localName(f) == "font" && value(f, "script") == script)
-                return std::string(value(f, "typeface"));
+        for (const auto& [fontScript, typeface] : c.fonts)
+            if (fontScript == script)
+                return typeface;
         return std::string();
     };
-    const pugi::xml_node major = child(scheme, "majorFont");
-    const pugi::xml_node minor = child(scheme, "minorFont");
-    m_theme.majorEastAsia = scriptFont(major, "ea", m_eastAsiaLanguage);
-    m_theme.minorEastAsia = scriptFont(minor, "ea", m_eastAsiaLanguage);
-    m_theme.majorComplex = scriptFont(major, "cs", m_bidiLanguage);
-    m_theme.minorComplex = scriptFont(minor, "cs", m_bidiLanguage);
+    m_theme.majorEastAsia = scriptFont(scheme->major, true, m_eastAsiaLanguage);
+    m_theme.minorEastAsia = scriptFont(scheme->minor, true, m_eastAsiaLanguage);
+    m_theme.majorComplex = scriptFont(scheme->major, false, m_bidiLanguage);
+    m_theme.minorComplex = scriptFont(scheme->minor, false, m_bidiLanguage);
 }
 
 void DocxReader::readSettings(const std::string& name)
