@@ -131,6 +131,7 @@ private:
     bool readBytes(Part& part, Severity severity);
     bool parse(Part& part, Severity severity);
     void readTheme(const Relationships& rels);
+    void readStyles(const std::string& name);
     void readSettings(const std::string& name);
     void readFontTable(const std::string& name);
     static void readAnchorPlacement(const pugi::xml_node& anchor, InlineObject& object);
@@ -251,40 +252,81 @@ ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
     return out;
 }
 
-// Documents made from the same template carry the same theme, byte for
-// byte: its font scheme is kept for the process by the theme's text, so
-// only a theme not met before is parsed. A theme that fails to parse is not
-// kept; it is parsed, and reported, each time.
-class ThemeMemo {
+// Documents made from the same template carry the same theme and styles,
+// byte for byte: what was made of them is kept for the process by their
+// text, so only a part not met before is parsed. A part that fails to parse
+// is not kept; it is parsed, and reported, each time. The last few dozen
+// are kept; a run over more templates than that starts afresh.
+template <typename Value>
+class PartMemo {
 public:
-    std::optional<ThemeFontScheme> find(const std::string& bytes)
+    std::optional<Value> find(const std::string& key)
     {
         std::lock_guard lock(m_mutex);
-        if (auto it = m_schemes.find(bytes); it != m_schemes.end())
+        if (auto it = m_values.find(key); it != m_values.end())
             return it->second;
         return std::nullopt;
     }
-    void keep(const std::string& bytes, const ThemeFontScheme& scheme)
+    void keep(std::string key, const Value& value)
     {
+        if (key.size() > MaxKeyBytes)
+            return;
         std::lock_guard lock(m_mutex);
-        if (m_schemes.size() >= MaxThemes)
-            m_schemes.clear(); // a run over many templates starts afresh
-        m_schemes.emplace(bytes, scheme);
+        if (m_values.size() >= MaxValues)
+            m_values.clear();
+        m_values.emplace(std::move(key), value);
     }
 
 private:
-    static constexpr size_t MaxThemes = 64;
+    static constexpr size_t MaxValues = 64;
+    static constexpr size_t MaxKeyBytes = 1u << 20;
     std::mutex m_mutex;
-    std::unordered_map<std::string, ThemeFontScheme> m_schemes;
+    std::unordered_map<std::string, Value> m_values;
 };
 
-ThemeMemo& themeMemo()
+PartMemo<ThemeFontScheme>& themeMemo()
 {
-    static ThemeMemo memo;
+    static PartMemo<ThemeFontScheme> memo;
     return memo;
 }
 
+// Styles are made with the theme's fonts: both are the key.
+PartMemo<docx::Styles>& stylesMemo()
+{
+    static PartMemo<docx::Styles> memo;
+    return memo;
+}
+
+std::string stylesKey(const std::string& bytes, const docx::ThemeFonts& theme)
+{
+    std::string key;
+    for (const std::string* font : {&theme.major, &theme.minor, &theme.majorEastAsia, &theme.minorEastAsia,
+                                    &theme.majorComplex, &theme.minorComplex})
+        key.append(*font).push_back('\0');
+    return key.append(bytes);
+}
+
 } // namespace
+
+void DocxReader::readStyles(const std::string& name)
+{
+    Part styles;
+    styles.name = name;
+    if (name.empty() || !readBytes(styles, Severity::Warning))
+        return;
+    std::string key = stylesKey(styles.bytes, m_theme);
+    if (std::optional<docx::Styles> kept = stylesMemo().find(key)) {
+        // As a parse would, the part's relationships are read (they count
+        // towards the package's limits), though nothing in them is used.
+        readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
+        m_styles = std::move(*kept);
+        return;
+    }
+    if (!parse(styles, Severity::Warning))
+        return;
+    m_styles.load(styles.xml.document_element(), m_theme);
+    stylesMemo().keep(std::move(key), m_styles);
+}
 
 void DocxReader::readTheme(const Relationships& rels)
 {
@@ -298,11 +340,11 @@ void DocxReader::readTheme(const Relationships& rels)
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
     } else {
-        const std::string text = theme.bytes; // parsing in place changes the bytes
+        std::string text = theme.bytes; // parsing in place changes the bytes
         if (!parse(theme, Severity::Note))
             return;
         scheme = fontSchemeOf(theme.xml);
-        themeMemo().keep(text, *scheme);
+        themeMemo().keep(std::move(text), *scheme);
     }
     if (!scheme->majorLatin.empty())
         m_theme.major = scheme->majorLatin;
@@ -1156,8 +1198,7 @@ ReadResult DocxReader::run()
     readSettings(targetOfType(m_main.rels, "settings"));
     readFontTable(targetOfType(m_main.rels, "fontTable"));
     readTheme(m_main.rels);
-    if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
-        m_styles.load(styles.xml.document_element(), m_theme);
+    readStyles(targetOfType(m_main.rels, "styles"));
     if (Part numbering;
         !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() && load(numbering, Severity::Warning))
         m_numbering.load(numbering.xml.document_element(), m_theme);
