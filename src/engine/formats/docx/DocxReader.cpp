@@ -255,8 +255,9 @@ ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
 // Documents made from the same template carry the same theme and styles,
 // byte for byte: what was made of them is kept for the process by their
 // text, so only a part not met before is parsed. A part that fails to parse
-// is not kept; it is parsed, and reported, each time. The last few dozen
-// are kept; a run over more templates than that starts afresh.
+// is not kept; it is parsed, and reported, each time. Sixteen parts of up to
+// 256 KiB are kept: more held on to would cost more in fresh memory than the
+// parses it saves; a run over more templates than that starts afresh.
 template <typename Value>
 class PartMemo {
 public:
@@ -278,8 +279,8 @@ public:
     }
 
 private:
-    static constexpr size_t MaxValues = 64;
-    static constexpr size_t MaxKeyBytes = 1u << 20;
+    static constexpr size_t MaxValues = 16;
+    static constexpr size_t MaxKeyBytes = 256u << 10;
     std::mutex m_mutex;
     std::unordered_map<std::string, Value> m_values;
 };
