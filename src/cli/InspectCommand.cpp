@@ -11,6 +11,7 @@
 #include <atomic>
 #include <limits>
 #include <ostream>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -197,16 +198,21 @@ int inspectCommand(Context& ctx)
         }
     }
     if (json) {
-        // One file gives one object, several an array of them.
+        // One file gives one object, several an array of them. The text is
+        // built in memory and written at once: written piece by piece to a
+        // stream shared with C's stdio, each of its many small pieces would
+        // be a locked call of its own.
+        std::ostringstream text;
         if (results.size() == 1) {
-            toJson(results.front()).write(ctx.out);
+            toJson(results.front()).write(text);
         } else {
             Json all = Json::array();
             for (const Inspected& item : results)
                 all.push(toJson(item));
-            all.write(ctx.out);
+            all.write(text);
         }
-        ctx.out << "\n";
+        text << "\n";
+        ctx.out << text.view();
     }
     return failed ? Failure : Success;
 }

@@ -1,6 +1,7 @@
 // Writing JSON values.
 #include "cli/Json.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <ostream>
@@ -43,18 +44,24 @@ size_t utf8Length(std::string_view text, size_t pos)
     return len;
 }
 
-void newline(std::ostream& out, int indent)
+void newline(std::string& out, int indent)
 {
-    out << '\n';
-    for (int i = 0; i < indent; ++i)
-        out << "  ";
+    out += '\n';
+    out.append(2 * static_cast<size_t>(indent), ' ');
 }
 
 } // namespace
 
 std::string jsonString(std::string_view text)
 {
-    std::string out = "\"";
+    std::string out;
+    appendJsonString(out, text);
+    return out;
+}
+
+void appendJsonString(std::string& out, std::string_view text)
+{
+    out += '"';
     for (size_t pos = 0; pos < text.size();) {
         const auto c = static_cast<unsigned char>(text[pos]);
         if (c >= 0x80) {
@@ -84,7 +91,7 @@ std::string jsonString(std::string_view text)
             }
         }
     }
-    return out + "\"";
+    out += '"';
 }
 
 Json& Json::set(std::string key, Json value)
@@ -103,53 +110,67 @@ Json& Json::push(Json value)
 
 void Json::write(std::ostream& out, int indent) const
 {
+    std::string text;
+    append(text, indent);
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+void Json::append(std::string& out, int indent) const
+{
     struct Visitor {
-        std::ostream& out;
+        std::string& out;
         int indent;
-        void operator()(std::nullptr_t) const { out << "null"; }
-        void operator()(bool b) const { out << (b ? "true" : "false"); }
-        void operator()(int64_t v) const { out << v; }
+        void operator()(std::nullptr_t) const { out += "null"; }
+        void operator()(bool b) const { out += b ? "true" : "false"; }
+        void operator()(int64_t v) const
+        {
+            char text[24];
+            out.append(text, std::to_chars(text, text + sizeof text, v).ptr);
+        }
         void operator()(double v) const
         {
             if (!std::isfinite(v)) {
-                out << "null";
+                out += "null";
                 return;
             }
             char text[32];
             std::snprintf(text, sizeof text, "%.15g", v);
-            out << text;
+            out += text;
         }
-        void operator()(const std::string& s) const { out << jsonString(s); }
+        void operator()(const std::string& s) const { appendJsonString(out, s); }
         void operator()(const Array& a) const
         {
             if (a.empty()) {
-                out << "[]";
+                out += "[]";
                 return;
             }
-            out << '[';
+            out += '[';
             for (size_t i = 0; i < a.size(); ++i) {
-                out << (i ? "," : "");
+                if (i)
+                    out += ',';
                 newline(out, indent + 1);
-                a[i].write(out, indent + 1);
+                a[i].append(out, indent + 1);
             }
             newline(out, indent);
-            out << ']';
+            out += ']';
         }
         void operator()(const Object& o) const
         {
             if (o.empty()) {
-                out << "{}";
+                out += "{}";
                 return;
             }
-            out << '{';
+            out += '{';
             for (size_t i = 0; i < o.size(); ++i) {
-                out << (i ? "," : "");
+                if (i)
+                    out += ',';
                 newline(out, indent + 1);
-                out << jsonString(o[i].first) << ": ";
-                o[i].second.write(out, indent + 1);
+                appendJsonString(out, o[i].first);
+                out += ": ";
+                o[i].second.append(out, indent + 1);
             }
             newline(out, indent);
-            out << '}';
+            out += '}';
         }
     };
     std::visit(Visitor{out, indent}, m_value);

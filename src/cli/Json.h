@@ -43,11 +43,17 @@ public:
     std::string dump() const;
 
 private:
+    /// The text of write(), appended to `out`: built as one string, since a
+    /// stream takes a lock and a check for every piece written to it.
+    void append(std::string& out, int indent) const;
+
     std::variant<std::nullptr_t, bool, int64_t, double, std::string, Array, Object> m_value{nullptr};
 };
 
 /// A JSON string literal. Bytes that are not UTF-8 become U+FFFD, so the
 /// output stays valid whatever a hand-edited file or a file name holds.
 std::string jsonString(std::string_view text);
+/// The same literal appended to `out`.
+void appendJsonString(std::string& out, std::string_view text);
 
 } // namespace qm::cli

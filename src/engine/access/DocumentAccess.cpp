@@ -675,7 +675,18 @@ ReplaceOutcome DocumentAccess::countAll(Find& find, size_t story, uint32_t from,
                 return outcome;
             }
     }
-    forEachMatch(*m_document, find, story, from, to, outcome.error, [&](const PatternMatch&) { ++outcome.replaced; });
+    // As forEachMatch, counted by the pattern itself in one pass.
+    const CompiledPattern& compiled = find.pattern();
+    if (!compiled.pattern) {
+        outcome.error = compiled.error;
+        return outcome;
+    }
+    const Story& s = m_document->stories[story];
+    const std::vector<uint8_t> allowed = allowedFormats(*m_document, find);
+    if (!anyAllowed(allowed))
+        return outcome;
+    const MatchSubject subject{s.text, s.attrs.data(), &allowed, m_document.get(), story};
+    outcome.replaced = compiled.pattern->countMatches(subject, from, to);
     return outcome;
 }
 

@@ -660,6 +660,66 @@ bool FindPattern::scansForOneCharacter() const
            onlyCharacter(m_program[first].test).has_value();
 }
 
+template <typename OnWord>
+void FindPattern::scanWords(const MatchSubject& s, uint32_t from, uint32_t to, OnWord&& onWord) const
+{
+    const std::u16string_view text = s.text;
+    to = std::min<uint32_t>(to, static_cast<uint32_t>(text.size()));
+    // Whether the character at pos may be covered: not a cell mark, and
+    // within the font criteria, both halves of a surrogate pair.
+    auto allowedFormat = [&](uint32_t pos) {
+        const uint32_t format = s.attrs[pos].charFormat;
+        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
+    };
+    auto eligible = [&](uint32_t pos) {
+        if (text[pos] == Ch::CellEnd)
+            return false;
+        if (!s.allowedFormats)
+            return true;
+        if (!allowedFormat(pos))
+            return false;
+        return !(pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1])) ||
+               allowedFormat(pos + 1);
+    };
+    for (uint32_t i = from; i < to; ++i) {
+        if (!isWordStart(text, i))
+            continue;
+        uint32_t j = i + 1;
+        while (j < text.size() && !isWordEnd(text, j))
+            ++j;
+        if (j > to)
+            return; // the word runs past the stretch, and so does every later one
+        bool covered = true;
+        for (uint32_t k = i; k < j && covered; ++k)
+            covered = eligible(k);
+        if (covered && !onWord(i, j))
+            return;
+        i = j - 1; // the next search starts where this word ends
+    }
+}
+
+int64_t FindPattern::countMatches(const MatchSubject& s, uint32_t from, uint32_t to) const
+{
+    int64_t count = 0;
+    if (isWordPattern()) {
+        // The word count of every document: one pass over the text, rather
+        // than a search set up anew for each word.
+        scanWords(s, from, to, [&](uint32_t, uint32_t) {
+            ++count;
+            return true;
+        });
+        return count;
+    }
+    for (uint32_t pos = from; pos < to;) {
+        const std::optional<PatternMatch> match = search(s, pos, to);
+        if (!match)
+            break;
+        ++count;
+        pos = match->end;
+    }
+    return count;
+}
+
 std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t from, uint32_t to) const
 {
     const std::u16string_view text = s.text;
@@ -763,22 +823,12 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     // is that word, matched when every character of it may be covered.
     // Exactly what the general simulation below gives, without its bookkeeping.
     if (isWordPattern()) {
-        for (uint32_t i = from; i < to; ++i) {
-            if (!isWordStart(text, i))
-                continue;
-            uint32_t j = i + 1;
-            while (j < text.size() && !isWordEnd(text, j))
-                ++j;
-            if (j > to)
-                break; // the word runs past the stretch, and so does every later one
-            bool covered = true;
-            for (uint32_t k = i; k < j && covered; ++k)
-                covered = eligible(k);
-            if (covered)
-                return single(i, j);
-            i = j - 1;
-        }
-        return std::nullopt;
+        std::optional<PatternMatch> found;
+        scanWords(s, from, to, [&](uint32_t start, uint32_t end) {
+            found = single(start, end);
+            return false;
+        });
+        return found;
     }
 
     // Breadth-first simulation: every live alternative advances one character

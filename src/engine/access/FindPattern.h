@@ -65,6 +65,11 @@ public:
     /// Word boundaries look at the whole text, not only [from, to).
     std::optional<PatternMatch> search(const MatchSubject& subject, uint32_t from, uint32_t to) const;
 
+    /// How many matches repeated searches find over [from, to), each search
+    /// starting where the previous match ended (no overlaps): what a count
+    /// of all matches gives.
+    int64_t countMatches(const MatchSubject& subject, uint32_t from, uint32_t to) const;
+
     size_t groupCount() const { return m_groups; }
     /// True when every match is exactly one character (a surrogate pair
     /// whole): a single character, class or set.
@@ -107,6 +112,11 @@ private:
     friend class PatternCompiler;
     bool passes(const Test& t, const MatchSubject& s, uint32_t pos, uint32_t to) const;
     bool isWordPattern() const; // "<*>"
+    /// The words of the word pattern from `from` on, in order, each passed to
+    /// onWord(start, end) when all its characters may be covered; stops when
+    /// onWord returns false or a word runs past `to`.
+    template <typename OnWord>
+    void scanWords(const MatchSubject& s, uint32_t from, uint32_t to, OnWord&& onWord) const;
 
     std::vector<Inst> m_program;
     std::vector<CharSet> m_sets;

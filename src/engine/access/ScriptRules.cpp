@@ -4,6 +4,9 @@
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
 
+#include <atomic>
+#include <memory>
+
 namespace qm::engine {
 
 namespace {
@@ -38,7 +41,7 @@ bool isEastAsian(UChar32 c)
 
 } // namespace
 
-ScriptClass detail::scriptClassBeyondLatin1(char32_t c)
+ScriptClass detail::scriptClassFromProperties(char32_t c)
 {
     const auto u = static_cast<UChar32>(c);
     if (u_hasBinaryProperty(u, UCHAR_WHITE_SPACE))
@@ -59,6 +62,45 @@ ScriptClass detail::scriptClassBeyondLatin1(char32_t c)
     if (u_isalnum(u))
         return ScriptClass::Letter;
     return ScriptClass::Symbol;
+}
+
+std::atomic<const detail::ClassBlock*> detail::bmpBlocks[256];
+
+namespace {
+
+// The classes of the Basic Multilingual Plane, 256 code points a block.
+// Asking ICU costs five or six property look-ups a character, and text in
+// any script other than Latin asks for the same few blocks again and again:
+// each block is worked out from the properties the first time one of its
+// characters is met, then read from the table. A block is published whole
+// through an atomic pointer, so threads counting at once either see it
+// complete or build their own copy (the loser's copy is dropped).
+using detail::ClassBlock;
+
+const ClassBlock& bmpBlock(char32_t c)
+{
+    std::atomic<const ClassBlock*>& slot = detail::bmpBlocks[c >> 8];
+    const ClassBlock* block = slot.load(std::memory_order_acquire);
+    if (block)
+        return *block;
+    auto fresh = std::make_unique<ClassBlock>();
+    const char32_t first = c & ~char32_t(0xFF);
+    for (char32_t i = 0; i < 256; ++i)
+        (*fresh)[i] = detail::scriptClassFromProperties(first + i);
+    if (slot.compare_exchange_strong(block, fresh.get(), std::memory_order_acq_rel))
+        return *fresh.release();
+    return *block;
+}
+
+} // namespace
+
+ScriptClass detail::scriptClassBeyondLatin1(char32_t c)
+{
+    // Beyond the BMP (emoji, rare ideographs) characters are few and spread
+    // over a vast range: ICU answers them directly.
+    if (c > 0xFFFF)
+        return scriptClassFromProperties(c);
+    return bmpBlock(c)[c & 0xFF];
 }
 
 int64_t countCodePoints(std::u16string_view text)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <string_view>
 
@@ -85,15 +86,27 @@ constexpr std::array<ScriptClass, 256> latin1Classes()
 inline constexpr std::array<ScriptClass, 256> Latin1Classes = latin1Classes();
 
 ScriptClass scriptClassBeyondLatin1(char32_t c);
+/// The BMP table's blocks of 256 code points, each published once it is
+/// built (null before): read inline by scriptClass.
+using ClassBlock = std::array<ScriptClass, 256>;
+extern std::atomic<const ClassBlock*> bmpBlocks[256];
+/// The class worked out from ICU's character properties each time it is
+/// asked; scriptClassBeyondLatin1 keeps its answers for the BMP in a table.
+ScriptClass scriptClassFromProperties(char32_t c);
 
 } // namespace detail
 
 /// The class of one code point. ASCII and Latin-1 are answered from a small
-/// table, inline, so Latin text pays nothing more; the rest from ICU's
-/// character properties.
+/// table, inline, so Latin text pays nothing more; the rest of the BMP from a
+/// table built from ICU's character properties as its blocks are met.
 constexpr ScriptClass scriptClass(char32_t c)
 {
-    return c < 0x100 ? detail::Latin1Classes[c] : detail::scriptClassBeyondLatin1(c);
+    if (c < 0x100)
+        return detail::Latin1Classes[c];
+    if (c <= 0xFFFF)
+        if (const detail::ClassBlock* block = detail::bmpBlocks[c >> 8].load(std::memory_order_acquire))
+            return (*block)[c & 0xFF];
+    return detail::scriptClassBeyondLatin1(c);
 }
 
 /// One code point of UTF-16 text and the units it takes.

@@ -88,28 +88,8 @@ bool isWordCharacterAt(std::u16string_view text, size_t pos)
     return pos < text.size() && roleAt(text, pos) != Role::None;
 }
 
-namespace {
-
-// Latin text, where a unit is a character and its class is in the table:
-// the word scan of every count runs through here for each character.
-bool latinLetterAt(std::u16string_view text, size_t pos, bool& isLetter)
+bool detail::isWordStartBeyondLatin(std::u16string_view text, size_t pos)
 {
-    const char16_t unit = text[pos];
-    if (unit >= 0x100 || unit == u'\'' || unit == 0xAD)
-        return false;
-    isLetter = detail::Latin1Classes[unit] == ScriptClass::Letter;
-    return true;
-}
-
-} // namespace
-
-bool isWordStart(std::u16string_view text, size_t pos)
-{
-    if (pos >= text.size())
-        return false;
-    bool letterHere = false, letterBefore = false;
-    if (latinLetterAt(text, pos, letterHere) && (pos == 0 || latinLetterAt(text, pos - 1, letterBefore)))
-        return letterHere && !letterBefore;
     if (isInsidePair(text, pos))
         return false;
     const Role r = roleAt(text, pos);
@@ -118,13 +98,8 @@ bool isWordStart(std::u16string_view text, size_t pos)
     return r == Role::Letter && (pos == 0 || roleAt(text, previousCodePoint(text, pos)) != Role::Letter);
 }
 
-bool isWordEnd(std::u16string_view text, size_t pos)
+bool detail::isWordEndBeyondLatin(std::u16string_view text, size_t pos)
 {
-    if (pos == 0 || pos > text.size())
-        return false;
-    bool letterBefore = false, letterHere = false;
-    if (latinLetterAt(text, pos - 1, letterBefore) && (pos == text.size() || latinLetterAt(text, pos, letterHere)))
-        return letterBefore && !letterHere;
     if (isInsidePair(text, pos))
         return false;
     const Role before = roleAt(text, previousCodePoint(text, pos));

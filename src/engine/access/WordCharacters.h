@@ -1,6 +1,8 @@
 // What counts as a word character at the find patterns' word boundaries, and case folding.
 #pragma once
 
+#include "engine/access/ScriptRules.h"
+
 #include <cstdint>
 #include <string_view>
 
@@ -24,12 +26,49 @@ bool isLetterOrDigit(char32_t c);
 /// classify alike.
 bool isWordCharacterAt(std::u16string_view text, size_t pos);
 
+namespace detail {
+
+/// Latin-1 characters other than the apostrophe and the soft hyphen decide
+/// a boundary by their own class alone; true when `unit` is one, with
+/// whether it is a letter or digit.
+inline bool plainLatin(char16_t unit, bool& isLetter)
+{
+    if (unit >= 0x100 || unit == u'\'' || unit == 0xAD)
+        return false;
+    isLetter = Latin1Classes[unit] == ScriptClass::Letter;
+    return true;
+}
+
+bool isWordStartBeyondLatin(std::u16string_view text, size_t pos);
+bool isWordEndBeyondLatin(std::u16string_view text, size_t pos);
+
+} // namespace detail
+
 /// True when a word begins at pos: a word character after a character that
 /// is not one, or an East Asian character, which is a word by itself.
-/// Never inside a surrogate pair.
-bool isWordStart(std::u16string_view text, size_t pos);
+/// Never inside a surrogate pair. Every word count asks this of each
+/// character, so plain Latin text is answered inline.
+inline bool isWordStart(std::u16string_view text, size_t pos)
+{
+    if (pos >= text.size())
+        return false;
+    bool letterHere = false, letterBefore = false;
+    if (detail::plainLatin(text[pos], letterHere) && (pos == 0 || detail::plainLatin(text[pos - 1], letterBefore)))
+        return letterHere && !letterBefore;
+    return detail::isWordStartBeyondLatin(text, pos);
+}
+
 /// True when a word ends just before pos (never inside a surrogate pair).
-bool isWordEnd(std::u16string_view text, size_t pos);
+inline bool isWordEnd(std::u16string_view text, size_t pos)
+{
+    if (pos == 0 || pos > text.size())
+        return false;
+    bool letterBefore = false, letterHere = false;
+    if (detail::plainLatin(text[pos - 1], letterBefore) &&
+        (pos == text.size() || detail::plainLatin(text[pos], letterHere)))
+        return letterBefore && !letterHere;
+    return detail::isWordEndBeyondLatin(text, pos);
+}
 
 /// Simple case folding for case-insensitive find: Latin (ASCII, Latin-1,
 /// Latin Extended-A), Greek and Cyrillic capitals fold to their small letters;

@@ -152,10 +152,16 @@ ReadResult readDocument(const std::filesystem::path& path, const ReadOptions& op
         return ReadResult::failure("the file cannot be read");
     if (static_cast<uint64_t>(size) > options.limits.maxInputBytes)
         return ReadResult::failure("the file is larger than the engine reads");
-    std::string bytes(static_cast<size_t>(size), '\0');
+    // Read straight into the string, without first filling it with zeros.
+    std::string bytes;
     in.seekg(0);
-    in.read(bytes.data(), size);
-    if (in.gcount() != size)
+    std::streamsize got = 0;
+    bytes.resize_and_overwrite(static_cast<size_t>(size), [&](char* data, size_t n) {
+        in.read(data, static_cast<std::streamsize>(n));
+        got = in.gcount();
+        return static_cast<size_t>(got);
+    });
+    if (got != size)
         return ReadResult::failure("the file could not be read to its end");
     return readDocumentBytes(bytes, path.extension().string(), options);
 }

@@ -1,6 +1,7 @@
 // Font lookup through fontconfig and unhinted metrics through FreeType.
 #include "engine/layout/FontCache.h"
 
+#include "engine/layout/FontDiskCache.h"
 #include "engine/layout/WordFontMetrics.h"
 
 #include <fontconfig/fontconfig.h>
@@ -158,6 +159,7 @@ std::string eastAsianTwin(const std::string& name)
 struct FontCache::Impl {
     FT_Library library = nullptr;
     FcConfig* config = nullptr;
+    std::unique_ptr<FontDiskCache> disk; // answers of earlier processes
 };
 
 FontCache& FontCache::instance()
@@ -171,10 +173,17 @@ FontCache::FontCache() : m_impl(std::make_unique<Impl>())
     if (FT_Init_FreeType(&m_impl->library) != 0)
         m_impl->library = nullptr;
     m_impl->config = FcInitLoadConfigAndFonts();
+    if (m_impl->config) {
+        std::string stamp = FontDiskCache::configStamp(m_impl->config);
+        std::string path = FontDiskCache::defaultPath(stamp);
+        m_impl->disk = std::make_unique<FontDiskCache>(std::move(path), std::move(stamp));
+    }
 }
 
 FontCache::~FontCache()
 {
+    if (m_impl->disk)
+        m_impl->disk->save();
     for (auto& [face, font] : m_shapers)
         hb_font_destroy(font);
     m_byFile.clear();
@@ -218,15 +227,22 @@ const Face* FontCache::loadFile(const std::string& file, int index, const std::s
     const std::string key = file + '#' + std::to_string(index);
     if (auto it = m_byFile.find(key); it != m_byFile.end())
         return it->second.get();
+    auto face = std::make_unique<Face>();
+    face->m_family = family;
+    face->m_file = file;
+    face->m_index = index;
+    if (auto kept = m_impl->disk ? m_impl->disk->face(file, index) : std::nullopt) {
+        face->m_metrics = kept->metrics;
+        face->m_advances = std::move(kept->advances);
+        const Face* result = face.get();
+        m_byFile.emplace(key, std::move(face));
+        return result;
+    }
     if (!m_impl->library)
         return nullptr;
     FT_Face ft = nullptr;
     if (FT_New_Face(m_impl->library, file.c_str(), index, &ft) != 0)
         return nullptr;
-    auto face = std::make_unique<Face>();
-    face->m_family = family;
-    face->m_file = file;
-    face->m_index = index;
     face->m_advances.assign(0x10000, Face::Missing);
     FaceMetrics& m = face->m_metrics;
     m.unitsPerEm = ft->units_per_EM > 0 ? ft->units_per_EM : 2048;
@@ -265,6 +281,8 @@ const Face* FontCache::loadFile(const std::string& file, int index, const std::s
         }
     }
     FT_Done_Face(ft);
+    if (m_impl->disk)
+        m_impl->disk->storeFace(file, index, {face->m_metrics, face->m_advances});
     const Face* result = face.get();
     m_byFile.emplace(key, std::move(face));
     return result;
@@ -278,6 +296,42 @@ std::string styleKey(std::string name, FontWeight weight, FontSlant slant)
     name += weight == FontWeight::Bold ? "|b" : "|r";
     name += slant == FontSlant::Italic ? "i" : "u";
     return name;
+}
+
+// fontconfig's choice for a family in a style, and whether it is that family.
+FontDiskCache::Match askFontconfig(FcConfig* config, const std::string& family, FontWeight weight, FontSlant slant)
+{
+    FontDiskCache::Match answer;
+    FcPattern* pattern = FcPatternCreate();
+    FcPatternAddString(pattern, FC_FAMILY, reinterpret_cast<const FcChar8*>(family.c_str()));
+    FcPatternAddInteger(pattern, FC_WEIGHT, weight == FontWeight::Bold ? FC_WEIGHT_BOLD : FC_WEIGHT_REGULAR);
+    FcPatternAddInteger(pattern, FC_SLANT, slant == FontSlant::Italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN);
+    FcPatternAddBool(pattern, FC_SCALABLE, FcTrue);
+    FcConfigSubstitute(config, pattern, FcMatchPattern);
+    FcDefaultSubstitute(pattern);
+    FcResult result = FcResultNoMatch;
+    FcPattern* match = FcFontMatch(config, pattern, &result);
+    FcPatternDestroy(pattern);
+    if (!match)
+        return answer;
+    FcChar8* file = nullptr;
+    FcChar8* matchedFamily = nullptr;
+    int index = 0;
+    if (FcPatternGetString(match, FC_FILE, 0, &file) == FcResultMatch) {
+        FcPatternGetInteger(match, FC_INDEX, 0, &index);
+        if (FcPatternGetString(match, FC_FAMILY, 0, &matchedFamily) == FcResultMatch)
+            answer.family = reinterpret_cast<const char*>(matchedFamily);
+        // A family may be listed under several names ("DejaVu Sans,DejaVu
+        // Sans Condensed"); any of them counts as the font asked for.
+        for (int i = 0; FcPatternGetString(match, FC_FAMILY, i, &matchedFamily) == FcResultMatch; ++i)
+            if (lower(reinterpret_cast<const char*>(matchedFamily)) == lower(family))
+                answer.exact = true;
+        answer.hasFile = true;
+        answer.file = reinterpret_cast<const char*>(file);
+        answer.index = index;
+    }
+    FcPatternDestroy(match);
+    return answer;
 }
 
 } // namespace
@@ -302,36 +356,15 @@ const Face* FontCache::load(const std::string& family, FontWeight weight, FontSl
 
 const Face* FontCache::match(const std::string& family, FontWeight weight, FontSlant slant, bool& exact)
 {
-    FcPattern* pattern = FcPatternCreate();
-    FcPatternAddString(pattern, FC_FAMILY, reinterpret_cast<const FcChar8*>(family.c_str()));
-    FcPatternAddInteger(pattern, FC_WEIGHT, weight == FontWeight::Bold ? FC_WEIGHT_BOLD : FC_WEIGHT_REGULAR);
-    FcPatternAddInteger(pattern, FC_SLANT, slant == FontSlant::Italic ? FC_SLANT_ITALIC : FC_SLANT_ROMAN);
-    FcPatternAddBool(pattern, FC_SCALABLE, FcTrue);
-    FcConfigSubstitute(m_impl->config, pattern, FcMatchPattern);
-    FcDefaultSubstitute(pattern);
-    FcResult result = FcResultNoMatch;
-    FcPattern* match = FcFontMatch(m_impl->config, pattern, &result);
-    FcPatternDestroy(pattern);
-    if (!match)
-        return nullptr;
-    FcChar8* file = nullptr;
-    FcChar8* matchedFamily = nullptr;
-    int index = 0;
-    const Face* face = nullptr;
-    if (FcPatternGetString(match, FC_FILE, 0, &file) == FcResultMatch) {
-        FcPatternGetInteger(match, FC_INDEX, 0, &index);
-        std::string matched;
-        if (FcPatternGetString(match, FC_FAMILY, 0, &matchedFamily) == FcResultMatch)
-            matched = reinterpret_cast<const char*>(matchedFamily);
-        // A family may be listed under several names ("DejaVu Sans,DejaVu
-        // Sans Condensed"); any of them counts as the font asked for.
-        for (int i = 0; FcPatternGetString(match, FC_FAMILY, i, &matchedFamily) == FcResultMatch; ++i)
-            if (lower(reinterpret_cast<const char*>(matchedFamily)) == lower(family))
-                exact = true;
-        face = loadFile(reinterpret_cast<const char*>(file), index, matched);
+    const std::string key = styleKey(family, weight, slant);
+    std::optional<FontDiskCache::Match> answer = m_impl->disk ? m_impl->disk->match(key) : std::nullopt;
+    if (!answer) {
+        answer = askFontconfig(m_impl->config, family, weight, slant);
+        if (m_impl->disk)
+            m_impl->disk->storeMatch(key, *answer);
     }
-    FcPatternDestroy(match);
-    return face;
+    exact = answer->exact;
+    return answer->hasFile ? loadFile(answer->file, answer->index, answer->family) : nullptr;
 }
 
 ResolvedFace FontCache::resolve(std::string_view wordName, FontWeight weight, FontSlant slant)

@@ -457,6 +457,15 @@ struct ParagraphCache::Impl {
     std::unordered_map<Key, std::vector<LaidOutLine>, Hash> lines;
     size_t characters = 0; // held in keys, to bound the cache
     Key probe;             // reused for look-ups
+
+    /// Empties the cache. The table is made anew rather than cleared: a
+    /// cleared table keeps its buckets, and after one long document every
+    /// short one after it would pay for wiping them all.
+    void forget()
+    {
+        decltype(lines)().swap(lines);
+        characters = 0;
+    }
 };
 
 ParagraphCache::ParagraphCache() : m_impl(std::make_unique<Impl>()) {}
@@ -466,8 +475,7 @@ void LineBreaker::useCache(ParagraphCache* cache)
 {
     m_cache = cache ? &cache->impl() : nullptr;
     if (m_cache && m_cache->document != m_document.serial) {
-        m_cache->lines.clear();
-        m_cache->characters = 0;
+        m_cache->forget();
         m_cache->document = m_document.serial;
     }
 }
@@ -522,10 +530,8 @@ std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t star
         return lines;
     }
     std::vector<LaidOutLine> lines = breakUncached(story, start, mark, width);
-    if (m_cache->characters + key.text.size() > MaxCachedCharacters) {
-        m_cache->lines.clear();
-        m_cache->characters = 0;
-    }
+    if (m_cache->characters + key.text.size() > MaxCachedCharacters)
+        m_cache->forget();
     std::vector<LaidOutLine> relative = lines;
     moveLines(relative, -int64_t{start}, static_cast<uint32_t>(story));
     m_cache->characters += key.text.size();

@@ -283,9 +283,24 @@ bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot
 bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
                                 std::vector<double>& out)
 {
+    // The key: the format (two units), the slot and emoji flag, then the text.
+    std::u16string key;
+    key.reserve(text.size() + 3);
+    key.push_back(static_cast<char16_t>(charFormat & 0xFFFF));
+    key.push_back(static_cast<char16_t>(charFormat >> 16));
+    key.push_back(static_cast<char16_t>((static_cast<unsigned>(slot) << 1) | (emoji ? 1u : 0u)));
+    key.append(text);
+    if (auto it = m_shaped.find(key); it != m_shaped.end()) {
+        if (!it->second)
+            return false;
+        out = *it->second;
+        return true;
+    }
     thread_local ShapedText shaped;
-    if (!shape(text, charFormat, slot, emoji, shaped))
+    if (!shape(text, charFormat, slot, emoji, shaped)) {
+        m_shaped.emplace(std::move(key), std::nullopt);
         return false;
+    }
     // Each cluster's advance on its first unit, the character spacing added
     // once per cluster.
     out.assign(text.size(), 0.0);
@@ -297,6 +312,7 @@ bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, F
     for (size_t k = 0; k < out.size(); ++k)
         if (starts[k])
             out[k] += shaped.spacing;
+    m_shaped.emplace(std::move(key), out);
     return true;
 }
 

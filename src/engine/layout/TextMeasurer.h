@@ -7,6 +7,9 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace qm::engine::layout {
@@ -134,6 +137,10 @@ private:
     std::vector<MeasuredFont> m_fonts;
     std::vector<bool> m_prepared;
     std::vector<std::string> m_reported;
+    /// Widths already shaped, by format, slot, emoji and text: a paragraph
+    /// broken again at another width (a table cell being fitted) shapes the
+    /// same runs again. Absent widths (nullopt): no face could shape the run.
+    std::unordered_map<std::u16string, std::optional<std::vector<double>>> m_shaped;
 };
 
 } // namespace qm::engine::layout

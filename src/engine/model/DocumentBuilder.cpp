@@ -20,9 +20,12 @@ DocumentBuilder::DocumentBuilder(std::string format, const Limits& limits)
 
 uint32_t DocumentBuilder::charFormat(const CharFormat& format)
 {
+    if (m_lastChar && m_lastChar->first == format)
+        return m_lastChar->second;
     auto [it, inserted] = m_charIndex.try_emplace(format, static_cast<uint32_t>(m_doc->charFormats.size()));
     if (inserted)
         m_doc->charFormats.push_back(format);
+    m_lastChar = &*it;
     return it->second;
 }
 
@@ -45,9 +48,12 @@ uint32_t DocumentBuilder::paraFormat(const ParaFormat& given)
         }
     }
     const ParaFormat& format = *chosen;
+    if (m_lastPara && m_lastPara->first == format)
+        return m_lastPara->second;
     auto [it, inserted] = m_paraIndex.try_emplace(format, static_cast<uint32_t>(m_doc->paraFormats.size()));
     if (inserted)
         m_doc->paraFormats.push_back(format);
+    m_lastPara = &*it;
     return it->second;
 }
 

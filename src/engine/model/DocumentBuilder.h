@@ -27,6 +27,8 @@ struct HeaderFooterRefs {
 class DocumentBuilder {
 public:
     explicit DocumentBuilder(std::string format, const Limits& limits = {});
+    DocumentBuilder(const DocumentBuilder&) = delete;
+    DocumentBuilder& operator=(const DocumentBuilder&) = delete;
 
     uint32_t charFormat(const CharFormat& format);
     uint32_t paraFormat(const ParaFormat& format);
@@ -106,6 +108,12 @@ private:
     std::vector<StoryState> m_storyStates;
     std::map<CharFormat, uint32_t> m_charIndex;
     std::map<ParaFormat, uint32_t> m_paraIndex;
+    // The format given last, in its index: runs and paragraphs in a row
+    // mostly share one, and comparing with it is cheaper than a look-up.
+    // Entries are never erased and map nodes never move, so the pointers
+    // stay valid (the builder is not copied).
+    const std::pair<const CharFormat, uint32_t>* m_lastChar = nullptr;
+    const std::pair<const ParaFormat, uint32_t>* m_lastPara = nullptr;
     std::map<TableRowFormat, int32_t> m_rowIndex;
     uint64_t m_totalChars = 0;
     uint64_t m_cells = 0;

@@ -282,3 +282,51 @@ TEST(FindPattern, OneCharacterFoundAtEveryPositionAndNotPastTheRange)
         }
     }
 }
+
+// A count of all matches must be what searching again from each match's end
+// finds, word pattern (counted in one pass) and others alike, with and
+// without characters that may not be covered.
+TEST(FindPattern, CountMatchesAgreesWithRepeatedSearches)
+{
+    const std::u16string_view text = u"One two-three, don't \u65E5\u672C go\u0301od \u00ADsoft 'q' end.\r"
+                                     u"cell\a next\rtail words here";
+    // Formats by character: 0 allowed, 1 not (as hidden text would be).
+    std::vector<CharAttr> attrs(text.size());
+    for (size_t i = 4; i < 7; ++i) // "two"
+        attrs[i].charFormat = 1;
+    attrs[text.find(u"don") + 2].charFormat = 1; // the 'n' of "don't"
+    const std::vector<uint8_t> allowed{1, 0};
+    struct Case {
+        std::u16string_view pattern;
+        PatternSyntax syntax;
+        uint32_t from, to;
+        int64_t withAll, withCriteria; // counted by hand
+    } const cases[] = {
+        // One two three don't 日 本 góod soft q end cell next tail words here;
+        // "two" and "don't" hold characters that may not be covered.
+        {u"<*>", W, 0, static_cast<uint32_t>(text.size()), 15, 13},
+        {u"<*>", W, 4, 30, 6, 4},  // from inside a word: "two", "three", "don't", 日, 本, "go\u0301od"
+        {u"<*>", W, 0, 2, 0, 0},   // "One" runs past the stretch
+        {u"<*>", W, 9, 9, 0, 0},   // an empty stretch
+        {u"o", L, 0, static_cast<uint32_t>(text.size()), 7, 6}, // any case: "One" too
+        {u"<t*>", W, 0, static_cast<uint32_t>(text.size()), 3, 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(utf8(c.pattern) + " from " + std::to_string(c.from) + " to " + std::to_string(c.to));
+        const CompiledPattern compiled = FindPattern::compile(c.pattern, c.syntax);
+        ASSERT_TRUE(compiled.pattern) << compiled.error;
+        for (bool criteria : {false, true}) {
+            const MatchSubject subject{text, attrs.data(), criteria ? &allowed : nullptr};
+            int64_t searched = 0;
+            for (uint32_t pos = c.from; pos < c.to;) {
+                const auto m = compiled.pattern->search(subject, pos, c.to);
+                if (!m)
+                    break;
+                ++searched;
+                pos = m->end;
+            }
+            EXPECT_EQ(compiled.pattern->countMatches(subject, c.from, c.to), searched) << "criteria " << criteria;
+            EXPECT_EQ(searched, criteria ? c.withCriteria : c.withAll) << "criteria " << criteria;
+        }
+    }
+}

@@ -177,3 +177,31 @@ TEST(ScriptFonts, RightToLeftLinesStartAtTheRight)
     EXPECT_NEAR(line.runs[0].x, 1440 + area - 240 - 3 * Mono, 1e-6);
     EXPECT_NEAR(line.runs[1].x, line.runs[0].x - 2 * Mono, 1e-6);
 }
+
+// Shaped widths are kept by format, slot and text: asked again they are the
+// same, and the same text in a format twice the size is twice as wide (a
+// key without the format would give the first format's widths).
+TEST(ScriptFonts, ShapedWidthsKeptPerFormat)
+{
+    auto doc = makeDocument({{u"x", {}, font("Times New Roman", 20)}, {u"y", {}, font("Times New Roman", 40)}});
+    LayoutOptions options;
+    std::vector<Diagnostic> diagnostics;
+    TextMeasurer measurer(*doc, options, diagnostics);
+    const std::u16string_view arabic = u"\u0633\u0644\u0627\u0645 \u0639\u0644\u064A\u0643\u0645";
+    const uint32_t small = doc->stories[0].attrs[0].charFormat;
+    const uint32_t big = doc->stories[0].attrs[doc->stories[0].text.find(u'y')].charFormat;
+    ASSERT_NE(small, big);
+    std::vector<double> first, again, twice;
+    ASSERT_TRUE(measurer.shapedWidths(arabic, small, FontSlot::Complex, false, first));
+    ASSERT_TRUE(measurer.shapedWidths(arabic, small, FontSlot::Complex, false, again));
+    ASSERT_TRUE(measurer.shapedWidths(arabic, big, FontSlot::Complex, false, twice));
+    ASSERT_EQ(first.size(), arabic.size());
+    EXPECT_EQ(again, first);
+    double sum = 0, sumTwice = 0;
+    for (size_t k = 0; k < first.size(); ++k) {
+        sum += first[k];
+        sumTwice += twice[k];
+    }
+    EXPECT_GT(sum, 0);
+    EXPECT_NEAR(sumTwice, 2 * sum, 1e-6);
+}

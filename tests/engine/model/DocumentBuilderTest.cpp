@@ -206,3 +206,24 @@ TEST(DocumentBuilder, SymbolFontListLabelsReadAsTheyPrint)
         EXPECT_EQ(b.document().paraFormats[index].listLabel, c.shown);
     }
 }
+
+// Formats given again and again, in runs and interleaved: each keeps the
+// index it was first given, the last one given or not.
+TEST(DocumentBuilder, RepeatedFormatsKeepTheirIndex)
+{
+    DocumentBuilder b("test");
+    const CharFormat plain{}, bold{.bold = true}, big{.sizeHalfPoints = 48}, times{.fontName = "Times"};
+    // Each row: the format given and the index worked out by hand (the
+    // default format is index 0, new ones follow in order of first use).
+    const std::pair<CharFormat, uint32_t> chars[] = {
+        {bold, 1}, {bold, 1}, {big, 2}, {bold, 1}, {plain, 0}, {plain, 0}, {times, 3}, {big, 2}, {times, 3},
+    };
+    for (size_t i = 0; i < std::size(chars); ++i)
+        EXPECT_EQ(b.charFormat(chars[i].first), chars[i].second) << "run " << i;
+    const ParaFormat normal{}, centred{.alignment = Alignment::Center}, indented{.leftIndent = 720};
+    const std::pair<ParaFormat, uint32_t> paras[] = {
+        {centred, 1}, {centred, 1}, {normal, 0}, {indented, 2}, {centred, 1}, {indented, 2}, {indented, 2},
+    };
+    for (size_t i = 0; i < std::size(paras); ++i)
+        EXPECT_EQ(b.paraFormat(paras[i].first), paras[i].second) << "paragraph " << i;
+}

@@ -13,7 +13,10 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <optional>
+#include <unordered_map>
 
 namespace qm::engine {
 
@@ -88,6 +91,7 @@ bool isEncryptedPackage(std::string_view bytes)
 /// One parsed part with its relationships.
 struct Part {
     std::string name;
+    std::string bytes; ///< the part's XML, which `xml` is parsed in
     pugi::xml_document xml;
     Relationships rels;
     bool loaded = false;
@@ -123,7 +127,11 @@ public:
 
 private:
     bool load(Part& part, Severity severity);
+    /// The two halves of load: the part's bytes, then their XML.
+    bool readBytes(Part& part, Severity severity);
+    bool parse(Part& part, Severity severity);
     void readTheme(const Relationships& rels);
+    void readStyles(const std::string& name);
     void readSettings(const std::string& name);
     void readFontTable(const std::string& name);
     static void readAnchorPlacement(const pugi::xml_node& anchor, InlineObject& object);
@@ -182,6 +190,11 @@ private:
 
 bool DocxReader::load(Part& part, Severity severity)
 {
+    return readBytes(part, severity) && parse(part, severity);
+}
+
+bool DocxReader::readBytes(Part& part, Severity severity)
+{
     PartData data = m_zip.read(part.name);
     if (!data.ok()) {
         // Optional parts (a theme, app.xml) may be absent without comment.
@@ -189,7 +202,13 @@ bool DocxReader::load(Part& part, Severity severity)
             m_b.diagnose("docx.part", severity, part.name, data.error + "; its text is not counted");
         return false;
     }
-    std::string error = xml::parse(data.bytes, part.xml, m_b.limits().maxNestingDepth);
+    part.bytes = std::move(data.bytes);
+    return true;
+}
+
+bool DocxReader::parse(Part& part, Severity severity)
+{
+    std::string error = xml::parseInPlace(part.bytes, part.xml, m_b.limits().maxNestingDepth);
     if (!error.empty()) {
         m_b.diagnose("docx.xml", severity, part.name, error + "; its text is not counted");
         return false;
@@ -199,35 +218,155 @@ bool DocxReader::load(Part& part, Severity severity)
     return true;
 }
 
+namespace {
+
+/// What the reader takes from a theme: the Latin fonts, and for the major
+/// and minor collections their East Asian and complex-script typefaces and
+/// their per-script fonts in order.
+struct ThemeFontScheme {
+    struct Collection {
+        std::string ea, cs;
+        std::vector<std::pair<std::string, std::string>> fonts; // script, typeface
+    };
+    std::string majorLatin, minorLatin;
+    Collection major, minor;
+};
+
+ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
+{
+    ThemeFontScheme out;
+    const pugi::xml_node scheme = xml::descendant(theme, "fontScheme");
+    auto collection = [](const pugi::xml_node& node, ThemeFontScheme::Collection& c) {
+        c.ea = value(child(node, "ea"), "typeface");
+        c.cs = value(child(node, "cs"), "typeface");
+        for (pugi::xml_node f = node.first_child(); f; f = f.next_sibling())
+            if (xml::is(f, "font"))
+                c.fonts.emplace_back(value(f, "script"), value(f, "typeface"));
+    };
+    const pugi::xml_node major = child(scheme, "majorFont");
+    const pugi::xml_node minor = child(scheme, "minorFont");
+    out.majorLatin = value(child(major, "latin"), "typeface");
+    out.minorLatin = value(child(minor, "latin"), "typeface");
+    collection(major, out.major);
+    collection(minor, out.minor);
+    return out;
+}
+
+// Documents made from the same template carry the same theme and styles,
+// byte for byte: what was made of them is kept for the process by their
+// text, so only a part not met before is parsed. A part that fails to parse
+// is not kept; it is parsed, and reported, each time. Sixteen parts of up to
+// 256 KiB are kept: more held on to would cost more in fresh memory than the
+// parses it saves; a run over more templates than that starts afresh.
+template <typename Value>
+class PartMemo {
+public:
+    std::optional<Value> find(const std::string& key)
+    {
+        std::lock_guard lock(m_mutex);
+        if (auto it = m_values.find(key); it != m_values.end())
+            return it->second;
+        return std::nullopt;
+    }
+    void keep(std::string key, const Value& value)
+    {
+        if (key.size() > MaxKeyBytes)
+            return;
+        std::lock_guard lock(m_mutex);
+        if (m_values.size() >= MaxValues)
+            m_values.clear();
+        m_values.emplace(std::move(key), value);
+    }
+
+private:
+    static constexpr size_t MaxValues = 16;
+    static constexpr size_t MaxKeyBytes = 256u << 10;
+    std::mutex m_mutex;
+    std::unordered_map<std::string, Value> m_values;
+};
+
+PartMemo<ThemeFontScheme>& themeMemo()
+{
+    static PartMemo<ThemeFontScheme> memo;
+    return memo;
+}
+
+// Styles are made with the theme's fonts: both are the key.
+PartMemo<docx::Styles>& stylesMemo()
+{
+    static PartMemo<docx::Styles> memo;
+    return memo;
+}
+
+std::string stylesKey(const std::string& bytes, const docx::ThemeFonts& theme)
+{
+    std::string key;
+    for (const std::string* font : {&theme.major, &theme.minor, &theme.majorEastAsia, &theme.minorEastAsia,
+                                    &theme.majorComplex, &theme.minorComplex})
+        key.append(*font).push_back('\0');
+    return key.append(bytes);
+}
+
+} // namespace
+
+void DocxReader::readStyles(const std::string& name)
+{
+    Part styles;
+    styles.name = name;
+    if (name.empty() || !readBytes(styles, Severity::Warning))
+        return;
+    std::string key = stylesKey(styles.bytes, m_theme);
+    if (std::optional<docx::Styles> kept = stylesMemo().find(key)) {
+        // As a parse would, the part's relationships are read (they count
+        // towards the package's limits), though nothing in them is used.
+        readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
+        m_styles = std::move(*kept);
+        return;
+    }
+    if (!parse(styles, Severity::Warning))
+        return;
+    m_styles.load(styles.xml.document_element(), m_theme);
+    stylesMemo().keep(std::move(key), m_styles);
+}
+
 void DocxReader::readTheme(const Relationships& rels)
 {
     Part theme;
     theme.name = targetOfType(rels, "theme");
-    if (theme.name.empty() || !load(theme, Severity::Note))
+    if (theme.name.empty() || !readBytes(theme, Severity::Note))
         return;
-    pugi::xml_node scheme = xml::descendant(theme.xml, "fontScheme");
-    if (auto major = value(child(child(scheme, "majorFont"), "latin"), "typeface"); !major.empty())
-        m_theme.major = major;
-    if (auto minor = value(child(child(scheme, "minorFont"), "latin"), "typeface"); !minor.empty())
-        m_theme.minor = minor;
+    std::optional<ThemeFontScheme> scheme = themeMemo().find(theme.bytes);
+    if (scheme) {
+        // As a parse would, the theme's relationships are read (they count
+        // towards the package's limits), though nothing in them is used.
+        readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
+    } else {
+        std::string text = theme.bytes; // parsing in place changes the bytes
+        if (!parse(theme, Severity::Note))
+            return;
+        scheme = fontSchemeOf(theme.xml);
+        themeMemo().keep(std::move(text), *scheme);
+    }
+    if (!scheme->majorLatin.empty())
+        m_theme.major = scheme->majorLatin;
+    if (!scheme->minorLatin.empty())
+        m_theme.minor = scheme->minorLatin;
     // East Asian and complex-script theme fonts: the <a:ea>/<a:cs> typeface
     // when the theme names one, else the per-script font for the language
     // the document's theme fonts were chosen for.
-    auto scriptFont = [&](pugi::xml_node collection, const char* slot, const std::string& language) {
-        if (auto f = value(child(collection, slot), "typeface"); !f.empty())
-            return std::string(f);
+    auto scriptFont = [&](const ThemeFontScheme::Collection& c, bool eastAsian, const std::string& language) {
+        if (const std::string& f = eastAsian ? c.ea : c.cs; !f.empty())
+            return f;
         const std::string_view script = docx::themeScriptOfLanguage(language);
-        for (pugi::xml_node f = collection.first_child(); f; f = f.next_sibling())
-            if (xml::localName(f) == "font" && value(f, "script") == script)
-                return std::string(value(f, "typeface"));
+        for (const auto& [fontScript, typeface] : c.fonts)
+            if (fontScript == script)
+                return typeface;
         return std::string();
     };
-    const pugi::xml_node major = child(scheme, "majorFont");
-    const pugi::xml_node minor = child(scheme, "minorFont");
-    m_theme.majorEastAsia = scriptFont(major, "ea", m_eastAsiaLanguage);
-    m_theme.minorEastAsia = scriptFont(minor, "ea", m_eastAsiaLanguage);
-    m_theme.majorComplex = scriptFont(major, "cs", m_bidiLanguage);
-    m_theme.minorComplex = scriptFont(minor, "cs", m_bidiLanguage);
+    m_theme.majorEastAsia = scriptFont(scheme->major, true, m_eastAsiaLanguage);
+    m_theme.minorEastAsia = scriptFont(scheme->minor, true, m_eastAsiaLanguage);
+    m_theme.majorComplex = scriptFont(scheme->major, false, m_bidiLanguage);
+    m_theme.minorComplex = scriptFont(scheme->minor, false, m_bidiLanguage);
 }
 
 void DocxReader::readSettings(const std::string& name)
@@ -1060,8 +1199,7 @@ ReadResult DocxReader::run()
     readSettings(targetOfType(m_main.rels, "settings"));
     readFontTable(targetOfType(m_main.rels, "fontTable"));
     readTheme(m_main.rels);
-    if (Part styles; !(styles.name = targetOfType(m_main.rels, "styles")).empty() && load(styles, Severity::Warning))
-        m_styles.load(styles.xml.document_element(), m_theme);
+    readStyles(targetOfType(m_main.rels, "styles"));
     if (Part numbering;
         !(numbering.name = targetOfType(m_main.rels, "numbering")).empty() && load(numbering, Severity::Warning))
         m_numbering.load(numbering.xml.document_element(), m_theme);

@@ -567,7 +567,7 @@ std::vector<const Styles::Style*> Styles::chain(const std::string& id, Kind kind
     return out;
 }
 
-RunProps Styles::chainRun(const std::string& id, Kind kind) const
+const RunProps& Styles::chainRun(const std::string& id, Kind kind) const
 {
     auto key = std::make_pair(id, kind);
     if (auto it = m_runCache.find(key); it != m_runCache.end())
@@ -576,11 +576,10 @@ RunProps Styles::chainRun(const std::string& id, Kind kind) const
     RunProps out;
     for (auto it = styles.rbegin(); it != styles.rend(); ++it)
         out.overlay((*it)->run);
-    m_runCache.emplace(key, out);
-    return out;
+    return m_runCache.emplace(std::move(key), std::move(out)).first->second;
 }
 
-ParaProps Styles::chainPara(const std::string& id, Kind kind) const
+const ParaProps& Styles::chainPara(const std::string& id, Kind kind) const
 {
     auto key = std::make_pair(id, kind);
     if (auto it = m_paraCache.find(key); it != m_paraCache.end())
@@ -589,8 +588,7 @@ ParaProps Styles::chainPara(const std::string& id, Kind kind) const
     ParaProps out;
     for (auto it = styles.rbegin(); it != styles.rend(); ++it)
         out.overlay((*it)->para);
-    m_paraCache.emplace(key, out);
-    return out;
+    return m_paraCache.emplace(std::move(key), std::move(out)).first->second;
 }
 
 TableProps Styles::tableProps(const std::string& tableStyle) const
@@ -657,8 +655,9 @@ CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& ch
     RunProps table = tableStyle.id.empty() ? RunProps{} : chainRun(tableStyle.id, Kind::Table);
     if (!tableStyle.id.empty())
         table.overlay(chainConditional(tableStyle).run);
-    const RunProps para = chainRun(paraStyle, Kind::Paragraph);
-    const RunProps chars = charStyle.empty() ? RunProps{} : chainRun(charStyle, Kind::Character);
+    static const RunProps none;
+    const RunProps& para = chainRun(paraStyle, Kind::Paragraph);
+    const RunProps& chars = charStyle.empty() ? none : chainRun(charStyle, Kind::Character);
     RunProps plain = m_defaultRun;
     plain.overlay(table);
     plain.overlay(para);

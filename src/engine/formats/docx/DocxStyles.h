@@ -178,8 +178,10 @@ private:
     // The properties of the table parts a cell is in, over the style chain.
     ConditionalProps chainConditional(const TableStyleRef& tableStyle) const;
     // Each style level's own chain, resolved with plain inheritance.
-    RunProps chainRun(const std::string& id, Kind kind) const;
-    ParaProps chainPara(const std::string& id, Kind kind) const;
+    /// A style's properties with those of the styles it is based on, worked
+    /// out once and kept: the reference stays valid while the styles live.
+    const RunProps& chainRun(const std::string& id, Kind kind) const;
+    const ParaProps& chainPara(const std::string& id, Kind kind) const;
     std::vector<const Style*> chain(const std::string& id, Kind kind) const;
     const Style* find(const std::string& id, Kind kind) const;
 

@@ -68,7 +68,7 @@ Relationships readRelationships(ZipPackage& zip, const std::string& partName, ui
     if (!data.ok())
         return rels;
     pugi::xml_document doc;
-    if (!xml::parse(data.bytes, doc, maxDepth).empty())
+    if (!xml::parseInPlace(data.bytes, doc, maxDepth).empty())
         return rels;
     for (pugi::xml_node r = doc.document_element().first_child(); r; r = r.next_sibling()) {
         if (!xml::is(r, "Relationship"))

@@ -1,6 +1,7 @@
 // XML helpers shared by the package readers.
 #include "engine/formats/docx/XmlPart.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -8,50 +9,55 @@
 
 namespace qm::engine::xml {
 
-std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
+namespace {
+
+constexpr unsigned ParseFlags = pugi::parse_default | pugi::parse_ws_pcdata;
+
+std::string checked(const pugi::xml_parse_result& result, pugi::xml_document& doc, uint32_t maxDepth)
 {
-    const unsigned flags = pugi::parse_default | pugi::parse_ws_pcdata;
-    pugi::xml_parse_result result = doc.load_buffer(bytes.data(), bytes.size(), flags, pugi::encoding_auto);
     if (!result) {
         std::string error = "the XML is malformed at byte " + std::to_string(result.offset) + ": " + result.description();
         doc.reset();
         return error;
     }
-    // pugixml parses without recursion; measure the depth the same way.
-    uint32_t depth = 0;
-    pugi::xml_node node = doc.first_child();
-    while (node) {
-        if (node.first_child()) {
-            node = node.first_child();
-            if (++depth > maxDepth) {
-                doc.reset();
-                return "the XML is nested more deeply than the engine reads";
-            }
-            continue;
+    // pugixml parses without recursion, and walks a tree the same way: its
+    // walker visits every node with its depth (the root's children are at
+    // 0) inside the library, far cheaper than stepping node by node through
+    // its interface.
+    struct DepthLimit : pugi::xml_tree_walker {
+        int maxDepth = 0;
+        bool tooDeep = false;
+        bool for_each(pugi::xml_node&) override
+        {
+            tooDeep = depth() > maxDepth;
+            return !tooDeep;
         }
-        while (node && !node.next_sibling()) {
-            node = node.parent();
-            if (depth == 0 || node == doc)
-                return {};
-            --depth;
-        }
-        if (node)
-            node = node.next_sibling();
+    } limit;
+    limit.maxDepth = static_cast<int>(std::min<uint32_t>(maxDepth, std::numeric_limits<int>::max()));
+    doc.traverse(limit);
+    if (limit.tooDeep) {
+        doc.reset();
+        return "the XML is nested more deeply than the engine reads";
     }
     return {};
 }
 
-std::string_view localName(const char* qualified)
+} // namespace
+
+std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
 {
-    std::string_view name(qualified);
-    const size_t colon = name.find(':');
-    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+    return checked(doc.load_buffer(bytes.data(), bytes.size(), ParseFlags, pugi::encoding_auto), doc, maxDepth);
+}
+
+std::string parseInPlace(std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)
+{
+    return checked(doc.load_buffer_inplace(bytes.data(), bytes.size(), ParseFlags, pugi::encoding_auto), doc, maxDepth);
 }
 
 pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
 {
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling())
-        if (c.type() == pugi::node_element && localName(c) == local)
+        if (c.type() == pugi::node_element && hasLocalName(c.name(), local))
             return c;
     return {};
 }
@@ -59,7 +65,7 @@ pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
 pugi::xml_attribute attr(const pugi::xml_node& node, std::string_view local)
 {
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
-        if (localName(a.name()) == local)
+        if (hasLocalName(a.name(), local))
             return a;
     return {};
 }
@@ -68,7 +74,7 @@ pugi::xml_node descendant(const pugi::xml_node& root, std::string_view local)
 {
     pugi::xml_node node = root.first_child();
     while (node) {
-        if (node.type() == pugi::node_element && localName(node) == local)
+        if (node.type() == pugi::node_element && hasLocalName(node.name(), local))
             return node;
         if (node.first_child()) {
             node = node.first_child();

@@ -1,10 +1,12 @@
 // ZipPackage: libzip over a memory buffer, with size, count and ratio caps.
 #include "engine/formats/docx/ZipPackage.h"
 
+#include <libdeflate.h>
 #include <zip.h>
 
 #include <algorithm>
 #include <cctype>
+#include <memory>
 
 namespace qm::engine {
 
@@ -23,7 +25,74 @@ std::string normalName(std::string_view name)
 // thousandfold) and is not worth refusing a real document over.
 constexpr uint64_t RatioCheckFloor = 1u << 20;
 
+// One decompressor a thread, made on first use: it holds no state between
+// calls, only its tables.
+libdeflate_decompressor* decompressor()
+{
+    struct Free {
+        void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
+    };
+    thread_local std::unique_ptr<libdeflate_decompressor, Free> d(libdeflate_alloc_decompressor());
+    return d.get();
+}
+
 } // namespace
+
+bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& out)
+{
+    // Stored and deflated entries, not encrypted, whose central directory
+    // gives the sizes and the checksum: the common case, read in one go.
+    constexpr auto needed = ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC | ZIP_STAT_COMP_METHOD |
+                            ZIP_STAT_ENCRYPTION_METHOD;
+    if ((st.valid & needed) != needed || st.encryption_method != ZIP_EM_NONE)
+        return false;
+    if (st.comp_method != ZIP_CM_DEFLATE && st.comp_method != ZIP_CM_STORE)
+        return false;
+    if (st.comp_method == ZIP_CM_STORE && st.comp_size != st.size)
+        return false;
+    // Whatever would break a limit is left to the streaming read, which
+    // counts the bytes as they come and reports the limit the way it always has.
+    if (st.size > m_limits.maxEntryBytes || m_inflated + st.size > m_limits.maxUncompressedBytes)
+        return false;
+    if (st.size > RatioCheckFloor && st.size / std::max<uint64_t>(st.comp_size, 1) > m_limits.maxCompressionRatio)
+        return false;
+    libdeflate_decompressor* inflater = decompressor();
+    if (!inflater)
+        return false;
+    zip_file_t* file = zip_fopen_index(m_zip, index, ZIP_FL_COMPRESSED);
+    if (!file)
+        return false;
+    // The raw bytes go straight into the part when stored, else into a
+    // buffer kept for the thread's next entry.
+    thread_local std::string raw;
+    std::string& in = st.comp_method == ZIP_CM_STORE ? out : raw;
+    // Strings are sized without being zero-filled first: every byte is
+    // written by the read or the inflate, or the entry is given up.
+    zip_int64_t got = 0;
+    in.resize_and_overwrite(static_cast<size_t>(st.comp_size), [&](char* data, size_t n) {
+        got = n ? zip_fread(file, data, n) : 0;
+        return got < 0 ? size_t(0) : static_cast<size_t>(got);
+    });
+    zip_fclose(file);
+    if (got < 0 || static_cast<uint64_t>(got) != st.comp_size)
+        return false;
+    if (st.comp_method == ZIP_CM_DEFLATE) {
+        libdeflate_result inflated = LIBDEFLATE_BAD_DATA;
+        out.resize_and_overwrite(static_cast<size_t>(st.size), [&](char* data, size_t n) {
+            // Succeeds only when the stream fills exactly the declared size.
+            inflated = libdeflate_deflate_decompress(inflater, in.data(), in.size(), data, n, nullptr);
+            return inflated == LIBDEFLATE_SUCCESS ? n : size_t(0);
+        });
+        if (inflated != LIBDEFLATE_SUCCESS)
+            return false;
+        if (raw.capacity() > (4u << 20))
+            std::string().swap(raw); // a rare huge entry is not kept for the rest of the run
+    }
+    if (libdeflate_crc32(0, out.data(), out.size()) != st.crc)
+        return false;
+    m_inflated += st.size;
+    return true;
+}
 
 ZipPackage::ZipPackage(std::string_view bytes, const Limits& limits) : m_limits(limits)
 {
@@ -126,6 +195,12 @@ PartData ZipPackage::read(std::string_view name)
         part.error = "the part inflates to more than the engine reads";
         return part;
     }
+    if (readWhole(it->second, st, part.bytes))
+        return part;
+    // Anything out of the ordinary (another method, encryption, a damaged
+    // stream or checksum, a limit) is read again as a stream, whose
+    // reports say what is wrong.
+    part.bytes.clear();
     zip_file_t* file = zip_fopen_index(m_zip, it->second, 0);
     if (!file) {
         part.error = zip_error_code_zip(zip_get_error(m_zip)) == ZIP_ER_NOPASSWD

@@ -11,6 +11,8 @@
 #include <vector>
 
 typedef struct zip zip_t;
+struct zip_stat;
+typedef struct zip_stat zip_stat_t;
 
 namespace qm::engine {
 
@@ -50,6 +52,10 @@ public:
     std::vector<std::string> names() const;
 
 private:
+    /// Inflates an entry in one call when nothing about it is unusual;
+    /// false (with `out` in any state) when it must be read as a stream.
+    bool readWhole(uint64_t index, const zip_stat_t& st, std::string& out);
+
     zip_t* m_zip = nullptr;
     Limits m_limits;
     std::string m_error;

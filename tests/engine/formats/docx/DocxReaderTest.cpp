@@ -534,6 +534,83 @@ TEST(DocxReader, EachScriptKeepsItsOwnFontAndDirection)
               "{'Calibri' ea'MS Mincho' cs'David' szcs28|c}¶[rtl]");
 }
 
+// A theme met again (documents from one template) is answered from what the
+// first read kept: each document still takes its own languages' fonts from
+// it, and a theme that does not parse is reported every time.
+TEST(DocxReader, ThemesMetAgainFollowEachDocumentsLanguages)
+{
+    const std::string theme = R"(<?xml version="1.0"?>
+      <a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main"><a:themeElements><a:fontScheme>
+        <a:majorFont><a:latin typeface="Cambria"/><a:ea typeface=""/><a:cs typeface=""/></a:majorFont>
+        <a:minorFont><a:latin typeface="Georgia"/><a:ea typeface=""/><a:cs typeface=""/>
+          <a:font script="Jpan" typeface="MS Mincho"/><a:font script="Hans" typeface="SimSun"/>
+          <a:font script="Arab" typeface="Times New Roman"/><a:font script="Hebr" typeface="David"/></a:minorFont>
+      </a:fontScheme></a:themeElements></a:theme>)";
+    struct Case {
+        std::string theme, languages, expected;
+    } const cases[] = {
+        {theme, R"(w:eastAsia="ja-JP" w:bidi="he-IL")", "{'Georgia' ea'MS Mincho' cs'David'|a}¶"},
+        {theme, R"(w:eastAsia="zh-CN" w:bidi="ar-SA")", "{'Georgia' ea'SimSun' cs'Times New Roman'|a}¶"},
+        {theme, R"(w:eastAsia="ja-JP" w:bidi="he-IL")", "{'Georgia' ea'MS Mincho' cs'David'|a}¶"},
+        {theme.substr(0, theme.size() - 12), R"(w:eastAsia="ja-JP")", "{'Calibri'|a}¶ note docx.xml"},
+        {theme.substr(0, theme.size() - 12), R"(w:eastAsia="ja-JP")", "{'Calibri'|a}¶ note docx.xml"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.languages);
+        DocxPackage pkg;
+        pkg.extraRels =
+            R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
+        pkg.extra.push_back({"word/theme/theme1.xml", c.theme});
+        pkg.settings = "<w:themeFontLang w:val=\"en-US\" " + c.languages + "/>";
+        pkg.styles = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi"
+            w:eastAsiaTheme="minorEastAsia" w:cstheme="minorBidi"/></w:rPr></w:rPrDefault></w:docDefaults>)";
+        pkg.body = R"(<w:p><w:r><w:t>a</w:t></w:r></w:p>)";
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        std::string got = describe(*r.document, "font scripts");
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.xml")
+                got += " note docx.xml";
+        EXPECT_EQ(got, c.expected);
+    }
+}
+
+// Styles met again are answered from what the first read made of them, but
+// only with the same theme fonts: the same styles under another theme give
+// that theme's fonts.
+TEST(DocxReader, StylesMetAgainKeepTheirThemesFonts)
+{
+    const std::string styles = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi"/>
+        </w:rPr></w:rPrDefault></w:docDefaults>
+        <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+        <w:style w:type="paragraph" w:styleId="Big"><w:basedOn w:val="Normal"/><w:rPr><w:sz w:val="40"/></w:rPr></w:style>)";
+    auto themed = [](const char* minor) {
+        return std::string(R"(<a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main">)"
+                           R"(<a:themeElements><a:fontScheme><a:majorFont><a:latin typeface="Cambria"/></a:majorFont>)"
+                           R"(<a:minorFont><a:latin typeface=")") +
+               minor + R"("/></a:minorFont></a:fontScheme></a:themeElements></a:theme>)";
+    };
+    struct Case {
+        std::string theme;
+        const char* expected;
+    } const cases[] = {
+        {themed("Georgia"), "{'Georgia'|a}¶{sz40 'Georgia'|b}¶"},
+        {themed("Georgia"), "{'Georgia'|a}¶{sz40 'Georgia'|b}¶"},
+        {themed("Verdana"), "{'Verdana'|a}¶{sz40 'Verdana'|b}¶"},
+        {"<a:theme", "{'Calibri'|a}¶{sz40 'Calibri'|b}¶"}, // a theme that fails: the default fonts
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.expected);
+        DocxPackage pkg;
+        pkg.extraRels =
+            R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
+        pkg.extra.push_back({"word/theme/theme1.xml", c.theme});
+        pkg.styles = styles;
+        pkg.body = R"(<w:p><w:r><w:t>a</w:t></w:r></w:p><w:p><w:pPr><w:pStyle w:val="Big"/></w:pPr><w:r><w:t>b</w:t></w:r></w:p>)";
+        EXPECT_EQ(describeMain(pkg, "font sz"), c.expected);
+    }
+}
+
 // "Normal (Web)" asks for automatic (HTML) spacing; a paragraph that gives
 // its spacing in points without writing the automatic flag turns it off,
 // as Word lays it out (its annex of such paragraphs with w:before="0"

@@ -1,0 +1,333 @@
+// The font answers file: read whole, replaced whole through a temporary file.
+#include "engine/layout/FontDiskCache.h"
+
+#include <fontconfig/fontconfig.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace qm::engine::layout {
+
+namespace {
+
+// Changes whenever the layout of the file changes, so an old file is ignored.
+constexpr std::string_view Magic = "quillmeter font answers 1\n";
+
+class Writer {
+public:
+    void u32(uint32_t v) { m_out.append(reinterpret_cast<const char*>(&v), sizeof v); }
+    void i64(int64_t v) { m_out.append(reinterpret_cast<const char*>(&v), sizeof v); }
+    void str(std::string_view s)
+    {
+        u32(static_cast<uint32_t>(s.size()));
+        m_out.append(s);
+    }
+    void u16s(const uint16_t* p, size_t n) { m_out.append(reinterpret_cast<const char*>(p), n * sizeof(uint16_t)); }
+    std::string& bytes() { return m_out; }
+
+private:
+    std::string m_out;
+};
+
+// Reads what Writer wrote; any read past the end marks the whole file bad.
+class Reader {
+public:
+    explicit Reader(std::string_view in) : m_in(in) {}
+    bool ok() const { return m_ok; }
+    uint32_t u32() { return fixed<uint32_t>(); }
+    int64_t i64() { return fixed<int64_t>(); }
+    std::string str()
+    {
+        const uint32_t n = u32();
+        if (!take(n))
+            return {};
+        std::string s(m_in.substr(m_pos - n, n));
+        return s;
+    }
+    bool u16s(uint16_t* p, size_t n)
+    {
+        if (n > m_in.size() || !take(n * sizeof(uint16_t)))
+            return false;
+        std::memcpy(p, m_in.data() + m_pos - n * sizeof(uint16_t), n * sizeof(uint16_t));
+        return true;
+    }
+    bool atEnd() const { return m_pos == m_in.size(); }
+
+private:
+    template <typename T> T fixed()
+    {
+        T v{};
+        if (take(sizeof v))
+            std::memcpy(&v, m_in.data() + m_pos - sizeof v, sizeof v);
+        return v;
+    }
+    bool take(size_t n)
+    {
+        if (!m_ok || n > m_in.size() - m_pos) {
+            m_ok = false;
+            return false;
+        }
+        m_pos += n;
+        return true;
+    }
+    std::string_view m_in;
+    size_t m_pos = 0;
+    bool m_ok = true;
+};
+
+std::string faceKey(const std::string& file, int index) { return file + '#' + std::to_string(index); }
+
+} // namespace
+
+FontDiskCache::FontDiskCache(std::string path, std::string stamp) : m_path(std::move(path)), m_stamp(std::move(stamp))
+{
+    if (m_path.empty())
+        return;
+    std::ifstream in(m_path, std::ios::binary);
+    if (!in)
+        return;
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    if (!load(bytes.str())) {
+        m_matches.clear();
+        m_faces.clear();
+    }
+}
+
+bool FontDiskCache::load(const std::string& bytes)
+{
+    if (bytes.compare(0, Magic.size(), Magic) != 0)
+        return false;
+    Reader r(std::string_view(bytes).substr(Magic.size()));
+    if (r.str() != m_stamp || !r.ok())
+        return false;
+    for (uint32_t n = r.u32(); r.ok() && n > 0; --n) {
+        std::string key = r.str();
+        Match m;
+        m.hasFile = r.u32() != 0;
+        m.file = r.str();
+        m.index = static_cast<int>(r.u32());
+        m.family = r.str();
+        m.exact = r.u32() != 0;
+        m_matches.emplace(std::move(key), std::move(m));
+    }
+    for (uint32_t n = r.u32(); r.ok() && n > 0; --n) {
+        std::string key = r.str();
+        KeptFace f;
+        f.mtime = r.i64();
+        f.size = r.i64();
+        f.metrics.unitsPerEm = static_cast<int32_t>(r.u32());
+        f.metrics.ascent = static_cast<int32_t>(r.u32());
+        f.metrics.descent = static_cast<int32_t>(r.u32());
+        f.metrics.lineGap = static_cast<int32_t>(r.u32());
+        uint64_t end = 0;
+        for (uint32_t runs = r.u32(); r.ok() && runs > 0; --runs) {
+            const uint32_t first = r.u32();
+            const uint32_t count = r.u32();
+            // Runs lie inside the BMP, in order, without overlapping.
+            if (first < end || uint64_t(first) + count > 0x10000)
+                return false;
+            end = uint64_t(first) + count;
+            std::vector<uint16_t> advances(count);
+            if (!r.u16s(advances.data(), count))
+                return false;
+            f.runs.emplace_back(first, std::move(advances));
+        }
+        m_faces.emplace(std::move(key), std::move(f));
+    }
+    return r.ok() && r.atEnd();
+}
+
+std::optional<FontDiskCache::Match> FontDiskCache::match(const std::string& key) const
+{
+    if (auto it = m_matches.find(key); it != m_matches.end())
+        return it->second;
+    return std::nullopt;
+}
+
+void FontDiskCache::storeMatch(const std::string& key, const Match& match)
+{
+    m_matches[key] = match;
+    m_dirty = true;
+}
+
+bool FontDiskCache::fileState(const std::string& file, int64_t& mtime, int64_t& size)
+{
+    struct stat st {};
+    if (::stat(file.c_str(), &st) != 0)
+        return false;
+    mtime = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    size = static_cast<int64_t>(st.st_size);
+    return true;
+}
+
+std::optional<FontDiskCache::FaceData> FontDiskCache::face(const std::string& file, int index) const
+{
+    auto it = m_faces.find(faceKey(file, index));
+    if (it == m_faces.end())
+        return std::nullopt;
+    int64_t mtime = 0, size = 0;
+    if (!fileState(file, mtime, size) || mtime != it->second.mtime || size != it->second.size)
+        return std::nullopt;
+    FaceData data;
+    data.metrics = it->second.metrics;
+    data.advances.assign(0x10000, Face::Missing);
+    for (const auto& [first, advances] : it->second.runs)
+        std::copy(advances.begin(), advances.end(), data.advances.begin() + first);
+    return data;
+}
+
+void FontDiskCache::storeFace(const std::string& file, int index, const FaceData& data)
+{
+    KeptFace f;
+    if (!fileState(file, f.mtime, f.size) || data.advances.size() != 0x10000)
+        return;
+    f.metrics = data.metrics;
+    for (uint32_t c = 0; c < 0x10000;) {
+        if (data.advances[c] == Face::Missing) {
+            ++c;
+            continue;
+        }
+        uint32_t end = c;
+        while (end < 0x10000 && data.advances[end] != Face::Missing)
+            ++end;
+        f.runs.emplace_back(c, std::vector<uint16_t>(data.advances.begin() + c, data.advances.begin() + end));
+        c = end;
+    }
+    m_faces[faceKey(file, index)] = std::move(f);
+    m_dirty = true;
+}
+
+bool FontDiskCache::save()
+{
+    if (!m_dirty || m_path.empty())
+        return true;
+    Writer w;
+    w.bytes().append(Magic);
+    w.str(m_stamp);
+    w.u32(static_cast<uint32_t>(m_matches.size()));
+    for (const auto& [key, m] : m_matches) {
+        w.str(key);
+        w.u32(m.hasFile);
+        w.str(m.file);
+        w.u32(static_cast<uint32_t>(m.index));
+        w.str(m.family);
+        w.u32(m.exact);
+    }
+    w.u32(static_cast<uint32_t>(m_faces.size()));
+    for (const auto& [key, f] : m_faces) {
+        w.str(key);
+        w.i64(f.mtime);
+        w.i64(f.size);
+        w.u32(static_cast<uint32_t>(f.metrics.unitsPerEm));
+        w.u32(static_cast<uint32_t>(f.metrics.ascent));
+        w.u32(static_cast<uint32_t>(f.metrics.descent));
+        w.u32(static_cast<uint32_t>(f.metrics.lineGap));
+        w.u32(static_cast<uint32_t>(f.runs.size()));
+        for (const auto& [first, advances] : f.runs) {
+            w.u32(first);
+            w.u32(static_cast<uint32_t>(advances.size()));
+            w.u16s(advances.data(), advances.size());
+        }
+    }
+    // The folders may not exist yet (a fresh home has no cache folder).
+    for (size_t slash = m_path.find('/', 1); slash != std::string::npos; slash = m_path.find('/', slash + 1))
+        ::mkdir(m_path.substr(0, slash).c_str(), 0755);
+    std::string temp = m_path + ".XXXXXX";
+    const int fd = ::mkstemp(temp.data());
+    if (fd < 0)
+        return false;
+    const std::string& bytes = w.bytes();
+    size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
+        if (n <= 0)
+            break;
+        written += static_cast<size_t>(n);
+    }
+    const bool ok = ::close(fd) == 0 && written == bytes.size() && ::rename(temp.c_str(), m_path.c_str()) == 0;
+    if (!ok)
+        ::unlink(temp.c_str());
+    else
+        m_dirty = false;
+    return ok;
+}
+
+std::string FontDiskCache::configStamp(void* fcConfig)
+{
+    auto* config = static_cast<FcConfig*>(fcConfig);
+    std::ostringstream stamp;
+    stamp << "fontconfig " << FcGetVersion() << '\n';
+    // The environment fontconfig reads its configuration from.
+    for (const char* name : {"FONTCONFIG_FILE", "FONTCONFIG_PATH", "FONTCONFIG_SYSROOT", "FC_LANG"})
+        if (const char* v = std::getenv(name))
+            stamp << name << '=' << v << '\n';
+    std::set<std::string> folders;
+    auto entry = [&](const std::string& path) {
+        int64_t mtime = 0, size = 0;
+        const bool there = fileState(path, mtime, size);
+        stamp << path << ' ' << (there ? mtime : -1) << ' ' << (there ? size : -1) << '\n';
+    };
+    auto list = [&](FcStrList* strings, bool withFolder) {
+        if (!strings)
+            return;
+        while (FcChar8* s = FcStrListNext(strings)) {
+            const std::string path(reinterpret_cast<const char*>(s));
+            entry(path);
+            // A configuration file added to or dropped from a folder changes the folder.
+            if (const size_t slash = path.rfind('/'); withFolder && slash != std::string::npos)
+                folders.insert(path.substr(0, slash));
+        }
+        FcStrListDone(strings);
+    };
+    stamp << "configuration files\n";
+    list(FcConfigGetConfigFiles(config), true);
+    for (const std::string& folder : folders)
+        entry(folder);
+    stamp << "configuration folders\n";
+    list(FcConfigGetConfigDirs(config), false);
+    // Every folder fonts are read from, with its subfolders: installing or
+    // removing a font changes the folder's modification time.
+    stamp << "font folders\n";
+    list(FcConfigGetFontDirs(config), false);
+    // What fontconfig adds to every request before matching: the default
+    // languages (from the locale), which steer the choice of a family.
+    stamp << "defaults\n";
+    if (FcPattern* empty = FcPatternCreate()) {
+        FcDefaultSubstitute(empty);
+        if (FcChar8* text = FcNameUnparse(empty)) {
+            stamp << reinterpret_cast<const char*>(text) << '\n';
+            FcStrFree(text);
+        }
+        FcPatternDestroy(empty);
+    }
+    return stamp.str();
+}
+
+std::string FontDiskCache::defaultPath(std::string_view stamp)
+{
+    std::string folder;
+    if (const char* xdg = std::getenv("XDG_CACHE_HOME"); xdg && *xdg == '/')
+        folder = std::string(xdg) + "/quillmeter";
+    else if (const char* home = std::getenv("HOME"); home && *home == '/')
+        folder = std::string(home) + "/.cache/quillmeter";
+    else
+        return {};
+    // One file a stamp, named by its hash (FNV-1a): the stamp holds the
+    // program's name, which fontconfig's rules may test, so each program
+    // keeps its own answers instead of each replacing the other's.
+    uint64_t hash = 0xcbf29ce484222325ull;
+    for (unsigned char c : stamp)
+        hash = (hash ^ c) * 0x100000001b3ull;
+    char name[40];
+    std::snprintf(name, sizeof name, "/font-answers-%016llx", static_cast<unsigned long long>(hash));
+    return folder + name;
+}
+
+} // namespace qm::engine::layout

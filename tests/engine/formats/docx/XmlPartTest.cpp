@@ -1,0 +1,81 @@
+// The XML helpers: names matched by their local part, and parsing in place
+// giving what parsing a copy gives.
+#include "engine/formats/docx/XmlPart.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace qm::engine;
+
+TEST(XmlPart, LocalNamesAreMatchedAfterTheFirstColon)
+{
+    struct Case {
+        const char* qualified;
+        std::string_view local;
+        bool matches;
+        std::string_view localName;
+    } const cases[] = {
+        {"w:p", "p", true, "p"},
+        {"p", "p", true, "p"},
+        {"w:pPr", "p", false, "pPr"},      // the wanted name is a prefix of the real one
+        {"w:p", "pPr", false, "p"},        // the real name is a prefix of the wanted one
+        {"w:tbl", "tblPr", false, "tbl"},
+        {"", "p", false, ""},
+        {"w:", "p", false, ""},
+        {"a:b:c", "b:c", true, "b:c"},     // only the first colon ends the prefix
+        {"a:b:c", "c", false, "b:c"},
+        {"val", "w:val", false, "val"},    // a prefix in the wanted name never matches
+        {"mc:AlternateContent", "AlternateContent", true, "AlternateContent"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.qualified) + " / " + std::string(c.local));
+        EXPECT_EQ(xml::hasLocalName(c.qualified, c.local), c.matches);
+        EXPECT_EQ(xml::localName(c.qualified), c.localName);
+    }
+}
+
+TEST(XmlPart, ChildAndAttributeFoundByLocalName)
+{
+    std::string bytes = R"(<w:r xmlns:w="x" w:rsidR="1" w:rsid="2"><w:rPrChange/><w:rPr w:val="a"/><w:t>Hi</w:t></w:r>)";
+    pugi::xml_document doc;
+    ASSERT_EQ(xml::parseInPlace(bytes, doc, 512), "");
+    const pugi::xml_node r = doc.document_element();
+    EXPECT_STREQ(xml::child(r, "rPr").name(), "w:rPr"); // not the rPrChange before it
+    EXPECT_EQ(xml::value(r, "rsid"), "2");              // not rsidR
+    EXPECT_EQ(xml::value(xml::child(r, "rPr"), "val"), "a");
+    EXPECT_FALSE(xml::child(r, "r"));
+    EXPECT_STREQ(xml::descendant(doc, "t").child_value(), "Hi");
+}
+
+TEST(XmlPart, ParsingInPlaceGivesWhatParsingACopyGives)
+{
+    // Well-formed and malformed texts under a depth limit of 3: the root is
+    // depth 0, so four levels of elements are allowed and five refused.
+    struct Case {
+        const char* what;
+        std::string text;
+        bool ok;
+    } const cases[] = {
+        {"text with entities and spaces", "<a><b x='1&amp;2'>  &lt;t&gt; </b><c/>\r\n</a>", true},
+        {"unclosed element", "<a><b>text</a>", false},
+        {"garbage after the root", "<a/><", false},
+        {"five levels", "<a><b><c><d><e/></d></c></b></a>", false},
+        {"four levels", "<a><b><c><d/></c></b></a>", true},
+        {"empty", "", false},
+    };
+    auto dump = [](const pugi::xml_document& doc) {
+        std::ostringstream out;
+        doc.save(out, "", pugi::format_raw);
+        return out.str();
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        pugi::xml_document copied, inPlace;
+        std::string bytes = c.text;
+        const std::string copyError = xml::parse(c.text, copied, 3);
+        EXPECT_EQ(copyError.empty(), c.ok) << copyError;
+        EXPECT_EQ(xml::parseInPlace(bytes, inPlace, 3), copyError);
+        EXPECT_EQ(dump(inPlace), dump(copied));
+    }
+}

@@ -1,0 +1,129 @@
+// Reading zip entries: whole entries inflated in one call, and the damaged or
+// unusual ones, which are read again as a stream and reported.
+#include "../support/TestZip.h"
+#include "engine/formats/docx/ZipPackage.h"
+
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::test;
+
+namespace {
+
+std::string repeated(std::string_view text, size_t times)
+{
+    std::string out;
+    for (size_t i = 0; i < times; ++i)
+        out += text;
+    return out;
+}
+
+// Bytes that deflate cannot shrink, so the stored form is chosen or kept.
+std::string noise(size_t n)
+{
+    std::string out(n, '\0');
+    uint32_t x = 2463534242u;
+    for (char& c : out) {
+        x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+        c = static_cast<char>(x);
+    }
+    return out;
+}
+
+// Where the central directory header of the first entry starts.
+size_t centralHeader(const std::string& zip)
+{
+    const size_t at = zip.find(std::string("PK\x01\x02", 4));
+    EXPECT_NE(at, std::string::npos);
+    return at;
+}
+
+// Where the data of the first entry starts, past its local header.
+size_t firstData(const std::string& zip)
+{
+    auto u16 = [&](size_t at) { return size_t(uint8_t(zip[at])) | size_t(uint8_t(zip[at + 1])) << 8; };
+    return 30 + u16(26) + u16(28);
+}
+
+} // namespace
+
+TEST(ZipPackage, EntriesComeBackByteForByte)
+{
+    struct Case {
+        const char* what;
+        ZipEntry entry;
+    } const cases[] = {
+        {"deflated XML", {"word/document.xml", repeated("<w:p><w:r><w:t>Text</w:t></w:r></w:p>", 500)}},
+        {"stored", {"mimetype", "application/vnd.oasis.opendocument.text", true}},
+        {"empty", {"word/empty.xml", ""}},
+        {"empty and stored", {"word/none.xml", "", true}},
+        {"incompressible", {"media/image.bin", noise(70000)}},
+        {"larger than one stream buffer", {"word/big.xml", repeated("0123456789abcdef", 20000)}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string bytes = makeZip({c.entry});
+        ZipPackage zip(bytes, Limits{});
+        ASSERT_TRUE(zip.isOpen()) << zip.error();
+        PartData part = zip.read(c.entry.name);
+        EXPECT_TRUE(part.ok()) << part.error;
+        EXPECT_EQ(part.bytes, c.entry.data);
+    }
+}
+
+TEST(ZipPackage, DamagedEntriesAreRefusedWhole)
+{
+    const std::string text = repeated("<w:t>a paragraph of words</w:t>", 300);
+    // Each row damages a fresh copy of the archive at one place.
+    struct Case {
+        const char* what;
+        size_t (*where)(const std::string&);
+        size_t offset;
+        const char* error; // part of the report
+    } const cases[] = {
+        // The checksum the central directory records for the entry.
+        {"checksum", centralHeader, 16, "checksum"},
+        // A byte in the middle of the deflated stream.
+        {"deflated data", firstData, 40, "damaged"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::string bytes = makeZip({{"word/document.xml", text}});
+        bytes[c.where(bytes) + c.offset] ^= 0x5A;
+        ZipPackage zip(bytes, Limits{});
+        ASSERT_TRUE(zip.isOpen()) << zip.error();
+        PartData part = zip.read("word/document.xml");
+        EXPECT_FALSE(part.ok());
+        EXPECT_NE(part.error.find(c.error), std::string::npos) << part.error;
+        EXPECT_TRUE(part.bytes.empty()) << "never a truncated text";
+    }
+}
+
+TEST(ZipPackage, LimitsCountEveryEntryRead)
+{
+    // Three parts of 3,000, 2,000 and 1,500 bytes, read in order under an
+    // allowance for all entries together: the running total decides which
+    // part is the one refused.
+    const std::string a(3000, 'a'), b(2000, 'b'), c(1500, 'c');
+    const std::string bytes = makeZip({{"a.xml", a}, {"b.xml", b}, {"c.xml", c}});
+    struct Case {
+        uint64_t total, entry;
+        bool aOk, bOk, cOk;
+    } const cases[] = {
+        {6500, 10000, true, true, true},  // exactly enough
+        {6499, 10000, true, true, false}, // one byte short at the end
+        {4999, 10000, true, false, true}, // b is refused, c still fits (3,000 + 1,500)
+        {10000, 2000, false, true, true}, // a is larger than one entry may be
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(testing::Message() << "total " << k.total << ", entry " << k.entry);
+        Limits limits;
+        limits.maxUncompressedBytes = k.total;
+        limits.maxEntryBytes = k.entry;
+        ZipPackage zip(bytes, limits);
+        ASSERT_TRUE(zip.isOpen()) << zip.error();
+        EXPECT_EQ(zip.read("a.xml").ok(), k.aOk);
+        EXPECT_EQ(zip.read("b.xml").ok(), k.bOk);
+        EXPECT_EQ(zip.read("c.xml").ok(), k.cOk);
+    }
+}
