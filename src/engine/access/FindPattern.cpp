@@ -649,6 +649,25 @@ std::optional<char16_t> onlyCharacter(const Test& t)
     }
 }
 
+// Whether a match may cover the character at pos (of a stretch ending at
+// `to`): not a cell mark, and within the font criteria, both halves of a
+// surrogate pair.
+bool eligibleAt(const MatchSubject& s, uint32_t pos, uint32_t to)
+{
+    if (s.text[pos] == Ch::CellEnd)
+        return false;
+    if (!s.allowedFormats)
+        return true;
+    auto allowedFormat = [&](uint32_t at) {
+        const uint32_t format = s.attrs[at].charFormat;
+        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
+    };
+    if (!allowedFormat(pos))
+        return false;
+    return !(pos + 1 < to && isLeadSurrogate(s.text[pos]) && isTrailSurrogate(s.text[pos + 1])) ||
+           allowedFormat(pos + 1);
+}
+
 } // namespace
 
 bool FindPattern::scansForOneCharacter() const
@@ -665,22 +684,7 @@ void FindPattern::scanWords(const MatchSubject& s, uint32_t from, uint32_t to, O
 {
     const std::u16string_view text = s.text;
     to = std::min<uint32_t>(to, static_cast<uint32_t>(text.size()));
-    // Whether the character at pos may be covered: not a cell mark, and
-    // within the font criteria, both halves of a surrogate pair.
-    auto allowedFormat = [&](uint32_t pos) {
-        const uint32_t format = s.attrs[pos].charFormat;
-        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
-    };
-    auto eligible = [&](uint32_t pos) {
-        if (text[pos] == Ch::CellEnd)
-            return false;
-        if (!s.allowedFormats)
-            return true;
-        if (!allowedFormat(pos))
-            return false;
-        return !(pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1])) ||
-               allowedFormat(pos + 1);
-    };
+    auto eligible = [&](uint32_t pos) { return eligibleAt(s, pos, to); };
     for (uint32_t i = from; i < to; ++i) {
         if (!isWordStart(text, i))
             continue;
@@ -727,21 +731,7 @@ std::optional<PatternMatch> FindPattern::search(const MatchSubject& s, uint32_t 
     if (from >= to || m_program.empty())
         return std::nullopt;
 
-    auto allowedFormat = [&](uint32_t pos) {
-        const uint32_t format = s.attrs[pos].charFormat;
-        return format < s.allowedFormats->size() && (*s.allowedFormats)[format] != 0;
-    };
-    // With font criteria, both halves of a surrogate pair must be allowed.
-    auto eligible = [&](uint32_t pos) {
-        if (text[pos] == Ch::CellEnd)
-            return false;
-        if (!s.allowedFormats)
-            return true;
-        if (!allowedFormat(pos))
-            return false;
-        return !(pos + 1 < to && isLeadSurrogate(text[pos]) && isTrailSurrogate(text[pos + 1])) ||
-               allowedFormat(pos + 1);
-    };
+    auto eligible = [&](uint32_t pos) { return eligibleAt(s, pos, to); };
     auto single = [](uint32_t start, uint32_t end) {
         PatternMatch m;
         m.start = start;
