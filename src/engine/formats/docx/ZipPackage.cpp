@@ -50,6 +50,10 @@ bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& ou
         return false;
     if (st.comp_method == ZIP_CM_STORE && st.comp_size != st.size)
         return false;
+    // The raw bytes lie inside the file: a central directory claiming more
+    // is lying, and the buffer is not sized by its word.
+    if (st.comp_size > m_packageBytes)
+        return false;
     // Whatever would break a limit is left to the streaming read, which
     // counts the bytes as they come and reports the limit the way it always has.
     if (st.size > m_limits.maxEntryBytes || m_inflated + st.size > m_limits.maxUncompressedBytes)
@@ -94,7 +98,7 @@ bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& ou
     return true;
 }
 
-ZipPackage::ZipPackage(std::string_view bytes, const Limits& limits) : m_limits(limits)
+ZipPackage::ZipPackage(std::string_view bytes, const Limits& limits) : m_limits(limits), m_packageBytes(bytes.size())
 {
     if (bytes.size() < 22) {
         m_error = "the file is not a zip package (it is too short)";

@@ -61,6 +61,7 @@ private:
     std::string m_error;
     std::map<std::string, uint64_t> m_index; // lower-case name -> entry index
     uint64_t m_inflated = 0;                 // bytes read from all entries so far
+    uint64_t m_packageBytes = 0;             // size of the zip file itself
     std::vector<std::string> m_inline;       // parts held in memory, by entry index
     bool m_heldInline = false;
 };
