@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -83,6 +86,41 @@ private:
 
 std::string faceKey(const std::string& file, int index) { return file + '#' + std::to_string(index); }
 
+constexpr std::string_view FilePrefix = "font-answers-";
+constexpr time_t Day = 24 * 60 * 60;
+
+// A file in use is touched once a day when it is read, so its time tells
+// how long ago a program last used it.
+void markUsed(const std::string& path)
+{
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0 && st.st_mtim.tv_sec < std::time(nullptr) - Day)
+        ::utimensat(AT_FDCWD, path.c_str(), nullptr, 0);
+}
+
+// Answer files (and temporary files a crash left) beside `keep` that no
+// program has read for 30 days: those of configurations that are gone, one
+// a change of the installed fonts, about 1 MB each.
+void removeUnused(const std::string& keep)
+{
+    const size_t slash = keep.rfind('/');
+    if (slash == std::string::npos)
+        return;
+    const std::string folder = keep.substr(0, slash);
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir)
+        return;
+    const time_t before = std::time(nullptr) - 30 * Day;
+    while (const dirent* e = ::readdir(dir)) {
+        const std::string path = folder + '/' + e->d_name;
+        struct stat st {};
+        if (std::string_view(e->d_name).starts_with(FilePrefix) && path != keep &&
+            ::lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_mtim.tv_sec < before)
+            ::unlink(path.c_str());
+    }
+    ::closedir(dir);
+}
+
 } // namespace
 
 FontDiskCache::FontDiskCache(std::string path, std::string stamp) : m_path(std::move(path)), m_stamp(std::move(stamp))
@@ -97,7 +135,9 @@ FontDiskCache::FontDiskCache(std::string path, std::string stamp) : m_path(std::
     if (!load(bytes.str())) {
         m_matches.clear();
         m_faces.clear();
+        return;
     }
+    markUsed(m_path);
 }
 
 bool FontDiskCache::load(const std::string& bytes)
@@ -252,11 +292,13 @@ bool FontDiskCache::save()
         written += static_cast<size_t>(n);
     }
     const bool ok = ::close(fd) == 0 && written == bytes.size() && ::rename(temp.c_str(), m_path.c_str()) == 0;
-    if (!ok)
+    if (!ok) {
         ::unlink(temp.c_str());
-    else
-        m_dirty = false;
-    return ok;
+        return false;
+    }
+    m_dirty = false;
+    removeUnused(m_path);
+    return true;
 }
 
 std::string FontDiskCache::configStamp(void* fcConfig)
@@ -326,7 +368,8 @@ std::string FontDiskCache::defaultPath(std::string_view stamp)
     for (unsigned char c : stamp)
         hash = (hash ^ c) * 0x100000001b3ull;
     char name[40];
-    std::snprintf(name, sizeof name, "/font-answers-%016llx", static_cast<unsigned long long>(hash));
+    std::snprintf(name, sizeof name, "/%.*s%016llx", static_cast<int>(FilePrefix.size()), FilePrefix.data(),
+                  static_cast<unsigned long long>(hash));
     return folder + name;
 }
 

@@ -59,6 +59,9 @@ public:
 
     /// Writes the file when anything new was stored; false when it could
     /// not be written (the answers are then simply found again next time).
+    /// Answer files beside it that no program has read for 30 days (those of
+    /// configurations that are gone: reading a file marks it used once a
+    /// day) are removed then.
     bool save();
 
     /// The stamp of a fontconfig configuration (an FcConfig*).

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -168,4 +169,41 @@ TEST(FontDiskCache, EachStampHasAFileOfItsOwn)
         ::setenv("XDG_CACHE_HOME", restore.c_str(), 1);
     else
         ::unsetenv("XDG_CACHE_HOME");
+}
+
+TEST(FontDiskCache, FilesNoProgramHasReadForAMonthAreRemoved)
+{
+    // Beside the file a program saves: another configuration's file last
+    // used 40 days ago (gone), one used 20 days ago (kept), a temporary file
+    // a crash left 40 days ago (gone), and something else of the folder's
+    // (never touched, however old).
+    TempFolder dir;
+    const auto daysAgo = [](int days) { return fs::file_time_type::clock::now() - std::chrono::hours(24 * days); };
+    struct Sibling {
+        const char* name;
+        int age; // days
+        bool kept;
+    } const siblings[] = {
+        {"font-answers-00000000000000aa", 40, false},
+        {"font-answers-00000000000000bb", 20, true},
+        {"font-answers-00000000000000cc.Xy12Zq", 40, false},
+        {"notes.txt", 400, true},
+    };
+    for (const Sibling& s : siblings) {
+        writeFile(dir.path / s.name, "old");
+        fs::last_write_time(dir.path / s.name, daysAgo(s.age));
+    }
+    const std::string cache = (dir.path / "font-answers-00000000000000dd").string();
+    {
+        FontDiskCache c(cache, "stamp");
+        c.storeMatch("times|en", {true, "/f", 0, "Times", true});
+        ASSERT_TRUE(c.save());
+    }
+    // A file read by a program counts as used: reading an old one marks it.
+    fs::last_write_time(cache, daysAgo(40));
+    FontDiskCache reread(cache, "stamp");
+    EXPECT_TRUE(reread.match("times|en").has_value());
+    EXPECT_GT(fs::last_write_time(cache), daysAgo(1));
+    for (const Sibling& s : siblings)
+        EXPECT_EQ(fs::exists(dir.path / s.name), s.kept) << s.name;
 }
