@@ -21,6 +21,14 @@ std::string describeMain(const DocxPackage& pkg, std::string_view show = "")
     return r.ok() ? describe(*r.document, show) : "error: " + r.error;
 }
 
+/// Gives the package a theme part, related from the document.
+void addTheme(DocxPackage& pkg, std::string theme)
+{
+    pkg.extraRels =
+        R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
+    pkg.extra.push_back({"word/theme/theme1.xml", std::move(theme)});
+}
+
 } // namespace
 
 TEST(DocxReader, InlineContentBecomesWordsCharacters)
@@ -513,15 +521,13 @@ TEST(DocxReader, HostilePackagesFailClearlyOrReadPartially)
 TEST(DocxReader, EachScriptKeepsItsOwnFontAndDirection)
 {
     DocxPackage pkg;
-    pkg.extraRels =
-        R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
-    pkg.extra.push_back({"word/theme/theme1.xml", R"(<?xml version="1.0"?>
+    addTheme(pkg, R"(<?xml version="1.0"?>
       <a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main"><a:themeElements><a:fontScheme>
         <a:majorFont><a:latin typeface="Calibri Light"/><a:ea typeface=""/><a:cs typeface=""/></a:majorFont>
         <a:minorFont><a:latin typeface="Calibri"/><a:ea typeface=""/><a:cs typeface=""/>
           <a:font script="Jpan" typeface="MS Mincho"/><a:font script="Hans" typeface="SimSun"/>
           <a:font script="Arab" typeface="Times New Roman"/><a:font script="Hebr" typeface="David"/></a:minorFont>
-      </a:fontScheme></a:themeElements></a:theme>)"});
+      </a:fontScheme></a:themeElements></a:theme>)");
     pkg.settings = R"(<w:themeFontLang w:val="en-US" w:eastAsia="ja-JP" w:bidi="he-IL"/>)";
     pkg.styles =
         R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi" w:eastAsiaTheme="minorEastAsia"
@@ -558,9 +564,7 @@ TEST(DocxReader, ThemesMetAgainFollowEachDocumentsLanguages)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.languages);
         DocxPackage pkg;
-        pkg.extraRels =
-            R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
-        pkg.extra.push_back({"word/theme/theme1.xml", c.theme});
+        addTheme(pkg, c.theme);
         pkg.settings = "<w:themeFontLang w:val=\"en-US\" " + c.languages + "/>";
         pkg.styles = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi"
             w:eastAsiaTheme="minorEastAsia" w:cstheme="minorBidi"/></w:rPr></w:rPrDefault></w:docDefaults>)";
@@ -602,9 +606,7 @@ TEST(DocxReader, StylesMetAgainKeepTheirThemesFonts)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.expected);
         DocxPackage pkg;
-        pkg.extraRels =
-            R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
-        pkg.extra.push_back({"word/theme/theme1.xml", c.theme});
+        addTheme(pkg, c.theme);
         pkg.styles = styles;
         pkg.body = R"(<w:p><w:r><w:t>a</w:t></w:r></w:p><w:p><w:pPr><w:pStyle w:val="Big"/></w:pPr><w:r><w:t>b</w:t></w:r></w:p>)";
         EXPECT_EQ(describeMain(pkg, "font sz"), c.expected);
