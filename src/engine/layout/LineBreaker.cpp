@@ -383,10 +383,14 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
     case LineRule::AtLeast: height = std::max(natural, static_cast<double>(pf.lineSpacing)); break;
     case LineRule::Exact: height = std::abs(pf.lineSpacing); break;
     }
-    if (m_gridPitch > 0 && pf.snapToGrid && pf.tableDepth == 0 && pf.lineRule != LineRule::Exact)
+    const bool onGrid = m_gridPitch > 0 && pf.snapToGrid && pf.tableDepth == 0 && pf.lineRule != LineRule::Exact;
+    if (onGrid)
         height = gridLineHeight(natural, pf, m_gridPitch);
-    // Extra leading of multiple spacing lies above the text, as Word draws it.
-    line.ascent = height - descent;
+    // Extra leading of multiple spacing lies below the text: Word's PDFs put
+    // the top of a page's first line at the margin whatever the spacing, and
+    // the cells of a row whose paragraphs are spaced 1 and 1.2 on one
+    // baseline. The space of "at least", "exactly" and a grid lies above.
+    line.ascent = pf.lineRule == LineRule::Auto && height >= natural && !onGrid ? ascent : height - descent;
     line.height = height;
     // Alignment moves the line within the text area; justified lines keep
     // their breaks and only spread their spaces when drawn.
@@ -501,7 +505,7 @@ constexpr size_t MaxCachedCharacters = 8u << 20;
 } // namespace
 
 std::vector<LaidOutLine> LineBreaker::breakParagraph(size_t story, uint32_t start, uint32_t mark, double width,
-                                                    const std::vector<Cut>& cuts)
+                                                     const std::vector<Cut>& cuts)
 {
     m_cuts = &cuts;
     std::vector<LaidOutLine> lines = breakUncached(story, start, mark, width);

@@ -1,6 +1,5 @@
 // Fonts resolve to their metric twins, and lines are as tall as Word makes them.
 #include "TestDocuments.h"
-
 #include "engine/layout/FontCache.h"
 
 #include <gtest/gtest.h>
@@ -104,6 +103,10 @@ TEST(Fonts, MissingFontTakesTheStandInTheFontTableNames)
     }
 }
 
+// Heights, and where the text sits in the line: the extra of multiple
+// spacing lies below the text (Word's PDFs start a page's first line at the
+// margin whatever the spacing, and set cells spaced 1 and 1.2 on one
+// baseline); what "at least" and "exactly" add or take lies above it.
 TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
 {
     struct Case {
@@ -111,32 +114,37 @@ TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
         CharFormat chars;
         LineRule rule;
         int32_t spacing;
-        double height; // twips
+        double height;  // twips
+        double lowered; // the baseline below a single-spaced line's
     } cases[] = {
-        {"Times New Roman 12 pt is 13.8 pt", font("Times New Roman", 24), LineRule::Auto, 240, 276},
-        {"Arial 12 pt is 13.8 pt", font("Arial", 24), LineRule::Auto, 240, 276},
-        {"Cambria 11 pt is 12.9 pt", font("Cambria", 22), LineRule::Auto, 240, 258},
-        {"Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 240, 269},
-        {"Aptos 12 pt is 14.65 pt", font("Aptos", 24), LineRule::Auto, 240, 293},
+        {"Times New Roman 12 pt is 13.8 pt", font("Times New Roman", 24), LineRule::Auto, 240, 276, 0},
+        {"Arial 12 pt is 13.8 pt", font("Arial", 24), LineRule::Auto, 240, 276, 0},
+        {"Cambria 11 pt is 12.9 pt", font("Cambria", 22), LineRule::Auto, 240, 258, 0},
+        {"Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 240, 269, 0},
+        {"Aptos 12 pt is 14.65 pt", font("Aptos", 24), LineRule::Auto, 240, 293, 0},
         // Word's table rows of Courier New 10 pt stand 19.8 pt apart where
         // the font's Windows metrics would make them 19.85 pt.
-        {"Courier New 10 pt is 11.3 pt", font("Courier New", 20), LineRule::Auto, 240, 226},
-        {"Courier New 9 pt", font("Courier New", 18), LineRule::Auto, 240, 203},
-        {"double spacing", font("Times New Roman", 24), LineRule::Auto, 480, 552},
-        {"1.15 lines of Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 276, 309},
-        {"exactly 10 pt, smaller than the font", font("Times New Roman", 24), LineRule::Exact, 200, 200},
-        {"at least 10 pt keeps the font's height", font("Times New Roman", 24), LineRule::AtLeast, 200, 276},
-        {"at least 20 pt raises it", font("Times New Roman", 24), LineRule::AtLeast, 400, 400},
+        {"Courier New 10 pt is 11.3 pt", font("Courier New", 20), LineRule::Auto, 240, 226, 0},
+        {"Courier New 9 pt", font("Courier New", 18), LineRule::Auto, 240, 203, 0},
+        {"double spacing", font("Times New Roman", 24), LineRule::Auto, 480, 552, 0},
+        {"1.15 lines of Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 276, 309, 0},
+        {"0.75 lines cut the top", font("Times New Roman", 24), LineRule::Auto, 180, 207, -69},
+        {"exactly 10 pt, smaller than the font", font("Times New Roman", 24), LineRule::Exact, 200, 200, -76},
+        {"at least 10 pt keeps the font's height", font("Times New Roman", 24), LineRule::AtLeast, 200, 276, 0},
+        {"at least 20 pt raises it", font("Times New Roman", 24), LineRule::AtLeast, 400, 400, 124},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         ParaFormat pf;
         pf.lineRule = c.rule;
         pf.lineSpacing = c.spacing;
-        auto doc = makeDocument({{u"Line", pf, c.chars}});
-        const LayoutResult r = layoutDocument(*doc);
+        const LayoutResult single = layoutDocument(*makeDocument({{u"Line", {}, c.chars}}));
+        const LayoutResult r = layoutDocument(*makeDocument({{u"Line", pf, c.chars}}));
         ASSERT_EQ(r.lineCount(), 1);
-        EXPECT_DOUBLE_EQ(r.pages[0].lines[0].height, c.height);
+        const LaidOutLine& line = r.pages[0].lines[0];
+        const LaidOutLine& plain = single.pages[0].lines[0];
+        EXPECT_DOUBLE_EQ(line.height, c.height);
+        EXPECT_NEAR(line.y + line.ascent - (plain.y + plain.ascent), c.lowered, 0.5);
     }
 }
 
