@@ -32,8 +32,8 @@ namespace fs = std::filesystem;
 namespace {
 
 struct Row {
-    std::string text;  // as printed, segments joined by a tab
-    std::string key;   // white space removed
+    std::string text; // as printed, segments joined by a tab
+    std::string key;  // white space removed
     size_t page = 0;
 };
 
@@ -125,29 +125,60 @@ std::u16string visibleText(const Document& doc, const layout::LaidOutLine& l)
     return t;
 }
 
+// The box a PDF text extractor gives a line's glyphs: from the tallest
+// font's ascent above the baseline to its descent below (0.8 and 0.2 of the
+// size stand in for the fonts' own figures).
+struct GlyphBox {
+    double top = 0, bottom = 0;
+};
+
+GlyphBox glyphBox(const Document& doc, const layout::LaidOutLine& l)
+{
+    const Story& s = doc.stories[l.story];
+    double size = 0;
+    for (uint32_t p = l.start; p < l.end && p < s.size(); ++p)
+        size = std::max(size, doc.charFormatAt(s, p).sizeHalfPoints * 10.0);
+    if (size == 0)
+        size = 200;
+    const double baseline = l.y + l.ascent;
+    return {baseline - 0.8 * size, baseline + 0.2 * size};
+}
+
 std::vector<Row> ourRows(const Document& doc, const layout::LayoutResult& result)
 {
     std::vector<Row> rows;
     for (size_t p = 0; p < result.pages.size(); ++p) {
-        // Lines whose baselines lie within 2 pt of each other print as one
-        // line (cells of a table row, columns side by side are not: they
-        // are read column by column like the PDF's reading order).
-        std::vector<const layout::LaidOutLine*> lines;
+        // Lines print as one row as the reference files join them: glyph
+        // boxes overlapping by more than half the lower one's height (cells
+        // of a table row in different fonts; in the reference no two rows of
+        // a column overlap by more). Columns side by side are read column by
+        // column like the PDF's reading order.
+        struct Item {
+            const layout::LaidOutLine* line;
+            GlyphBox box;
+        };
+        std::vector<Item> lines;
         for (const auto* part : {&result.pages[p].lines, &result.pages[p].boxLines})
             for (const auto& l : *part)
                 if (!l.empty)
-                    lines.push_back(&l);
-        std::stable_sort(lines.begin(), lines.end(), [](auto* a, auto* b) {
-            if (a->column != b->column)
-                return a->column < b->column;
-            return a->y + a->ascent < b->y + b->ascent - 40;
+                    lines.push_back({&l, glyphBox(doc, l)});
+        std::stable_sort(lines.begin(), lines.end(), [](const Item& a, const Item& b) {
+            if (a.line->column != b.line->column)
+                return a.line->column < b.line->column;
+            return a.line->y + a.line->ascent < b.line->y + b.line->ascent - 40;
         });
+        auto together = [](const GlyphBox& a, const GlyphBox& b) {
+            const double overlap = std::min(a.bottom, b.bottom) - std::max(a.top, b.top);
+            return overlap > 0.5 * std::min(a.bottom - a.top, b.bottom - b.top);
+        };
         for (size_t i = 0; i < lines.size();) {
             size_t j = i + 1;
-            while (j < lines.size() && lines[j]->column == lines[i]->column &&
-                   std::abs((lines[j]->y + lines[j]->ascent) - (lines[i]->y + lines[i]->ascent)) < 40)
+            while (j < lines.size() && lines[j].line->column == lines[i].line->column &&
+                   together(lines[i].box, lines[j].box))
                 ++j;
-            std::vector<const layout::LaidOutLine*> group(lines.begin() + i, lines.begin() + j);
+            std::vector<const layout::LaidOutLine*> group;
+            for (size_t k = i; k < j; ++k)
+                group.push_back(lines[k].line);
             std::sort(group.begin(), group.end(), [](auto* a, auto* b) { return a->x < b->x; });
             std::string text;
             for (const auto* l : group) {
@@ -166,8 +197,7 @@ std::vector<Row> ourRows(const Document& doc, const layout::LayoutResult& result
 
 // Longest common subsequence of the two row lists by key; `pairs` gets the
 // matched index pairs when asked (small documents only).
-size_t matchRows(const std::vector<Row>& a, const std::vector<Row>& b,
-                 std::vector<std::pair<size_t, size_t>>* pairs)
+size_t matchRows(const std::vector<Row>& a, const std::vector<Row>& b, std::vector<std::pair<size_t, size_t>>* pairs)
 {
     const size_t n = a.size(), m = b.size();
     if (pairs && n * m <= 50'000'000) {
@@ -267,9 +297,8 @@ int main(int argc, char** argv)
             std::fputs(layout::dumpLayout(*doc.document, result).c_str(), stdout);
         const std::vector<Row> ours = ourRows(*doc.document, result);
         std::vector<std::pair<size_t, size_t>> matchedPairs;
-        const size_t matched = matchRows(ours, truth, label.find(show) != std::string::npos && !show.empty()
-                                                          ? &matchedPairs
-                                                          : nullptr);
+        const size_t matched =
+            matchRows(ours, truth, label.find(show) != std::string::npos && !show.empty() ? &matchedPairs : nullptr);
         const size_t ourPages = static_cast<size_t>(result.pageCount());
         size_t equalPages = 0;
         for (size_t p = 1; p <= std::min(ourPages, truthPages); ++p) {
@@ -291,11 +320,11 @@ int main(int argc, char** argv)
             std::printf("  lines per page, ours:");
             for (size_t p = 1; p <= ourPages; ++p)
                 std::printf(" %zu", static_cast<size_t>(std::count_if(ours.begin(), ours.end(),
-                                                                       [p](const Row& r) { return r.page == p; })));
+                                                                      [p](const Row& r) { return r.page == p; })));
             std::printf("\n  lines per page, Word:");
             for (size_t p = 1; p <= truthPages; ++p)
                 std::printf(" %zu", static_cast<size_t>(std::count_if(truth.begin(), truth.end(),
-                                                                       [p](const Row& r) { return r.page == p; })));
+                                                                      [p](const Row& r) { return r.page == p; })));
             std::printf("\n");
             // Page breaks in different places: a matched line that starts a
             // page on one side only.
