@@ -174,25 +174,32 @@ TEST(LineHeight, ListLabelsAndInlinePicturesCountAsWordCountsThem)
     // Symbol bullet in front it is 12.24 pt (Symbol's 1.224 em); a line
     // holding only a 39.6 pt picture is 39.6 pt, the picture standing on the
     // baseline with nothing below it; text beside the picture adds its own
-    // descent (Arial's 0.212 em).
+    // descent (Arial's 0.212 em). Multiple spacing adds its share of the
+    // font's height, not of the picture's: a 216 pt chart in a 1.15-spaced
+    // Cambria 11 pt paragraph makes a line 1.93 pt taller than the chart.
     struct Case {
         const char* what;
         const char* labelFont; // nullptr: no label
         bool picture;
         std::u16string text;
         double height; // twips
+        int32_t spacing = 240;
     } cases[] = {
         {"Arial alone", nullptr, false, u"text", 230},
         {"a Symbol bullet", "Symbol", false, u"text", 244.8},
         {"an Arial number", "Arial", false, u"text", 230},
         {"a picture alone", nullptr, true, u"", 792},
         {"a picture and text", nullptr, true, u" text", 792 + 42.4},
+        {"text, double spacing", nullptr, false, u"text", 460, 480},
+        {"a picture alone, 1.15 lines", nullptr, true, u"", 792 + 0.15 * 230, 276},
+        {"a picture and text, double spacing", nullptr, true, u" text", 792 + 42.4 + 230, 480},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         DocumentBuilder b("docx");
         const uint32_t text = b.charFormat(font("Arial", 20));
         ParaFormat pf;
+        pf.lineSpacing = c.spacing;
         if (c.labelFont) {
             pf.listLabel = u"\u2022";
             pf.listLabelCharFormat = static_cast<int32_t>(b.charFormat(font(c.labelFont, 20)));
