@@ -430,8 +430,8 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
             cell.continues = cf && cf->verticalMerge == VerticalMerge::Continue;
             if (!cell.continues) {
                 const double textWidth = std::max(1.0, widths[c] - rf.cellMarginLeft - rf.cellMarginRight);
-                Stack stack = stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth,
-                                         StackEdges::Cell);
+                Stack stack =
+                    stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth, StackEdges::Cell);
                 cell.height = stack.height;
                 cell.lines = std::move(stack.lines);
                 for (LaidOutLine& l : cell.lines) {
@@ -489,7 +489,8 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
             if (!cell.continues && cell.rowSpan == 1)
                 content = std::max(content, cell.height);
         const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
-        w.height = roundTwips(fixedHeight(rf, w.topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder));
+        w.height =
+            roundTwips(fixedHeight(rf, w.topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder));
     }
     for (size_t r = 0; r < work.size(); ++r)
         for (CellBox& cell : work[r].cells) {
@@ -500,8 +501,10 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
             for (size_t k = r; k <= last; ++k)
                 spanned += work[k].height;
             const TableRowFormat& rf = *work[r].format;
-            const double bottomBorder = last + 1 == work.size() ? roundTwips(horizontalBorder(work[last].format, nullptr)) : 0;
-            const double needed = work[r].topBorder + rf.cellMarginTop + cell.height + rf.cellMarginBottom + bottomBorder;
+            const double bottomBorder =
+                last + 1 == work.size() ? roundTwips(horizontalBorder(work[last].format, nullptr)) : 0;
+            const double needed =
+                work[r].topBorder + rf.cellMarginTop + cell.height + rf.cellMarginBottom + bottomBorder;
             const TableRowFormat& lastFormat = *work[last].format;
             if (needed > spanned && !(lastFormat.heightRule == RowHeightRule::Exact && lastFormat.height > 0))
                 work[last].height += roundTwips(needed - spanned);
@@ -513,8 +516,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
     for (size_t r = 0; r < work.size(); ++r) {
         const TableRowFormat& rf = *work[r].format;
         const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
-        const double room =
-            work[r].height - work[r].topBorder - rf.cellMarginTop - rf.cellMarginBottom - bottomBorder;
+        const double room = work[r].height - work[r].topBorder - rf.cellMarginTop - rf.cellMarginBottom - bottomBorder;
         for (size_t c = 0; c < work[r].cells.size() && c < rf.cells.size(); ++c) {
             CellBox& cell = work[r].cells[c];
             const CellVerticalAlign align = rf.cells[c].verticalAlign;
@@ -731,9 +733,9 @@ void Engine::applySectionStart(size_t section)
     // and a portrait section as a new page (LibreOffice's Word import turns
     // such breaks into page breaks for the same reason).
     const bool newPaper = f.pageWidth != previous.pageWidth || f.pageHeight != previous.pageHeight;
-    const SectionStart start =
-        newPaper && (f.start == SectionStart::Continuous || f.start == SectionStart::NewColumn) ? SectionStart::NewPage
-                                                                                                : f.start;
+    const SectionStart start = newPaper && (f.start == SectionStart::Continuous || f.start == SectionStart::NewColumn)
+                                   ? SectionStart::NewPage
+                                   : f.start;
     switch (start) {
     case SectionStart::Continuous:
         // The new section goes on below the old one on the same page, in its
@@ -1049,19 +1051,24 @@ double Engine::keepChainHeight(uint32_t start)
 void Engine::placeParagraph(uint32_t start, uint32_t mark)
 {
     const ParaFormat& pf = m_doc.paraFormats[m_doc.mainStory().attrs[mark].paraFormat];
-    if (pf.pageBreakBefore && m_pageHasContent)
+    // An empty paragraph that only ends a section makes no page of its own
+    // when what follows starts a page anyway (the next section begins on a
+    // new page, or its first paragraph asks for a page break before it): at
+    // the foot of a full page its mark stays there, and its own page break
+    // before is not taken. Word's PDFs show the next section's text on the
+    // very next page, and a Word-saved document whose empty heading (page
+    // break before) ends a section before a new-page section has no page
+    // between them among its rendered page breaks.
+    const bool onlySectionEnd = [&] {
+        const std::vector<LaidOutLine>& l = linesOf(start, mark);
+        return l.size() == 1 && l[0].empty && isSectionMark(0, mark) &&
+               (nextSectionStartsPage() || breaksPageBefore(mark + 1));
+    }();
+    if (pf.pageBreakBefore && m_pageHasContent && !onlySectionEnd)
         newPage(true);
     std::vector<LaidOutLine> lines = linesOf(start, mark);
     if (lines.empty())
         return;
-    // An empty paragraph that only ends a section makes no page of its own
-    // when what follows starts a page anyway (the next section begins on a
-    // new page, or its first paragraph asks for a page break before it): at
-    // the foot of a full page its mark stays there. Word's PDFs show the
-    // next section's text on the very next page, where a page holding only
-    // the mark would otherwise come between.
-    const bool onlySectionEnd = lines.size() == 1 && lines[0].empty && isSectionMark(0, mark) &&
-                                (nextSectionStartsPage() || breaksPageBefore(mark + 1));
     double before = spaceBefore(pf);
     if (m_prevPara && pf.contextualSpacing && m_prevPara->styleName == pf.styleName)
         before = 0;

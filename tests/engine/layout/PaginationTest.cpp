@@ -464,8 +464,7 @@ TEST(Pagination, FootnotesTakeRoomAtThePageFoot)
         const uint32_t pf = b.paraFormat({});
         int32_t note = -1;
         if (c.referenceLine > 0) {
-            const StoryId notes =
-                b.newStory(c.kind == NoteKind::Footnote ? StoryType::Footnotes : StoryType::Endnotes);
+            const StoryId notes = b.newStory(c.kind == NoteKind::Footnote ? StoryType::Footnotes : StoryType::Endnotes);
             b.setStory(notes);
             Note n;
             n.kind = c.kind;
@@ -489,32 +488,44 @@ TEST(Pagination, FootnotesTakeRoomAtThePageFoot)
     }
 }
 
-// An empty paragraph that only ends a section, at the foot of a full page
-// (46 lines of Times 12 pt), stays there when what follows starts a page
-// anyway, instead of making a page of its own: the next section's text is
-// on page 2 (Word's PDFs). Before continuous text it moves on with it.
+// An empty paragraph that only ends a section makes no page of its own
+// when what follows starts a page anyway. At the foot of a full page (46
+// lines of Times 12 pt) it stays there: the next section's text is on page 2
+// (Word's PDFs); before continuous text it moves on with it. Asking for a
+// page break before it, it stays after the text before it (a Word-saved
+// document whose empty heading ends a section before a new-page section
+// shows no page between them in its rendered page breaks).
 TEST(Pagination, EmptySectionEndMakesNoPageOfItsOwn)
 {
     ParaFormat breakBefore;
     breakBefore.pageBreakBefore = true;
     struct Case {
         const char* what;
+        int lines; // before the section's end
+        ParaFormat end;
         SectionStart next;
         ParaFormat first;
         std::vector<size_t> perPage;
     } cases[] = {
-        {"next section on a new page", SectionStart::NewPage, {}, {47, 1}},
-        {"continuous section whose text breaks the page before it", SectionStart::Continuous, breakBefore, {47, 1}},
-        {"continuous section going on in the flow", SectionStart::Continuous, {}, {46, 2}},
+        {"next section on a new page", 46, {}, SectionStart::NewPage, {}, {47, 1}},
+        {"continuous section whose text breaks the page before it",
+         46,
+         {},
+         SectionStart::Continuous,
+         breakBefore,
+         {47, 1}},
+        {"continuous section going on in the flow", 46, {}, SectionStart::Continuous, {}, {46, 2}},
+        {"the end breaking the page, next section on a new page", 3, breakBefore, SectionStart::NewPage, {}, {4, 1}},
+        {"the end breaking the page, continuous section", 3, breakBefore, SectionStart::Continuous, {}, {3, 2}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         DocumentBuilder b("docx");
         const uint32_t cf = b.charFormat(times());
         const uint32_t pf = b.paraFormat({});
-        for (int i = 0; i < 46; ++i)
+        for (int i = 0; i < c.lines; ++i)
             addPara(b, u"line", cf, pf);
-        b.endSection(SectionFormat{}, {}, pf, cf);
+        b.endSection(SectionFormat{}, {}, b.paraFormat(c.end), cf);
         addPara(b, u"next section", cf, b.paraFormat(c.first));
         SectionFormat last;
         last.start = c.next;
@@ -912,9 +923,8 @@ TEST(Tables, FittedTableWidensAColumnToItsWidestWord)
         const auto& l = r.pages[0].lines;
         const double h = l[0].height;
         EXPECT_NEAR(l.back().y, l[0].y + h + c.tableLines * h, 0.01);
-        const auto second = std::find_if(l.begin(), l.end(), [&](const LaidOutLine& line) {
-            return lineText(*doc, line) == "ab";
-        });
+        const auto second =
+            std::find_if(l.begin(), l.end(), [&](const LaidOutLine& line) { return lineText(*doc, line) == "ab"; });
         ASSERT_NE(second, l.end());
         EXPECT_NEAR(second->x, c.secondX, 0.01);
     }
