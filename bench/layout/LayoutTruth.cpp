@@ -122,6 +122,8 @@ std::u16string visibleText(const Document& doc, const layout::LaidOutLine& l)
         if (c == Ch::NonBreakingHyphen)
             t += u'-';
     }
+    if (l.hyphenated)
+        t += u'-';
     return t;
 }
 

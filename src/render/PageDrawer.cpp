@@ -607,6 +607,9 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
             }
             x += w;
         }
+        // A word broken by automatic hyphenation ends the line with a hyphen.
+        if (line.hyphenated && ri == lastRun)
+            drawChar(u'-', run.charFormat, x, yShift);
         batch.flush();
         spread = x - (run.x + run.width);
 

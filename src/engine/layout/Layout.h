@@ -53,6 +53,9 @@ struct LaidOutLine {
     bool counted = true;
     /// Whether the line shows anything (an empty paragraph's line does not).
     bool empty = false;
+    /// Ends in a word broken by automatic hyphenation: a hyphen is drawn
+    /// after the text (its width is in `width`).
+    bool hyphenated = false;
     std::u16string label; ///< the list label drawn before the first line's text
     std::vector<LineRun> runs;
 };

@@ -33,6 +33,8 @@ void dumpLine(std::string& out, const Document& doc, size_t page, const std::str
         else
             text += c;
     }
+    if (l.hyphenated)
+        text += u'-';
     out += "p" + std::to_string(page) + " " + tag + " c" + std::to_string(l.column) + " [" +
            std::to_string(l.start) + "," + std::to_string(l.end) + ") x=" + tenths(l.x) + " y=" + tenths(l.y) +
            " w=" + tenths(l.width) + " h=" + tenths(l.height) + " " + std::string(breakReasonName(l.reason)) +

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 #include <unicode/brkiter.h>
+#include <unicode/uchar.h>
 #include <unicode/uscript.h>
 #include <unordered_map>
 
@@ -282,6 +283,63 @@ uint32_t LineBreaker::labelFormat(const ParaFormat& pf) const
     return pf.listLabelCharFormat >= 0 && static_cast<size_t>(pf.listLabelCharFormat) < m_document.charFormats.size()
                ? static_cast<uint32_t>(pf.listLabelCharFormat)
                : m_items.back().format;
+}
+
+size_t LineBreaker::hyphenationCut(size_t wordStart, double x, double limit) const
+{
+    // The word: letters, perhaps behind opening quotes or brackets and
+    // before closing punctuation; anything else in it (digits, a hyphen, a
+    // slash) and it is left whole, as are words in capitals where the
+    // document says so.
+    const size_t n = m_items.size();
+    size_t k = wordStart;
+    auto visible = [&](size_t i) { return !m_items[i].hidden; };
+    while (k + 1 < n && (!visible(k) || u_hasBinaryProperty(m_items[k].c, UCHAR_QUOTATION_MARK) ||
+                         u_charType(m_items[k].c) == U_START_PUNCTUATION))
+        ++k;
+    std::u16string letters;
+    std::vector<size_t> itemOf;
+    bool anyLower = false;
+    for (; k + 1 < n; ++k) {
+        if (!visible(k))
+            continue;
+        const char16_t c = m_items[k].c;
+        if (!u_isalpha(c) || U16_IS_SURROGATE(c))
+            break;
+        anyLower = anyLower || u_islower(c);
+        letters += c;
+        itemOf.push_back(k);
+    }
+    if (letters.size() < 4)
+        return SIZE_MAX;
+    for (size_t e = k; e + 1 < n; ++e) {
+        const char16_t c = m_items[e].c;
+        if (c == Ch::Space || c == 0x3000 || c == Ch::Tab || c == Ch::LineBreak || c == Ch::PageBreak ||
+            c == Ch::ColumnBreak)
+            break;
+        if (visible(e) && !u_ispunct(c))
+            return SIZE_MAX;
+        if (visible(e) && (c == u'-' || c == u'/' || c == 0x2010 || c == 0x2013 || c == 0x2014))
+            return SIZE_MAX;
+    }
+    if (!anyLower && !m_document.settings.hyphenateCaps)
+        return SIZE_MAX;
+    const std::vector<bool> points = m_hyphenator->breaks(letters);
+    size_t cut = SIZE_MAX;
+    size_t letter = 0;
+    for (size_t i = wordStart; i < n && letter < itemOf.size(); ++i) {
+        if (!visible(i))
+            continue;
+        x += m_items[i].w;
+        if (i != itemOf[letter])
+            continue;
+        if (x > limit + Slack)
+            break;
+        if (points[letter] && x + m_measurer.width(u'-', m_items[i].format) <= limit + Slack)
+            cut = i + 1;
+        ++letter;
+    }
+    return cut;
 }
 
 void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x0, const ParaFormat& pf, double limit)
@@ -624,7 +682,15 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         shapeAndSegment();
 
     const double limit = width - pf.rightIndent;
-    const bool tabsOverMargin = m_document.settings.compatibilityMode < 15;
+    const DocumentSettings& settings = m_document.settings;
+    const bool tabsOverMargin = settings.compatibilityMode < 15;
+    // Automatic hyphenation, in the document's language. Word 2013 and later
+    // hyphenate a word that does not fit whatever room it leaves; earlier
+    // versions (and their documents in compatibility mode) only where moving
+    // it whole would leave more than the hyphenation zone free (Word's
+    // HyphenationZone reads 99999999 outside compatibility mode).
+    m_hyphenate = settings.autoHyphenation && !pf.suppressAutoHyphens;
+    const double hyphenationZone = settings.compatibilityMode >= 15 ? 0.0 : settings.hyphenationZone;
 
     const size_t n = m_items.size();
     size_t i = 0;
@@ -670,6 +736,10 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         bool anyContent = x > x0 + Slack;
         size_t end = SIZE_MAX;
         BreakReason reason = BreakReason::ParagraphEnd;
+        // Where the word after the last space starts, and where the text
+        // before that space ends (the room a hyphenation zone measures).
+        double wordX = x, textEnd = x;
+        bool hyphenated = false;
         size_t j = i;
         for (; j < n; ++j) {
             Item& it = m_items[j];
@@ -731,7 +801,10 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
             }
             if (c == Ch::Space || c == 0x3000) {
                 // Spaces hang past the margin: they never push a line over.
+                if (lastVisible != Ch::Space && lastVisible != 0x3000)
+                    textEnd = x;
                 x += it.w;
+                wordX = x;
                 lastBreak = j;
                 lastVisible = c;
                 continue;
@@ -745,6 +818,30 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 continue;
             }
             if (x + it.w > lineLimit + Slack && anyContent) {
+                // A word that starts the line or follows a space may be
+                // hyphenated, within the limit of hyphenated lines in a row.
+                const bool afterSpace =
+                    lastBreak == SIZE_MAX || m_items[lastBreak].c == Ch::Space || m_items[lastBreak].c == 0x3000;
+                if (m_hyphenate && afterSpace && lineLimit - textEnd > hyphenationZone - Slack) {
+                    if (!m_hyphenatorKnown) {
+                        m_hyphenator = Hyphenator::forLanguage(settings.language);
+                        m_hyphenatorKnown = true;
+                    }
+                    size_t inARow = 0;
+                    while (inARow < lines.size() && lines[lines.size() - 1 - inARow].hyphenated)
+                        ++inARow;
+                    const uint16_t most = settings.consecutiveHyphenLimit;
+                    const size_t wordStart = lastBreak == SIZE_MAX ? lineStart : lastBreak + 1;
+                    const size_t cut = !m_hyphenator || (most > 0 && inARow >= most)
+                                           ? SIZE_MAX
+                                           : hyphenationCut(wordStart, wordX, lineLimit);
+                    if (cut != SIZE_MAX) {
+                        end = cut;
+                        reason = BreakReason::Wrap;
+                        hyphenated = true;
+                        break;
+                    }
+                }
                 if (lastBreak != SIZE_MAX) {
                     end = lastBreak + 1;
                     reason = BreakReason::Wrap;
@@ -772,12 +869,16 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         }
         if (end == SIZE_MAX || end <= lineStart)
             end = std::max(lineStart + 1, std::min(n, j + 1));
-        // A broken optional hyphen shows as a hyphen at the line's end.
+        // A broken optional hyphen shows as a hyphen at the line's end, and
+        // so does a word broken by hyphenation.
         if (reason == BreakReason::Wrap && m_items[end - 1].c == Ch::OptionalHyphen)
             m_items[end - 1].w = m_measurer.width(u'-', m_items[end - 1].format);
+        if (hyphenated)
+            m_items[end - 1].w += m_measurer.width(u'-', m_items[end - 1].format);
         line.start = m_items[lineStart].pos;
         line.end = m_items[end - 1].pos + 1;
         line.reason = reason;
+        line.hyphenated = hyphenated;
         finishLine(line, lineStart, end, x0, pf, cutLimit);
         if (!line.label.empty()) {
             // Runs start after the label's tab; the width counts from the label.

@@ -1,6 +1,7 @@
 // Breaking one paragraph into lines as Word does.
 #pragma once
 
+#include "engine/layout/Hyphenator.h"
 #include "engine/layout/Layout.h"
 #include "engine/layout/TextMeasurer.h"
 
@@ -59,6 +60,11 @@ private:
     /// and marks the word ends inside scripts written without spaces.
     void shapeAndSegment();
 
+    /// Where the word starting at item `wordStart` (at `x`) may end the line
+    /// with a hyphen within `limit`: the index of the first item left for
+    /// the next line, or SIZE_MAX when no hyphenation point fits.
+    size_t hyphenationCut(size_t wordStart, double x, double limit) const;
+
     double nextTabStop(double x, const ParaFormat& pf, const TabStop** explicitStop) const;
     uint32_t labelFormat(const ParaFormat& pf) const;
     double tabWidth(size_t index, double x, double limit, const ParaFormat& pf);
@@ -70,6 +76,12 @@ private:
     std::vector<Item> m_items;
     double m_linePitch = 0; ///< the section's grid pitch
     double m_gridPitch = 0; ///< the pitch that applies to the paragraph being broken
+    /// Automatic hyphenation of the paragraph being broken, and the
+    /// document's hyphenator, looked up at the first word it may break
+    /// (loading a language's patterns can take seconds).
+    bool m_hyphenate = false;
+    bool m_hyphenatorKnown = false;
+    const Hyphenator* m_hyphenator = nullptr;
 };
 
 /// The height Word gives a line of natural (single-spaced) height `natural`

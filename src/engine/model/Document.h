@@ -166,7 +166,15 @@ struct DocumentSettings {
     Twips defaultTabStop = 720;
     bool evenAndOddHeaders = false;
     bool mirrorMargins = false;
+    /// Automatic hyphenation: words that do not fit at a line's end are
+    /// broken at a hyphenation point of the document's language. Documents
+    /// before Word 2013 hyphenate a word only where moving it whole would
+    /// leave more than the zone free at the line's end.
     bool autoHyphenation = false;
+    Twips hyphenationZone = 360;
+    uint16_t consecutiveHyphenLimit = 0; ///< lines in a row that may end hyphenated; 0: any
+    bool hyphenateCaps = true;           ///< words in capitals too
+    std::string language;                ///< the text's default language ("en-US"); empty: unknown
     int32_t compatibilityMode = 0;             ///< Word's compatibility mode (15 for 2013+); 0 unknown
     std::map<std::string, std::string> compat; ///< compatibility options by name, as read
     /// The font the document's font table gives to stand in for a font that

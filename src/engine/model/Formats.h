@@ -109,6 +109,7 @@ struct ParaFormat {
     bool spaceBeforeAuto = false; ///< HTML-style automatic spacing
     bool spaceAfterAuto = false;
     bool contextualSpacing = false; ///< no space between paragraphs of the same style
+    bool suppressAutoHyphens = false; ///< left out of the document's automatic hyphenation
     LineRule lineRule = LineRule::Auto;
     int32_t lineSpacing = 240;
     std::vector<TabStop> tabs; ///< explicit stops in ascending position

@@ -208,3 +208,92 @@ TEST(LineBreaking, EastAsianTextBreaksBetweenCharactersWithinTheKinsokuRules)
         EXPECT_EQ(breakOne(c.text, 10), c.lines);
     }
 }
+
+// Automatic hyphenation in a text area 16 Courier New characters wide:
+// "The word hyphenation" (20) does not fit, "The word hyphen-" (16, the
+// hyphen as wide as a letter) does; the US English patterns break
+// "hy-phen-ation". Word 2013 and later hyphenate whatever room moving the
+// word would leave; older documents only where it would leave more than the
+// hyphenation zone (here 8 characters, 960 twips, after "The word").
+TEST(LineBreaking, AutomaticHyphenationBreaksWordsThatDoNotFit)
+{
+    const std::u16string sentence = u"The word hyphenation ends.";
+    const std::vector<std::string> whole = {"The word ", "hyphenation ", "ends."};
+    const std::vector<std::string> hyphenated = {"The word hyphen-", "ation ends."};
+    struct Case {
+        const char* what;
+        std::u16string text;
+        bool on;
+        int32_t compatibility;
+        Twips zone;
+        bool caps;
+        uint16_t inARow;
+        bool suppressed;
+        std::vector<std::string> lines;
+    } cases[] = {
+        {"off", sentence, false, 15, 360, true, 0, false, whole},
+        {"on", sentence, true, 15, 360, true, 0, false, hyphenated},
+        {"on, the zone not minded", sentence, true, 15, 1000, true, 0, false, hyphenated},
+        {"paragraph kept out", sentence, true, 15, 360, true, 0, true, whole},
+        {"older document, word would leave more than the zone", sentence, true, 14, 360, true, 0, false, hyphenated},
+        {"older document, word would leave less than the zone", sentence, true, 14, 1000, true, 0, false, whole},
+        {"capitals kept whole",
+         u"THE WORD HYPHENATION ENDS.",
+         true,
+         15,
+         360,
+         false,
+         0,
+         false,
+         {"THE WORD ", "HYPHENATION ", "ENDS."}},
+        {"capitals hyphenated",
+         u"THE WORD HYPHENATION ENDS.",
+         true,
+         15,
+         360,
+         true,
+         0,
+         false,
+         {"THE WORD HYPHEN-", "ATION ENDS."}},
+        {"hyphens in a row",
+         u"The word hyphenation hyphenation ends.",
+         true,
+         15,
+         360,
+         true,
+         0,
+         false,
+         {"The word hyphen-", "ation hyphen-", "ation ends."}},
+        {"one hyphen in a row at most",
+         u"The word hyphenation hyphenation ends.",
+         true,
+         15,
+         360,
+         true,
+         1,
+         false,
+         {"The word hyphen-", "ation ", "hyphenation ", "ends."}},
+        {"a word with a digit kept whole",
+         u"The word hyphenation2 ends.",
+         true,
+         15,
+         360,
+         true,
+         0,
+         false,
+         {"The word ", "hyphenation2 ", "ends."}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ParaFormat pf;
+        pf.suppressAutoHyphens = c.suppressed;
+        auto doc = makeDocument({{c.text, pf}}, pageOfWidth(16));
+        doc->settings.autoHyphenation = c.on;
+        doc->settings.compatibilityMode = c.compatibility;
+        doc->settings.hyphenationZone = c.zone;
+        doc->settings.hyphenateCaps = c.caps;
+        doc->settings.consecutiveHyphenLimit = c.inARow;
+        doc->settings.language = "en-US";
+        EXPECT_EQ(allLineTexts(*doc, layoutDocument(*doc)), c.lines);
+    }
+}

@@ -95,7 +95,8 @@ inline SectionFormat pageOfWidth(double chars)
     return s;
 }
 
-/// The text of a laid-out line, marks left out, spaces kept.
+/// The text of a laid-out line, marks left out, spaces kept; an optional
+/// hyphen shows as "~", and a line ended by automatic hyphenation ends in "-".
 inline std::string lineText(const Document& doc, const LaidOutLine& line)
 {
     std::u16string t;
@@ -106,6 +107,8 @@ inline std::string lineText(const Document& doc, const LaidOutLine& line)
             continue;
         t += c == Ch::Tab ? u'|' : c == Ch::OptionalHyphen ? u'~' : c;
     }
+    if (line.hyphenated)
+        t += u'-';
     return utf16ToUtf8(t);
 }
 

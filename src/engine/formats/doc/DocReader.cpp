@@ -9,6 +9,7 @@
 #include "engine/formats/doc/Properties.h"
 #include "engine/formats/doc/Word6.h"
 #include "engine/model/DocumentBuilder.h"
+#include "engine/model/Languages.h"
 
 #include <algorithm>
 #include <deque>
@@ -261,6 +262,13 @@ void DocReader::readStoredStatistics()
     const uint16_t tab = u16(dop, 10);
     if (tab > 0)
         settings.defaultTabStop = tab;
+    // fHyphCapitals and fAutoHyphen, then the hyphenation zone (dxaHotZ)
+    // and the limit of hyphens in a row (cConsecHypLim).
+    settings.hyphenateCaps = (u8(dop, 5) & 0x08) != 0;
+    settings.autoHyphenation = (u8(dop, 5) & 0x10) != 0;
+    settings.hyphenationZone = u16(dop, 14);
+    settings.consecutiveHyphenLimit = std::min<uint16_t>(u16(dop, 16), 0x7FFF);
+    settings.language = languageTagOfLcid(m_fib.lid);
     StoredStatistics& stored = m_builder.stored();
     // fExactCWords: Word recounted before saving; without it the figures
     // may be estimates or stale.

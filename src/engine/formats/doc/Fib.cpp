@@ -30,6 +30,7 @@ FibResult parseFib(std::string_view wd)
         r.error = "the file is not a Word 97-2003 document";
         return r;
     }
+    fib.lid = u16(wd, 6);
     const uint16_t flags = u16(wd, 0x0A);
     fib.fComplex = flags & 0x0004;
     fib.fEncrypted = flags & 0x0100;

@@ -426,6 +426,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
     case 0x245B: f.spaceBeforeAuto = v != 0; break;
     case 0x245C: f.spaceAfterAuto = v != 0; break;
     case 0x246D: f.contextualSpacing = v != 0; break;
+    case 0x242A: f.suppressAutoHyphens = v != 0; break; // sprmPFNoAutoHyph
     case 0xC60D: changeTabs(f.tabs, op, false); break;
     case 0xC615: changeTabs(f.tabs, op, true); break;
     // Paragraph borders: the Word 97 form (Brc80) and the later one (Brc

@@ -321,12 +321,13 @@ void DocxReader::readStyles(const std::string& name)
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
         m_styles = std::move(*kept);
-        return;
+    } else {
+        if (!parse(styles, Severity::Warning))
+            return;
+        m_styles.load(styles.xml.document_element(), m_theme);
+        stylesMemo().keep(std::move(key), m_styles);
     }
-    if (!parse(styles, Severity::Warning))
-        return;
-    m_styles.load(styles.xml.document_element(), m_theme);
-    stylesMemo().keep(std::move(key), m_styles);
+    m_b.settings().language = m_styles.defaultLanguage();
 }
 
 void DocxReader::readTheme(const Relationships& rels)
@@ -384,6 +385,14 @@ void DocxReader::readSettings(const std::string& name)
             s.mirrorMargins = docx::onOff(e);
         else if (n == "autoHyphenation")
             s.autoHyphenation = docx::onOff(e);
+        else if (n == "hyphenationZone") {
+            if (auto v = twipsOf(e, "val"); v && *v >= 0)
+                s.hyphenationZone = *v;
+        } else if (n == "consecutiveHyphenLimit") {
+            if (auto v = xml::toInt(value(e, "val")); v && *v >= 0)
+                s.consecutiveHyphenLimit = static_cast<uint16_t>(std::min<int64_t>(*v, 0x7FFF));
+        } else if (n == "doNotHyphenateCaps")
+            s.hyphenateCaps = !docx::onOff(e);
         else if (n == "themeFontLang") {
             m_eastAsiaLanguage = value(e, "eastAsia");
             m_bidiLanguage = value(e, "bidi");

@@ -126,6 +126,7 @@ void ParaProps::overlay(const ParaProps& top)
     take(widowControl, top.widowControl);
     take(pageBreakBefore, top.pageBreakBefore);
     take(snapToGrid, top.snapToGrid);
+    take(suppressAutoHyphens, top.suppressAutoHyphens);
     take(rightToLeft, top.rightToLeft);
     take(lineRule, top.lineRule);
     take(lineSpacing, top.lineSpacing);
@@ -427,6 +428,8 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
             p.pageBreakBefore = onOff(e);
         } else if (n == "snapToGrid") {
             p.snapToGrid = onOff(e);
+        } else if (n == "suppressAutoHyphens") {
+            p.suppressAutoHyphens = onOff(e);
         } else if (n == "bidi") {
             p.rightToLeft = onOff(e);
         } else if (n == "tabs") {
@@ -482,8 +485,10 @@ ParaProps parseParaProps(const pugi::xml_node& pPr)
 void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
 {
     if (pugi::xml_node defaults = child(root, "docDefaults")) {
-        if (pugi::xml_node rPr = child(child(defaults, "rPrDefault"), "rPr"))
+        if (pugi::xml_node rPr = child(child(defaults, "rPrDefault"), "rPr")) {
             m_defaultRun = parseRunProps(rPr, theme);
+            m_defaultLanguage = value(child(rPr, "lang"), "val");
+        }
         if (pugi::xml_node pPr = child(child(defaults, "pPrDefault"), "pPr"))
             m_defaultPara = parseParaProps(pPr);
     }
@@ -531,8 +536,14 @@ void Styles::load(const pugi::xml_node& root, const ThemeFonts& theme)
             std::string& slot = style.kind == Kind::Paragraph   ? m_defaultParagraph
                                 : style.kind == Kind::Character ? m_defaultCharacter
                                                                 : m_defaultTable;
-            if (slot.empty())
+            if (slot.empty()) {
                 slot = id;
+                // The default paragraph style's language overrides the
+                // document defaults' for all text that names none.
+                if (style.kind == Kind::Paragraph)
+                    if (std::string_view lang = value(child(child(s, "rPr"), "lang"), "val"); !lang.empty())
+                        m_defaultLanguage = lang;
+            }
         }
         // Paragraph, character and table styles share one id space in Word;
         // a clash keeps the first.
@@ -726,6 +737,7 @@ ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& num
     f.spaceBeforeAuto = p.spaceBeforeAuto.value_or(false);
     f.spaceAfterAuto = p.spaceAfterAuto.value_or(false);
     f.contextualSpacing = p.contextualSpacing.value_or(false);
+    f.suppressAutoHyphens = p.suppressAutoHyphens.value_or(false);
     f.lineRule = p.lineRule.value_or(LineRule::Auto);
     f.lineSpacing = p.lineSpacing.value_or(240);
     f.keepWithNext = p.keepWithNext.value_or(false);

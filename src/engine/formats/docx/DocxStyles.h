@@ -38,7 +38,7 @@ struct ParaProps {
     std::optional<Twips> leftIndent, rightIndent, firstLineIndent, spaceBefore, spaceAfter;
     std::optional<bool> rightToLeft;
     std::optional<bool> spaceBeforeAuto, spaceAfterAuto, contextualSpacing, keepWithNext, keepLinesTogether,
-        widowControl, pageBreakBefore, snapToGrid;
+        widowControl, pageBreakBefore, snapToGrid, suppressAutoHyphens;
     std::optional<LineRule> lineRule;
     std::optional<int32_t> lineSpacing;
     std::vector<std::pair<TabStop, bool>> tabs; ///< stops in document order; true: clears an inherited stop
@@ -160,6 +160,9 @@ public:
 
     /// The id of the default paragraph style ("Normal"), for paragraphs without pStyle.
     const std::string& defaultParagraphStyle() const { return m_defaultParagraph; }
+    /// The language of text that names none (w:lang of the default run
+    /// properties, or of the default paragraph style); empty: unknown.
+    const std::string& defaultLanguage() const { return m_defaultLanguage; }
     /// The id of the default table style, for tables without tblStyle.
     const std::string& defaultTableStyle() const { return m_defaultTable; }
     std::string displayName(const std::string& styleId) const;
@@ -189,6 +192,7 @@ private:
     ParaProps m_defaultPara;
     std::map<std::string, Style> m_styles;
     std::string m_defaultParagraph;
+    std::string m_defaultLanguage;
     std::string m_defaultCharacter;
     std::string m_defaultTable;
     mutable std::map<std::pair<std::string, Kind>, RunProps> m_runCache;

@@ -65,6 +65,11 @@ enum class Kw : uint16_t {
     FacingP,
     MargMirror,
     HyphAuto,
+    HyphHotZone,
+    HyphConsecutive,
+    HyphCaps,
+    HyphPar,
+    DefLang,
     DefaultEastAsiaFont,
     DefaultComplexFont,
     // Fonts, colours and styles

@@ -1,6 +1,7 @@
 // The RTF group-state machine: destinations, formatting, tables, sections, notes and objects.
 #include "engine/formats/rtf/RtfParser.h"
 
+#include "engine/model/Languages.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
@@ -861,6 +862,7 @@ bool RtfParser::applyProperty(GroupState& s, Kw kw, int32_t param, bool hasParam
     case Kw::RtlPar: p.rightToLeft = true; return true;
     case Kw::LtrPar: p.rightToLeft = false; return true;
     case Kw::ContextualSpace: p.contextualSpacing = on; return true;
+    case Kw::HyphPar: p.suppressAutoHyphens = !on; return true;
     case Kw::BrdrT:
     case Kw::BrdrB:
     case Kw::BrdrL:
@@ -1025,6 +1027,19 @@ void RtfParser::documentProperty(Kw kw, int32_t param, bool hasParam)
     case Kw::FacingP: settings.evenAndOddHeaders = true; break;
     case Kw::MargMirror: settings.mirrorMargins = true; break;
     case Kw::HyphAuto: settings.autoHyphenation = !hasParam || param != 0; break;
+    case Kw::HyphHotZone:
+        if (hasParam && param >= 0)
+            settings.hyphenationZone = param;
+        break;
+    case Kw::HyphConsecutive:
+        if (hasParam && param >= 0)
+            settings.consecutiveHyphenLimit = static_cast<uint16_t>(std::min(param, 0x7FFF));
+        break;
+    case Kw::HyphCaps: settings.hyphenateCaps = !hasParam || param != 0; break;
+    case Kw::DefLang:
+        if (hasParam && param > 0)
+            settings.language = languageTagOfLcid(static_cast<uint32_t>(param));
+        break;
     case Kw::NofPages: stored.pages = param; break;
     case Kw::NofWords: stored.words = param; break;
     case Kw::NofChars: stored.characters = param; break;

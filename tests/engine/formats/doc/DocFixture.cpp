@@ -347,6 +347,7 @@ std::pair<std::string, std::string> buildStreams(const DocSpec& spec)
     // The file information block.
     set16(wd, 0, spec.wIdent);
     set16(wd, 2, spec.nFib);
+    set16(wd, 6, spec.lid);
     set16(wd, 0x0A, spec.flags);
     set16(wd, 32, 14);
     set16(wd, 62, 22);

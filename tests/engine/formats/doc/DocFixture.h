@@ -73,6 +73,7 @@ struct DocSpec {
     std::string dop;
     uint16_t wIdent = 0xA5EC;
     uint16_t nFib = 0xC1;
+    uint16_t lid = 0x0409; ///< the document's language (US English)
     uint16_t flags = 0x0200; ///< fWhichTblStm set: the table stream is "1Table"
     bool omitTableStream = false;
 };

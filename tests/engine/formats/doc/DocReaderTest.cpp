@@ -322,6 +322,30 @@ TEST(DocReader, FootnoteReferencesPointAtTheirNotes)
     EXPECT_EQ(describeNotes(*r.document), "foot:² First¶ | foot:² Second¶");
 }
 
+// Automatic hyphenation is the document's (fAutoHyphen, fHyphCapitals, the
+// zone and the limit of hyphens in a row in the document properties), in the
+// language the file header names; a paragraph may keep out of it.
+TEST(DocReader, HyphenationSettingsLanguageAndParagraphsLeftOut)
+{
+    DocSpec spec = plain(u"one\rtwo\r");
+    spec.lid = 0x0807; // German (Switzerland)
+    spec.paras = {{4, 0, {}}, {8, 0, sprm(0x242A, {1})}};
+    spec.dop.assign(0x1F4, '\0');
+    spec.dop[5] = 0x10;       // fAutoHyphen, not fHyphCapitals
+    set16(spec.dop, 14, 284); // dxaHotZ
+    set16(spec.dop, 16, 2);   // cConsecHypLim
+    ReadResult r = read(spec);
+    ASSERT_TRUE(r.ok()) << r.error;
+    const Document& d = *r.document;
+    const DocumentSettings& set = d.settings;
+    EXPECT_EQ(std::tuple(set.autoHyphenation, set.hyphenateCaps, set.hyphenationZone, set.consecutiveHyphenLimit,
+                         set.language),
+              std::tuple(true, false, 284, 2, "de-CH"));
+    const Story& s = d.mainStory();
+    EXPECT_FALSE(d.paraFormats[s.attrs[3].paraFormat].suppressAutoHyphens);
+    EXPECT_TRUE(d.paraFormats[s.attrs[7].paraFormat].suppressAutoHyphens);
+}
+
 TEST(DocReader, StoredStatisticsAndSettingsFromDocumentProperties)
 {
     DocSpec spec = plain(u"x\r");
@@ -345,6 +369,7 @@ TEST(DocReader, StoredStatisticsAndSettingsFromDocumentProperties)
     EXPECT_EQ(std::tuple(st.exact, st.words, st.characters, st.charactersWithSpaces, st.pages, st.paragraphs, st.lines),
               std::tuple(true, 1234, 5678, 6789, 9, 77, 88));
     EXPECT_EQ(std::tuple(d.settings.defaultTabStop, d.settings.evenAndOddHeaders), std::tuple(360, true));
+    EXPECT_EQ(std::tuple(d.settings.autoHyphenation, d.settings.language), std::tuple(false, "en-US"));
     // Stored figures are for comparison only: the count is the text's.
     EXPECT_EQ(computeWordStatistics(d).words, 1);
 }

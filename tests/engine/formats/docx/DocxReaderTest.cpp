@@ -272,6 +272,54 @@ TEST(DocxReader, ListLabelsCountPerLevelAndRestartBelow)
                                               "f¶[«•»]g¶[«IV»]h¶[«V»]i¶j¶");
 }
 
+// Automatic hyphenation and its limits are the document's settings, in the
+// language of the default run properties (or of the default paragraph
+// style, which overrides them); a paragraph, or its style, may keep out.
+TEST(DocxReader, HyphenationSettingsLanguageAndParagraphsLeftOut)
+{
+    struct Case {
+        const char* what;
+        const char* styles;
+        const char* language;
+    } cases[] = {
+        {"no language", "", ""},
+        {"the defaults' language",
+         R"(<w:docDefaults><w:rPrDefault><w:rPr><w:lang w:val="de-DE"/></w:rPr></w:rPrDefault></w:docDefaults>)",
+         "de-DE"},
+        {"the default paragraph style's",
+         R"(<w:docDefaults><w:rPrDefault><w:rPr><w:lang w:val="de-DE"/></w:rPr></w:rPrDefault></w:docDefaults>)"
+         R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/>)"
+         R"(<w:rPr><w:lang w:val="nl-BE"/></w:rPr></w:style>)",
+         "nl-BE"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocxPackage pkg;
+        pkg.styles = std::string(c.styles) + R"(<w:style w:type="paragraph" w:styleId="Code"><w:name w:val="Code"/>)"
+                                             R"(<w:pPr><w:suppressAutoHyphens/></w:pPr></w:style>)";
+        pkg.settings = R"(<w:autoHyphenation/><w:hyphenationZone w:val="284"/>)"
+                       R"(<w:consecutiveHyphenLimit w:val="3"/><w:doNotHyphenateCaps/>)";
+        pkg.body = R"(<w:p><w:r><w:t>a</w:t></w:r></w:p>)"
+                   R"(<w:p><w:pPr><w:suppressAutoHyphens/></w:pPr><w:r><w:t>b</w:t></w:r></w:p>)"
+                   R"(<w:p><w:pPr><w:pStyle w:val="Code"/></w:pPr><w:r><w:t>c</w:t></w:r></w:p>)"
+                   R"(<w:p><w:pPr><w:pStyle w:val="Code"/><w:suppressAutoHyphens w:val="0"/></w:pPr>)"
+                   R"(<w:r><w:t>d</w:t></w:r></w:p>)";
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        const Document& doc = *r.document;
+        const DocumentSettings& set = doc.settings;
+        EXPECT_EQ(std::tuple(set.autoHyphenation, set.hyphenationZone, set.consecutiveHyphenLimit, set.hyphenateCaps,
+                             set.language),
+                  std::tuple(true, 284, 3, false, std::string(c.language)));
+        std::string left;
+        const Story& s = doc.mainStory();
+        for (uint32_t p = 0; p < s.size(); ++p)
+            if (s.text[p] == u'\r')
+                left += doc.paraFormats[s.attrs[p].paraFormat].suppressAutoHyphens ? 'x' : '-';
+        EXPECT_EQ(left, "-xx-");
+    }
+}
+
 TEST(DocxReader, SectionsKeepPageSetupAndInheritHeadersByKind)
 {
     DocxPackage pkg;

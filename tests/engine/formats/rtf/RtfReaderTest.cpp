@@ -153,6 +153,26 @@ TEST(RtfReader, ListLabelsAndDocumentSettings)
               std::tuple(360, true, true));
 }
 
+// The header's hyphenation words set the document's hyphenation and its
+// language (\\deflang, a Windows language number); \\hyphpar0 keeps a
+// paragraph out until \\pard.
+TEST(RtfReader, HyphenationSettingsLanguageAndParagraphsLeftOut)
+{
+    auto doc = readRtfText(wrapBody(R"(\deflang1031\hyphauto\hyphhotz284\hyphconsec2\hyphcaps0 )"
+                                    R"(a\par\hyphpar0 b\par c\par\pard d\par)"));
+    ASSERT_TRUE(doc);
+    const DocumentSettings& set = doc->settings;
+    EXPECT_EQ(std::tuple(set.autoHyphenation, set.hyphenationZone, set.consecutiveHyphenLimit, set.hyphenateCaps,
+                         set.language),
+              std::tuple(true, 284, 2, false, "de-DE"));
+    std::string left;
+    const Story& s = doc->mainStory();
+    for (uint32_t p = 0; p < s.size(); ++p)
+        if (s.text[p] == u'\r')
+            left += doc->paraFormats[s.attrs[p].paraFormat].suppressAutoHyphens ? 'x' : '-';
+    EXPECT_EQ(left, "-xx-");
+}
+
 // Word writes a run's three fonts as \rtlch\fcs1 \af.. \ltrch\fcs0 \f..
 // \loch\af..\hich\af..\dbch\af..: would catch \af given to the Latin font,
 // the East Asian font missing after \dbch, \afs read as the Latin size, the
