@@ -157,6 +157,27 @@ TEST(PageDrawer, InkCoversEachLineWhereTheLayoutPutIt)
     }
 }
 
+// A word broken by automatic hyphenation ends its line with a hyphen the
+// text does not hold: the ink reaches the end of the line's width (the
+// hyphen's 80 twips of Times 12 pt included), not just its last letter.
+TEST(PageDrawer, HyphenatedLinesEndWithTheirHyphen)
+{
+    ParaFormat narrow;
+    narrow.rightIndent = 9360 - 1800; // "The word hyphen-" (1,773 twips) fits, the whole word does not
+    auto doc = makeDocument({{u"The word hyphenation ends.", narrow}});
+    doc->settings.autoHyphenation = true;
+    doc->settings.compatibilityMode = 15;
+    doc->settings.language = "en-US";
+    const LayoutResult layout = layoutDocument(*doc);
+    ASSERT_EQ(layout.pages[0].lines.size(), 2u);
+    const LaidOutLine& line = layout.pages[0].lines[0];
+    ASSERT_TRUE(line.hyphenated);
+    const Raster raster(*doc, layout.pages[0]);
+    const auto ink = raster.ink(band(line));
+    ASSERT_TRUE(ink.has_value());
+    EXPECT_NEAR(ink->right, line.runs.back().x + line.runs.back().width, Bearing);
+}
+
 // A footer's PAGE field stores the first page's "1"; each page must show its
 // own number instead, still flush with the right margin.
 TEST(PageDrawer, PageFieldShowsThePagesOwnNumber)
