@@ -1163,8 +1163,17 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
             y = clearOfObjects(y, lines[k + fit].height);
             const NoteRoom notes = footnoteRoom(lines[k + fit], reserved);
             const double closing = boxGoesOnAfter(k + fit) ? boxBottom : 0.0;
+            // A line holding nothing but a page or column break stays at the
+            // foot of a full page: it would otherwise make a page that shows
+            // nothing before the break starts yet another. A Word-saved
+            // document whose heading starts with a page break, after a full
+            // page, has its heading on the very next page among its rendered
+            // page breaks.
+            const bool breakOnly =
+                lines[k + fit].empty && (lines[k + fit].reason == BreakReason::PageBreak ||
+                                         lines[k + fit].reason == BreakReason::ColumnBreak);
             if (y + lines[k + fit].height * (1.0 - hang) + closing > m_bottom - reserved - notes.least + Eps &&
-                !onlySectionEnd)
+                !onlySectionEnd && !breakOnly)
                 break;
             reserved += notes.all;
             y += lines[k + fit].height;

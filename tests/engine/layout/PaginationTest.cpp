@@ -200,6 +200,30 @@ TEST(Pagination, ManualBreaks)
     }
 }
 
+// After a full page (46 lines of Times 12 pt), a paragraph that starts with a
+// page break keeps the line holding only the break at the foot of that page
+// and starts its text on the next: no page showing nothing comes between (a
+// Word-saved document's rendered page breaks). A line with text before the
+// break moves to the next page as any line would.
+TEST(Pagination, ALineHoldingOnlyABreakStaysAtTheFootOfAFullPage)
+{
+    struct Case {
+        const char* what;
+        std::u16string last;
+        std::vector<size_t> perPage;
+    } cases[] = {
+        {"a heading starting with a page break", u"\u000CHeading", {47, 1}},
+        {"a column break on a one-column page", u"\u000EHeading", {47, 1}},
+        {"text before the break", u"text\u000CHeading", {46, 1, 1}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::vector<Para> paras(LinesPerPage, Para{u"line", {}, times()});
+        paras.push_back({c.last, {}, times()});
+        EXPECT_EQ(linesPerPage(layoutDocument(*makeDocument(paras))), c.perPage);
+    }
+}
+
 TEST(Pagination, WidowControlMovesLinesToTheNextPage)
 {
     // 45 lines of Times, then a paragraph of 3 lines of Courier New 10 pt
