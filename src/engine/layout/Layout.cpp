@@ -1,6 +1,7 @@
 // Page layout: paragraphs and tables flowed into columns and pages as Word flows them.
 #include "engine/layout/Layout.h"
 
+#include "engine/layout/ChartLayout.h"
 #include "engine/layout/LineBreaker.h"
 #include "engine/layout/PagePolicy.h"
 #include "engine/layout/TextMeasurer.h"
@@ -1439,6 +1440,7 @@ LayoutResult layoutDocument(const Document& document, const LayoutOptions& optio
     Engine engine(document, options, result);
     engine.useCache(cache);
     engine.layoutMain();
+    placeChartText(document, options, result);
     return result;
 }
 

@@ -57,6 +57,18 @@ struct LaidOutLine {
     std::vector<LineRun> runs;
 };
 
+/// Text drawn on a page that is no line of any story: the titles, axis
+/// labels, legends and data labels of charts. Nothing counts it.
+struct DrawnText {
+    std::u16string text;
+    double x = 0;        ///< left edge, twips from the page's left edge
+    double top = 0;      ///< top of the glyph box (ascent above the baseline), twips from the page's top
+    double baseline = 0; ///< twips from the page's top
+    double bottom = 0;   ///< bottom of the glyph box (descent below the baseline)
+    uint32_t charFormat = 0; ///< font, size, bold and colour
+    int16_t column = 0;
+};
+
 struct LaidOutPage {
     int32_t section = 0;
     double width = 0; ///< twips
@@ -68,6 +80,8 @@ struct LaidOutPage {
     /// The text of floating text boxes anchored on the page, where the
     /// boxes stand; Word's line statistic leaves it out, so none is counted.
     std::vector<LaidOutLine> boxLines;
+    /// Chart text of the objects on the page, where Word prints it.
+    std::vector<DrawnText> drawnText;
 };
 
 /// Values a document leaves unset; a document's own formats win.
