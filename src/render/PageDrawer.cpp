@@ -662,6 +662,35 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
     }
 }
 
+void PageDrawer::drawTexts(cairo_t* cr, const std::vector<DrawnText>& texts)
+{
+    // Text that is no story's (charts' labels): a character at a time in
+    // its format's face, at the advances the layout measured it with.
+    for (const DrawnText& t : texts) {
+        if (t.charFormat >= m_document.charFormats.size())
+            continue;
+        const MeasuredFont& f = m_measurer.font(t.charFormat);
+        if (!f.face)
+            continue;
+        setColour(cr, m_document.charFormats[t.charFormat].color);
+        GlyphBatch batch(cr);
+        const double em = f.scale * f.face->metrics().unitsPerEm;
+        double x = t.x;
+        for (const char16_t c : t.text) {
+            const DrawFace* face = drawFaceFor(*f.face);
+            unsigned glyph = face ? face->glyph(c) : 0;
+            if (glyph == 0)
+                if (const Face* fallback = FontCache::instance().fallbackFor(c)) {
+                    face = drawFaceFor(*fallback);
+                    glyph = face ? face->glyph(c) : 0;
+                }
+            if (face && glyph != 0)
+                batch.add(face, em * f.hScale, em, glyph, x, t.baseline);
+            x += m_measurer.width(c, t.charFormat);
+        }
+    }
+}
+
 void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
 {
     m_pageNumber = pageNumber;
@@ -757,6 +786,7 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
             cairo_stroke(cr);
         }
     }
+    drawTexts(cr, page.drawnText);
     cairo_restore(cr);
 }
 

@@ -393,8 +393,9 @@ AxisScale autoScale(double low, double high, double length, double minSpacing, c
         max = *axis.max;
     if (!(max > min))
         max = min + 1;
-    const double top = axis.max ? max : max + headroom * (max - min);
-    const double bottom = axis.min || min == 0 ? min : min - headroom * (max - min);
+    // The headroom lies beyond the values only: an axis ending at 0 ends there.
+    const double top = axis.max || max <= 0 ? max : max + headroom * (max - min);
+    const double bottom = axis.min || min >= 0 ? min : min - headroom * (max - min);
     AxisScale s;
     auto fits = [&](double unit) {
         const double lo = axis.min ? min : std::floor(bottom / unit + 1e-9) * unit;
@@ -457,11 +458,19 @@ std::u16string formatChartNumber(double v, std::string_view format)
         }
         return out;
     };
-    // Dates and times are shown as the General number they are stored as.
-    for (char c : literal(code))
-        if (std::string_view("ymdhs").find(static_cast<char>(std::tolower(static_cast<unsigned char>(c)))) !=
-            std::string_view::npos)
+    // Dates and times are shown as the General number they are stored as:
+    // a format letter outside quotes, escapes and brackets makes one.
+    for (size_t i = 0; i < code.size(); ++i) {
+        const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(code[i])));
+        if (c == '"' || c == '[') {
+            const size_t end = code.find(c == '"' ? '"' : ']', i + 1);
+            i = end == std::string_view::npos ? code.size() : end;
+        } else if (c == '\\' || c == '_' || c == '*') {
+            ++i;
+        } else if (std::string_view("ymdhs").find(c) != std::string_view::npos) {
             return general(v);
+        }
+    }
     const std::string_view number = code.substr(first, last - first + 1);
     const bool percent = code.find('%') != std::string_view::npos;
     const size_t point = number.find('.');

@@ -1,0 +1,336 @@
+// Chart text: the automatic value scale, number formats, and where titles, labels and legends stand in a chart's frame.
+#include "TestDocuments.h"
+#include "engine/layout/ChartLayout.h"
+#include "engine/layout/TextMeasurer.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+
+using namespace qm::engine;
+using namespace qm::engine::layout;
+using namespace qm::engine::layout::testing;
+
+namespace {
+
+constexpr double Pt = 20;
+
+ChartSeries series(std::u16string name, std::vector<double> values, std::vector<std::u16string> cats = {})
+{
+    ChartSeries s;
+    s.name = std::move(name);
+    s.values = std::move(values);
+    s.categories = std::move(cats);
+    return s;
+}
+
+/// A document whose format 1 is Courier New 10 pt (every character Mono
+/// twips wide), the format of all the chart's text.
+struct ChartFixture {
+    std::unique_ptr<Document> doc = makeDocument({Para{u"x"}});
+    std::vector<Diagnostic> diagnostics;
+    LayoutOptions options;
+    std::unique_ptr<TextMeasurer> measurer;
+    uint32_t mono = 0;
+
+    ChartFixture()
+    {
+        mono = static_cast<uint32_t>(doc->charFormats.size());
+        doc->charFormats.push_back(qm::engine::layout::testing::mono());
+        measurer = std::make_unique<TextMeasurer>(*doc, options, diagnostics);
+    }
+    Chart chart(ChartKind kind) const
+    {
+        Chart c;
+        c.kind = kind;
+        c.titleFormat = c.legendFormat = c.labelFormat = c.valueAxis.charFormat = c.categoryAxis.charFormat = mono;
+        c.valueAxis.present = c.categoryAxis.present = true;
+        return c;
+    }
+    std::vector<DrawnText> place(const Chart& c, const ChartFrame& frame)
+    {
+        std::vector<DrawnText> out;
+        layoutChart(*doc, c, frame, *measurer, out);
+        return out;
+    }
+    double lineHeight() { return measurer->singleLineHeight(mono); }
+};
+
+const DrawnText* find(const std::vector<DrawnText>& texts, std::u16string_view text)
+{
+    for (const DrawnText& t : texts)
+        if (t.text == text)
+            return &t;
+    return nullptr;
+}
+
+double width(std::u16string_view text) { return static_cast<double>(text.size()) * Mono; }
+
+} // namespace
+
+TEST(ChartLayout, AutomaticScalesAreWordsAxes)
+{
+    // Values, axis length and the room a label needs, in points, and the
+    // axis Word's PDFs print for them.
+    struct Case {
+        const char* name;
+        double low, high, length, spacing;
+        double min, max, unit;
+        std::optional<double> fixedMin = {}, fixedMax = {}, fixedUnit = {};
+    };
+    const Case cases[] = {
+        // 22.1 + 5% of 22.1 = 23.2: steps of 2 would be 12, too many.
+        {"columns up to 22.1", 2.3, 22.1, 180.45, 11.72, 0, 25, 5},
+        {"columns 340 to 610: from 0", 340, 610, 144.45, 11.72, 0, 700, 100},
+        // 9.65 + 0.48 passes 10: the axis goes on to 12.
+        {"headroom crosses a step", 1.5, 9.65, 126.2, 11.72, 0, 12, 2},
+        {"ten steps are not too many", 40, 95, 180.45, 11.72, 0, 100, 10},
+        // Steps of 1 would stand 7.6 pt apart on a radar's 75.6 pt radius.
+        {"a short axis takes longer steps", 5, 9, 75.56, 11.72, 0, 10, 2},
+        {"negative values", -12, 30, 180, 11.72, -15, 35, 5},
+        {"all below zero", -22.1, -2.3, 180, 11.72, -25, 0, 5},
+        {"a fixed maximum and step", 2.3, 22.1, 180, 11.72, 0, 50, 10, {}, 50.0, 10.0},
+        // From 10: 22.1 + 5% of 12.1 = 22.7, in seven steps of 2.
+        {"a fixed minimum", 2.3, 22.1, 180, 11.72, 10, 24, 2, 10.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ChartAxis axis;
+        axis.min = c.fixedMin;
+        axis.max = c.fixedMax;
+        axis.majorUnit = c.fixedUnit;
+        const AxisScale s = autoScale(c.low, c.high, c.length * Pt, c.spacing * Pt, axis);
+        EXPECT_NEAR(s.min, c.min, 1e-9);
+        EXPECT_NEAR(s.max, c.max, 1e-9);
+        EXPECT_NEAR(s.unit, c.unit, 1e-9);
+        EXPECT_EQ(s.steps(), static_cast<int>(std::lround((c.max - c.min) / c.unit)));
+    }
+}
+
+TEST(ChartLayout, NumbersShowAsTheirFormatSays)
+{
+    struct Case {
+        double value;
+        const char* format;
+        const char16_t* expected;
+    };
+    const Case cases[] = {
+        {1000, "General", u"1000"},
+        {0.1 + 0.2, "General", u"0.3"}, // a step's sum shows as the step
+        {-2.5, "", u"-2.5"},
+        {1234.56, "#,##0.0", u"1,234.6"},
+        {1234567, "#,##0", u"1,234,567"},
+        {0.25, "0%", u"25%"},
+        {0.125, "0.0%", u"12.5%"},
+        {-3.2, "0.00", u"-3.20"},
+        {-0.001, "0.0", u"0.0"}, // no minus before a zero
+        {5, "\"$\"#,##0", u"$5"},
+        {1500, "[$\u20AC-407]#,##0", u"\u20AC1,500"},
+        {12, "0\" pcs\"", u"12 pcs"},
+        {45000, "d/m/yyyy", u"45000"}, // dates: the number they are stored as
+        {7, "0;(0)", u"7"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.format);
+        EXPECT_EQ(formatChartNumber(c.value, c.format), c.expected);
+    }
+}
+
+TEST(ChartLayout, ColumnChartTextStandsWhereWordPrintsIt)
+{
+    // Word's PDF of a 360 x 216 pt column chart at (72, 140.5) pt: value
+    // labels right-aligned 6.5 pt plus the widest label in from the frame,
+    // the top one centred 11 pt below the frame's top, category labels
+    // 6.43 pt above its bottom, the legend's text 10 pt in from its right
+    // edge, entries 1.5 lines apart around the frame's middle.
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Bar);
+    c.legend = LegendPosition::Right;
+    const std::vector<std::u16string> cats{u"Q1", u"Q2", u"Q3", u"Q4"};
+    c.series = {series(u"Revenue", {12.5, 18.3, 15.7, 22.1}, cats), series(u"Expenses", {10.2, 14.8, 13.1, 16.5}, cats),
+                series(u"Profit", {2.3, 3.5, 2.6, 5.6}, cats)};
+    const ChartFrame frame{72 * Pt, 140.5 * Pt, 360 * Pt, 216 * Pt};
+    const std::vector<DrawnText> texts = f.place(c, frame);
+    const double lh = f.lineHeight();
+    ASSERT_EQ(texts.size(), 6u + 4u + 3u);
+
+    const double labelsRight = 78.5 * Pt + width(u"25");
+    const double plotTop = 151.5 * Pt;
+    const double plotBottom = 356.5 * Pt - 6.43 * Pt - lh - 6.45 * Pt;
+    for (int v = 0; v <= 25; v += 5) {
+        const std::u16string label = qm::engine::utf8ToUtf16(std::to_string(v));
+        const DrawnText* t = find(texts, label);
+        ASSERT_TRUE(t) << v;
+        EXPECT_NEAR(t->x + width(label), labelsRight, 0.01);
+        const double y = plotBottom - (plotBottom - plotTop) * v / 25;
+        EXPECT_NEAR(t->top + lh / 2, y, 0.01) << v;
+        EXPECT_NEAR(t->bottom - t->top, lh, 0.01);
+    }
+    const double legendLeft = 422 * Pt - width(u"Expenses");
+    const double plotLeft = labelsRight + 9.04 * Pt;
+    const double plotRight = legendLeft - 7.7 * Pt - 15.75 * Pt;
+    for (size_t i = 0; i < cats.size(); ++i) {
+        const DrawnText* t = find(texts, cats[i]);
+        ASSERT_TRUE(t);
+        EXPECT_NEAR(t->top + lh, 356.5 * Pt - 6.43 * Pt, 0.01);
+        EXPECT_NEAR(t->x + width(cats[i]) / 2, plotLeft + (plotRight - plotLeft) * (i + 0.5) / 4, 0.01);
+    }
+    const double middle = 248.5 * Pt - 0.35 * Pt;
+    const char16_t* entries[] = {u"Revenue", u"Expenses", u"Profit"};
+    for (int i = 0; i < 3; ++i) {
+        const DrawnText* t = find(texts, entries[i]);
+        ASSERT_TRUE(t);
+        EXPECT_NEAR(t->x, legendLeft, 0.01);
+        EXPECT_NEAR(t->top, middle - 2 * lh + i * 1.5 * lh, 0.01);
+    }
+}
+
+TEST(ChartLayout, HorizontalBarsStandTheirCategoriesUpTheLeft)
+{
+    // Word prints the first category at the bottom, the series in the
+    // legend last first, and keeps the last value label's overhang 11 pt
+    // inside the frame; a deleted axis prints nothing, a title stands
+    // centred at the top.
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Bar);
+    c.horizontal = true;
+    c.legend = LegendPosition::Bottom;
+    c.title = u"Teams";
+    const std::vector<std::u16string> cats{u"Engineering", u"Sales", u"Admin"};
+    c.series = {series(u"2024", {45, 30, 12}, cats), series(u"2025", {52, 33, 14}, cats)};
+    const ChartFrame frame{72 * Pt, 418 * Pt, 432 * Pt, 216 * Pt};
+    const double lh = f.lineHeight();
+    std::vector<DrawnText> texts = f.place(c, frame);
+
+    const DrawnText* title = find(texts, u"Teams");
+    ASSERT_TRUE(title);
+    EXPECT_NEAR(title->x + width(u"Teams") / 2, 288 * Pt, 0.01);
+    EXPECT_NEAR(title->top, 423.5 * Pt, 0.01);
+    const DrawnText *eng = find(texts, u"Engineering"), *sales = find(texts, u"Sales"), *admin = find(texts, u"Admin");
+    ASSERT_TRUE(eng && sales && admin);
+    EXPECT_GT(eng->top, sales->top);
+    EXPECT_GT(sales->top, admin->top);
+    EXPECT_NEAR(eng->x, 78.5 * Pt, 0.01);                           // the widest, 6.5 pt in
+    EXPECT_NEAR(admin->x + width(u"Admin"), 78.5 * Pt + width(u"Engineering"), 0.01); // right-aligned
+    const DrawnText *y24 = find(texts, u"2024"), *y25 = find(texts, u"2025");
+    ASSERT_TRUE(y24 && y25);
+    EXPECT_LT(y25->x, y24->x);
+    EXPECT_NEAR(y24->top + lh, 634 * Pt - 9.27 * Pt, 0.01);
+    // 52 + 5%: 0 to 60 in steps of 10, along the bottom, 9 pt above the legend.
+    const DrawnText* sixty = find(texts, u"60");
+    ASSERT_TRUE(sixty);
+    EXPECT_NEAR(sixty->x + width(u"60"), 493 * Pt, 0.01);
+    EXPECT_NEAR(sixty->top + lh, y24->top - 9 * Pt, 0.01);
+    EXPECT_TRUE(find(texts, u"0"));
+    EXPECT_FALSE(find(texts, u"70"));
+
+    c.valueAxis.deleted = true;
+    c.categoryAxis.deleted = true;
+    texts = f.place(c, frame);
+    EXPECT_EQ(texts.size(), 3u); // the title and the legend
+}
+
+TEST(ChartLayout, PiesShowTheirCategoriesInTheLegendAndPercentagesInTheSlices)
+{
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Pie);
+    c.legend = LegendPosition::Right;
+    c.series = {series(u"Share", {60, 30, 10}, {u"Chrome", u"Safari", u"Other"})};
+    c.series.front().labels.percent = true;
+    const ChartFrame frame{72 * Pt, 418 * Pt, 360 * Pt, 216 * Pt};
+    const std::vector<DrawnText> texts = f.place(c, frame);
+    ASSERT_EQ(texts.size(), 6u);
+    for (const char16_t* entry : {u"Chrome", u"Safari", u"Other"})
+        EXPECT_TRUE(find(texts, entry)) << qm::engine::utf16ToUtf8(entry);
+    // The pie fills the height 11 pt in from the frame, centred beside the
+    // legend: from 83 pt to the legend's keys 15.75 pt left of them.
+    const double cx = (83 * Pt + 422 * Pt - width(u"Chrome") - 7.7 * Pt - 15.75 * Pt) / 2;
+    const double cy = 526 * Pt;
+    const DrawnText *p60 = find(texts, u"60%"), *p30 = find(texts, u"30%"), *p10 = find(texts, u"10%");
+    ASSERT_TRUE(p60 && p30 && p10);
+    // The first slice runs clockwise from 12 o'clock to 7 o'clock (216°):
+    // its middle at 108°, right of the centre and a little below it.
+    const double lh = f.lineHeight();
+    auto centre = [&](const DrawnText* t) {
+        return std::pair{t->x + width(t->text) / 2 - cx, t->top + lh / 2 - cy};
+    };
+    EXPECT_GT(centre(p60).first, 0);
+    EXPECT_GT(centre(p60).second, 0);
+    EXPECT_LT(centre(p30).first, 0); // 216° to 324°: left of the centre
+    EXPECT_LT(centre(p10).second, 0); // 324° to 360°: above it
+}
+
+TEST(ChartLayout, RadarLabelsStandAroundTheWeb)
+{
+    // Word's PDF of a five-spoke radar: the first spoke's label above the
+    // web, the others beside their spokes on the side away from the
+    // centre, the scale up the first spoke right-aligned 11 pt left of it.
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Radar);
+    c.legend = LegendPosition::Bottom;
+    const std::vector<std::u16string> cats{u"Speed", u"Reliability", u"Comfort", u"Safety", u"Price"};
+    c.series = {series(u"A", {8, 7, 9, 6, 5}, cats)};
+    const ChartFrame frame{72 * Pt, 72 * Pt, 360 * Pt, 216 * Pt};
+    const std::vector<DrawnText> texts = f.place(c, frame);
+    const DrawnText *speed = find(texts, u"Speed"), *rel = find(texts, u"Reliability"), *price = find(texts, u"Price"),
+                    *ten = find(texts, u"10"), *zero = find(texts, u"0");
+    ASSERT_TRUE(speed && rel && price && ten && zero);
+    const double cx = 252 * Pt;
+    EXPECT_NEAR(speed->x + width(u"Speed") / 2, cx, 0.01);
+    EXPECT_LT(speed->bottom, ten->bottom); // above the web's top, where "10" stands
+    EXPECT_GT(rel->x, cx);
+    EXPECT_LT(price->x + width(u"Price"), cx);
+    EXPECT_NEAR(ten->x + width(u"10"), cx - 11 * Pt, 0.01);
+    EXPECT_NEAR(zero->x + width(u"0"), cx - 11 * Pt, 0.01);
+    EXPECT_GT(zero->top, ten->top);
+}
+
+TEST(ChartLayout, ChartTextIsDrawnButNeverCounted)
+{
+    // A paragraph holding an inline chart lays out as it did without the
+    // chart's content; its text stands inside the frame, whose bottom is
+    // the line's baseline.
+    auto build = [](bool withChart) {
+        DocumentBuilder b("docx");
+        const uint32_t text = b.charFormat(mono());
+        const uint32_t para = b.paraFormat({});
+        addPara(b, u"before", text, para);
+        InlineObject o;
+        o.kind = ObjectKind::Chart;
+        o.width = 7200;
+        o.height = 4320;
+        CharFormat objectFormat = mono();
+        objectFormat.objectIndex = b.addObject(o);
+        b.appendChar(Ch::Object, b.charFormat(objectFormat));
+        b.endParagraph(para, text);
+        addPara(b, u"after", text, para);
+        std::unique_ptr<Document> doc = b.finish({}, HeaderFooterRefs{});
+        if (withChart) {
+            Chart c;
+            c.series = {series(u"A", {1, 2}, {u"x", u"y"})};
+            c.legend = LegendPosition::Right;
+            c.valueAxis.present = c.categoryAxis.present = true;
+            doc->charts.push_back(c);
+            doc->objects.front().chart = 0;
+        }
+        return doc;
+    };
+    const std::unique_ptr<Document> plain = build(false), charted = build(true);
+    const LayoutResult a = layoutDocument(*plain), b = layoutDocument(*charted);
+    EXPECT_EQ(a.lineCount(), b.lineCount());
+    ASSERT_EQ(a.pages.size(), b.pages.size());
+    ASSERT_EQ(a.pages.front().lines.size(), b.pages.front().lines.size());
+    EXPECT_TRUE(a.pages.front().drawnText.empty());
+    const std::vector<DrawnText>& drawn = b.pages.front().drawnText;
+    // 2 + 5% in steps of 0.2 would be 11: 0 to 2.5 by 0.5, two categories, one legend entry.
+    ASSERT_EQ(drawn.size(), 6u + 2u + 1u);
+    const LaidOutLine& line = b.pages.front().lines[1];
+    EXPECT_EQ(line.y, a.pages.front().lines[1].y);
+    const double baseline = line.y + line.ascent;
+    for (const DrawnText& t : drawn) {
+        SCOPED_TRACE(qm::engine::utf16ToUtf8(t.text));
+        EXPECT_GE(t.x, line.x);
+        EXPECT_LE(t.x, line.x + 7200);
+        EXPECT_GE(t.top, baseline - 4320 - 6 * Pt); // labels centred on the top gridline overhang it a little
+        EXPECT_LE(t.bottom, baseline);
+    }
+}
