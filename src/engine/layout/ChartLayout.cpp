@@ -573,11 +573,45 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
                 p.addCentred(labels[k], vfmt, vAxis.reversed ? plotRight - t * plotWidth : plotLeft + t * plotWidth,
                              plotBottom + CategoryLabelGap);
             }
-        if (showCats && !cats.empty()) {
-            const double band = plotHeight / static_cast<double>(cats.size());
-            for (size_t i = 0; i < cats.size(); ++i) {
-                const double centre = cAxis.reversed ? plotTop + (i + 0.5) * band : plotBottom - (i + 0.5) * band;
-                p.addRight(cats[i], cfmt, plotLeft - ValueLabelGap, centre - clh / 2);
+        const double band = plotHeight / static_cast<double>(std::max<size_t>(1, cats.size()));
+        auto bandCentre = [&](double i) { return cAxis.reversed ? plotTop + (i + 0.5) * band : plotBottom - (i + 0.5) * band; };
+        if (showCats)
+            for (size_t i = 0; i < cats.size(); ++i)
+                p.addRight(cats[i], cfmt, plotLeft - ValueLabelGap, bandCentre(static_cast<double>(i)) - clh / 2);
+        // Data labels: beyond a bar's end, or in a stacked segment's middle.
+        auto valueX = [&](double v) {
+            const double t = (v - scale.min) / (scale.max - scale.min);
+            return vAxis.reversed ? plotRight - t * plotWidth : plotLeft + t * plotWidth;
+        };
+        const uint32_t lfmt = chart.labelFormat;
+        const double llh = p.height(lfmt);
+        const size_t count = chart.series.size();
+        std::vector<double> pos(cats.size(), 0), neg(cats.size(), 0);
+        for (size_t si = 0; si < count; ++si) {
+            const ChartSeries& s = chart.series[si];
+            for (size_t i = 0; i < s.values.size() && i < cats.size(); ++i) {
+                const double v = s.values[i];
+                if (std::isnan(v))
+                    continue;
+                double base = 0, end = v;
+                if (chart.stacked) {
+                    double& acc = v >= 0 ? pos[i] : neg[i];
+                    base = acc;
+                    end = acc += v;
+                }
+                if (!s.labels.any())
+                    continue;
+                const std::u16string text = dataLabel(chart, s, i, cats);
+                double y = bandCentre(static_cast<double>(i));
+                if (chart.stacked) {
+                    p.addCentred(text, lfmt, (valueX(base) + valueX(end)) / 2, y - llh / 2);
+                    continue;
+                }
+                // Bars of a cluster stand bottom up in series order.
+                const double bar = band / (static_cast<double>(count) + chart.gapWidth / 100.0);
+                y += ((count - 1) / 2.0 - static_cast<double>(si)) * bar * (cAxis.reversed ? -1 : 1);
+                const double w = p.width(text, lfmt);
+                p.add(text, lfmt, v >= 0 ? valueX(end) + 2 * Pt : valueX(end) - 2 * Pt - w, y - llh / 2);
             }
         }
         return;
