@@ -728,12 +728,22 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
 
 namespace qm::engine::layout {
 
-void placeChartText(const Document& document, const LayoutOptions& options, LayoutResult& result)
+void placeChartText(const Document& document, const LayoutOptions& options, LayoutResult& result,
+                    const std::vector<FloatingChart>& floating)
 {
     if (document.charts.empty())
         return;
     std::vector<Diagnostic> unused;
     TextMeasurer measurer(document, options, unused);
+    for (const FloatingChart& f : floating) {
+        if (f.page >= result.pages.size() || f.chart < 0 || static_cast<size_t>(f.chart) >= document.charts.size())
+            continue;
+        std::vector<DrawnText>& texts = result.pages[f.page].drawnText;
+        const size_t first = texts.size();
+        layoutChart(document, document.charts[static_cast<size_t>(f.chart)], f.frame, measurer, texts);
+        for (size_t i = first; i < texts.size(); ++i)
+            texts[i].column = f.column;
+    }
     for (LaidOutPage& page : result.pages) {
         for (const auto* lines : {&page.lines, &page.headerLines, &page.footerLines, &page.boxLines})
             for (const LaidOutLine& line : *lines) {

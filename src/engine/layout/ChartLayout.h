@@ -42,10 +42,19 @@ std::u16string formatChartNumber(double v, std::string_view format);
 void layoutChart(const Document& document, const Chart& chart, const ChartFrame& frame, TextMeasurer& measurer,
                  std::vector<DrawnText>& out);
 
+/// A floating chart where the layout placed it: its page, frame and column.
+struct FloatingChart {
+    size_t page = 0;
+    ChartFrame frame;
+    int32_t chart = -1;
+    int16_t column = 0;
+};
+
 /// Places the text of every chart standing in a line (an inline chart: its
-/// frame's bottom on the line's baseline) on the pages of `result`. Fonts
-/// are measured apart from the layout's own measurer, so that nothing the
-/// layout reports changes.
-void placeChartText(const Document& document, const LayoutOptions& options, LayoutResult& result);
+/// frame's bottom on the line's baseline) and of the floating charts given
+/// on the pages of `result`. Fonts are measured apart from the layout's own
+/// measurer, so that nothing the layout reports changes.
+void placeChartText(const Document& document, const LayoutOptions& options, LayoutResult& result,
+                    const std::vector<FloatingChart>& floating = {});
 
 } // namespace qm::engine::layout

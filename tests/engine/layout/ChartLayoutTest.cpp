@@ -334,3 +334,48 @@ TEST(ChartLayout, ChartTextIsDrawnButNeverCounted)
         EXPECT_LE(t.bottom, baseline);
     }
 }
+
+TEST(ChartLayout, AFloatingChartPrintsInItsPlacedFrame)
+{
+    // A chart floating 2 in from the page's left edge and 3 in from its top,
+    // over the text (no wrapping): its text stands inside that frame and
+    // the paragraph's lines stay where they were.
+    DocumentBuilder b("docx");
+    const uint32_t text = b.charFormat(mono());
+    const uint32_t para = b.paraFormat({});
+    InlineObject o;
+    o.kind = ObjectKind::Chart;
+    o.floating = true;
+    o.width = 7200;
+    o.height = 4320;
+    o.horizontal = {AnchorFrom::Page, AnchorAxis::Align::Offset, 2880};
+    o.vertical = {AnchorFrom::Page, AnchorAxis::Align::Offset, 4320};
+    CharFormat objectFormat = mono();
+    objectFormat.objectIndex = b.addObject(o);
+    b.appendChar(Ch::Anchor, b.charFormat(objectFormat));
+    b.appendText(u"anchor", text);
+    b.endParagraph(para, text);
+    std::unique_ptr<Document> doc = b.finish({}, HeaderFooterRefs{});
+    const LayoutResult before = layoutDocument(*doc);
+    Chart c;
+    c.kind = ChartKind::Line;
+    c.series = {series(u"A", {10, 20, 30}, {u"a", u"b", u"c"})};
+    c.legend = LegendPosition::Bottom;
+    c.valueAxis.present = c.categoryAxis.present = true;
+    doc->charts.push_back(c);
+    doc->objects.front().chart = 0;
+    const LayoutResult after = layoutDocument(*doc);
+    ASSERT_EQ(after.pages.size(), 1u);
+    ASSERT_EQ(after.pages.front().lines.size(), before.pages.front().lines.size());
+    EXPECT_EQ(after.pages.front().lines.front().y, before.pages.front().lines.front().y);
+    const std::vector<DrawnText>& drawn = after.pages.front().drawnText;
+    // 30 + 5%: 0 to 35 by 5 (steps of 2 would be 16), three categories, one legend entry.
+    ASSERT_EQ(drawn.size(), 8u + 3u + 1u);
+    for (const DrawnText& t : drawn) {
+        SCOPED_TRACE(qm::engine::utf16ToUtf8(t.text));
+        EXPECT_GE(t.x, 2880);
+        EXPECT_LE(t.x, 2880 + 7200);
+        EXPECT_GE(t.top, 4320);
+        EXPECT_LE(t.bottom, 4320 + 4320);
+    }
+}
