@@ -2,6 +2,7 @@
 #include "render/PageDrawer.h"
 
 #include "engine/access/ScriptRules.h"
+#include "render/ChartDrawer.h"
 #include "render/FontFaces.h"
 
 #include <algorithm>
@@ -786,6 +787,8 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
             cairo_stroke(cr);
         }
     }
+    for (const ChartPlot& plot : page.chartPlots)
+        drawChartPlot(cr, m_document, plot);
     drawTexts(cr, page.drawnText);
     cairo_restore(cr);
 }

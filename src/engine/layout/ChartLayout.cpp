@@ -196,20 +196,25 @@ struct Legend {
 };
 
 /// Places the legend and returns the room it takes.
-Legend placeLegend(Placer& p, const Chart& chart, const ChartFrame& f, double top)
+Legend placeLegend(Placer& p, const Chart& chart, const ChartFrame& f, double top, ChartPlot& plot)
 {
     Legend room;
     if (chart.legend == LegendPosition::None)
         return room;
     std::vector<std::u16string> entries;
+    std::vector<int32_t> order;
     if (isPie(chart.kind)) {
         entries = categoriesOf(chart);
     } else {
         for (const ChartSeries& s : chart.series)
             entries.push_back(s.name.empty() ? u"Series" + general(static_cast<double>(entries.size() + 1)) : s.name);
-        // Horizontal bars list their series bottom up, as the bars stand.
-        if (chart.horizontal && chart.kind == ChartKind::Bar)
-            std::reverse(entries.begin(), entries.end());
+    }
+    for (size_t i = 0; i < entries.size(); ++i)
+        order.push_back(static_cast<int32_t>(i));
+    // Horizontal bars list their series bottom up, as the bars stand.
+    if (!isPie(chart.kind) && chart.horizontal && chart.kind == ChartKind::Bar) {
+        std::reverse(entries.begin(), entries.end());
+        std::reverse(order.begin(), order.end());
     }
     if (entries.empty())
         return room;
@@ -230,8 +235,9 @@ Legend placeLegend(Placer& p, const Chart& chart, const ChartFrame& f, double to
             textLeft = f.left + LegendTextInset + key;
             room.left = textLeft + w + LegendPlotGap - f.left;
         }
-        for (const auto& e : entries) {
-            p.add(e, fmt, textLeft, y);
+        for (size_t i = 0; i < entries.size(); ++i) {
+            p.add(entries[i], fmt, textLeft, y);
+            plot.keys.push_back({textLeft, y + lh / 2, order[i]});
             y += pitch;
         }
         return room;
@@ -264,6 +270,7 @@ Legend placeLegend(Placer& p, const Chart& chart, const ChartFrame& f, double to
         double x = f.left + f.width / 2 - total / 2 + 1.9 * Pt;
         for (size_t i : row) {
             p.add(entries[i], fmt, x + key, y);
+            plot.keys.push_back({x + key, y + lh / 2, order[i]});
             x += key + p.width(entries[i], fmt) + LegendEntryGap;
         }
         y += pitch;
@@ -301,7 +308,7 @@ std::u16string dataLabel(const Chart& chart, const ChartSeries& s, size_t i, con
     return text;
 }
 
-void layoutPie(Placer& p, const Chart& chart, const ChartFrame& f, double top, const Legend& legend)
+void layoutPie(Placer& p, const Chart& chart, const ChartFrame& f, double top, const Legend& legend, ChartPlot& plot)
 {
     // The pie fills the height left, centred in the room beside the legend.
     const double left = f.left + PlotInset + legend.left;
@@ -309,6 +316,7 @@ void layoutPie(Placer& p, const Chart& chart, const ChartFrame& f, double top, c
     const double bottom = f.top + f.height - std::max(PlotInset, legend.bottom);
     const double radius = std::max(0.0, std::min(right - left, bottom - top) / 2);
     const double cx = (left + right) / 2, cy = (top + bottom) / 2;
+    plot.cx = cx, plot.cy = cy, plot.radius = radius;
     const ChartSeries& s = chart.series.front();
     if (!s.labels.any())
         return;
@@ -328,7 +336,7 @@ void layoutPie(Placer& p, const Chart& chart, const ChartFrame& f, double top, c
     }
 }
 
-void layoutRadar(Placer& p, const Chart& chart, const ChartFrame& f, double top, const Legend& legend)
+void layoutRadar(Placer& p, const Chart& chart, const ChartFrame& f, double top, const Legend& legend, ChartPlot& plot)
 {
     // The web takes 43% of the height left as its radius, its centre a
     // little above the middle, so that the labels around it fit.
@@ -341,9 +349,11 @@ void layoutRadar(Placer& p, const Chart& chart, const ChartFrame& f, double top,
     const std::vector<std::u16string> cats = categoriesOf(chart);
     const uint32_t vfmt = chart.valueAxis.charFormat;
     const double vlh = p.height(vfmt);
+    const auto [lo, hi] = valueRange(chart);
+    const AxisScale scale = autoScale(lo, hi, radius, vlh, chart.valueAxis);
+    plot.cx = cx, plot.cy = cy, plot.radius = radius;
+    plot.valueMin = scale.min, plot.valueMax = scale.max, plot.valueUnit = scale.unit;
     if (!chart.valueAxis.deleted) {
-        const auto [lo, hi] = valueRange(chart);
-        const AxisScale scale = autoScale(lo, hi, radius, vlh, chart.valueAxis);
         const std::vector<std::u16string> labels = scaleLabels(scale, valueFormatOf(chart, chart.valueAxis));
         for (size_t k = 0; k < labels.size(); ++k)
             p.addRight(labels[k], vfmt, cx - PlotInset, cy - radius * k / scale.steps() - vlh / 2);
@@ -497,11 +507,13 @@ std::u16string formatChartNumber(double v, std::string_view format)
 }
 
 void layoutChart(const Document& document, const Chart& chart, const ChartFrame& f, TextMeasurer& measurer,
-                 std::vector<DrawnText>& out)
+                 std::vector<DrawnText>& out, ChartPlot* plotOut)
 {
     (void)document;
     if (chart.series.empty() || f.width <= 0 || f.height <= 0)
         return;
+    ChartPlot ignored;
+    ChartPlot& plot = plotOut ? *plotOut : ignored;
     Placer p(measurer, out, 0);
     const double right = f.left + f.width, bottom = f.top + f.height;
 
@@ -520,15 +532,15 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
         }
         top = y + TitlePlotGap - PlotInset;
     }
-    const Legend legend = placeLegend(p, chart, f, top);
+    const Legend legend = placeLegend(p, chart, f, top, plot);
     const double plotTop = top + PlotInset + legend.top;
 
     if (isPie(chart.kind)) {
-        layoutPie(p, chart, f, plotTop, legend);
+        layoutPie(p, chart, f, plotTop, legend, plot);
         return;
     }
     if (chart.kind == ChartKind::Radar) {
-        layoutRadar(p, chart, f, plotTop, legend);
+        layoutRadar(p, chart, f, plotTop, legend, plot);
         return;
     }
 
@@ -567,6 +579,8 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
                 plotRight = regionRight - p.width(labels.back(), vfmt) / 2;
         }
         const double plotWidth = std::max(1.0, plotRight - plotLeft);
+        plot.left = plotLeft, plot.right = plotRight, plot.top = plotTop, plot.bottom = plotBottom;
+        plot.valueMin = scale.min, plot.valueMax = scale.max, plot.valueUnit = scale.unit;
         if (showValues)
             for (size_t k = 0; k < labels.size(); ++k) {
                 const double t = static_cast<double>(k) / scale.steps();
@@ -644,6 +658,9 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
                 plotRight = regionRight - p.width(xl.back(), cfmt) / 2;
         }
         const double w = std::max(1.0, plotRight - plotLeft);
+        plot.left = plotLeft, plot.right = plotRight, plot.top = plotTop, plot.bottom = plotBottom;
+        plot.valueMin = scale.min, plot.valueMax = scale.max, plot.valueUnit = scale.unit;
+        plot.xMin = xs.min, plot.xMax = xs.max;
         if (showCats)
             for (size_t k = 0; k < xl.size(); ++k) {
                 const double t = static_cast<double>(k) / xs.steps();
@@ -668,6 +685,8 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
         plotRight = regionRight - p.width(cats.back(), cfmt) / 2;
     }
     const double plotWidth = std::max(1.0, plotRight - plotLeft);
+    plot.left = plotLeft, plot.right = plotRight, plot.top = plotTop, plot.bottom = plotBottom;
+    plot.valueMin = scale.min, plot.valueMax = scale.max, plot.valueUnit = scale.unit;
     const double pitch = chart.pointsOnTicks ? plotWidth / static_cast<double>(std::max<size_t>(1, n - 1))
                                              : plotWidth / static_cast<double>(n);
     auto categoryX = [&](double i) {
@@ -740,7 +759,10 @@ void placeChartText(const Document& document, const LayoutOptions& options, Layo
             continue;
         std::vector<DrawnText>& texts = result.pages[f.page].drawnText;
         const size_t first = texts.size();
-        layoutChart(document, document.charts[static_cast<size_t>(f.chart)], f.frame, measurer, texts);
+        ChartPlot plot;
+        plot.chart = f.chart;
+        layoutChart(document, document.charts[static_cast<size_t>(f.chart)], f.frame, measurer, texts, &plot);
+        result.pages[f.page].chartPlots.push_back(plot);
         for (size_t i = first; i < texts.size(); ++i)
             texts[i].column = f.column;
     }
@@ -762,9 +784,12 @@ void placeChartText(const Document& document, const LayoutOptions& options, Layo
                         continue;
                     const double baseline = line.y + line.ascent;
                     const size_t first = page.drawnText.size();
+                    ChartPlot plot;
+                    plot.chart = o.chart;
                     layoutChart(document, document.charts[static_cast<size_t>(o.chart)],
                                 {run.x, baseline - o.height, static_cast<double>(o.width), static_cast<double>(o.height)},
-                                measurer, page.drawnText);
+                                measurer, page.drawnText, &plot);
+                    page.chartPlots.push_back(plot);
                     for (size_t i = first; i < page.drawnText.size(); ++i)
                         page.drawnText[i].column = line.column;
                 }

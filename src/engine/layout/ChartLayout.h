@@ -38,9 +38,10 @@ AxisScale autoScale(double low, double high, double length, double minSpacing, c
 std::u16string formatChartNumber(double v, std::string_view format);
 
 /// Places the text of `chart` in `frame` (title, legend, axis labels,
-/// category labels, data labels) and appends it to `out`.
+/// category labels, data labels) and appends it to `out`; `plot`, when
+/// given, gets the plot area and scales.
 void layoutChart(const Document& document, const Chart& chart, const ChartFrame& frame, TextMeasurer& measurer,
-                 std::vector<DrawnText>& out);
+                 std::vector<DrawnText>& out, ChartPlot* plot = nullptr);
 
 /// A floating chart where the layout placed it: its page, frame and column.
 struct FloatingChart {

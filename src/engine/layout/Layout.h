@@ -69,6 +69,24 @@ struct DrawnText {
     int16_t column = 0;
 };
 
+/// Where a chart's data stands on a page, for drawing its bars, lines and
+/// slices from the cached values: the plot area and the scales the labels
+/// were placed by (twips).
+struct ChartPlot {
+    int32_t chart = -1; ///< index into Document::charts
+    double left = 0, top = 0, right = 0, bottom = 0;
+    double valueMin = 0, valueMax = 1, valueUnit = 1; ///< the value axis (a scatter's y axis)
+    double xMin = 0, xMax = 1;                         ///< a scatter's or bubble chart's x axis
+    double cx = 0, cy = 0, radius = 0;                 ///< pies, doughnuts and radar webs
+    /// The legend's entries: where each entry's text starts and its middle
+    /// height, and the series (a pie's point) whose key stands before it.
+    struct LegendKey {
+        double textLeft = 0, middle = 0;
+        int32_t index = 0;
+    };
+    std::vector<LegendKey> keys;
+};
+
 struct LaidOutPage {
     int32_t section = 0;
     double width = 0; ///< twips
@@ -80,8 +98,10 @@ struct LaidOutPage {
     /// The text of floating text boxes anchored on the page, where the
     /// boxes stand; Word's line statistic leaves it out, so none is counted.
     std::vector<LaidOutLine> boxLines;
-    /// Chart text of the objects on the page, where Word prints it.
+    /// Chart text of the objects on the page, where Word prints it, and
+    /// where their data is drawn.
     std::vector<DrawnText> drawnText;
+    std::vector<ChartPlot> chartPlots;
 };
 
 /// Values a document leaves unset; a document's own formats win.

@@ -151,6 +151,7 @@ struct ChartSeries {
     std::vector<std::u16string> categories;
     std::string valueFormat; ///< the cache's number format ("General", "0.0%")
     ChartLabels labels;
+    uint32_t color = AutoColor; ///< its fill (bars, areas) or line; AutoColor: the theme's colour for its place
 };
 
 /// A value or category axis: shown or deleted, its fixed scale where the

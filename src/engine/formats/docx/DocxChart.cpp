@@ -287,6 +287,18 @@ Chart readChart(const pugi::xml_node& chartSpace, const ChartFonts& fonts,
                 s.categories = readTexts(child(ser, "cat"));
             }
             s.labels = readLabels(child(ser, "dLbls"), groupLabels);
+            // Its colour: the fill of bars and areas, the line of lines.
+            const pugi::xml_node spPr = child(ser, "spPr");
+            pugi::xml_node fill = child(spPr, "solidFill");
+            if (!fill || kind == ChartKind::Line || kind == ChartKind::Scatter || kind == ChartKind::Radar)
+                if (pugi::xml_node line = child(child(spPr, "ln"), "solidFill"))
+                    fill = line;
+            if (pugi::xml_node rgb = child(fill, "srgbClr")) {
+                const std::string_view v = value(rgb, "val");
+                uint32_t c = 0;
+                if (v.size() == 6 && std::from_chars(v.data(), v.data() + 6, c, 16).ec == std::errc())
+                    s.color = c;
+            }
             chart.series.push_back(std::move(s));
         }
     }
