@@ -20,9 +20,16 @@ void setRgb(cairo_t* cr, uint32_t c)
     cairo_set_source_rgb(cr, ((c >> 16) & 0xFF) / 255.0, ((c >> 8) & 0xFF) / 255.0, (c & 0xFF) / 255.0);
 }
 
-uint32_t seriesColor(const ChartSeries& s, size_t index)
+/// The colour of a series (or a pie's point) in its place: its own, else
+/// the theme's accent for the place, else Office's.
+uint32_t placeColor(const Chart& chart, size_t index)
 {
-    return s.color == AutoColor || (s.color & 0xFF000000u) != 0 ? chartPaletteColor(index) : s.color;
+    return chart.palette.empty() ? chartPaletteColor(index) : chart.palette[index % chart.palette.size()];
+}
+
+uint32_t seriesColor(const Chart& chart, const ChartSeries& s, size_t index)
+{
+    return s.color == AutoColor || (s.color & 0xFF000000u) != 0 ? placeColor(chart, index) : s.color;
 }
 
 bool finite(double v) { return std::isfinite(v); }
@@ -52,8 +59,8 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
         if (key.index < 0)
             continue;
         const size_t index = static_cast<size_t>(key.index);
-        setRgb(cr, pie || index >= chart.series.size() ? chartPaletteColor(index)
-                                                       : seriesColor(chart.series[index], index));
+        setRgb(cr, pie || index >= chart.series.size() ? placeColor(chart, index)
+                                                       : seriesColor(chart, chart.series[index], index));
         if (chart.kind == ChartKind::Line || chart.kind == ChartKind::Radar) {
             cairo_set_line_width(cr, 2.25 * Pt);
             cairo_move_to(cr, key.textLeft - 21.4 * Pt, key.middle);
@@ -87,7 +94,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
             else
                 cairo_line_to(cr, plot.cx, plot.cy);
             cairo_close_path(cr);
-            setRgb(cr, chartPaletteColor(i));
+            setRgb(cr, placeColor(chart, i));
             cairo_fill_preserve(cr);
             cairo_set_source_rgb(cr, 1, 1, 1);
             cairo_set_line_width(cr, 0.75 * Pt);
@@ -141,7 +148,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
                 i == 0 ? cairo_move_to(cr, x, y) : cairo_line_to(cr, x, y);
             }
             cairo_close_path(cr);
-            setRgb(cr, seriesColor(s, si));
+            setRgb(cr, seriesColor(chart, s, si));
             cairo_stroke(cr);
         }
         cairo_restore(cr);
@@ -196,7 +203,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
                 biggest = finite(b) ? std::max(biggest, std::abs(b)) : biggest;
         for (size_t si = 0; si < chart.series.size(); ++si) {
             const ChartSeries& s = chart.series[si];
-            setRgb(cr, seriesColor(s, si));
+            setRgb(cr, seriesColor(chart, s, si));
             for (size_t i = 0; i < s.values.size(); ++i) {
                 const double xv = i < s.xValues.size() ? s.xValues[i] : static_cast<double>(i + 1);
                 if (!finite(s.values[i]) || !finite(xv))
@@ -245,7 +252,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
                     total[i] += finite(s.values[i]) ? std::abs(s.values[i]) : 0;
         for (size_t si = 0; si < count; ++si) {
             const ChartSeries& s = chart.series[si];
-            setRgb(cr, seriesColor(s, si));
+            setRgb(cr, seriesColor(chart, s, si));
             for (size_t i = 0; i < s.values.size(); ++i) {
                 double v = s.values[i];
                 if (!finite(v))
@@ -285,7 +292,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
         for (size_t i = 0; i < s.values.size(); ++i)
             if (finite(s.values[i]))
                 level[i] = (chart.stacked ? below[i] : 0) + s.values[i];
-        setRgb(cr, seriesColor(s, si));
+        setRgb(cr, seriesColor(chart, s, si));
         if (chart.kind == ChartKind::Area) {
             cairo_new_path(cr);
             for (size_t i = 0; i < n; ++i)

@@ -182,6 +182,7 @@ struct Chart {
     uint32_t labelFormat = 0;          ///< of the data labels
     uint32_t holePercent = 0;          ///< a doughnut's hole
     uint32_t gapWidth = 150;           ///< between bar clusters, in percent of a bar's width
+    std::vector<uint32_t> palette;     ///< the theme's accent colours, for series without their own
 };
 
 /// A field such as a page number: the text [start, end) of a story is the

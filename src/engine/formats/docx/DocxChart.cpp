@@ -141,7 +141,7 @@ struct TextStyle {
     uint32_t color = 0x595959; // the grey of Office's chart text
 };
 
-void applyRunProps(const pugi::xml_node& props, TextStyle& style, const ChartFonts& fonts)
+void applyRunProps(const pugi::xml_node& props, TextStyle& style, const ChartTheme& fonts)
 {
     if (!props)
         return;
@@ -159,7 +159,7 @@ void applyRunProps(const pugi::xml_node& props, TextStyle& style, const ChartFon
     }
 }
 
-TextStyle styleOf(const pugi::xml_node& element, TextStyle base, const ChartFonts& fonts)
+TextStyle styleOf(const pugi::xml_node& element, TextStyle base, const ChartTheme& fonts)
 {
     // c:txPr/a:p/a:pPr/a:defRPr; a title's c:tx/c:rich the same, and its first run's a:rPr.
     for (const char* holder : {"txPr", "tx"}) {
@@ -193,7 +193,7 @@ ChartLabels readLabels(const pugi::xml_node& dLbls, ChartLabels inherited)
     return l;
 }
 
-void readAxis(const pugi::xml_node& ax, ChartAxis& axis, const TextStyle& base, const ChartFonts& fonts,
+void readAxis(const pugi::xml_node& ax, ChartAxis& axis, const TextStyle& base, const ChartTheme& fonts,
               const std::function<uint32_t(const CharFormat&)>& intern, auto&& format)
 {
     axis.present = true;
@@ -211,7 +211,25 @@ void readAxis(const pugi::xml_node& ax, ChartAxis& axis, const TextStyle& base, 
 
 } // namespace
 
-Chart readChart(const pugi::xml_node& chartSpace, const ChartFonts& fonts,
+std::vector<uint32_t> themeAccents(const pugi::xml_node& theme)
+{
+    std::vector<uint32_t> out;
+    const pugi::xml_node scheme = xml::descendant(theme, "clrScheme");
+    for (const char* name : {"accent1", "accent2", "accent3", "accent4", "accent5", "accent6"}) {
+        const pugi::xml_node accent = child(scheme, name);
+        pugi::xml_node colour = child(accent, "srgbClr");
+        std::string_view v = value(colour, "val");
+        if (!colour)
+            v = value(child(accent, "sysClr"), "lastClr");
+        uint32_t c = 0;
+        if (v.size() != 6 || std::from_chars(v.data(), v.data() + 6, c, 16).ec != std::errc())
+            return {}; // a scheme missing an accent: Office's own stand
+        out.push_back(c);
+    }
+    return out;
+}
+
+Chart readChart(const pugi::xml_node& chartSpace, const ChartTheme& fonts,
                 const std::function<uint32_t(const CharFormat&)>& intern)
 {
     Chart chart;
@@ -293,17 +311,26 @@ Chart readChart(const pugi::xml_node& chartSpace, const ChartFonts& fonts,
             if (!fill || kind == ChartKind::Line || kind == ChartKind::Scatter || kind == ChartKind::Radar)
                 if (pugi::xml_node line = child(child(spPr, "ln"), "solidFill"))
                     fill = line;
+            // Markers without a line: their own fill.
+            if (!fill)
+                fill = child(child(child(ser, "marker"), "spPr"), "solidFill");
             if (pugi::xml_node rgb = child(fill, "srgbClr")) {
                 const std::string_view v = value(rgb, "val");
                 uint32_t c = 0;
                 if (v.size() == 6 && std::from_chars(v.data(), v.data() + 6, c, 16).ec == std::errc())
                     s.color = c;
+            } else if (const std::string_view scheme = value(child(fill, "schemeClr"), "val");
+                       scheme.size() == 7 && scheme.starts_with("accent") && scheme[6] >= '1' && scheme[6] <= '6') {
+                const size_t k = static_cast<size_t>(scheme[6] - '1');
+                if (k < fonts.accents.size())
+                    s.color = fonts.accents[k];
             }
             chart.series.push_back(std::move(s));
         }
     }
     if (chart.series.empty())
         return chart;
+    chart.palette = fonts.accents;
 
     // Axes: the category (or date) axis and the value axis; a scatter or
     // bubble chart has two value axes, the one across the bottom its x axis.

@@ -1251,7 +1251,13 @@ void DocxReader::readCharts(Document& document)
     // or broken leaves its object a blank frame, as before.
     if (m_chartParts.empty())
         return;
-    docx::ChartFonts fonts{m_theme.minor, m_theme.major};
+    docx::ChartTheme fonts{m_theme.minor, m_theme.major, {}};
+    if (const std::string theme = targetOfType(m_main.rels, "theme"); !theme.empty()) {
+        PartData data = m_zip.read(theme);
+        pugi::xml_document xml;
+        if (data.ok() && xml::parseInPlace(data.bytes, xml, m_b.limits().maxNestingDepth).empty())
+            fonts.accents = docx::themeAccents(xml.document_element());
+    }
     std::map<CharFormat, uint32_t> formats;
     auto intern = [&](const CharFormat& f) {
         auto [it, inserted] = formats.try_emplace(f, static_cast<uint32_t>(document.charFormats.size()));

@@ -242,6 +242,52 @@ TEST(DocxChart, AMissingOrBrokenChartLeavesABlankFrameAndTheSameText)
     }
 }
 
+TEST(DocxChart, SeriesTakeTheirOwnColoursElseTheThemesAccents)
+{
+    // A bar's fill, a line's stroke, a marker's fill, an accent named from
+    // the theme; a series naming none is drawn in the theme's accent for
+    // its place.
+    const std::string theme =
+        R"(<?xml version="1.0"?><a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main"><a:themeElements><a:clrScheme name="t">)"
+        R"(<a:dk1><a:sysClr val="windowText" lastClr="000000"/></a:dk1><a:accent1><a:srgbClr val="4F81BD"/></a:accent1><a:accent2><a:srgbClr val="C0504D"/></a:accent2>)"
+        R"(<a:accent3><a:srgbClr val="9BBB59"/></a:accent3><a:accent4><a:srgbClr val="8064A2"/></a:accent4><a:accent5><a:srgbClr val="4BACC6"/></a:accent5>)"
+        R"(<a:accent6><a:sysClr val="x" lastClr="F79646"/></a:accent6></a:clrScheme></a:themeElements></a:theme>)";
+    auto ser = [](const std::string& kind, const std::string& spPr) {
+        return "<c:plotArea><c:" + kind + "><c:ser><c:tx><c:v>s</c:v></c:tx>" + spPr +
+               "<c:val><c:numLit><c:ptCount val=\"1\"/><c:pt idx=\"0\"><c:v>1</c:v></c:pt></c:numLit></c:val></c:ser></c:" +
+               kind + "></c:plotArea>";
+    };
+    struct Case {
+        const char* name;
+        std::string chart;
+        uint32_t color;
+    };
+    const Case cases[] = {
+        {"a bar's fill", ser("barChart", R"(<c:spPr><a:solidFill><a:srgbClr val="123456"/></a:solidFill></c:spPr>)"), 0x123456},
+        {"a line's stroke over its fill",
+         ser("lineChart", R"(<c:spPr><a:solidFill><a:srgbClr val="111111"/></a:solidFill><a:ln><a:solidFill><a:srgbClr val="ABCDEF"/></a:solidFill></a:ln></c:spPr>)"),
+         0xABCDEF},
+        {"a marker's fill where the series has none",
+         ser("scatterChart", R"(<c:spPr><a:noFill/><a:ln><a:noFill/></a:ln></c:spPr><c:marker><c:spPr><a:solidFill><a:srgbClr val="4472C4"/></a:solidFill></c:spPr></c:marker>)"),
+         0x4472C4},
+        {"an accent of the theme", ser("areaChart", R"(<c:spPr><a:solidFill><a:schemeClr val="accent2"/></a:solidFill></c:spPr>)"), 0xC0504D},
+        {"none", ser("barChart", ""), AutoColor},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        DocxPackage pkg = chartPackage(chartSpace(c.chart));
+        pkg.extraRels +=
+            R"(<Relationship Id="rIdTheme" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/theme" Target="theme/theme1.xml"/>)";
+        pkg.extra.push_back({"word/theme/theme1.xml", theme});
+        Read r = readPackage(pkg);
+        ASSERT_TRUE(r.doc);
+        ASSERT_EQ(r.doc->charts.size(), 1u);
+        const Chart& chart = r.doc->charts.front();
+        EXPECT_EQ(chart.series.front().color, c.color);
+        EXPECT_EQ(chart.palette, (std::vector<uint32_t>{0x4F81BD, 0xC0504D, 0x9BBB59, 0x8064A2, 0x4BACC6, 0xF79646}));
+    }
+}
+
 TEST(DocxChart, AChartShownTwiceIsReadOnce)
 {
     DocxPackage pkg = chartPackage(chartSpace("<c:plotArea><c:lineChart>" + series("A", "1,2") + "</c:lineChart></c:plotArea>"));
