@@ -8,6 +8,7 @@
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <numbers>
@@ -314,8 +315,13 @@ void layoutPie(Placer& p, const Chart& chart, const ChartFrame& f, double top, c
     const double left = f.left + PlotInset + legend.left;
     const double right = f.left + f.width - std::max(PlotInset, legend.right);
     const double bottom = f.top + f.height - std::max(PlotInset, legend.bottom);
-    const double radius = std::max(0.0, std::min(right - left, bottom - top) / 2);
-    const double cx = (left + right) / 2, cy = (top + bottom) / 2;
+    double radius = std::max(0.0, std::min(right - left, bottom - top) / 2);
+    double cx = (left + right) / 2, cy = (top + bottom) / 2;
+    if (chart.manualPlot) {
+        const auto& m = *chart.manualPlot;
+        cx = f.left + (m[0] + m[2] / 2) * f.width, cy = f.top + (m[1] + m[3] / 2) * f.height;
+        radius = std::min(m[2] * f.width, m[3] * f.height) / 2;
+    }
     plot.cx = cx, plot.cy = cy, plot.radius = radius;
     const ChartSeries& s = chart.series.front();
     if (!s.labels.any())
@@ -344,8 +350,13 @@ void layoutRadar(Placer& p, const Chart& chart, const ChartFrame& f, double top,
     const double right = f.left + f.width - std::max(PlotInset, legend.right);
     const double bottom = f.top + f.height - std::max(TextInsetBottom, legend.bottom);
     const double h = std::max(0.0, bottom - top);
-    const double radius = std::min(0.4318 * h, (right - left) / 2);
-    const double cx = (left + right) / 2, cy = top + 0.4869 * h;
+    double radius = std::min(0.4318 * h, (right - left) / 2);
+    double cx = (left + right) / 2, cy = top + 0.4869 * h;
+    if (chart.manualPlot) {
+        const auto& m = *chart.manualPlot;
+        cx = f.left + (m[0] + m[2] / 2) * f.width, cy = f.top + (m[1] + m[3] / 2) * f.height;
+        radius = std::min(m[2] * f.width, m[3] * f.height) / 2;
+    }
     const std::vector<std::u16string> cats = categoriesOf(chart);
     const uint32_t vfmt = chart.valueAxis.charFormat;
     const double vlh = p.height(vfmt);
@@ -533,7 +544,13 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
         top = y + TitlePlotGap - PlotInset;
     }
     const Legend legend = placeLegend(p, chart, f, top, plot);
-    const double plotTop = top + PlotInset + legend.top;
+    // A plot area placed by hand stands where it was put; the labels
+    // around it follow it.
+    const bool manual = chart.manualPlot.has_value();
+    const std::array<double, 4> m = manual ? *chart.manualPlot : std::array<double, 4>{};
+    const double manualLeft = f.left + m[0] * f.width, manualTop = f.top + m[1] * f.height;
+    const double manualRight = manualLeft + m[2] * f.width, manualBottom = manualTop + m[3] * f.height;
+    const double plotTop = manual ? manualTop : top + PlotInset + legend.top;
 
     if (isPie(chart.kind)) {
         layoutPie(p, chart, f, plotTop, legend, plot);
@@ -562,20 +579,23 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     // What stands below the plot area: category labels, or the value (x)
     // labels of horizontal bars and scatter charts.
     const bool labelsBelow = across ? showValues : showCats;
-    const double plotBottom =
-        labelsBelow ? regionBottom - (across ? vlh : clh) - CategoryLabelGap : bottom - std::max(PlotInset, legend.bottom);
+    const double plotBottom = manual        ? manualBottom
+                              : labelsBelow ? regionBottom - (across ? vlh : clh) - CategoryLabelGap
+                                            : bottom - std::max(PlotInset, legend.bottom);
     const double plotHeight = std::max(1.0, plotBottom - plotTop);
 
     if (across) {
         // Horizontal bars: categories up the left side, values along the bottom.
-        const double plotLeft = showCats ? regionLeft + widest(p, cats, cfmt) + ValueLabelGap : f.left + PlotInset;
-        double plotRight = regionRight;
+        const double plotLeft = manual     ? manualLeft
+                                : showCats ? regionLeft + widest(p, cats, cfmt) + ValueLabelGap
+                                           : f.left + PlotInset;
+        double plotRight = manual ? manualRight : regionRight;
         AxisScale scale;
         std::vector<std::u16string> labels;
         for (int pass = 0; pass < 2; ++pass) {
             scale = autoScale(lo, hi, std::max(1.0, plotRight - plotLeft), vlh * 3, vAxis, headroom);
             labels = scaleLabels(scale, vFormat);
-            if (pass == 0 && showValues && !labels.empty())
+            if (pass == 0 && showValues && !labels.empty() && !manual)
                 plotRight = regionRight - p.width(labels.back(), vfmt) / 2;
         }
         const double plotWidth = std::max(1.0, plotRight - plotLeft);
@@ -634,8 +654,10 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     // Values up the left side.
     const AxisScale scale = autoScale(lo, hi, plotHeight, vlh, vAxis, headroom);
     const std::vector<std::u16string> labels = scaleLabels(scale, vFormat);
-    double plotLeft = showValues ? regionLeft + widest(p, labels, vfmt) + ValueLabelGap : f.left + PlotInset;
-    double plotRight = regionRight;
+    double plotLeft = manual       ? manualLeft
+                      : showValues ? regionLeft + widest(p, labels, vfmt) + ValueLabelGap
+                                   : f.left + PlotInset;
+    double plotRight = manual ? manualRight : regionRight;
     auto valueY = [&](double v) {
         const double t = (v - scale.min) / (scale.max - scale.min);
         return vAxis.reversed ? plotTop + t * plotHeight : plotBottom - t * plotHeight;
@@ -654,7 +676,7 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
         for (int pass = 0; pass < 2; ++pass) {
             xs = autoScale(xlo, xhi, std::max(1.0, plotRight - plotLeft), clh * 3, cAxis, headroom);
             xl = scaleLabels(xs, cAxis.numberFormat);
-            if (pass == 0 && showCats && !xl.empty())
+            if (pass == 0 && showCats && !xl.empty() && !manual)
                 plotRight = regionRight - p.width(xl.back(), cfmt) / 2;
         }
         const double w = std::max(1.0, plotRight - plotLeft);
@@ -680,7 +702,7 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     // Categories along the bottom: between the ticks, or on them (areas),
     // where the first and last labels' overhang is kept inside the frame.
     const size_t n = std::max<size_t>(1, cats.size());
-    if (chart.pointsOnTicks && showCats && !cats.empty()) {
+    if (chart.pointsOnTicks && showCats && !cats.empty() && !manual) {
         plotLeft = std::max(plotLeft, regionLeft + p.width(cats.front(), cfmt) / 2);
         plotRight = regionRight - p.width(cats.back(), cfmt) / 2;
     }

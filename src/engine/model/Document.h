@@ -183,6 +183,9 @@ struct Chart {
     uint32_t holePercent = 0;          ///< a doughnut's hole
     uint32_t gapWidth = 150;           ///< between bar clusters, in percent of a bar's width
     std::vector<uint32_t> palette;     ///< the theme's accent colours, for series without their own
+    /// A plot area placed by hand (c:manualLayout, edge mode, inner): its
+    /// left, top, width and height as shares of the chart's frame.
+    std::optional<std::array<double, 4>> manualPlot;
 };
 
 /// A field such as a page number: the text [start, end) of a story is the

@@ -379,3 +379,27 @@ TEST(ChartLayout, AFloatingChartPrintsInItsPlacedFrame)
         EXPECT_LE(t.bottom, 4320 + 4320);
     }
 }
+
+TEST(ChartLayout, APlotAreaPlacedByHandKeepsItsPlace)
+{
+    // Plot area from 20% to 90% across and 10% to 60% down a 360 x 216 pt
+    // frame: value labels 9.04 pt left of its left edge, the top one on its
+    // top edge, category labels 6.45 pt under its bottom, whatever the
+    // automatic layout would have done.
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Line);
+    c.manualPlot = std::array<double, 4>{0.2, 0.1, 0.7, 0.5};
+    c.series = {series(u"A", {10, 20}, {u"x", u"y"})};
+    const ChartFrame frame{0, 0, 360 * Pt, 216 * Pt};
+    const std::vector<DrawnText> texts = f.place(c, frame);
+    const double lh = f.lineHeight();
+    const DrawnText *top = find(texts, u"25"), *zero = find(texts, u"0"), *x = find(texts, u"x"), *y = find(texts, u"y");
+    ASSERT_TRUE(top && zero && x && y);
+    EXPECT_NEAR(top->x + width(u"25"), 72 * Pt - 9.04 * Pt, 0.01);
+    EXPECT_NEAR(top->top + lh / 2, 21.6 * Pt, 0.01);
+    EXPECT_NEAR(zero->top + lh / 2, 129.6 * Pt, 0.01);
+    EXPECT_NEAR(x->top, 129.6 * Pt + 6.45 * Pt, 0.01);
+    // Two categories between the ticks: their middles at a quarter and three quarters.
+    EXPECT_NEAR(x->x + width(u"x") / 2, 72 * Pt + 252 * Pt / 4, 0.01);
+    EXPECT_NEAR(y->x + width(u"y") / 2, 72 * Pt + 252 * Pt * 3 / 4, 0.01);
+}

@@ -331,6 +331,18 @@ Chart readChart(const pugi::xml_node& chartSpace, const ChartTheme& fonts,
     if (chart.series.empty())
         return chart;
     chart.palette = fonts.accents;
+    // A plot area placed by hand where its four edges are given as shares
+    // of the frame; one placed relative to the automatic layout ("factor")
+    // is laid out automatically.
+    if (pugi::xml_node manual = child(child(plot, "layout"), "manualLayout");
+        manual && value(child(manual, "layoutTarget"), "val") != "outer" &&
+        value(child(manual, "xMode"), "val") == "edge" && value(child(manual, "yMode"), "val") == "edge") {
+        const auto x = numberAttr(child(manual, "x")), y = numberAttr(child(manual, "y"));
+        const auto w = numberAttr(child(manual, "w")), h = numberAttr(child(manual, "h"));
+        auto share = [](const std::optional<double>& v) { return v && *v >= 0 && *v <= 1; };
+        if (share(x) && share(y) && share(w) && share(h) && *w > 0 && *h > 0)
+            chart.manualPlot = std::array<double, 4>{*x, *y, std::min(*w, 1 - *x), std::min(*h, 1 - *y)};
+    }
 
     // Axes: the category (or date) axis and the value axis; a scatter or
     // bubble chart has two value axes, the one across the bottom its x axis.

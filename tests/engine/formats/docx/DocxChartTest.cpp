@@ -288,6 +288,36 @@ TEST(DocxChart, SeriesTakeTheirOwnColoursElseTheThemesAccents)
     }
 }
 
+TEST(DocxChart, APlotAreaPlacedByItsEdgesIsKept)
+{
+    auto layout = [](const std::string& target, const std::string& mode, const std::string& x) {
+        return "<c:plotArea><c:layout><c:manualLayout><c:layoutTarget val=\"" + target + "\"/><c:xMode val=\"" + mode +
+               "\"/><c:yMode val=\"edge\"/><c:x val=\"" + x +
+               "\"/><c:y val=\"0.1\"/><c:w val=\"0.7\"/><c:h val=\"0.5\"/></c:manualLayout></c:layout><c:barChart>" +
+               series("A", "1") + "</c:barChart></c:plotArea>";
+    };
+    struct Case {
+        const char* name;
+        std::string chart;
+        std::optional<std::array<double, 4>> expected;
+    };
+    const Case cases[] = {
+        {"inner, by its edges", layout("inner", "edge", "0.2"), std::array<double, 4>{0.2, 0.1, 0.7, 0.5}},
+        {"no target: inner", layout("", "edge", "0.25"), std::array<double, 4>{0.25, 0.1, 0.7, 0.5}},
+        {"a width past the frame is cut to it", layout("inner", "edge", "0.5"), std::array<double, 4>{0.5, 0.1, 0.5, 0.5}},
+        {"outer: laid out automatically", layout("outer", "edge", "0.2"), std::nullopt},
+        {"moved from the automatic place: laid out automatically", layout("inner", "factor", "0.2"), std::nullopt},
+        {"a share out of range", layout("inner", "edge", "-0.2"), std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Read r = readPackage(chartPackage(chartSpace(c.chart)));
+        ASSERT_TRUE(r.doc);
+        ASSERT_EQ(r.doc->charts.size(), 1u);
+        EXPECT_EQ(r.doc->charts.front().manualPlot, c.expected);
+    }
+}
+
 TEST(DocxChart, AChartShownTwiceIsReadOnce)
 {
     DocxPackage pkg = chartPackage(chartSpace("<c:plotArea><c:lineChart>" + series("A", "1,2") + "</c:lineChart></c:plotArea>"));
