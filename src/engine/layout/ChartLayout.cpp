@@ -100,14 +100,25 @@ std::vector<std::u16string> categoriesOf(const Chart& chart)
     for (const ChartSeries& s : chart.series)
         n = std::max(n, std::max(s.values.size(), s.categories.size()));
     std::vector<std::u16string> out;
-    for (const ChartSeries& s : chart.series)
+    for (const ChartSeries& s : chart.series) {
+        n = std::max(n, s.categoryValues.size());
         if (!s.categories.empty()) {
             out = s.categories;
             break;
         }
+        if (!s.categoryValues.empty()) {
+            // Numbers and dates in the axis's format, else their cache's.
+            const std::string& format =
+                chart.categoryAxis.numberFormat.empty() ? s.categoryFormat : chart.categoryAxis.numberFormat;
+            for (double v : s.categoryValues)
+                out.push_back(std::isnan(v) ? std::u16string() : formatChartNumber(v, format));
+            break;
+        }
+    }
+    const bool named = !out.empty();
     out.resize(n);
     for (size_t i = 0; i < n; ++i)
-        if (out[i].empty() && (chart.series.empty() || chart.series.front().categories.empty()))
+        if (out[i].empty() && !named)
             out[i] = general(static_cast<double>(i + 1));
     return out;
 }
@@ -389,6 +400,107 @@ void layoutRadar(Placer& p, const Chart& chart, const ChartFrame& f, double top,
     }
 }
 
+/// A date serial as a date format shows it, in the 1900 date system that
+/// Word's charts share with their workbooks (1 is 1 January 1900; Excel
+/// counts a 29 February 1900 that never was). Years, months (numbers,
+/// abbreviated and full English names), days, hours, minutes and seconds;
+/// quoted and escaped text as it is.
+std::u16string formatDate(double serial, std::string_view code)
+{
+    if (!(serial >= 0 && serial < 2958466))
+        return general(serial);
+    const int64_t whole = static_cast<int64_t>(std::floor(serial));
+    const int64_t secondsOfDay = std::llround((serial - static_cast<double>(whole)) * 86400) % 86400;
+    // Days from 1970-01-01, then the civil date (Howard Hinnant's algorithm).
+    int64_t z = whole - 25569 + (whole < 61 ? 1 : 0) + 719468;
+    const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
+    const int64_t doe = z - era * 146097;
+    const int64_t yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const int64_t doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const int64_t mp = (5 * doy + 2) / 153;
+    int64_t day = doy - (153 * mp + 2) / 5 + 1;
+    int64_t month = mp < 10 ? mp + 3 : mp - 9;
+    int64_t year = yoe + era * 400 + (month <= 2 ? 1 : 0);
+    if (whole == 60)
+        year = 1900, month = 2, day = 29;
+    const int64_t weekday = ((whole - 1) % 7 + 7) % 7; // 0 Sunday, as Excel counts from its 1 January 1900
+    static const char* const months[] = {"January", "February", "March",     "April",   "May",      "June",
+                                         "July",    "August",   "September", "October", "November", "December"};
+    static const char* const days[] = {"Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"};
+    std::string out;
+    bool afterHour = false;
+    auto number = [&](int64_t v, size_t width) {
+        std::string t = std::to_string(v);
+        if (t.size() < width)
+            t.insert(0, width - t.size(), '0');
+        out += t;
+    };
+    for (size_t i = 0; i < code.size();) {
+        const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(code[i])));
+        size_t run = 1;
+        while (i + run < code.size() && std::tolower(static_cast<unsigned char>(code[i + run])) == c)
+            ++run;
+        if (c == '"') {
+            const size_t end = code.find('"', i + 1);
+            out += code.substr(i + 1, (end == std::string_view::npos ? code.size() : end) - i - 1);
+            i = end == std::string_view::npos ? code.size() : end + 1;
+            continue;
+        }
+        if (c == '[') {
+            const size_t end = code.find(']', i);
+            i = end == std::string_view::npos ? code.size() : end + 1;
+            continue;
+        }
+        if (c == '\\' && i + 1 < code.size()) {
+            out += code[i + 1];
+            i += 2;
+            continue;
+        }
+        if (c == 'y') {
+            run <= 2 ? number(year % 100, 2) : number(year, 4);
+        } else if (c == 'm') {
+            // Minutes after hours or before seconds, else the month.
+            size_t next = i + run;
+            while (next < code.size() && std::string_view(":. ").find(code[next]) != std::string_view::npos)
+                ++next;
+            const bool minutes = afterHour || (next < code.size() && std::tolower(static_cast<unsigned char>(code[next])) == 's');
+            if (minutes)
+                number(secondsOfDay / 60 % 60, run >= 2 ? 2 : 1);
+            else if (run >= 5)
+                out += months[month - 1][0];
+            else if (run == 4)
+                out += months[month - 1];
+            else if (run == 3)
+                out += std::string(months[month - 1], 3);
+            else
+                number(month, run);
+        } else if (c == 'd') {
+            if (run >= 4)
+                out += days[weekday];
+            else if (run == 3)
+                out += std::string(days[weekday], 3);
+            else
+                number(day, run);
+        } else if (c == 'h') {
+            number(secondsOfDay / 3600, run >= 2 ? 2 : 1);
+            afterHour = true;
+            i += run;
+            continue;
+        } else if (c == 's') {
+            number(secondsOfDay % 60, run >= 2 ? 2 : 1);
+        } else if (c == '@' || c == '_' || c == '*') {
+            i += c == '@' ? run : 2;
+            continue;
+        } else {
+            out.append(code.substr(i, run));
+        }
+        if (c != 'h' && c != ':' && c != ' ')
+            afterHour = false;
+        i += run;
+    }
+    return utf8ToUtf16(out);
+}
+
 } // namespace
 
 int AxisScale::steps() const
@@ -448,6 +560,18 @@ std::u16string formatChartNumber(double v, std::string_view format)
     std::string lower;
     for (char c : code)
         lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    // Dates and times: a format letter outside quotes, escapes and brackets.
+    for (size_t i = 0; i < code.size(); ++i) {
+        const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(code[i])));
+        if (c == '"' || c == '[') {
+            const size_t end = code.find(c == '"' ? '"' : ']', i + 1);
+            i = end == std::string_view::npos ? code.size() : end;
+        } else if (c == '\\' || c == '_' || c == '*') {
+            ++i;
+        } else if (std::string_view("ymdhs").find(c) != std::string_view::npos) {
+            return formatDate(v, code);
+        }
+    }
     const size_t first = code.find_first_of("0#?");
     if (code.empty() || lower == "general" || first == std::string_view::npos)
         return general(v);
@@ -479,19 +603,6 @@ std::u16string formatChartNumber(double v, std::string_view format)
         }
         return out;
     };
-    // Dates and times are shown as the General number they are stored as:
-    // a format letter outside quotes, escapes and brackets makes one.
-    for (size_t i = 0; i < code.size(); ++i) {
-        const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(code[i])));
-        if (c == '"' || c == '[') {
-            const size_t end = code.find(c == '"' ? '"' : ']', i + 1);
-            i = end == std::string_view::npos ? code.size() : end;
-        } else if (c == '\\' || c == '_' || c == '*') {
-            ++i;
-        } else if (std::string_view("ymdhs").find(c) != std::string_view::npos) {
-            return general(v);
-        }
-    }
     const std::string_view number = code.substr(first, last - first + 1);
     const bool percent = code.find('%') != std::string_view::npos;
     const size_t point = number.find('.');

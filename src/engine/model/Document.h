@@ -149,6 +149,10 @@ struct ChartSeries {
     std::vector<double> xValues;
     std::vector<double> sizes; ///< bubble sizes
     std::vector<std::u16string> categories;
+    /// Categories cached as numbers (dates among them) and their format;
+    /// shown through the category axis's format where it has its own.
+    std::vector<double> categoryValues;
+    std::string categoryFormat;
     std::string valueFormat; ///< the cache's number format ("General", "0.0%")
     ChartLabels labels;
     uint32_t color = AutoColor; ///< its fill (bars, areas) or line; AutoColor: the theme's colour for its place

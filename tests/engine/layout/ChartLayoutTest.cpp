@@ -126,7 +126,15 @@ TEST(ChartLayout, NumbersShowAsTheirFormatSays)
         {5, "\"$\"#,##0", u"$5"},
         {1500, "[$\u20AC-407]#,##0", u"\u20AC1,500"},
         {12, "0\" pcs\"", u"12 pcs"},
-        {45000, "d/m/yyyy", u"45000"}, // dates: the number they are stored as
+        // Dates from their 1900-system serials (Excel's 29 February 1900 included).
+        {45000, "d/m/yyyy", u"15/3/2023"},
+        {43831, "m/d/yyyy", u"1/1/2020"},
+        {43831, "[$-409]d\\-mmm\\-yy;@", u"1-Jan-20"},
+        {60, "yyyy-mm-dd", u"1900-02-29"},
+        {61, "dddd d mmmm yyyy", u"Thursday 1 March 1900"},
+        {1, "ddd dd/mm/yy", u"Sun 01/01/00"},
+        {45000.75, "h:mm", u"18:00"},
+        {45000.5, "mmm d, hh:mm:ss", u"Mar 15, 12:00:00"},
         {7, "0;(0)", u"7"},
     };
     for (const Case& c : cases) {
@@ -402,4 +410,30 @@ TEST(ChartLayout, APlotAreaPlacedByHandKeepsItsPlace)
     // Two categories between the ticks: their middles at a quarter and three quarters.
     EXPECT_NEAR(x->x + width(u"x") / 2, 72 * Pt + 252 * Pt / 4, 0.01);
     EXPECT_NEAR(y->x + width(u"y") / 2, 72 * Pt + 252 * Pt * 3 / 4, 0.01);
+}
+
+TEST(ChartLayout, CategoriesCachedAsNumbersShowInTheirFormat)
+{
+    // Dates cached as serials show as the cache's format says, unless the
+    // category axis has a format of its own; without a format, as numbers.
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Line);
+    ChartSeries s = series(u"A", {1, 2});
+    s.categoryValues = {43831, 43862};
+    s.categoryFormat = "mmm-yy";
+    c.series = {s};
+    const ChartFrame frame{0, 0, 360 * Pt, 216 * Pt};
+    std::vector<DrawnText> texts = f.place(c, frame);
+    EXPECT_TRUE(find(texts, u"Jan-20"));
+    EXPECT_TRUE(find(texts, u"Feb-20"));
+    c.categoryAxis.numberFormat = "d/m";
+    texts = f.place(c, frame);
+    EXPECT_TRUE(find(texts, u"1/1"));
+    EXPECT_TRUE(find(texts, u"1/2"));
+    c.categoryAxis.numberFormat.clear();
+    c.series.front().categoryFormat = "General";
+    c.series.front().categoryValues = {2019, 2020};
+    texts = f.place(c, frame);
+    EXPECT_TRUE(find(texts, u"2019"));
+    EXPECT_TRUE(find(texts, u"2020"));
 }

@@ -302,7 +302,11 @@ Chart readChart(const pugi::xml_node& chartSpace, const ChartTheme& fonts,
                 s.sizes = readNumbers(child(ser, "bubbleSize"), nullptr);
             } else {
                 s.values = readNumbers(child(ser, "val"), &s.valueFormat);
-                s.categories = readTexts(child(ser, "cat"));
+                const pugi::xml_node cat = child(ser, "cat");
+                if (child(cat, "numRef") || child(cat, "numLit"))
+                    s.categoryValues = readNumbers(cat, &s.categoryFormat);
+                else
+                    s.categories = readTexts(cat);
             }
             s.labels = readLabels(child(ser, "dLbls"), groupLabels);
             // Its colour: the fill of bars and areas, the line of lines.
