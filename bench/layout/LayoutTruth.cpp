@@ -168,8 +168,10 @@ std::vector<Row> ourRows(const Document& doc, const layout::LayoutResult& result
             for (const auto& l : *part)
                 if (!l.empty)
                     lines.push_back({&l, nullptr, glyphBox(doc, l)});
+        // Text turned upright (a vertical axis's title) makes no row of its own.
         for (const auto& d : result.pages[p].drawnText)
-            lines.push_back({nullptr, &d, {d.top, d.bottom}});
+            if (!d.vertical)
+                lines.push_back({nullptr, &d, {d.top, d.bottom}});
         std::stable_sort(lines.begin(), lines.end(), [](const Item& a, const Item& b) {
             if (a.column() != b.column())
                 return a.column() < b.column();

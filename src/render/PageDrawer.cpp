@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 namespace qm::render {
 
@@ -674,21 +675,31 @@ void PageDrawer::drawTexts(cairo_t* cr, const std::vector<DrawnText>& texts)
         if (!f.face)
             continue;
         setColour(cr, m_document.charFormats[t.charFormat].color);
-        GlyphBatch batch(cr);
-        const double em = f.scale * f.face->metrics().unitsPerEm;
-        double x = t.x;
-        for (const char16_t c : t.text) {
-            const DrawFace* face = drawFaceFor(*f.face);
-            unsigned glyph = face ? face->glyph(c) : 0;
-            if (glyph == 0)
-                if (const Face* fallback = FontCache::instance().fallbackFor(c)) {
-                    face = drawFaceFor(*fallback);
-                    glyph = face ? face->glyph(c) : 0;
-                }
-            if (face && glyph != 0)
-                batch.add(face, em * f.hScale, em, glyph, x, t.baseline);
-            x += m_measurer.width(c, t.charFormat);
+        // Text turned a quarter left is drawn along x from its box's bottom.
+        cairo_save(cr);
+        double x = t.x, y = t.baseline;
+        if (t.vertical) {
+            cairo_translate(cr, t.baseline, t.bottom);
+            cairo_rotate(cr, -std::numbers::pi / 2);
+            x = 0, y = 0;
         }
+        {
+            GlyphBatch batch(cr);
+            const double em = f.scale * f.face->metrics().unitsPerEm;
+            for (const char16_t c : t.text) {
+                const DrawFace* face = drawFaceFor(*f.face);
+                unsigned glyph = face ? face->glyph(c) : 0;
+                if (glyph == 0)
+                    if (const Face* fallback = FontCache::instance().fallbackFor(c)) {
+                        face = drawFaceFor(*fallback);
+                        glyph = face ? face->glyph(c) : 0;
+                    }
+                if (face && glyph != 0)
+                    batch.add(face, em * f.hScale, em, glyph, x, y);
+                x += m_measurer.width(c, t.charFormat);
+            }
+        }
+        cairo_restore(cr);
     }
 }
 

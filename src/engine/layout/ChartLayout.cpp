@@ -42,6 +42,7 @@ constexpr double LegendEntryGap = 9.4 * Pt;
 constexpr double SquareKey = 7.7 * Pt;
 constexpr double LineKey = 21.4 * Pt;
 constexpr double TitleInset = 5.5 * Pt;
+constexpr double AxisTitleGap = 5 * Pt;
 constexpr double TitlePlotGap = 8 * Pt;
 
 bool isPie(ChartKind k) { return k == ChartKind::Pie || k == ChartKind::Doughnut; }
@@ -66,6 +67,7 @@ public:
         t.bottom = t.baseline + f.descent;
         t.charFormat = format;
         t.column = m_column;
+        t.right = x + width(text, format);
         m_out.push_back(std::move(t));
     }
     void addCentred(const std::u16string& text, uint32_t format, double centreX, double top)
@@ -75,6 +77,19 @@ public:
     void addRight(const std::u16string& text, uint32_t format, double right, double top)
     {
         add(text, format, right - width(text, format), top);
+    }
+    /// Text turned a quarter left, its box's left edge at `left`, centred
+    /// on `middle` down the page.
+    void addVertical(const std::u16string& text, uint32_t format, double left, double middle)
+    {
+        const double w = width(text, format);
+        add(text, format, left, middle - w / 2);
+        DrawnText& t = m_out.back();
+        const MeasuredFont& f = m_measurer.font(format);
+        t.vertical = true;
+        t.bottom = middle + w / 2;
+        t.right = left + f.ascent + f.descent;
+        t.baseline = left + f.ascent;
     }
 
 private:
@@ -673,18 +688,27 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     }
 
     // Axes: the room their labels take decides the plot area.
-    const double regionLeft = f.left + std::max(TextInsetLeft, legend.left);
-    const double regionRight = right - std::max(PlotInset, legend.right);
-    const double regionBottom = legend.bottom > 0 ? bottom - legend.bottom : bottom - TextInsetBottom;
     const ChartAxis& vAxis = chart.valueAxis;
     const ChartAxis& cAxis = chart.categoryAxis;
+    // Axis titles: the horizontal axis's under its labels, the vertical
+    // axis's turned a quarter left beside its labels; each takes its line
+    // and a gap from the room of the labels.
+    const bool across = chart.kind == ChartKind::Bar && chart.horizontal; // values along the bottom
+    const ChartAxis& bottomAxis = across ? vAxis : cAxis;
+    const ChartAxis& sideAxis = across ? cAxis : vAxis;
+    const double bottomTitle = bottomAxis.title.empty() ? 0 : p.height(bottomAxis.titleFormat) + AxisTitleGap;
+    const double sideTitle = sideAxis.title.empty() ? 0 : p.height(sideAxis.titleFormat) + AxisTitleGap;
+    const double outerLeft = f.left + std::max(TextInsetLeft, legend.left);
+    const double outerBottom = legend.bottom > 0 ? bottom - legend.bottom : bottom - TextInsetBottom;
+    const double regionLeft = outerLeft + sideTitle;
+    const double regionRight = right - std::max(PlotInset, legend.right);
+    const double regionBottom = outerBottom - bottomTitle;
     const uint32_t vfmt = vAxis.charFormat, cfmt = cAxis.charFormat;
     const double vlh = p.height(vfmt), clh = p.height(cfmt);
     const std::string vFormat = valueFormatOf(chart, vAxis);
     const auto [lo, hi] = valueRange(chart);
     const double headroom = chart.kind == ChartKind::Bubble ? 0.25 : 0.05;
     const std::vector<std::u16string> cats = categoriesOf(chart);
-    const bool across = chart.kind == ChartKind::Bar && chart.horizontal; // values along the bottom
     const bool showValues = !vAxis.deleted, showCats = !cAxis.deleted;
 
     // What stands below the plot area: category labels, or the value (x)
@@ -694,6 +718,13 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
                               : labelsBelow ? regionBottom - (across ? vlh : clh) - CategoryLabelGap
                                             : bottom - std::max(PlotInset, legend.bottom);
     const double plotHeight = std::max(1.0, plotBottom - plotTop);
+    auto placeAxisTitles = [&](double plotLeft, double plotRight) {
+        if (bottomTitle > 0)
+            p.addCentred(bottomAxis.title, bottomAxis.titleFormat, (plotLeft + plotRight) / 2,
+                         outerBottom - p.height(bottomAxis.titleFormat));
+        if (sideTitle > 0)
+            p.addVertical(sideAxis.title, sideAxis.titleFormat, outerLeft, (plotTop + plotBottom) / 2);
+    };
 
     if (across) {
         // Horizontal bars: categories up the left side, values along the bottom.
@@ -759,6 +790,7 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
                 p.add(text, lfmt, v >= 0 ? valueX(end) + 2 * Pt : valueX(end) - 2 * Pt - w, y - llh / 2);
             }
         }
+        placeAxisTitles(plotLeft, plotRight);
         return;
     }
 
@@ -807,6 +839,7 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
                     p.add(dataLabel(chart, s, i, cats), chart.labelFormat, x + 4 * Pt,
                           valueY(s.values[i]) - p.height(chart.labelFormat) / 2);
                 }
+        placeAxisTitles(plotLeft, plotRight);
         return;
     }
 
@@ -820,6 +853,7 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     const double plotWidth = std::max(1.0, plotRight - plotLeft);
     plot.left = plotLeft, plot.right = plotRight, plot.top = plotTop, plot.bottom = plotBottom;
     plot.valueMin = scale.min, plot.valueMax = scale.max, plot.valueUnit = scale.unit;
+    placeAxisTitles(plotLeft, plotRight);
     const double pitch = chart.pointsOnTicks ? plotWidth / static_cast<double>(std::max<size_t>(1, n - 1))
                                              : plotWidth / static_cast<double>(n);
     auto categoryX = [&](double i) {

@@ -67,6 +67,11 @@ struct DrawnText {
     double bottom = 0;   ///< bottom of the glyph box (descent below the baseline)
     uint32_t charFormat = 0; ///< font, size, bold and colour
     int16_t column = 0;
+    /// Turned a quarter left, read upwards (a vertical axis's title): x to
+    /// the glyph box's right edge across, top to bottom along it, and the
+    /// baseline is the box's left edge plus the ascent.
+    bool vertical = false;
+    double right = 0;
 };
 
 /// Where a chart's data stands on a page, for drawing its bars, lines and

@@ -167,6 +167,8 @@ struct ChartAxis {
     std::string numberFormat; ///< empty: the values' own format
     bool reversed = false;
     uint32_t charFormat = 0;
+    std::u16string title; ///< the axis's title; empty: none
+    uint32_t titleFormat = 0;
 };
 
 /// What a chart prints: its kind, series and labels, title, legend and axes.

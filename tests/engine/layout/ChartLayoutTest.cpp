@@ -437,3 +437,36 @@ TEST(ChartLayout, CategoriesCachedAsNumbersShowInTheirFormat)
     EXPECT_TRUE(find(texts, u"2019"));
     EXPECT_TRUE(find(texts, u"2020"));
 }
+
+TEST(ChartLayout, AxisTitlesTakeTheirLineBesideTheLabels)
+{
+    // The horizontal axis's title under its labels, 6.43 pt above the
+    // frame's bottom; the vertical axis's title turned a quarter left at
+    // the frame's left inset, centred on the plot area; the labels move in
+    // by a line and a 5 pt gap.
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Bar);
+    c.series = {series(u"A", {10, 20}, {u"x", u"y"})};
+    const ChartFrame frame{0, 0, 360 * Pt, 216 * Pt};
+    const double lh = f.lineHeight();
+    const DrawnText* plain = find(f.place(c, frame), u"25");
+    ASSERT_TRUE(plain);
+    const double plainRight = plain->x + width(u"25");
+    c.valueAxis.title = u"Units";
+    c.valueAxis.titleFormat = f.mono;
+    c.categoryAxis.title = u"Month";
+    c.categoryAxis.titleFormat = f.mono;
+    const std::vector<DrawnText> texts = f.place(c, frame);
+    const DrawnText *units = find(texts, u"Units"), *month = find(texts, u"Month"), *top = find(texts, u"25"),
+                    *zero = find(texts, u"0"), *x = find(texts, u"x");
+    ASSERT_TRUE(units && month && top && zero && x);
+    EXPECT_TRUE(units->vertical);
+    EXPECT_FALSE(month->vertical);
+    EXPECT_NEAR(units->x, 6.5 * Pt, 0.01);
+    EXPECT_NEAR(units->right - units->x, lh, 0.01);
+    EXPECT_NEAR(units->bottom - units->top, width(u"Units"), 0.01);
+    EXPECT_NEAR((units->top + units->bottom) / 2, (top->top + zero->top) / 2 + lh / 2, 0.01);
+    EXPECT_NEAR(top->x + width(u"25"), plainRight + lh + 5 * Pt, 0.01);
+    EXPECT_NEAR(month->top + lh, 216 * Pt - 6.43 * Pt, 0.01);
+    EXPECT_NEAR(x->top + lh, month->top - 5 * Pt, 0.01);
+}

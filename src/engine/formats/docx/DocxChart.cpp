@@ -207,6 +207,17 @@ void readAxis(const pugi::xml_node& ax, ChartAxis& axis, const TextStyle& base, 
     if (pugi::xml_node nf = child(ax, "numFmt"); nf && !truthy(value(nf, "sourceLinked")))
         axis.numberFormat = value(nf, "formatCode");
     axis.charFormat = intern(format(styleOf(ax, base, fonts)));
+    // Its title: its own text, else "Axis Title" as Word shows a new one;
+    // a deleted axis shows none.
+    if (pugi::xml_node title = child(ax, "title"); title && !flag(child(ax, "delete"))) {
+        if (pugi::xml_node rich = child(child(title, "tx"), "rich"))
+            axis.title = richText(rich);
+        else if (std::vector<std::u16string> t = readTexts(child(title, "tx")); !t.empty())
+            axis.title = t.front();
+        if (axis.title.empty())
+            axis.title = u"Axis Title";
+        axis.titleFormat = intern(format(styleOf(title, base, fonts)));
+    }
 }
 
 } // namespace

@@ -318,6 +318,29 @@ TEST(DocxChart, APlotAreaPlacedByItsEdgesIsKept)
     }
 }
 
+TEST(DocxChart, AxisTitlesAreRead)
+{
+    const std::string chart =
+        "<c:plotArea><c:barChart>" + series("A", "1", "a") + "</c:barChart>" +
+        R"(<c:catAx><c:axId val="1"/><c:title><c:tx><c:rich><a:p><a:r><a:rPr sz="1100" b="1"/><a:t>Month</a:t></a:r></a:p></c:rich></c:tx></c:title><c:axPos val="b"/></c:catAx>)"
+        R"(<c:valAx><c:axId val="2"/><c:title/><c:axPos val="l"/></c:valAx>)"
+        R"(<c:valAx><c:axId val="3"/><c:title><c:tx><c:rich><a:p><a:r><a:t>second</a:t></a:r></a:p></c:rich></c:tx></c:title><c:axPos val="r"/></c:valAx></c:plotArea>)";
+    Read r = readPackage(chartPackage(chartSpace(chart)));
+    ASSERT_TRUE(r.doc);
+    ASSERT_EQ(r.doc->charts.size(), 1u);
+    const Chart& c = r.doc->charts.front();
+    EXPECT_EQ(c.categoryAxis.title, u"Month");
+    EXPECT_EQ(r.doc->charFormats[c.categoryAxis.titleFormat].sizeHalfPoints, 22);
+    EXPECT_TRUE(r.doc->charFormats[c.categoryAxis.titleFormat].bold);
+    EXPECT_EQ(c.valueAxis.title, u"Axis Title"); // a title with no text, as Word shows a new one
+    // A deleted axis shows no title.
+    Read deleted = readPackage(chartPackage(chartSpace(
+        "<c:plotArea><c:barChart>" + series("A", "1", "a") + "</c:barChart>" +
+        R"(<c:valAx><c:axId val="2"/><c:delete val="1"/><c:title/><c:axPos val="l"/></c:valAx></c:plotArea>)")));
+    ASSERT_TRUE(deleted.doc);
+    EXPECT_TRUE(deleted.doc->charts.front().valueAxis.title.empty());
+}
+
 TEST(DocxChart, AChartShownTwiceIsReadOnce)
 {
     DocxPackage pkg = chartPackage(chartSpace("<c:plotArea><c:lineChart>" + series("A", "1,2") + "</c:lineChart></c:plotArea>"));
