@@ -218,6 +218,35 @@ double widest(Placer& p, const std::vector<std::u16string>& texts, uint32_t form
     return w;
 }
 
+/// A label broken at its spaces into rows no wider than `room` (a word
+/// wider than that keeps a row of its own); one row when it fits.
+std::vector<std::u16string> wrapLabel(Placer& p, const std::u16string& text, uint32_t format, double room)
+{
+    if (p.width(text, format) <= room || text.find(u' ') == std::u16string::npos)
+        return {text};
+    std::vector<std::u16string> rows;
+    std::u16string row;
+    for (size_t start = 0; start <= text.size();) {
+        size_t end = text.find(u' ', start);
+        if (end == std::u16string::npos)
+            end = text.size();
+        const std::u16string word = text.substr(start, end - start);
+        start = end + 1;
+        if (word.empty())
+            continue;
+        const std::u16string longer = row.empty() ? word : row + u' ' + word;
+        if (!row.empty() && p.width(longer, format) > room) {
+            rows.push_back(row);
+            row = word;
+        } else {
+            row = longer;
+        }
+    }
+    if (!row.empty())
+        rows.push_back(row);
+    return rows;
+}
+
 struct Legend {
     double left = 0, right = 0, top = 0, bottom = 0; // what it takes of the frame
 };
@@ -714,8 +743,25 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     // What stands below the plot area: category labels, or the value (x)
     // labels of horizontal bars and scatter charts.
     const bool labelsBelow = across ? showValues : showCats;
+    // Category labels wider than their category's room are broken at their
+    // spaces onto more rows, which push the plot area up: the room is
+    // worked out first from the scale the plot area would have with one row.
+    const size_t n = std::max<size_t>(1, cats.size());
+    const bool wraps = !across && !isXY(chart.kind) && showCats && !cats.empty();
+    auto slots = [&] { return static_cast<double>(chart.pointsOnTicks ? std::max<size_t>(1, n - 1) : n); };
+    size_t catRows = 1;
+    if (wraps && !manual) {
+        const double height = std::max(1.0, regionBottom - clh - CategoryLabelGap - plotTop);
+        const AxisScale first = autoScale(lo, hi, height, vlh, vAxis, headroom);
+        const double left =
+            showValues ? regionLeft + widest(p, scaleLabels(first, vFormat), vfmt) + ValueLabelGap : f.left + PlotInset;
+        const double room = (regionRight - left) / slots();
+        for (const auto& cat : cats)
+            catRows = std::max(catRows, wrapLabel(p, cat, cfmt, room).size());
+        catRows = std::min<size_t>(catRows, 4);
+    }
     const double plotBottom = manual        ? manualBottom
-                              : labelsBelow ? regionBottom - (across ? vlh : clh) - CategoryLabelGap
+                              : labelsBelow ? regionBottom - (across ? vlh : clh * catRows) - CategoryLabelGap
                                             : bottom - std::max(PlotInset, legend.bottom);
     const double plotHeight = std::max(1.0, plotBottom - plotTop);
     auto placeAxisTitles = [&](double plotLeft, double plotRight) {
@@ -845,7 +891,6 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
 
     // Categories along the bottom: between the ticks, or on them (areas),
     // where the first and last labels' overhang is kept inside the frame.
-    const size_t n = std::max<size_t>(1, cats.size());
     if (chart.pointsOnTicks && showCats && !cats.empty() && !manual) {
         plotLeft = std::max(plotLeft, regionLeft + p.width(cats.front(), cfmt) / 2);
         plotRight = regionRight - p.width(cats.back(), cfmt) / 2;
@@ -861,12 +906,22 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
         return cAxis.reversed ? plotRight - x : plotLeft + x;
     };
     if (showCats) {
-        // Labels wider than their category's room: every second (third...)
-        // one is shown, as Office skips them.
-        const double w = widest(p, cats, cfmt);
+        // Labels that still do not fit, a word wider than the room: every
+        // second (third...) one is shown, as Office skips them.
+        std::vector<std::vector<std::u16string>> rows;
+        double w = 0;
+        for (const auto& cat : cats) {
+            rows.push_back(wrapLabel(p, cat, cfmt, pitch));
+            if (rows.back().size() > catRows)
+                rows.back() = {cat};
+            for (const auto& row : rows.back())
+                w = std::max(w, p.width(row, cfmt));
+        }
         const size_t skip = std::max<size_t>(1, static_cast<size_t>(std::ceil(w / std::max(1.0, pitch) - 0.02)));
         for (size_t i = 0; i < cats.size(); i += skip)
-            p.addCentred(cats[i], cfmt, categoryX(static_cast<double>(i)), plotBottom + CategoryLabelGap);
+            for (size_t r = 0; r < rows[i].size(); ++r)
+                p.addCentred(rows[i][r], cfmt, categoryX(static_cast<double>(i)),
+                             plotBottom + CategoryLabelGap + static_cast<double>(r) * clh);
     }
 
     // Data labels: above a column's end, beside a line's point, inside an
@@ -934,7 +989,7 @@ void placeChartText(const Document& document, const LayoutOptions& options, Layo
             texts[i].column = f.column;
     }
     for (LaidOutPage& page : result.pages) {
-        for (const auto* lines : {&page.lines, &page.headerLines, &page.footerLines, &page.boxLines})
+        for (const auto* lines : {&page.lines, &page.headerLines, &page.footerLines, &page.noteLines, &page.boxLines})
             for (const LaidOutLine& line : *lines) {
                 if (line.story >= document.stories.size())
                     continue;

@@ -470,3 +470,35 @@ TEST(ChartLayout, AxisTitlesTakeTheirLineBesideTheLabels)
     EXPECT_NEAR(month->top + lh, 216 * Pt - 6.43 * Pt, 0.01);
     EXPECT_NEAR(x->top + lh, month->top - 5 * Pt, 0.01);
 }
+
+TEST(ChartLayout, LongCategoryLabelsBreakAtTheirSpaces)
+{
+    // Three categories in a 200 pt frame: about 50 pt each, room for eight
+    // Courier characters. "North East" (60 pt) breaks into two rows, one
+    // under the other, and the plot area rises by a row; a word wider than
+    // the room is not broken, and every second label is left out instead.
+    ChartFixture f;
+    const ChartFrame frame{0, 0, 200 * Pt, 216 * Pt};
+    const double lh = f.lineHeight();
+    auto place = [&](std::vector<std::u16string> cats) {
+        Chart c = f.chart(ChartKind::Bar);
+        c.series = {series(u"A", {1, 2, 3}, std::move(cats))};
+        return f.place(c, frame);
+    };
+    const std::vector<DrawnText> plain = place({u"N", u"S", u"C"});
+    const std::vector<DrawnText> wrapped = place({u"North East", u"South West", u"Central"});
+    const DrawnText *zero = find(plain, u"0"), *zeroWrapped = find(wrapped, u"0");
+    ASSERT_TRUE(zero && zeroWrapped);
+    EXPECT_NEAR(zero->top - zeroWrapped->top, lh, 0.01);
+    const DrawnText *north = find(wrapped, u"North"), *east = find(wrapped, u"East"), *central = find(wrapped, u"Central");
+    ASSERT_TRUE(north && east && central);
+    EXPECT_NEAR(east->top - north->top, lh, 0.01);
+    EXPECT_NEAR(north->x + width(u"North") / 2, east->x + width(u"East") / 2, 0.01);
+    EXPECT_NEAR(central->top, north->top, 0.01);
+    EXPECT_NEAR(central->top + 2 * lh, 216 * Pt - 6.43 * Pt, 0.01);
+
+    const std::vector<DrawnText> skipped = place({u"Northeastern", u"Southwestern", u"Centralised"});
+    EXPECT_TRUE(find(skipped, u"Northeastern"));
+    EXPECT_FALSE(find(skipped, u"Southwestern"));
+    EXPECT_TRUE(find(skipped, u"Centralised"));
+}
