@@ -61,7 +61,8 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
         const size_t index = static_cast<size_t>(key.index);
         setRgb(cr, pie || index >= chart.series.size() ? placeColor(chart, index)
                                                        : seriesColor(chart, chart.series[index], index));
-        if (chart.kind == ChartKind::Line || chart.kind == ChartKind::Radar) {
+        const ChartKind kind = !pie && index < chart.series.size() ? chart.series[index].kind.value_or(chart.kind) : chart.kind;
+        if (kind == ChartKind::Line || kind == ChartKind::Radar) {
             cairo_set_line_width(cr, 2.25 * Pt);
             cairo_move_to(cr, key.textLeft - 21.4 * Pt, key.middle);
             cairo_line_to(cr, key.textLeft - 2.2 * Pt, key.middle);
@@ -242,16 +243,25 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
     const double zero = valuePos(std::clamp(0.0, plot.valueMin, plot.valueMax));
     const size_t count = chart.series.size();
 
+    // A chart of columns and lines: the columns first, the lines over them.
+    auto kindOf = [&](const ChartSeries& s) { return s.kind.value_or(chart.kind); };
     if (chart.kind == ChartKind::Bar) {
+        size_t bars = 0;
+        for (const ChartSeries& s : chart.series)
+            bars += kindOf(s) == ChartKind::Bar ? 1 : 0;
         const double gap = chart.gapWidth / 100.0;
-        const double bar = chart.stacked ? pitch / (1 + gap) : pitch / (static_cast<double>(count) + gap);
+        const double bar = chart.stacked ? pitch / (1 + gap) : pitch / (static_cast<double>(bars) + gap);
         std::vector<double> pos(n, 0), neg(n, 0), total(n, 0);
         if (chart.percentStacked)
             for (const ChartSeries& s : chart.series)
                 for (size_t i = 0; i < s.values.size(); ++i)
                     total[i] += finite(s.values[i]) ? std::abs(s.values[i]) : 0;
+        size_t place = 0; // the series' place among the bars
         for (size_t si = 0; si < count; ++si) {
             const ChartSeries& s = chart.series[si];
+            if (kindOf(s) != ChartKind::Bar)
+                continue;
+            const size_t slot = place++;
             setRgb(cr, seriesColor(chart, s, si));
             for (size_t i = 0; i < s.values.size(); ++i) {
                 double v = s.values[i];
@@ -266,13 +276,13 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
                     to = acc += v;
                 }
                 const double a = chart.stacked ? valuePos(from) : zero, b = valuePos(to);
-                double start = categoryPos(static_cast<double>(i)) - (chart.stacked ? bar / 2 : count * bar / 2);
+                double start = categoryPos(static_cast<double>(i)) - (chart.stacked ? bar / 2 : bars * bar / 2);
                 if (!chart.stacked)
-                    start += static_cast<double>(si) * bar;
+                    start += static_cast<double>(slot) * bar;
                 if (across) {
                     // Bars of a cluster stand bottom up in series order.
-                    const double top = chart.stacked ? start : categoryPos(static_cast<double>(i)) + count * bar / 2 -
-                                                                   static_cast<double>(si + 1) * bar;
+                    const double top = chart.stacked ? start : categoryPos(static_cast<double>(i)) + bars * bar / 2 -
+                                                                   static_cast<double>(slot + 1) * bar;
                     cairo_rectangle(cr, std::min(a, b), top, std::abs(b - a), bar);
                 } else {
                     cairo_rectangle(cr, start, std::min(a, b), bar, std::abs(b - a));
@@ -280,25 +290,31 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
                 cairo_fill(cr);
             }
         }
-        cairo_restore(cr);
-        return;
+        if (bars == count) {
+            cairo_restore(cr);
+            return;
+        }
     }
 
     // Lines and areas: the points at the categories, stacked where asked.
     std::vector<double> below(n, 0);
     for (size_t si = 0; si < count; ++si) {
         const ChartSeries& s = chart.series[si];
+        const ChartKind kind = kindOf(s);
+        if (kind == ChartKind::Bar)
+            continue;
+        const bool stacked = chart.stacked && kind == chart.kind; // a line over stacked columns is not stacked
         std::vector<double> level(n, std::numeric_limits<double>::quiet_NaN());
         for (size_t i = 0; i < s.values.size(); ++i)
             if (finite(s.values[i]))
-                level[i] = (chart.stacked ? below[i] : 0) + s.values[i];
+                level[i] = (stacked ? below[i] : 0) + s.values[i];
         setRgb(cr, seriesColor(chart, s, si));
-        if (chart.kind == ChartKind::Area) {
+        if (kind == ChartKind::Area) {
             cairo_new_path(cr);
             for (size_t i = 0; i < n; ++i)
                 cairo_line_to(cr, categoryPos(static_cast<double>(i)), valuePos(finite(level[i]) ? level[i] : below[i]));
             for (size_t i = n; i-- > 0;)
-                cairo_line_to(cr, categoryPos(static_cast<double>(i)), chart.stacked ? valuePos(below[i]) : zero);
+                cairo_line_to(cr, categoryPos(static_cast<double>(i)), stacked ? valuePos(below[i]) : zero);
             cairo_close_path(cr);
             cairo_fill(cr);
         } else {
@@ -316,7 +332,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
             }
             cairo_stroke(cr);
         }
-        if (chart.stacked)
+        if (stacked)
             for (size_t i = 0; i < n; ++i)
                 if (finite(level[i]))
                     below[i] = level[i];

@@ -420,6 +420,20 @@ TEST(PageDrawer, ChartsDrawTheirTextAndData)
     EXPECT_TRUE(blue(raster.rgb(second, plot.bottom - h * 5 / 25 + 40)));
     EXPECT_FALSE(raster.ink({second + pitch - bar / 4, plot.top, second + pitch + bar / 4, plot.bottom - 40}, blue));
 
+    // Columns with a line: the one bar of a cluster centred on its category,
+    // the line through the categories' middles over it.
+    columns.series[1].kind = ChartKind::Line;
+    columns.series[1].values = {15, 15};
+    doc = chartDocument(columns);
+    layout = layoutDocument(*doc);
+    const ChartPlot& combo = layout.pages.front().chartPlots.front();
+    Raster comboRaster(*doc, layout.pages.front());
+    const double middle = combo.left + (combo.right - combo.left) / 4;
+    const double comboHeight = combo.bottom - combo.top;
+    EXPECT_TRUE(red(comboRaster.rgb(middle, combo.bottom - comboHeight * 5 / combo.valueMax)));
+    EXPECT_TRUE(blue(comboRaster.rgb(middle + 60, combo.bottom - comboHeight * 15 / combo.valueMax)));
+    EXPECT_TRUE(blue(comboRaster.rgb(middle + (combo.right - combo.left) / 4, combo.bottom - comboHeight * 15 / combo.valueMax)));
+
     Chart pie;
     pie.kind = ChartKind::Pie;
     ChartSeries s;

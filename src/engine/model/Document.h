@@ -156,6 +156,8 @@ struct ChartSeries {
     std::string valueFormat; ///< the cache's number format ("General", "0.0%")
     ChartLabels labels;
     uint32_t color = AutoColor; ///< its fill (bars, areas) or line; AutoColor: the theme's colour for its place
+    /// Its own kind in a chart of several (columns with a line); none: the chart's.
+    std::optional<ChartKind> kind;
 };
 
 /// A value or category axis: shown or deleted, its fixed scale where the

@@ -320,6 +320,8 @@ Chart readChart(const pugi::xml_node& chartSpace, const ChartTheme& fonts,
                     s.categories = readTexts(cat);
             }
             s.labels = readLabels(child(ser, "dLbls"), groupLabels);
+            if (kind != chart.kind)
+                s.kind = kind;
             // Its colour: the fill of bars and areas, the line of lines.
             const pugi::xml_node spPr = child(ser, "spPr");
             pugi::xml_node fill = child(spPr, "solidFill");
