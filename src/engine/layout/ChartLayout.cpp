@@ -717,7 +717,14 @@ void layoutChart(const Document& document, const Chart& chart, const ChartFrame&
     }
 
     // Axes: the room their labels take decides the plot area.
-    const ChartAxis& vAxis = chart.valueAxis;
+    // Series stacked to 100% end at 100% (and -100% below), no headroom.
+    ChartAxis percentAxis = chart.valueAxis;
+    if (chart.percentStacked) {
+        const auto [low, high] = valueRange(chart);
+        percentAxis.max = percentAxis.max.value_or(high > 0 ? 1.0 : 0.0);
+        percentAxis.min = percentAxis.min.value_or(low < 0 ? -1.0 : 0.0);
+    }
+    const ChartAxis& vAxis = percentAxis;
     const ChartAxis& cAxis = chart.categoryAxis;
     // Axis titles: the horizontal axis's under its labels, the vertical
     // axis's turned a quarter left beside its labels; each takes its line

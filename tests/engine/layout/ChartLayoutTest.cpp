@@ -502,3 +502,16 @@ TEST(ChartLayout, LongCategoryLabelsBreakAtTheirSpaces)
     EXPECT_FALSE(find(skipped, u"Southwestern"));
     EXPECT_TRUE(find(skipped, u"Centralised"));
 }
+
+TEST(ChartLayout, SeriesStackedToAHundredPercentEndThere)
+{
+    ChartFixture f;
+    Chart c = f.chart(ChartKind::Bar);
+    c.stacked = c.percentStacked = true;
+    c.series = {series(u"A", {1, 3}, {u"x", u"y"}), series(u"B", {3, 1}, {u"x", u"y"})};
+    const std::vector<DrawnText> texts = f.place(c, {0, 0, 360 * Pt, 216 * Pt});
+    EXPECT_TRUE(find(texts, u"0%"));
+    EXPECT_TRUE(find(texts, u"100%"));
+    EXPECT_FALSE(find(texts, u"120%"));
+    EXPECT_TRUE(find(texts, u"10%")); // ten steps of 10% fit 176 pt
+}
