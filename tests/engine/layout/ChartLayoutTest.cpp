@@ -292,12 +292,21 @@ TEST(ChartLayout, RadarLabelsStandAroundTheWeb)
     EXPECT_GT(zero->top, ten->top);
 }
 
-TEST(ChartLayout, ChartTextIsDrawnButNeverCounted)
+TEST(ChartLayout, ChartTextIsDrawnInItsFrameButNeverCounted)
 {
-    // A paragraph holding an inline chart lays out as it did without the
-    // chart's content; its text stands inside the frame, whose bottom is
-    // the line's baseline.
-    auto build = [](bool withChart) {
+    // A chart in a line (its frame's bottom on the baseline) and one
+    // floating 2 in from the page's left edge and 3 in from its top: the
+    // paragraphs lay out as they did without the charts' content, and each
+    // chart's text stands inside its frame.
+    struct Case {
+        const char* name;
+        bool floating;
+        size_t texts; // value labels, categories, legend entries
+    };
+    // Values 1 and 2: 0 to 2.5 by 0.5 (steps of 0.2 would be 11).
+    const Case cases[] = {{"inline", false, 6 + 2 + 1}, {"floating", true, 6 + 2 + 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
         DocumentBuilder b("docx");
         const uint32_t text = b.charFormat(mono());
         const uint32_t para = b.paraFormat({});
@@ -306,85 +315,42 @@ TEST(ChartLayout, ChartTextIsDrawnButNeverCounted)
         o.kind = ObjectKind::Chart;
         o.width = 7200;
         o.height = 4320;
+        o.floating = c.floating;
+        o.horizontal = {AnchorFrom::Page, AnchorAxis::Align::Offset, 2880};
+        o.vertical = {AnchorFrom::Page, AnchorAxis::Align::Offset, 4320};
         CharFormat objectFormat = mono();
         objectFormat.objectIndex = b.addObject(o);
-        b.appendChar(Ch::Object, b.charFormat(objectFormat));
+        b.appendChar(c.floating ? Ch::Anchor : Ch::Object, b.charFormat(objectFormat));
         b.endParagraph(para, text);
         addPara(b, u"after", text, para);
         std::unique_ptr<Document> doc = b.finish({}, HeaderFooterRefs{});
-        if (withChart) {
-            Chart c;
-            c.series = {series(u"A", {1, 2}, {u"x", u"y"})};
-            c.legend = LegendPosition::Right;
-            c.valueAxis.present = c.categoryAxis.present = true;
-            doc->charts.push_back(c);
-            doc->objects.front().chart = 0;
-        }
-        return doc;
-    };
-    const std::unique_ptr<Document> plain = build(false), charted = build(true);
-    const LayoutResult a = layoutDocument(*plain), b = layoutDocument(*charted);
-    EXPECT_EQ(a.lineCount(), b.lineCount());
-    ASSERT_EQ(a.pages.size(), b.pages.size());
-    ASSERT_EQ(a.pages.front().lines.size(), b.pages.front().lines.size());
-    EXPECT_TRUE(a.pages.front().drawnText.empty());
-    const std::vector<DrawnText>& drawn = b.pages.front().drawnText;
-    // 2 + 5% in steps of 0.2 would be 11: 0 to 2.5 by 0.5, two categories, one legend entry.
-    ASSERT_EQ(drawn.size(), 6u + 2u + 1u);
-    const LaidOutLine& line = b.pages.front().lines[1];
-    EXPECT_EQ(line.y, a.pages.front().lines[1].y);
-    const double baseline = line.y + line.ascent;
-    for (const DrawnText& t : drawn) {
-        SCOPED_TRACE(qm::engine::utf16ToUtf8(t.text));
-        EXPECT_GE(t.x, line.x);
-        EXPECT_LE(t.x, line.x + 7200);
-        EXPECT_GE(t.top, baseline - 4320 - 6 * Pt); // labels centred on the top gridline overhang it a little
-        EXPECT_LE(t.bottom, baseline);
-    }
-}
+        const LayoutResult before = layoutDocument(*doc);
+        Chart chart;
+        chart.series = {series(u"A", {1, 2}, {u"x", u"y"})};
+        chart.legend = LegendPosition::Right;
+        chart.valueAxis.present = chart.categoryAxis.present = true;
+        doc->charts.push_back(chart);
+        doc->objects.front().chart = 0;
+        const LayoutResult after = layoutDocument(*doc);
 
-TEST(ChartLayout, AFloatingChartPrintsInItsPlacedFrame)
-{
-    // A chart floating 2 in from the page's left edge and 3 in from its top,
-    // over the text (no wrapping): its text stands inside that frame and
-    // the paragraph's lines stay where they were.
-    DocumentBuilder b("docx");
-    const uint32_t text = b.charFormat(mono());
-    const uint32_t para = b.paraFormat({});
-    InlineObject o;
-    o.kind = ObjectKind::Chart;
-    o.floating = true;
-    o.width = 7200;
-    o.height = 4320;
-    o.horizontal = {AnchorFrom::Page, AnchorAxis::Align::Offset, 2880};
-    o.vertical = {AnchorFrom::Page, AnchorAxis::Align::Offset, 4320};
-    CharFormat objectFormat = mono();
-    objectFormat.objectIndex = b.addObject(o);
-    b.appendChar(Ch::Anchor, b.charFormat(objectFormat));
-    b.appendText(u"anchor", text);
-    b.endParagraph(para, text);
-    std::unique_ptr<Document> doc = b.finish({}, HeaderFooterRefs{});
-    const LayoutResult before = layoutDocument(*doc);
-    Chart c;
-    c.kind = ChartKind::Line;
-    c.series = {series(u"A", {10, 20, 30}, {u"a", u"b", u"c"})};
-    c.legend = LegendPosition::Bottom;
-    c.valueAxis.present = c.categoryAxis.present = true;
-    doc->charts.push_back(c);
-    doc->objects.front().chart = 0;
-    const LayoutResult after = layoutDocument(*doc);
-    ASSERT_EQ(after.pages.size(), 1u);
-    ASSERT_EQ(after.pages.front().lines.size(), before.pages.front().lines.size());
-    EXPECT_EQ(after.pages.front().lines.front().y, before.pages.front().lines.front().y);
-    const std::vector<DrawnText>& drawn = after.pages.front().drawnText;
-    // 30 + 5%: 0 to 35 by 5 (steps of 2 would be 16), three categories, one legend entry.
-    ASSERT_EQ(drawn.size(), 8u + 3u + 1u);
-    for (const DrawnText& t : drawn) {
-        SCOPED_TRACE(qm::engine::utf16ToUtf8(t.text));
-        EXPECT_GE(t.x, 2880);
-        EXPECT_LE(t.x, 2880 + 7200);
-        EXPECT_GE(t.top, 4320);
-        EXPECT_LE(t.bottom, 4320 + 4320);
+        EXPECT_EQ(before.lineCount(), after.lineCount());
+        ASSERT_EQ(before.pages.size(), after.pages.size());
+        ASSERT_EQ(before.pages.front().lines.size(), after.pages.front().lines.size());
+        for (size_t i = 0; i < before.pages.front().lines.size(); ++i)
+            EXPECT_EQ(before.pages.front().lines[i].y, after.pages.front().lines[i].y);
+        EXPECT_TRUE(before.pages.front().drawnText.empty());
+        const std::vector<DrawnText>& drawn = after.pages.front().drawnText;
+        ASSERT_EQ(drawn.size(), c.texts);
+        const LaidOutLine& line = after.pages.front().lines[1];
+        const double left = c.floating ? 2880 : line.x;
+        const double bottom = c.floating ? 4320 + 4320 : line.y + line.ascent;
+        for (const DrawnText& t : drawn) {
+            SCOPED_TRACE(qm::engine::utf16ToUtf8(t.text));
+            EXPECT_GE(t.x, left);
+            EXPECT_LE(t.right, left + 7200);
+            EXPECT_GE(t.top, bottom - 4320 - 6 * Pt); // labels centred on the top gridline overhang it a little
+            EXPECT_LE(t.bottom, bottom);
+        }
     }
 }
 
