@@ -47,6 +47,10 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
     if (plot.chart < 0 || static_cast<size_t>(plot.chart) >= document.charts.size())
         return;
     const Chart& chart = document.charts[static_cast<size_t>(plot.chart)];
+    for (double v : {plot.left, plot.top, plot.right, plot.bottom, plot.valueMin, plot.valueMax, plot.valueUnit,
+                     plot.xMin, plot.xMax, plot.cx, plot.cy, plot.radius})
+        if (!std::isfinite(v))
+            return;
     if (chart.series.empty())
         return;
     cairo_save(cr);
@@ -107,7 +111,7 @@ void drawChartPlot(cairo_t* cr, const Document& document, const ChartPlot& plot)
     }
 
     const double span = plot.valueMax - plot.valueMin;
-    if (!(span > 0) || !(plot.valueUnit > 0)) {
+    if (!(span > 0) || !std::isfinite(span) || !(plot.valueUnit > 0)) {
         cairo_restore(cr);
         return;
     }

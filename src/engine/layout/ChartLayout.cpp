@@ -56,7 +56,8 @@ public:
     double height(uint32_t format) { return m_measurer.singleLineHeight(format); }
     void add(const std::u16string& text, uint32_t format, double x, double top)
     {
-        if (text.empty())
+        // Values at the ends of the doubles' range place nothing.
+        if (text.empty() || !std::isfinite(x) || !std::isfinite(top))
             return;
         const MeasuredFont& f = m_measurer.font(format);
         DrawnText t;
@@ -581,10 +582,13 @@ AxisScale autoScale(double low, double high, double length, double minSpacing, c
         s = {lo, std::max(hi, lo + unit), unit};
         return steps <= 10 && length / std::max(1.0, steps) >= minSpacing;
     };
+    if (!std::isfinite(top - bottom) || !std::isfinite(min) || !std::isfinite(max))
+        return {0, 1, 1}; // values no scale can hold
     if (axis.majorUnit) {
+        // A step too fine to label (more than a thousand of them) gives way to tenths.
+        if ((max - min) / *axis.majorUnit > 1000)
+            return {min, max, (max - min) / 10};
         fits(*axis.majorUnit);
-        if (s.steps() > 1000)
-            s.unit = (s.max - s.min) / 10;
         return s;
     }
     const double range = std::max(top - bottom, 1e-300);

@@ -91,6 +91,8 @@ TEST(ChartLayout, AutomaticScalesAreWordsAxes)
         {"a fixed maximum and step", 2.3, 22.1, 180, 11.72, 0, 50, 10, {}, 50.0, 10.0},
         // From 10: 22.1 + 5% of 12.1 = 22.7, in seven steps of 2.
         {"a fixed minimum", 2.3, 22.1, 180, 11.72, 10, 24, 2, 10.0},
+        {"a fixed step too fine to label", 0, 10, 180, 11.72, 0, 10, 1, 0.0, 10.0, 1e-9},
+        {"values at the ends of the range", -1e308, 1e308, 180, 11.72, 0, 1, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
