@@ -417,7 +417,8 @@ TEST(ChartLayout, AxisTitlesTakeTheirLineBesideTheLabels)
     c.series = {series(u"A", {10, 20}, {u"x", u"y"})};
     const ChartFrame frame{0, 0, 360 * Pt, 216 * Pt};
     const double lh = f.lineHeight();
-    const DrawnText* plain = find(f.place(c, frame), u"25");
+    const std::vector<DrawnText> untitled = f.place(c, frame);
+    const DrawnText* plain = find(untitled, u"25");
     ASSERT_TRUE(plain);
     const double plainRight = plain->x + width(u"25");
     c.valueAxis.title = u"Units";
