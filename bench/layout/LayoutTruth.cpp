@@ -155,19 +155,29 @@ std::vector<Row> ourRows(const Document& doc, const layout::LayoutResult& result
         // of a table row in different fonts; in the reference no two rows of
         // a column overlap by more). Columns side by side are read column by
         // column like the PDF's reading order.
+        // Chart text (titles, axis and legend labels) joins the rows like
+        // the lines, with its own glyph box.
         struct Item {
             const layout::LaidOutLine* line;
+            const layout::DrawnText* drawn;
             GlyphBox box;
+            int16_t column() const { return line ? line->column : drawn->column; }
+            double baseline() const { return line ? line->y + line->ascent : drawn->baseline; }
+            double x() const { return line ? line->x : drawn->x; }
         };
         std::vector<Item> lines;
         for (const auto* part : {&result.pages[p].lines, &result.pages[p].boxLines})
             for (const auto& l : *part)
                 if (!l.empty)
-                    lines.push_back({&l, glyphBox(doc, l)});
+                    lines.push_back({&l, nullptr, glyphBox(doc, l)});
+        // Text turned upright (a vertical axis's title) makes no row of its own.
+        for (const auto& d : result.pages[p].drawnText)
+            if (!d.vertical)
+                lines.push_back({nullptr, &d, {d.top, d.bottom}});
         std::stable_sort(lines.begin(), lines.end(), [](const Item& a, const Item& b) {
-            if (a.line->column != b.line->column)
-                return a.line->column < b.line->column;
-            return a.line->y + a.line->ascent < b.line->y + b.line->ascent - 40;
+            if (a.column() != b.column())
+                return a.column() < b.column();
+            return a.baseline() < b.baseline() - 40;
         });
         auto together = [](const GlyphBox& a, const GlyphBox& b) {
             const double overlap = std::min(a.bottom, b.bottom) - std::max(a.top, b.top);
@@ -175,18 +185,17 @@ std::vector<Row> ourRows(const Document& doc, const layout::LayoutResult& result
         };
         for (size_t i = 0; i < lines.size();) {
             size_t j = i + 1;
-            while (j < lines.size() && lines[j].line->column == lines[i].line->column &&
-                   together(lines[i].box, lines[j].box))
+            while (j < lines.size() && lines[j].column() == lines[i].column() && together(lines[i].box, lines[j].box))
                 ++j;
-            std::vector<const layout::LaidOutLine*> group;
+            std::vector<const Item*> group;
             for (size_t k = i; k < j; ++k)
-                group.push_back(lines[k].line);
-            std::sort(group.begin(), group.end(), [](auto* a, auto* b) { return a->x < b->x; });
+                group.push_back(&lines[k]);
+            std::sort(group.begin(), group.end(), [](auto* a, auto* b) { return a->x() < b->x(); });
             std::string text;
-            for (const auto* l : group) {
+            for (const Item* item : group) {
                 if (!text.empty())
                     text += '\t';
-                text += utf16ToUtf8(visibleText(doc, *l));
+                text += utf16ToUtf8(item->line ? visibleText(doc, *item->line) : item->drawn->text);
             }
             Row r{text, keyOf(text), p + 1};
             if (!r.key.empty())

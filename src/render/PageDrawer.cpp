@@ -2,12 +2,14 @@
 #include "render/PageDrawer.h"
 
 #include "engine/access/ScriptRules.h"
+#include "render/ChartDrawer.h"
 #include "render/FontFaces.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 namespace qm::render {
 
@@ -665,6 +667,45 @@ void PageDrawer::drawLine(cairo_t* cr, const LaidOutLine& line, const Area* area
     }
 }
 
+void PageDrawer::drawTexts(cairo_t* cr, const std::vector<DrawnText>& texts)
+{
+    // Text that is no story's (charts' labels): a character at a time in
+    // its format's face, at the advances the layout measured it with.
+    for (const DrawnText& t : texts) {
+        if (t.charFormat >= m_document.charFormats.size())
+            continue;
+        const MeasuredFont& f = m_measurer.font(t.charFormat);
+        if (!f.face)
+            continue;
+        setColour(cr, m_document.charFormats[t.charFormat].color);
+        // Text turned a quarter left is drawn along x from its box's bottom.
+        cairo_save(cr);
+        double x = t.x, y = t.baseline;
+        if (t.vertical) {
+            cairo_translate(cr, t.baseline, t.bottom);
+            cairo_rotate(cr, -std::numbers::pi / 2);
+            x = 0, y = 0;
+        }
+        {
+            GlyphBatch batch(cr);
+            const double em = f.scale * f.face->metrics().unitsPerEm;
+            for (const char16_t c : t.text) {
+                const DrawFace* face = drawFaceFor(*f.face);
+                unsigned glyph = face ? face->glyph(c) : 0;
+                if (glyph == 0)
+                    if (const Face* fallback = FontCache::instance().fallbackFor(c)) {
+                        face = drawFaceFor(*fallback);
+                        glyph = face ? face->glyph(c) : 0;
+                    }
+                if (face && glyph != 0)
+                    batch.add(face, em * f.hScale, em, glyph, x, y);
+                x += m_measurer.width(c, t.charFormat);
+            }
+        }
+        cairo_restore(cr);
+    }
+}
+
 void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
 {
     m_pageNumber = pageNumber;
@@ -760,6 +801,9 @@ void PageDrawer::drawPage(cairo_t* cr, const LaidOutPage& page, int pageNumber)
             cairo_stroke(cr);
         }
     }
+    for (const ChartPlot& plot : page.chartPlots)
+        drawChartPlot(cr, m_document, plot);
+    drawTexts(cr, page.drawnText);
     cairo_restore(cr);
 }
 

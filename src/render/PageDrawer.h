@@ -22,7 +22,8 @@ namespace qm::render {
 /// cell shading and cell borders of tables (each side as the cell or its
 /// table sets it, else a plain grid for rows whose format asks for borders);
 /// paragraph borders around each box of paragraphs. Hidden text has no run in the layout and is never drawn.
-/// Pictures and drawing objects are left blank.
+/// Chart text (titles, axis, legend and data labels) where the layout
+/// placed it; pictures and other drawing objects are left blank.
 class PageDrawer {
 public:
     explicit PageDrawer(const engine::Document& document, const engine::layout::LayoutOptions& options = {});
@@ -48,6 +49,7 @@ private:
 
     void drawParagraphBorders(cairo_t* cr, const engine::layout::LaidOutLine& line, const Area& area);
     void drawLine(cairo_t* cr, const engine::layout::LaidOutLine& line, const Area* area);
+    void drawTexts(cairo_t* cr, const std::vector<engine::layout::DrawnText>& texts);
     std::vector<CellBox> tableCells(const engine::layout::LaidOutPage& page,
                                     const std::vector<engine::layout::LaidOutLine>& lines, size_t story,
                                     std::map<const engine::layout::LaidOutLine*, Area>& areas);

@@ -1,5 +1,7 @@
 // Laid-out pages drawn on a raster: ink where the layout put the text, none for hidden text, tables.
 #include "engine/model/DocumentBuilder.h"
+#include "engine/model/Unicode.h"
+#include "render/ChartDrawer.h"
 #include "render/FontFaces.h"
 #include "render/PageDrawer.h"
 
@@ -375,4 +377,102 @@ TEST(PageDrawer, ParagraphBordersDrawTheBoxOfTheGroup)
     // Nothing red between the two paragraphs' lines, inside the box.
     EXPECT_FALSE(raster.ink({1440 + 720, lines[1].y - 20, 10000, lines[1].y + 20}, isRed).has_value());
     EXPECT_FALSE(raster.ink({0, lines[2].y, 12240, lines[2].y + lines[2].height}, isRed).has_value());
+}
+
+// Catches chart text or data drawn elsewhere than the layout put it: a
+// column chart's labels show ink inside their boxes, its bars stand in
+// their series' colours from the axis up to their values, a bar of 0 is
+// not drawn; a pie's first slice runs clockwise from 12 o'clock.
+TEST(PageDrawer, ChartsDrawTheirTextAndData)
+{
+    auto chartDocument = [](Chart chart) {
+        DocumentBuilder b("docx");
+        const uint32_t text = b.charFormat(times());
+        const uint32_t para = b.paraFormat({});
+        InlineObject o;
+        o.kind = ObjectKind::Chart;
+        o.width = 7200;
+        o.height = 4320;
+        CharFormat objectFormat = times();
+        objectFormat.objectIndex = b.addObject(o);
+        b.appendChar(Ch::Object, b.charFormat(objectFormat));
+        b.endParagraph(para, text);
+        std::unique_ptr<Document> doc = b.finish({}, {});
+        CharFormat label = times(20);
+        label.color = 0x000000;
+        const uint32_t f = static_cast<uint32_t>(doc->charFormats.size());
+        doc->charFormats.push_back(label);
+        chart.titleFormat = chart.legendFormat = chart.labelFormat = chart.valueAxis.charFormat =
+            chart.categoryAxis.charFormat = f;
+        chart.valueAxis.present = chart.categoryAxis.present = true;
+        doc->charts.push_back(chart);
+        doc->objects.front().chart = 0;
+        return doc;
+    };
+    auto red = [](std::array<int, 3> c) { return c[0] > 200 && c[1] < 60 && c[2] < 60; };
+    auto blue = [](std::array<int, 3> c) { return c[2] > 200 && c[0] < 60 && c[1] < 60; };
+
+    Chart columns;
+    columns.legend = LegendPosition::Right;
+    ChartSeries a, b;
+    a.name = u"A", a.values = {10, 20}, a.categories = {u"x", u"y"}, a.color = 0xFF0000;
+    b.name = u"B", b.values = {5, 0}, b.categories = {u"x", u"y"}, b.color = 0x0000FF;
+    columns.series = {a, b};
+    std::unique_ptr<Document> doc = chartDocument(columns);
+    LayoutResult layout = layoutDocument(*doc);
+    ASSERT_EQ(layout.pages.size(), 1u);
+    const LaidOutPage& page = layout.pages.front();
+    ASSERT_EQ(page.chartPlots.size(), 1u);
+    ASSERT_FALSE(page.drawnText.empty());
+    Raster raster(*doc, page);
+    for (const DrawnText& t : page.drawnText) {
+        SCOPED_TRACE(utf16ToUtf8(t.text));
+        EXPECT_TRUE(raster.ink({t.x, t.top, t.x + 300, t.bottom}));
+    }
+    const ChartPlot& plot = page.chartPlots.front();
+    // 0 to 25 by 5; a cluster of two bars in each half of the plot area,
+    // 150% of a bar's width between clusters.
+    ASSERT_DOUBLE_EQ(plot.valueMax, 25);
+    const double pitch = (plot.right - plot.left) / 2, bar = pitch / 3.5, h = plot.bottom - plot.top;
+    const double first = plot.left + pitch / 2 - bar / 2, second = first + bar;
+    EXPECT_TRUE(red(raster.rgb(first, plot.bottom - h * 10 / 25 + 40)));
+    EXPECT_FALSE(red(raster.rgb(first, plot.bottom - h * 10 / 25 - 40)));
+    EXPECT_TRUE(red(raster.rgb(first + pitch, plot.bottom - h * 20 / 25 + 40)));
+    EXPECT_TRUE(blue(raster.rgb(second, plot.bottom - h * 5 / 25 + 40)));
+    EXPECT_FALSE(raster.ink({second + pitch - bar / 4, plot.top, second + pitch + bar / 4, plot.bottom - 40}, blue));
+
+    // Columns with a line: the one bar of a cluster centred on its category,
+    // the line through the categories' middles over it.
+    columns.series[1].kind = ChartKind::Line;
+    columns.series[1].values = {15, 15};
+    doc = chartDocument(columns);
+    layout = layoutDocument(*doc);
+    const ChartPlot& combo = layout.pages.front().chartPlots.front();
+    Raster comboRaster(*doc, layout.pages.front());
+    const double middle = combo.left + (combo.right - combo.left) / 4;
+    const double comboHeight = combo.bottom - combo.top;
+    EXPECT_TRUE(red(comboRaster.rgb(middle, combo.bottom - comboHeight * 5 / combo.valueMax)));
+    EXPECT_TRUE(blue(comboRaster.rgb(middle + 60, combo.bottom - comboHeight * 15 / combo.valueMax)));
+    EXPECT_TRUE(blue(comboRaster.rgb(middle + (combo.right - combo.left) / 4, combo.bottom - comboHeight * 15 / combo.valueMax)));
+
+    Chart pie;
+    pie.kind = ChartKind::Pie;
+    ChartSeries s;
+    s.values = {25, 75};
+    s.categories = {u"p", u"q"};
+    pie.series = {s};
+    doc = chartDocument(pie);
+    layout = layoutDocument(*doc);
+    const ChartPlot& slices = layout.pages.front().chartPlots.front();
+    ASSERT_GT(slices.radius, 0);
+    Raster pieRaster(*doc, layout.pages.front());
+    const double r = slices.radius / 2;
+    // The first slice (a quarter) between 12 and 3 o'clock, the second the rest.
+    const auto first_ = pieRaster.rgb(slices.cx + r * 0.7, slices.cy - r * 0.7);
+    const auto second_ = pieRaster.rgb(slices.cx - r * 0.7, slices.cy + r * 0.7);
+    const uint32_t c0 = qm::render::chartPaletteColor(0), c1 = qm::render::chartPaletteColor(1);
+    EXPECT_NEAR(first_[0], static_cast<int>(c0 >> 16), 2);
+    EXPECT_NEAR(first_[2], static_cast<int>(c0 & 0xFF), 2);
+    EXPECT_NEAR(second_[0], static_cast<int>(c1 >> 16), 2);
+    EXPECT_NEAR(second_[2], static_cast<int>(c1 & 0xFF), 2);
 }

@@ -1,6 +1,7 @@
 // Page layout: paragraphs and tables flowed into columns and pages as Word flows them.
 #include "engine/layout/Layout.h"
 
+#include "engine/layout/ChartLayout.h"
 #include "engine/layout/LineBreaker.h"
 #include "engine/layout/PagePolicy.h"
 #include "engine/layout/TextMeasurer.h"
@@ -146,6 +147,8 @@ public:
 
     void layoutMain();
     void useCache(ParagraphCache* cache) { m_breaker.useCache(cache); }
+    /// Floating charts as they were placed, for their text (placeChartText).
+    const std::vector<FloatingChart>& floatingCharts() const { return m_floatingCharts; }
     Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth,
                      StackEdges edges = StackEdges::Open);
 
@@ -259,6 +262,7 @@ private:
         double top = 0, bottom = 0, left = 0, right = 0;
     };
     std::vector<SideBand> m_sideBands;
+    std::vector<FloatingChart> m_floatingCharts;
 
     // Lines broken ahead of time (keep-with-next looks at the next paragraph).
     uint32_t m_cachedStart = UINT32_MAX;
@@ -875,6 +879,9 @@ void Engine::addObjectBands(uint32_t start, uint32_t mark)
         const ObjectBox box = objectBox(o);
         if (o.story >= 0)
             placeBoxText(o, box);
+        if (o.chart >= 0)
+            m_floatingCharts.push_back({m_result.pages.size() - 1, {box.left, box.top, double(o.width), double(o.height)},
+                                        o.chart, static_cast<int16_t>(m_column)});
         if (o.wrap == TextWrap::None)
             continue;
         const double left = box.left - o.distLeft;
@@ -1455,6 +1462,7 @@ LayoutResult layoutDocument(const Document& document, const LayoutOptions& optio
     Engine engine(document, options, result);
     engine.useCache(cache);
     engine.layoutMain();
+    placeChartText(document, options, result, engine.floatingCharts());
     return result;
 }
 

@@ -60,6 +60,41 @@ struct LaidOutLine {
     std::vector<LineRun> runs;
 };
 
+/// Text drawn on a page that is no line of any story: the titles, axis
+/// labels, legends and data labels of charts. Nothing counts it.
+struct DrawnText {
+    std::u16string text;
+    double x = 0;        ///< left edge, twips from the page's left edge
+    double top = 0;      ///< top of the glyph box (ascent above the baseline), twips from the page's top
+    double baseline = 0; ///< twips from the page's top
+    double bottom = 0;   ///< bottom of the glyph box (descent below the baseline)
+    uint32_t charFormat = 0; ///< font, size, bold and colour
+    int16_t column = 0;
+    /// Turned a quarter left, read upwards (a vertical axis's title): x to
+    /// the glyph box's right edge across, top to bottom along it, and the
+    /// baseline is the box's left edge plus the ascent.
+    bool vertical = false;
+    double right = 0;
+};
+
+/// Where a chart's data stands on a page, for drawing its bars, lines and
+/// slices from the cached values: the plot area and the scales the labels
+/// were placed by (twips).
+struct ChartPlot {
+    int32_t chart = -1; ///< index into Document::charts
+    double left = 0, top = 0, right = 0, bottom = 0;
+    double valueMin = 0, valueMax = 1, valueUnit = 1; ///< the value axis (a scatter's y axis)
+    double xMin = 0, xMax = 1;                         ///< a scatter's or bubble chart's x axis
+    double cx = 0, cy = 0, radius = 0;                 ///< pies, doughnuts and radar webs
+    /// The legend's entries: where each entry's text starts and its middle
+    /// height, and the series (a pie's point) whose key stands before it.
+    struct LegendKey {
+        double textLeft = 0, middle = 0;
+        int32_t index = 0;
+    };
+    std::vector<LegendKey> keys;
+};
+
 struct LaidOutPage {
     int32_t section = 0;
     double width = 0; ///< twips
@@ -71,6 +106,10 @@ struct LaidOutPage {
     /// The text of floating text boxes anchored on the page, where the
     /// boxes stand; Word's line statistic leaves it out, so none is counted.
     std::vector<LaidOutLine> boxLines;
+    /// Chart text of the objects on the page, where Word prints it, and
+    /// where their data is drawn.
+    std::vector<DrawnText> drawnText;
+    std::vector<ChartPlot> chartPlots;
 };
 
 /// Values a document leaves unset; a document's own formats win.

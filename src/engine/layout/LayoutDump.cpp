@@ -55,6 +55,10 @@ std::string dumpLayout(const Document& document, const LayoutResult& layout)
             dumpLine(out, document, p + 1, "H", l);
         for (const LaidOutLine& l : page.footerLines)
             dumpLine(out, document, p + 1, "F", l);
+        for (const DrawnText& t : page.drawnText)
+            out += "p" + std::to_string(p + 1) + " D c" + std::to_string(t.column) + " x=" + tenths(t.x) +
+                   " top=" + tenths(t.top) + " base=" + tenths(t.baseline) + (t.vertical ? " vertical" : "") + " |" +
+                   utf16ToUtf8(t.text) + "|\n";
     }
     return out;
 }

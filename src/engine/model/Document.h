@@ -125,6 +125,75 @@ struct InlineObject {
     TextWrap wrap = TextWrap::None;
     AnchorAxis horizontal, vertical;
     Twips distTop = 0, distBottom = 0, distLeft = 0, distRight = 0;
+    int32_t chart = -1; ///< a chart's printable content: index into Document::charts
+};
+
+enum class ChartKind : uint8_t { Bar, Line, Area, Pie, Doughnut, Scatter, Bubble, Radar };
+enum class LegendPosition : uint8_t { None, Right, Left, Top, Bottom };
+
+/// Which parts of a data point its label shows (c:dLbls).
+struct ChartLabels {
+    bool value = false;
+    bool percent = false;
+    bool category = false;
+    bool series = false;
+    bool any() const { return value || percent || category || series; }
+};
+
+/// One series of a chart as its part caches it: the name the legend shows,
+/// the values (NaN where a point is missing), x values of scatter and
+/// bubble charts, and the category labels of its points.
+struct ChartSeries {
+    std::u16string name;
+    std::vector<double> values;
+    std::vector<double> xValues;
+    std::vector<double> sizes; ///< bubble sizes
+    std::vector<std::u16string> categories;
+    /// Categories cached as numbers (dates among them) and their format;
+    /// shown through the category axis's format where it has its own.
+    std::vector<double> categoryValues;
+    std::string categoryFormat;
+    std::string valueFormat; ///< the cache's number format ("General", "0.0%")
+    ChartLabels labels;
+    uint32_t color = AutoColor; ///< its fill (bars, areas) or line; AutoColor: the theme's colour for its place
+    /// Its own kind in a chart of several (columns with a line); none: the chart's.
+    std::optional<ChartKind> kind;
+};
+
+/// A value or category axis: shown or deleted, its fixed scale where the
+/// chart sets one, its number format and its text's format.
+struct ChartAxis {
+    bool present = false;
+    bool deleted = false;
+    std::optional<double> min, max, majorUnit;
+    std::string numberFormat; ///< empty: the values' own format
+    bool reversed = false;
+    uint32_t charFormat = 0;
+    std::u16string title; ///< the axis's title; empty: none
+    uint32_t titleFormat = 0;
+};
+
+/// What a chart prints: its kind, series and labels, title, legend and axes.
+/// Word draws it inside the object's frame; its text is never counted.
+struct Chart {
+    ChartKind kind = ChartKind::Bar;
+    bool horizontal = false; ///< bars along the x axis (c:barDir bar)
+    bool stacked = false;    ///< stacked or percent-stacked series
+    bool percentStacked = false;
+    bool pointsOnTicks = false; ///< category labels at the ticks, not between them
+    std::vector<ChartSeries> series;
+    std::u16string title; ///< empty: no title
+    uint32_t titleFormat = 0;
+    LegendPosition legend = LegendPosition::None;
+    uint32_t legendFormat = 0;
+    ChartAxis categoryAxis, valueAxis; ///< a scatter chart's x axis is its category axis
+    uint32_t labelFormat = 0;          ///< of the data labels
+    uint32_t holePercent = 0;          ///< a doughnut's hole
+    uint32_t gapWidth = 150;           ///< between bar clusters, in percent of a bar's width
+    std::vector<uint32_t> palette;     ///< the theme's accent colours, for series without their own
+    /// A plot area placed by hand (c:manualLayout, edge mode, inner): its
+    /// left, top, width and height as shares of the chart's frame.
+    std::optional<std::array<double, 4>> manualPlot;
 };
 
 /// A field such as a page number: the text [start, end) of a story is the
@@ -209,6 +278,7 @@ public:
     std::vector<Section> sections{Section{}};
     std::vector<Note> notes;
     std::vector<InlineObject> objects;
+    std::vector<Chart> charts; ///< by InlineObject::chart
     std::vector<Field> fields; ///< in the order they were built
     DocumentSettings settings;
     StoredStatistics stored;

@@ -2,6 +2,7 @@
 #include "engine/formats/docx/DocxReader.h"
 
 #include "engine/formats/Reader.h"
+#include "engine/formats/docx/DocxChart.h"
 #include "engine/formats/docx/DocxNumbering.h"
 #include "engine/formats/docx/DocxStyles.h"
 #include "engine/formats/docx/Package.h"
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -166,6 +168,9 @@ private:
     DocumentBuilder& m_b;
     Part m_main;
     docx::ThemeFonts m_theme;
+    /// Chart objects and their parts, read once the text is (see readCharts).
+    std::vector<std::pair<int32_t, std::string>> m_chartParts;
+    void readCharts(Document& document);
     std::string m_eastAsiaLanguage; // the theme-font languages of the settings
     std::string m_bidiLanguage;
     docx::Styles m_styles;
@@ -824,6 +829,14 @@ void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, boo
         }
     }
     const int32_t index = m_b.addObject(object);
+    if (object.kind == ObjectKind::Chart && index >= 0 && m_ctx && m_ctx->part) {
+        // c:chart r:id names the chart part among the relationships of the
+        // part the drawing stands in.
+        const std::string_view id = value(xml::descendant(node, "chart"), "id");
+        if (auto rel = m_ctx->part->rels.find(std::string(id));
+            rel != m_ctx->part->rels.end() && !rel->second.target.empty())
+            m_chartParts.emplace_back(index, rel->second.target);
+    }
     CharFormat format = m_b.document().charFormats[charFormat];
     format.objectIndex = index;
     m_b.appendChar(object.floating ? Ch::Anchor : Ch::Object, m_b.charFormat(format));
@@ -1231,7 +1244,54 @@ ReadResult DocxReader::run()
     m_ctx = nullptr;
     ReadResult result;
     result.document = m_b.finish(last, refs);
+    try {
+        readCharts(*result.document);
+    } catch (const std::exception&) {
+        // A chart that cannot be read (memory) costs its text only.
+    }
     return result;
+}
+
+void DocxReader::readCharts(Document& document)
+{
+    // Charts print text that no statistic counts: they are read after every
+    // part that holds counted text, so that the package's limits on what is
+    // inflated can never cost the text a part. A chart part that is missing
+    // or broken leaves its object a blank frame, as before.
+    if (m_chartParts.empty())
+        return;
+    docx::ChartTheme fonts{m_theme.minor, m_theme.major, {}};
+    if (const std::string theme = targetOfType(m_main.rels, "theme"); !theme.empty()) {
+        PartData data = m_zip.read(theme);
+        pugi::xml_document xml;
+        if (data.ok() && xml::parseInPlace(data.bytes, xml, m_b.limits().maxNestingDepth).empty())
+            fonts.accents = docx::themeAccents(xml.document_element());
+    }
+    std::map<CharFormat, uint32_t> formats;
+    auto intern = [&](const CharFormat& f) {
+        auto [it, inserted] = formats.try_emplace(f, static_cast<uint32_t>(document.charFormats.size()));
+        if (inserted)
+            document.charFormats.push_back(f);
+        return it->second;
+    };
+    std::map<std::string, int32_t> read; // a part shown twice is read once
+    for (const auto& [object, name] : m_chartParts) {
+        if (static_cast<size_t>(object) >= document.objects.size())
+            continue;
+        auto [it, fresh] = read.try_emplace(name, -1);
+        if (fresh) {
+            PartData data = m_zip.read(name);
+            pugi::xml_document xml;
+            if (!data.ok() || !xml::parseInPlace(data.bytes, xml, m_b.limits().maxNestingDepth).empty())
+                continue;
+            Chart chart = docx::readChart(xml.document_element(), fonts, intern);
+            if (chart.series.empty())
+                continue;
+            it->second = static_cast<int32_t>(document.charts.size());
+            document.charts.push_back(std::move(chart));
+        }
+        document.objects[static_cast<size_t>(object)].chart = it->second;
+    }
 }
 
 } // namespace
