@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <hyphen.h>
 #include <map>
@@ -55,6 +56,41 @@ std::string dictionaryPath(const std::string& language, const std::string& regio
     return {};
 }
 
+// Loads a dictionary. One whose first (compound) level is a word list of
+// tens of thousands of entries before its syllable patterns (German's
+// 69,000 compounds, NEXTLEVEL, then the 8,700 patterns of TeX's) takes the
+// library a second or more to load, longer than counting hundreds of
+// documents; its syllable level alone loads in milliseconds and breaks
+// compounds at their syllables too, so that is what is loaded.
+HyphenDict* loadDictionary(const std::string& path)
+{
+    constexpr size_t LargeCompoundLevel = 20000; // lines
+    std::FILE* in = std::fopen(path.c_str(), "rb");
+    if (!in)
+        return nullptr;
+    std::string text;
+    char buffer[1 << 16];
+    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, in)) > 0;)
+        text.append(buffer, got);
+    std::fclose(in);
+    const size_t next = text.find("\nNEXTLEVEL");
+    if (next == std::string::npos ||
+        static_cast<size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(next), '\n')) <
+            LargeCompoundLevel)
+        return hnj_hyphen_load(path.c_str());
+    const size_t charsetEnd = text.find('\n');
+    const size_t levelStart = text.find('\n', next + 1);
+    if (levelStart == std::string::npos)
+        return hnj_hyphen_load(path.c_str());
+    std::string syllables = text.substr(0, charsetEnd + 1) + text.substr(levelStart + 1);
+    std::FILE* memory = ::fmemopen(syllables.data(), syllables.size(), "rb");
+    if (!memory)
+        return nullptr;
+    HyphenDict* dict = hnj_hyphen_load_file(memory);
+    std::fclose(memory);
+    return dict;
+}
+
 } // namespace
 
 Hyphenator::Hyphenator(void* dictionary) : m_dictionary(dictionary) {}
@@ -68,8 +104,7 @@ const Hyphenator* Hyphenator::forLanguage(std::string_view tag)
         return nullptr;
     static std::mutex mutex;
     static std::map<std::string, const Hyphenator*> byTag;
-    // Regions share files (de_CH is de_DE's): each file is loaded once, as
-    // loading a large one costs seconds (German's 78,000 patterns take 3.5).
+    // Regions share files (de_CH is de_DE's): each file is loaded once.
     static std::map<std::string, std::unique_ptr<Hyphenator>> byFile;
     std::lock_guard lock(mutex);
     const std::string key = language + "_" + region;
@@ -82,7 +117,7 @@ const Hyphenator* Hyphenator::forLanguage(std::string_view tag)
         std::free(real);
         auto it = byFile.find(file);
         if (it == byFile.end()) {
-            HyphenDict* dict = hnj_hyphen_load(file.c_str());
+            HyphenDict* dict = loadDictionary(file);
             it = byFile.emplace(file, dict ? std::unique_ptr<Hyphenator>(new Hyphenator(dict)) : nullptr).first;
         }
         found = it->second.get();
