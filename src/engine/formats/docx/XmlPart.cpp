@@ -13,6 +13,31 @@ namespace {
 
 constexpr unsigned ParseFlags = pugi::parse_default | pugi::parse_ws_pcdata;
 
+// Whether a node below `document` lies deeper than `maxDepth` (its own
+// children at 0), walked over the records without a call a node.
+bool deeperThan(const records::Node* document, uint32_t maxDepth)
+{
+    const records::Node* n = document->firstChild;
+    uint64_t depth = 0;
+    while (n) {
+        if (depth > maxDepth)
+            return true;
+        if (n->firstChild) {
+            n = n->firstChild;
+            ++depth;
+            continue;
+        }
+        while (!n->next) {
+            n = n->parent;
+            --depth;
+            if (n == document)
+                return false;
+        }
+        n = n->next;
+    }
+    return false;
+}
+
 std::string checked(const pugi::xml_parse_result& result, pugi::xml_document& doc, uint32_t maxDepth)
 {
     if (!result) {
@@ -20,22 +45,26 @@ std::string checked(const pugi::xml_parse_result& result, pugi::xml_document& do
         doc.reset();
         return error;
     }
-    // pugixml parses without recursion, and walks a tree the same way: its
-    // walker visits every node with its depth (the root's children are at
-    // 0) inside the library, far cheaper than stepping node by node through
-    // its interface.
-    struct DepthLimit : pugi::xml_tree_walker {
-        int maxDepth = 0;
-        bool tooDeep = false;
-        bool for_each(pugi::xml_node&) override
-        {
-            tooDeep = depth() > maxDepth;
-            return !tooDeep;
-        }
-    } limit;
-    limit.maxDepth = static_cast<int>(std::min<uint32_t>(maxDepth, std::numeric_limits<int>::max()));
-    doc.traverse(limit);
-    if (limit.tooDeep) {
+    bool tooDeep = false;
+    if (records::match) {
+        tooDeep = deeperThan(records::of(doc), maxDepth);
+    } else {
+        // pugixml's walker visits every node with its depth (the root's
+        // children are at 0) inside the library.
+        struct DepthLimit : pugi::xml_tree_walker {
+            int maxDepth = 0;
+            bool tooDeep = false;
+            bool for_each(pugi::xml_node&) override
+            {
+                tooDeep = depth() > maxDepth;
+                return !tooDeep;
+            }
+        } limit;
+        limit.maxDepth = static_cast<int>(std::min<uint32_t>(maxDepth, std::numeric_limits<int>::max()));
+        doc.traverse(limit);
+        tooDeep = limit.tooDeep;
+    }
+    if (tooDeep) {
         doc.reset();
         return "the XML is nested more deeply than the engine reads";
     }
@@ -54,7 +83,7 @@ std::string parseInPlace(std::string& bytes, pugi::xml_document& doc, uint32_t m
     return checked(doc.load_buffer_inplace(bytes.data(), bytes.size(), ParseFlags, pugi::encoding_auto), doc, maxDepth);
 }
 
-pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
+pugi::xml_node childThroughLibrary(const pugi::xml_node& node, std::string_view local)
 {
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling())
         if (c.type() == pugi::node_element && hasLocalName(c.name(), local))
@@ -62,12 +91,51 @@ pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
     return {};
 }
 
-pugi::xml_attribute attr(const pugi::xml_node& node, std::string_view local)
+pugi::xml_attribute attrThroughLibrary(const pugi::xml_node& node, std::string_view local)
 {
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
         if (hasLocalName(a.name(), local))
             return a;
     return {};
+}
+
+bool records::matchLibrary()
+{
+    // Every link and field the helpers read, compared on a tree that has
+    // each: elements with and without attributes, text between them, a
+    // comment-free declaration-free root.
+    pugi::xml_document doc;
+    static const char text[] = "<r a='1' b='2'><e/>t<f c='3'/></r>";
+    if (!doc.load_buffer(text, sizeof text - 1, pugi::parse_default, pugi::encoding_utf8))
+        return false;
+    auto same = [](const pugi::xml_node& api, const Node* record) {
+        if (!api || !record)
+            return !api && !record;
+        return api.internal_object() == reinterpret_cast<const pugi::xml_node_struct*>(record) &&
+               static_cast<int>(record->header & 15) == static_cast<int>(api.type()) &&
+               (record->name ? record->name : "") == std::string_view(api.name()) &&
+               (record->value ? record->value : "") == std::string_view(api.value());
+    };
+    auto sameAttribute = [](const pugi::xml_attribute& api, const Attribute* record) {
+        if (!api || !record)
+            return !api && !record;
+        return api.internal_object() == reinterpret_cast<const pugi::xml_attribute_struct*>(record) &&
+               std::string_view(record->name) == api.name() && std::string_view(record->value) == api.value();
+    };
+    for (pugi::xml_node n = doc.document_element(); n; n = n.first_child()) {
+        for (pugi::xml_node c = n; c; c = c.next_sibling()) {
+            const Node* record = of(c);
+            if (!same(c, record) || !same(c.first_child(), record->firstChild) || !same(c.next_sibling(), record->next) ||
+                !same(c.parent(), record->parent))
+                return false;
+            pugi::xml_attribute a = c.first_attribute();
+            const Attribute* r = record->firstAttribute;
+            for (; a || r; a = a.next_attribute(), r = r->next)
+                if (!sameAttribute(a, r))
+                    return false;
+        }
+    }
+    return true;
 }
 
 pugi::xml_node descendant(const pugi::xml_node& root, std::string_view local)
@@ -87,12 +155,6 @@ pugi::xml_node descendant(const pugi::xml_node& root, std::string_view local)
         node = node.next_sibling();
     }
     return {};
-}
-
-std::string_view value(const pugi::xml_node& node, std::string_view local)
-{
-    pugi::xml_attribute a = attr(node, local);
-    return a ? std::string_view(a.value()) : std::string_view();
 }
 
 std::optional<int64_t> toInt(std::string_view text)

@@ -54,14 +54,80 @@ inline bool hasLocalName(const char* qualified, std::string_view local)
 }
 inline bool is(const pugi::xml_node& node, std::string_view local) { return hasLocalName(node.name(), local); }
 
+namespace records {
+
+// pugixml's node and attribute records as the library lays them out (its
+// usual build, without the compact mode). The helpers below run by the
+// million over every part and walk the records directly, where the
+// library's interface would take a call for each step, each name and each
+// type. `match` compares the two readings on a small tree once; should a
+// build of the library lay its records out otherwise, the helpers go
+// through its interface.
+struct Attribute {
+    uintptr_t header;
+    char* name;
+    char* value;
+    Attribute* previousCyclic;
+    Attribute* next;
+};
+struct Node {
+    uintptr_t header; // the node type in its lowest four bits
+    char* name;
+    char* value;
+    Node* parent;
+    Node* firstChild;
+    Node* previousCyclic;
+    Node* next;
+    Attribute* firstAttribute;
+};
+bool matchLibrary();
+inline const bool match = matchLibrary();
+
+inline const Node* of(const pugi::xml_node& node) { return reinterpret_cast<const Node*>(node.internal_object()); }
+inline bool isElement(const Node* n) { return (n->header & 15) == pugi::node_element; }
+
+} // namespace records
+
+pugi::xml_node childThroughLibrary(const pugi::xml_node& node, std::string_view local);
+pugi::xml_attribute attrThroughLibrary(const pugi::xml_node& node, std::string_view local);
+
 /// The first child element, or attribute, with the given local name.
-pugi::xml_node child(const pugi::xml_node& node, std::string_view local);
-pugi::xml_attribute attr(const pugi::xml_node& node, std::string_view local);
+inline pugi::xml_node child(const pugi::xml_node& node, std::string_view local)
+{
+    if (!records::match)
+        return childThroughLibrary(node, local);
+    const records::Node* n = records::of(node);
+    for (const records::Node* c = n ? n->firstChild : nullptr; c; c = c->next)
+        if (records::isElement(c) && c->name && hasLocalName(c->name, local))
+            return pugi::xml_node(reinterpret_cast<pugi::xml_node_struct*>(const_cast<records::Node*>(c)));
+    return {};
+}
+inline pugi::xml_attribute attr(const pugi::xml_node& node, std::string_view local)
+{
+    if (!records::match)
+        return attrThroughLibrary(node, local);
+    const records::Node* n = records::of(node);
+    for (records::Attribute* a = n ? n->firstAttribute : nullptr; a; a = a->next)
+        if (a->name && hasLocalName(a->name, local))
+            return pugi::xml_attribute(reinterpret_cast<pugi::xml_attribute_struct*>(a));
+    return {};
+}
 /// The first descendant element with the given local name (iterative).
 pugi::xml_node descendant(const pugi::xml_node& node, std::string_view local);
 
 /// An attribute's value, or an empty view when absent.
-std::string_view value(const pugi::xml_node& node, std::string_view local);
+inline std::string_view value(const pugi::xml_node& node, std::string_view local)
+{
+    if (!records::match) {
+        const pugi::xml_attribute a = attrThroughLibrary(node, local);
+        return a ? std::string_view(a.value()) : std::string_view();
+    }
+    const records::Node* n = records::of(node);
+    for (const records::Attribute* a = n ? n->firstAttribute : nullptr; a; a = a->next)
+        if (a->name && hasLocalName(a->name, local))
+            return a->value ? std::string_view(a->value) : std::string_view();
+    return {};
+}
 
 /// Integers as written in XML; nullopt when absent or malformed. Values out
 /// of range are clamped rather than wrapped.

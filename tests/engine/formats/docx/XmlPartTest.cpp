@@ -79,3 +79,55 @@ TEST(XmlPart, ParsingInPlaceGivesWhatParsingACopyGives)
         EXPECT_EQ(dump(inPlace), dump(copied));
     }
 }
+
+TEST(XmlPart, HelpersReadingRecordsAnswerAsTheLibraryDoes)
+{
+    // The records are read directly only when they lie as this build of the
+    // library lays them out; here they must, or every part is read the slow way.
+    ASSERT_TRUE(xml::records::match);
+    std::string bytes = R"(<w:r xmlns:w="x" w:a="1" b=""><!--c-->text<w:a w:v="2"/><w:rPr/>tail<b:rPr w:val="3"/><?pi x?></w:r>)";
+    pugi::xml_document doc;
+    ASSERT_EQ(xml::parseInPlace(bytes, doc, 512), "");
+    const pugi::xml_node r = doc.document_element();
+    const pugi::xml_node none;
+    struct Case {
+        pugi::xml_node node;
+        std::string_view local;
+    } const cases[] = {
+        {r, "a"},    {r, "rPr"}, {r, "b"}, {r, "r"},       {r, ""}, {r.first_child(), "a"},
+        {none, "a"}, {doc, "r"}, {doc, "w:r"}, {xml::childThroughLibrary(r, "rPr"), "val"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.node.name()) + " / " + std::string(c.local));
+        EXPECT_EQ(xml::child(c.node, c.local), xml::childThroughLibrary(c.node, c.local));
+        EXPECT_EQ(xml::attr(c.node, c.local), xml::attrThroughLibrary(c.node, c.local));
+        const pugi::xml_attribute a = xml::attrThroughLibrary(c.node, c.local);
+        EXPECT_EQ(xml::value(c.node, c.local), a ? std::string_view(a.value()) : std::string_view());
+    }
+    // Text and comments are no children by name; the first of two matches wins.
+    EXPECT_STREQ(xml::child(r, "rPr").name(), "w:rPr");
+    EXPECT_EQ(xml::value(r, "b"), "");
+    EXPECT_FALSE(xml::attr(r, "c"));
+}
+
+TEST(XmlPart, DepthIsMeasuredOverEveryBranch)
+{
+    // Limit 2: the root at 0, so three levels of elements (or text) pass.
+    struct Case {
+        const char* what;
+        const char* text;
+        bool ok;
+    } const cases[] = {
+        {"deep first branch", "<a><b><c><d/></c></b><e/></a>", false},
+        {"deep last branch after a climb", "<a><b><c/></b><e><f><g/></f></e></a>", false},
+        {"text as the deepest node", "<a><b><c>t</c></b></a>", false},
+        {"wide and shallow", "<a><b><c/><c/></b><b>t<c/></b><b/></a>", true},
+        {"just within", "<a><b>t</b><b><c/></b></a>", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        pugi::xml_document doc;
+        std::string bytes = c.text;
+        EXPECT_EQ(xml::parseInPlace(bytes, doc, 2).empty(), c.ok);
+    }
+}
