@@ -4,11 +4,28 @@
 #include <pugixml.hpp>
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace qm::engine::xml {
+
+/// Removes from `bytes` the first child of the root element with each of
+/// the local names given, where what it holds is plain: elements with
+/// quoted attributes and blank text between them, and nothing else. A reader
+/// that never looks inside such a child (a style sheet's latent styles, a
+/// few hundred entries of four attributes each) is spared parsing it. The
+/// text before each child is followed element by element, and nothing after
+/// the last one is looked at. A document type or anything else the scan
+/// does not follow leaves `bytes` as they were, and a child holding more
+/// than plain elements, or anything deeper than `maxDepth` (the root's
+/// children are at 1), stays: leaving it out could hide a fault the parse
+/// would report. A fault after a removed child is not looked for, so a part
+/// that fails to parse once something was removed must be parsed again as
+/// it came for the fault to be reported where it lies. Returns how many
+/// bytes were removed.
+size_t dropPlainChildren(std::string& bytes, std::initializer_list<std::string_view> locals, uint32_t maxDepth);
 
 /// Parses `bytes` into `doc`. DOCTYPE declarations are skipped and never
 /// expanded (no external or internal entities, no network); an unknown

@@ -646,3 +646,37 @@ TEST(DocxReader, SpacingInPointsTurnsAStylesAutomaticSpacingOff)
     const std::vector<std::pair<bool, bool>> expected = {{true, true}, {false, false}, {false, true}, {true, true}};
     EXPECT_EQ(flags, expected);
 }
+
+TEST(DocxReader, LatentStylesAreLeftOutAndFaultsAfterThemReportedWhereTheyLie)
+{
+    // The latent styles are not parsed: the styles around them still apply.
+    // Plain entries, or as many bytes with a comment among them (which keeps
+    // them in the parse), put a fault after them at the same byte.
+    const std::string plain = R"(<w:latentStyles><w:lsdException w:name="x"/><w:yy/></w:latentStyles>)";
+    const std::string kept = R"(<w:latentStyles><w:lsdException w:name="x"/><!----></w:latentStyles>)";
+    ASSERT_EQ(plain.size(), kept.size());
+    const std::string normal = R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/>)"
+                               R"(<w:rPr><w:b/></w:rPr></w:style>)";
+    const std::string defaults = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:sz w:val="30"/></w:rPr></w:rPrDefault></w:docDefaults>)";
+    for (const std::string& latent : {plain, kept}) {
+        SCOPED_TRACE(latent);
+        DocxPackage pkg;
+        pkg.styles = defaults + latent + normal;
+        pkg.body = para("a");
+        EXPECT_EQ(describeMain(pkg, "b sz"), "{b sz30|a}¶");
+    }
+    std::string messages[2];
+    for (int k = 0; k < 2; ++k) {
+        DocxPackage pkg;
+        pkg.styles = defaults + (k == 0 ? plain : kept) + normal + "<w:style><unclosed>";
+        pkg.body = para("a");
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.xml")
+                messages[k] = d.message;
+        EXPECT_EQ(describe(*r.document, "b sz"), "a¶"); // the styles are not read
+    }
+    EXPECT_NE(messages[0].find("malformed at byte"), std::string::npos) << messages[0];
+    EXPECT_EQ(messages[0], messages[1]);
+}

@@ -131,3 +131,59 @@ TEST(XmlPart, DepthIsMeasuredOverEveryBranch)
         EXPECT_EQ(xml::parseInPlace(bytes, doc, 2).empty(), c.ok);
     }
 }
+
+TEST(XmlPart, PlainChildrenOfTheRootAreDroppedAndNothingElse)
+{
+    const std::string latent = R"(<w:latentStyles w:defLockedState="0" w:count="2">)"
+                               R"(<w:lsdException w:name="Normal" w:qFormat="1"/>)"
+                               "\r\n <w:lsdException w:name='heading 1' w:x=\"a>b\"/></w:latentStyles>";
+    struct Case {
+        const char* what;
+        std::string text;
+        std::string expected; // as it was when empty
+        uint32_t maxDepth = 512;
+    } const cases[] = {
+        {"Word's latent styles", R"(<w:styles xmlns:w="x"><w:docDefaults/>)" + latent + "<w:style/></w:styles>",
+         R"(<w:styles xmlns:w="x"><w:docDefaults/><w:style/></w:styles>)"},
+        {"after a declaration, a comment and a '>' in a value",
+         "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- <w:x> --><w:styles a=\"1>2\">" + latent + "</w:styles>",
+         "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- <w:x> --><w:styles a=\"1>2\"></w:styles>"},
+        {"without a prefix, empty", "<styles><latentStyles/><style/></styles>", "<styles><style/></styles>"},
+        {"only the first", "<s><latentStyles/><latentStyles/></s>", "<s><latentStyles/></s>"},
+        {"a comment inside", "<s><latentStyles><!--c--></latentStyles></s>", ""},
+        {"text inside", "<s><latentStyles>t</latentStyles></s>", ""},
+        {"an unquoted value inside", "<s><latentStyles><x a=1/></latentStyles></s>", ""},
+        {"attributes run together", "<s><latentStyles><x a='1'b='2'/></latentStyles></s>", ""},
+        {"a '<' in a value inside", "<s><latentStyles><x a='<'/></latentStyles></s>", ""},
+        {"a wrong end tag inside", "<s><latentStyles><x></y></latentStyles></s>", ""},
+        {"never closed", "<s><latentStyles><x/>", ""},
+        {"deeper than the parse allows", "<s><latentStyles><x><y/></x></latentStyles></s>", "", 2},
+        {"blank text deeper than the parse allows", "<s><latentStyles><x> </x></latentStyles></s>", "", 2},
+        {"just within the depth", "<s><latentStyles><x/></latentStyles><t/></s>", "<s><t/></s>", 2},
+        {"a grandchild of the root", "<s><t><latentStyles/></t></s>", ""},
+        {"a '<' in a value before it", "<s a='<latentStyles/>'><latentStyles/></s>", ""},
+        {"a document type", "<!DOCTYPE s><s><latentStyles/></s>", ""},
+        {"a name beyond ASCII before it", "<s><\xC3\xA9/><latentStyles/></s>", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::string bytes = c.text;
+        const std::string expected = c.expected.empty() ? c.text : c.expected;
+        EXPECT_EQ(xml::dropPlainChildren(bytes, {"latentStyles"}, c.maxDepth), c.text.size() - expected.size());
+        EXPECT_EQ(bytes, expected);
+        // Twice: the second time the element is known from the first.
+        bytes = c.text;
+        xml::dropPlainChildren(bytes, {"latentStyles"}, c.maxDepth);
+        EXPECT_EQ(bytes, expected);
+    }
+    // An element known plain answers only for the very same text: one that
+    // starts alike and holds a comment further on stays.
+    std::string plain = "<s><latentStyles><x/><y/></latentStyles></s>";
+    std::string commented = "<s><latentStyles><x/><!--c--><y/></latentStyles></s>";
+    EXPECT_GT(xml::dropPlainChildren(plain, {"latentStyles"}, 512), 0u);
+    EXPECT_EQ(xml::dropPlainChildren(commented, {"latentStyles"}, 512), 0u);
+    // Several names: each found once, the rest of the text left unread.
+    std::string both = "<s><a/><rsids><r v='1'/></rsids><latentStyles/><rsids/></s>";
+    EXPECT_EQ(xml::dropPlainChildren(both, {"latentStyles", "rsids"}, 512), std::string("<rsids><r v='1'/></rsids><latentStyles/>").size());
+    EXPECT_EQ(both, "<s><a/><rsids/></s>");
+}
