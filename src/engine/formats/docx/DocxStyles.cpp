@@ -600,11 +600,12 @@ TableProps Styles::tableProps(const std::string& tableStyle) const
     return out;
 }
 
-ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
+const ConditionalProps& Styles::chainConditional(const TableStyleRef& tableStyle) const
 {
-    ConditionalProps out;
+    static const ConditionalProps none;
     if (tableStyle.conditions == 0)
-        return out;
+        return none;
+    ConditionalProps out;
     // Every run of a header row or first column asks: worked out once for
     // each table style and set of parts.
     auto key = std::make_pair(tableStyle.id, tableStyle.conditions);
@@ -626,8 +627,7 @@ ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
             overlayBorders(out.borders, found->second.borders);
         }
     }
-    m_conditionalCache.emplace(std::move(key), out);
-    return out;
+    return m_conditionalCache.emplace(std::move(key), std::move(out)).first->second;
 }
 
 CellBorders Styles::conditionalBorders(const TableStyleRef& tableStyle) const
@@ -652,38 +652,45 @@ std::string Styles::displayName(const std::string& styleId) const
 CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
                              const TableStyleRef& tableStyle) const
 {
-    RunProps table = tableStyle.id.empty() ? RunProps{} : chainRun(tableStyle.id, Kind::Table);
-    if (!tableStyle.id.empty())
-        table.overlay(chainConditional(tableStyle).run);
+    // Each property from the highest level that sets it: what overlaying the
+    // levels in turn on the defaults gives (the table style's chain, its
+    // parts', the paragraph style's, the character style's, the run's own),
+    // without copying any level. Runs are read by the hundred thousand.
     static const RunProps none;
+    const bool inTable = !tableStyle.id.empty();
+    const RunProps& tableChain = inTable ? chainRun(tableStyle.id, Kind::Table) : none;
+    const RunProps& tableParts = inTable ? chainConditional(tableStyle).run : none;
     const RunProps& para = chainRun(paraStyle, Kind::Paragraph);
     const RunProps& chars = charStyle.empty() ? none : chainRun(charStyle, Kind::Character);
-    RunProps plain = m_defaultRun;
-    plain.overlay(table);
-    plain.overlay(para);
-    plain.overlay(chars);
-    plain.overlay(direct);
+    const RunProps* const levels[] = {&direct, &chars, &para, &tableParts, &tableChain, &m_defaultRun};
+    auto top = [&](auto RunProps::*field) -> const auto& {
+        for (const RunProps* level : levels)
+            if (level->*field)
+                return level->*field;
+        return m_defaultRun.*field; // unset at every level
+    };
 
     CharFormat f;
-    f.fontName = plain.font.value_or("");
-    f.sizeHalfPoints = plain.size.value_or(20);
-    f.eastAsiaFontName = plain.eastAsiaFont.value_or("");
-    f.complexFontName = plain.complexFont.value_or("");
-    f.complexSizeHalfPoints = plain.complexSize.value_or(0);
-    f.underline = plain.underline.value_or(UnderlineKind::None);
-    f.verticalPosition = plain.verticalPosition.value_or(VerticalPosition::Baseline);
-    f.spacingTwips = plain.spacing.value_or(0);
-    f.scalePercent = plain.scale.value_or(100);
-    f.kernMinHalfPoints = plain.kern.value_or(0);
-    f.positionHalfPoints = plain.position.value_or(0);
-    f.color = plain.color.value_or(AutoColor);
+    f.fontName = top(&RunProps::font).value_or("");
+    f.sizeHalfPoints = top(&RunProps::size).value_or(20);
+    f.eastAsiaFontName = top(&RunProps::eastAsiaFont).value_or("");
+    f.complexFontName = top(&RunProps::complexFont).value_or("");
+    f.complexSizeHalfPoints = top(&RunProps::complexSize).value_or(0);
+    f.underline = top(&RunProps::underline).value_or(UnderlineKind::None);
+    f.verticalPosition = top(&RunProps::verticalPosition).value_or(VerticalPosition::Baseline);
+    f.spacingTwips = top(&RunProps::spacing).value_or(0);
+    f.scalePercent = top(&RunProps::scale).value_or(100);
+    f.kernMinHalfPoints = top(&RunProps::kern).value_or(0);
+    f.positionHalfPoints = top(&RunProps::position).value_or(0);
+    f.color = top(&RunProps::color).value_or(AutoColor);
 
     // A toggle starts from the document default; each style level that turns
     // it on flips it (bold text in a bold heading shows plain); direct
     // formatting is absolute.
     auto toggle = [&](std::optional<bool> RunProps::*field) {
         bool v = (m_defaultRun.*field).value_or(false);
-        if ((table.*field).value_or(false))
+        // The table's level: its parts' setting over its chain's.
+        if ((tableParts.*field ? tableParts.*field : tableChain.*field).value_or(false))
             v = !v;
         if ((para.*field).value_or(false))
             v = !v;

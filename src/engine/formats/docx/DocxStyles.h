@@ -175,8 +175,9 @@ private:
         TableProps table;
         std::map<TableCondition, ConditionalProps> conditional;
     };
-    // The properties of the table parts a cell is in, over the style chain.
-    ConditionalProps chainConditional(const TableStyleRef& tableStyle) const;
+    // The properties of the table parts a cell is in, over the style chain;
+    // kept like the chains below.
+    const ConditionalProps& chainConditional(const TableStyleRef& tableStyle) const;
     // Each style level's own chain, resolved with plain inheritance.
     /// A style's properties with those of the styles it is based on, worked
     /// out once and kept: the reference stays valid while the styles live.
