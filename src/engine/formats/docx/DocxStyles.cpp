@@ -172,7 +172,7 @@ void TableProps::applyTo(TableRowFormat& row) const
 BorderLine parseBorder(const pugi::xml_node& e)
 {
     BorderLine b;
-    const std::string_view v = value(e, "val");
+    const auto [v, size, space, color] = xml::values(e, {"val", "sz", "space", "color"});
     if (v.empty() || v == "nil" || v == "none")
         return b;
     b.style = v == "single"                                                                   ? BorderStyle::Single
@@ -186,10 +186,9 @@ BorderLine parseBorder(const pugi::xml_node& e)
                                                                                               : BorderStyle::Other;
     // w:sz is in eighths of a point; Word keeps it between 2 and 96 (a
     // quarter point to 12 points) and draws a border without one at 2.
-    const int64_t sz = xml::toInt(value(e, "sz")).value_or(2);
+    const int64_t sz = xml::toInt(size).value_or(2);
     b.widthEighths = static_cast<uint16_t>(std::clamp<int64_t>(sz, 2, 96));
-    b.spacePoints = static_cast<uint16_t>(std::clamp<int64_t>(xml::toInt(value(e, "space")).value_or(0), 0, 31));
-    const std::string_view color = value(e, "color");
+    b.spacePoints = static_cast<uint16_t>(std::clamp<int64_t>(xml::toInt(space).value_or(0), 0, 31));
     b.color = color.empty() || color == "auto" ? AutoColor : hexColor(color);
     return b;
 }
@@ -299,23 +298,21 @@ RunProps parseRunProps(const pugi::xml_node& rPr, const ThemeFonts& theme)
     for (pugi::xml_node e = rPr.first_child(); e; e = e.next_sibling()) {
         const std::string_view n = xml::localName(e);
         if (n == "rFonts") {
-            std::string_view f = value(e, "ascii");
-            if (f.empty())
-                f = value(e, "hAnsi");
-            std::string_view t = value(e, "asciiTheme");
-            if (t.empty())
-                t = value(e, "hAnsiTheme");
+            const auto [ascii, hAnsi, asciiTheme, hAnsiTheme, eastAsiaTheme, eastAsia, csTheme, cs] = xml::values(
+                e, {"ascii", "hAnsi", "asciiTheme", "hAnsiTheme", "eastAsiaTheme", "eastAsia", "cstheme", "cs"});
+            const std::string_view f = ascii.empty() ? hAnsi : ascii;
+            const std::string_view t = asciiTheme.empty() ? hAnsiTheme : asciiTheme;
             if (!t.empty())
                 p.font = t.starts_with("major") ? theme.major : theme.minor;
             else if (!f.empty())
                 p.font = std::string(f);
-            if (std::string_view ea = value(e, "eastAsiaTheme"); !ea.empty())
-                p.eastAsiaFont = ea.starts_with("major") ? theme.majorEastAsia : theme.minorEastAsia;
-            else if (std::string_view ea = value(e, "eastAsia"); !ea.empty())
-                p.eastAsiaFont = std::string(ea);
-            if (std::string_view cs = value(e, "cstheme"); !cs.empty())
-                p.complexFont = cs.starts_with("major") ? theme.majorComplex : theme.minorComplex;
-            else if (std::string_view cs = value(e, "cs"); !cs.empty())
+            if (!eastAsiaTheme.empty())
+                p.eastAsiaFont = eastAsiaTheme.starts_with("major") ? theme.majorEastAsia : theme.minorEastAsia;
+            else if (!eastAsia.empty())
+                p.eastAsiaFont = std::string(eastAsia);
+            if (!csTheme.empty())
+                p.complexFont = csTheme.starts_with("major") ? theme.majorComplex : theme.minorComplex;
+            else if (!cs.empty())
                 p.complexFont = std::string(cs);
         } else if (n == "sz") {
             if (auto v = xml::toInt(value(e, "val")))

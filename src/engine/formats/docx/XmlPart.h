@@ -3,6 +3,7 @@
 
 #include <pugixml.hpp>
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -144,6 +145,37 @@ inline std::string_view value(const pugi::xml_node& node, std::string_view local
         if (a->name && hasLocalName(a->name, local))
             return a->value ? std::string_view(a->value) : std::string_view();
     return {};
+}
+
+/// The values of the first attributes with each of the local names given
+/// (an empty view for one that is absent): what value() gives for each, in
+/// one pass over the attributes, for an element read for several of them
+/// (a run's fonts, a border's four settings).
+template <size_t N>
+std::array<std::string_view, N> values(const pugi::xml_node& node, const std::string_view (&locals)[N])
+{
+    static_assert(N <= 32);
+    std::array<std::string_view, N> out{};
+    uint32_t found = 0;
+    auto see = [&](const char* name, const char* text) {
+        const std::string_view local = localName(name);
+        for (size_t k = 0; k < N; ++k)
+            if (!(found & (1u << k)) && local == locals[k]) {
+                found |= 1u << k;
+                out[k] = text;
+                return;
+            }
+    };
+    if (records::match) {
+        const records::Node* n = records::of(node);
+        for (const records::Attribute* a = n ? n->firstAttribute : nullptr; a; a = a->next)
+            if (a->name)
+                see(a->name, a->value ? a->value : "");
+    } else {
+        for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
+            see(a.name(), a.value());
+    }
+    return out;
 }
 
 /// Integers as written in XML; nullopt when absent or malformed. Values out

@@ -110,6 +110,30 @@ TEST(XmlPart, HelpersReadingRecordsAnswerAsTheLibraryDoes)
     EXPECT_FALSE(xml::attr(r, "c"));
 }
 
+TEST(XmlPart, SeveralValuesInOnePassAreWhatValueGivesForEach)
+{
+    // First match wins, an empty value is still found (and kept over a later
+    // one), the prefix is whatever comes before the first colon, an absent
+    // name gives an empty view.
+    std::string bytes = R"(<w:rFonts xmlns:w="x" w:ascii="" w:hAnsi="Arial" x:ascii="Late" cs="Plain" a:b:cs="Deep" w:eastAsiaTheme="minorEastAsia"/>)";
+    pugi::xml_document doc;
+    ASSERT_EQ(xml::parseInPlace(bytes, doc, 512), "");
+    const pugi::xml_node e = doc.document_element();
+    const auto [ascii, hAnsi, cs, bcs, theme, absent] = xml::values(e, {"ascii", "hAnsi", "cs", "b:cs", "eastAsiaTheme", "color"});
+    for (const auto& [got, local] : {std::pair{ascii, "ascii"}, {hAnsi, "hAnsi"}, {cs, "cs"}, {bcs, "b:cs"},
+                                     {theme, "eastAsiaTheme"}, {absent, "color"}}) {
+        SCOPED_TRACE(local);
+        EXPECT_EQ(got, xml::value(e, local));
+    }
+    EXPECT_EQ(ascii, "");
+    EXPECT_EQ(hAnsi, "Arial");
+    EXPECT_EQ(cs, "Plain");
+    EXPECT_EQ(bcs, "Deep");
+    EXPECT_EQ(absent, "");
+    const auto [none] = xml::values(pugi::xml_node(), {"ascii"});
+    EXPECT_EQ(none, "");
+}
+
 TEST(XmlPart, DepthIsMeasuredOverEveryBranch)
 {
     // Limit 2: the root at 0, so three levels of elements (or text) pass.
