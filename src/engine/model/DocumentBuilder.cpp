@@ -29,6 +29,19 @@ uint32_t DocumentBuilder::charFormat(const CharFormat& format)
     return it->second;
 }
 
+size_t DocumentBuilder::ParaFormatHash::operator()(const ParaFormat& f) const
+{
+    size_t h = std::hash<std::string_view>()(f.styleName);
+    for (const int64_t v : {int64_t{f.leftIndent}, int64_t{f.rightIndent}, int64_t{f.firstLineIndent},
+                            int64_t{f.spaceBefore}, int64_t{f.spaceAfter}, int64_t{f.lineSpacing},
+                            int64_t{f.rowFormat}, int64_t{f.listLabelCharFormat},
+                            int64_t{static_cast<int>(f.alignment)} << 8 | f.tableDepth,
+                            int64_t{f.rowEnd} << 1 | f.pageBreakBefore, static_cast<int64_t>(f.tabs.size()),
+                            static_cast<int64_t>(f.listLabel.size())})
+        h = (h ^ static_cast<size_t>(v)) * 0x100000001B3ull;
+    return h;
+}
+
 uint32_t DocumentBuilder::paraFormat(const ParaFormat& given)
 {
     // A list label in a symbol font shows that font's glyph: keep the

@@ -227,3 +227,27 @@ TEST(DocumentBuilder, RepeatedFormatsKeepTheirIndex)
     for (size_t i = 0; i < std::size(paras); ++i)
         EXPECT_EQ(b.paraFormat(paras[i].first), paras[i].second) << "paragraph " << i;
 }
+
+// Paragraph formats that differ in any one field are different formats,
+// whichever field it is; one given again keeps its index.
+TEST(DocumentBuilder, ParagraphFormatsDifferingInAnyFieldKeepApart)
+{
+    DocumentBuilder b("test");
+    ParaFormat keep, shaded, tabbed, movedTab, bordered, offGrid, label, otherLabel, styled;
+    keep.keepWithNext = true;
+    shaded.shading = 0xFFEE00;
+    tabbed.tabs = {{720, TabAlignment::Left, TabLeader::None}};
+    movedTab.tabs = {{1440, TabAlignment::Left, TabLeader::None}};
+    bordered.borders.top.style = BorderStyle::Single;
+    offGrid.snapToGrid = false;
+    label.listLabel = u"1.";
+    otherLabel.listLabel = u"2.";
+    styled.styleName = "Heading 1";
+    const ParaFormat formats[] = {keep, shaded, tabbed, movedTab, bordered, offGrid, label, otherLabel, styled};
+    for (size_t i = 0; i < std::size(formats); ++i)
+        EXPECT_EQ(b.paraFormat(formats[i]), i + 1) << "format " << i;
+    for (size_t i = std::size(formats); i-- > 0;)
+        EXPECT_EQ(b.paraFormat(formats[i]), i + 1) << "format " << i << " again";
+    EXPECT_EQ(b.paraFormat(ParaFormat{}), 0u);
+    EXPECT_EQ(b.document().paraFormats.size(), std::size(formats) + 1);
+}
