@@ -8,6 +8,7 @@
 #include <optional>
 #include <pugixml.hpp>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace qm::engine::docx {
@@ -192,9 +193,17 @@ private:
     std::string m_defaultParagraph;
     std::string m_defaultCharacter;
     std::string m_defaultTable;
-    mutable std::map<std::pair<std::string, Kind>, RunProps> m_runCache;
-    mutable std::map<std::pair<std::string, Kind>, ParaProps> m_paraCache;
-    mutable std::map<std::pair<std::string, uint8_t>, ConditionalProps> m_conditionalCache;
+    // Asked about for every run and paragraph: hashed, not ordered (an
+    // ordered look-up compares ids all the way down its tree).
+    struct KeyHash {
+        template <typename Second> size_t operator()(const std::pair<std::string, Second>& key) const
+        {
+            return std::hash<std::string>()(key.first) * 31 + static_cast<size_t>(key.second);
+        }
+    };
+    mutable std::unordered_map<std::pair<std::string, Kind>, RunProps, KeyHash> m_runCache;
+    mutable std::unordered_map<std::pair<std::string, Kind>, ParaProps, KeyHash> m_paraCache;
+    mutable std::unordered_map<std::pair<std::string, uint8_t>, ConditionalProps, KeyHash> m_conditionalCache;
 };
 
 } // namespace qm::engine::docx
