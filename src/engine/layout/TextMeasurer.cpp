@@ -170,8 +170,15 @@ const MeasuredFont& TextMeasurer::font(uint32_t charFormat, FontSlot slot)
 
 double TextMeasurer::measuredWidth(char16_t c, uint32_t charFormat)
 {
-    if (c >= 256)
-        return measure(c, charFormat);
+    if (c >= 256) {
+        // Other scripts' characters, kept by format and character once measured.
+        const uint64_t key = uint64_t{charFormat} << 16 | c;
+        if (auto it = m_wide.find(key); it != m_wide.end())
+            return it->second;
+        const double w = measure(c, charFormat);
+        m_wide.emplace(key, w);
+        return w;
+    }
     if (charFormat >= m_latin1.size())
         m_latin1.resize(std::max<size_t>(charFormat + 1, m_document.charFormats.size()));
     std::unique_ptr<Latin1Widths>& widths = m_latin1[charFormat];

@@ -244,6 +244,27 @@ TEST(LineBreaking, RunsJoinTheCharactersOfOneFormatInTurn)
     EXPECT_EQ(layoutDocument(*mixed).pages[0].lines[0].height, largeHeight);
 }
 
+// Characters beyond Latin-1 (Greek, Cyrillic) are measured once for each
+// format and kept: the same letters at 10 pt, 14 pt and 10 pt again take
+// 1, 1.4 and 1 Mono each.
+TEST(LineBreaking, CharactersBeyondLatinOneKeepTheirWidthForEachFormat)
+{
+    DocumentBuilder b("docx");
+    const uint32_t small = b.charFormat(mono()), large = b.charFormat(font("Courier New", 28));
+    b.appendText(u"\u0391\u0392\u0416", small);
+    b.appendText(u"\u0391\u0392\u0416", large);
+    b.appendText(u"\u0416\u0391\u0392", small);
+    b.endParagraph(b.paraFormat({}), small);
+    auto doc = b.finish(pageOfWidth(20), {});
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.lineCount(), 1);
+    const LaidOutLine& line = r.pages[0].lines[0];
+    ASSERT_EQ(line.runs.size(), 3u);
+    EXPECT_NEAR(line.runs[0].width / Mono, 3, 1e-9);
+    EXPECT_NEAR(line.runs[1].width / Mono, 4.2, 1e-9);
+    EXPECT_NEAR(line.runs[2].width / Mono, 3, 1e-9);
+}
+
 // East Asian lines, worked out from the advances: the text area holds ten
 // Courier New 10 pt characters (1200 twips and a little), and an ideograph
 // or kana, from the CJK fallback face, is a full em of 10 pt (200 twips), so
