@@ -418,6 +418,22 @@ void LineBreaker::finishLine(LaidOutLine& line, size_t from, size_t to, double x
                 contentEnd = x;
             }
         }
+        if (it.c > Ch::Space) {
+            // The ordinary characters after it in its format and script, most
+            // of every line, give the line no height it has not given: they
+            // join its run as above, each width added in turn.
+            LineRun& run = line.runs.back();
+            for (; k + 1 < to; ++k) {
+                const Item& next = m_items[k + 1];
+                if (next.hidden || next.c <= Ch::Space || next.format != it.format || next.slot != it.slot ||
+                    next.pos != run.end)
+                    break;
+                run.end = next.pos + 1;
+                run.width += next.w;
+                x += next.w;
+            }
+            contentEnd = x;
+        }
     }
     if (!line.label.empty()) {
         // A list label is drawn in its own font, and that font's height
@@ -741,11 +757,37 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
         double wordX = x, textEnd = x;
         bool hyphenated = false;
         size_t j = i;
+        // A character that stays on the line takes its room, and a break
+        // may follow it.
+        auto take = [&](size_t at) {
+            const Item& it = m_items[at];
+            x += it.w;
+            anyContent = true;
+            const char16_t previous = lastVisible;
+            lastVisible = it.c;
+            char16_t next = 0;
+            for (size_t k = at + 1; k < n; ++k)
+                if (!m_items[k].hidden) {
+                    next = m_items[k].c;
+                    break;
+                }
+            // Latin text with no hyphen or dash breaks only at spaces, taken
+            // apart: most characters need not ask.
+            const bool mayBreak = it.c == u'-' || it.c >= 0x2010 || next >= 0x2E80;
+            if ((mayBreak && breakAllowedAfter(previous, it.c, next)) || it.wordBreakAfter)
+                lastBreak = at;
+        };
         for (; j < n; ++j) {
             Item& it = m_items[j];
             if (it.hidden)
                 continue;
             const char16_t c = it.c;
+            if (c > Ch::Space && c != 0x3000 && j + 1 < n && x + it.w <= lineLimit + Slack) {
+                // An ordinary character that fits, most of every line: none
+                // of the breaks, tabs, spaces and overflows below applies.
+                take(j);
+                continue;
+            }
             if (j + 1 == n) {
                 end = n;
                 reason = (story == 0 && c == Ch::PageBreak) ? BreakReason::SectionBreak : BreakReason::ParagraphEnd;
@@ -851,21 +893,7 @@ std::vector<LaidOutLine> LineBreaker::breakUncached(size_t story, uint32_t start
                 }
                 break;
             }
-            x += it.w;
-            anyContent = true;
-            const char16_t previous = lastVisible;
-            lastVisible = c;
-            char16_t next = 0;
-            for (size_t k = j + 1; k < n; ++k)
-                if (!m_items[k].hidden) {
-                    next = m_items[k].c;
-                    break;
-                }
-            // Latin text with no hyphen or dash breaks only at spaces, taken
-            // above: most characters need not ask.
-            const bool mayBreak = c == u'-' || c >= 0x2010 || next >= 0x2E80;
-            if ((mayBreak && breakAllowedAfter(previous, c, next)) || it.wordBreakAfter)
-                lastBreak = j;
+            take(j);
         }
         if (end == SIZE_MAX || end <= lineStart)
             end = std::max(lineStart + 1, std::min(n, j + 1));

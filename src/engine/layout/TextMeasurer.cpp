@@ -170,8 +170,26 @@ const MeasuredFont& TextMeasurer::font(uint32_t charFormat, FontSlot slot)
 
 double TextMeasurer::measuredWidth(char16_t c, uint32_t charFormat)
 {
-    if (c >= 256)
-        return measure(c, charFormat);
+    if (c >= 256) {
+        // Other scripts' characters, kept by format and character once
+        // measured; the last few hundred met answer from a small table
+        // first, without the look-up's division and node.
+        const uint64_t key = uint64_t{charFormat} << 16 | c;
+        if (m_wideRecent.empty())
+            m_wideRecent.resize(512);
+        WideSlot& slot = m_wideRecent[(key * 0x9E3779B97F4A7C15ull) >> 55];
+        if (slot.key == key)
+            return slot.width;
+        double w = 0;
+        if (auto it = m_wide.find(key); it != m_wide.end()) {
+            w = it->second;
+        } else {
+            w = measure(c, charFormat);
+            m_wide.emplace(key, w);
+        }
+        slot = {key, w};
+        return w;
+    }
     if (charFormat >= m_latin1.size())
         m_latin1.resize(std::max<size_t>(charFormat + 1, m_document.charFormats.size()));
     std::unique_ptr<Latin1Widths>& widths = m_latin1[charFormat];

@@ -130,6 +130,14 @@ private:
     /// they are first met: most text is made of them.
     using Latin1Widths = std::array<double, 256>;
     std::vector<std::unique_ptr<Latin1Widths>> m_latin1;
+    /// Advances of the characters beyond Latin-1 already measured, by
+    /// format (high bits) and character (low 16).
+    std::unordered_map<uint64_t, double> m_wide;
+    struct WideSlot {
+        uint64_t key = UINT64_MAX; // no format and character make this key
+        double width = 0;
+    };
+    std::vector<WideSlot> m_wideRecent;
 
     const Document& m_document;
     const LayoutOptions& m_options;

@@ -29,6 +29,19 @@ uint32_t DocumentBuilder::charFormat(const CharFormat& format)
     return it->second;
 }
 
+size_t DocumentBuilder::ParaFormatHash::operator()(const ParaFormat& f) const
+{
+    size_t h = std::hash<std::string_view>()(f.styleName);
+    for (const int64_t v : {int64_t{f.leftIndent}, int64_t{f.rightIndent}, int64_t{f.firstLineIndent},
+                            int64_t{f.spaceBefore}, int64_t{f.spaceAfter}, int64_t{f.lineSpacing},
+                            int64_t{f.rowFormat}, int64_t{f.listLabelCharFormat},
+                            int64_t{static_cast<int>(f.alignment)} << 8 | f.tableDepth,
+                            int64_t{f.rowEnd} << 1 | f.pageBreakBefore, static_cast<int64_t>(f.tabs.size()),
+                            static_cast<int64_t>(f.listLabel.size())})
+        h = (h ^ static_cast<size_t>(v)) * 0x100000001B3ull;
+    return h;
+}
+
 uint32_t DocumentBuilder::paraFormat(const ParaFormat& given)
 {
     // A list label in a symbol font shows that font's glyph: keep the
@@ -168,7 +181,25 @@ void DocumentBuilder::appendText(std::u16string_view text, uint32_t charFormat)
 
 void DocumentBuilder::appendUtf8(std::string_view utf8, uint32_t charFormat)
 {
-    appendText(utf8ToUtf16(utf8), charFormat);
+    // Printable ASCII, as most runs' text is, holds no character to drop:
+    // it is widened straight into the story, as appendText would put it
+    // there, without a converted copy first.
+    const bool printable = utf8.size() > 1 && std::all_of(utf8.begin(), utf8.end(), [](char c) {
+                               return static_cast<unsigned char>(c) - 32u < 95u;
+                           });
+    if (!printable) {
+        appendText(utf8ToUtf16(utf8), charFormat);
+        return;
+    }
+    if (!roomFor(utf8.size()))
+        return;
+    Story& s = m_doc->stories[m_current];
+    const size_t old = s.text.size();
+    s.text.resize(old + utf8.size());
+    std::copy(utf8.begin(), utf8.end(), s.text.begin() + static_cast<std::ptrdiff_t>(old));
+    s.attrs.resize(old + utf8.size());
+    std::fill(s.attrs.begin() + static_cast<std::ptrdiff_t>(old), s.attrs.end(), CharAttr{charFormat, 0});
+    m_totalChars += utf8.size();
 }
 
 uint32_t DocumentBuilder::withDepth(uint32_t paraFormatIndex, uint8_t depth, bool rowEnd, int32_t row)

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 
 namespace qm::engine {
 
@@ -107,10 +108,16 @@ private:
     StoryId m_current = 0;
     std::vector<StoryState> m_storyStates;
     std::map<CharFormat, uint32_t> m_charIndex;
-    std::map<ParaFormat, uint32_t> m_paraIndex;
+    // Paragraph formats by a hash of the fields that tell most of them apart
+    // (each look-up in an ordered index compared whole formats field by
+    // field, some ten times); formats are equal only when every field is.
+    struct ParaFormatHash {
+        size_t operator()(const ParaFormat& f) const;
+    };
+    std::unordered_map<ParaFormat, uint32_t, ParaFormatHash> m_paraIndex;
     // The format given last, in its index: runs and paragraphs in a row
     // mostly share one, and comparing with it is cheaper than a look-up.
-    // Entries are never erased and map nodes never move, so the pointers
+    // Entries are never erased and index nodes never move, so the pointers
     // stay valid (the builder is not copied).
     const std::pair<const CharFormat, uint32_t>* m_lastChar = nullptr;
     const std::pair<const ParaFormat, uint32_t>* m_lastPara = nullptr;

@@ -1,6 +1,7 @@
 // Where lines break inside a paragraph: spaces, hyphens, tabs, indents, labels and long words.
 #include "TestDocuments.h"
 
+#include <cstdio>
 #include <gtest/gtest.h>
 
 using namespace qm::engine;
@@ -178,6 +179,90 @@ TEST(LineBreaking, HiddenTextTakesNoRoom)
     const LayoutResult r = layoutDocument(*doc);
     EXPECT_EQ(r.lineCount(), 1); // the hidden paragraph has no line at all
     EXPECT_NEAR(r.pages[0].lines[0].width, 9 * Mono, 0.01);
+}
+
+// A line's runs: the characters of one format that follow each other, each
+// with its offset on the line and its width. Courier New is 1229/2048 em in
+// every style, so 10 pt characters are Mono wide and 14 pt ones 1.4 Mono.
+TEST(LineBreaking, RunsJoinTheCharactersOfOneFormatInTurn)
+{
+    struct Piece {
+        std::u16string text;
+        char format; // p plain, b bold, h hidden, B 14 pt
+    };
+    struct Case {
+        const char* what;
+        std::vector<Piece> pieces;
+        std::vector<std::string> runs; // first-last (story positions, last excluded) @ offset + width, in Mono
+        double width;                  // of the line's text, in Mono
+    } const cases[] = {
+        {"one format, spaces among the letters", {{u"ab cd", 'p'}}, {"0-5@0.00+5.00"}, 5},
+        {"a format in between", {{u"abc", 'p'}, {u"de", 'b'}, {u"fg", 'p'}}, {"0-3@0.00+3.00", "3-5@3.00+2.00", "5-7@5.00+2.00"}, 7},
+        {"hidden text parts one format's runs", {{u"ab", 'p'}, {u"xx", 'h'}, {u"cd", 'p'}}, {"0-2@0.00+2.00", "4-6@2.00+2.00"}, 4},
+        {"a larger character moves what follows", {{u"ab", 'p'}, {u"c", 'B'}, {u"d", 'p'}},
+         {"0-2@0.00+2.00", "2-3@2.00+1.40", "3-4@3.40+1.00"}, 4.4},
+        {"trailing spaces belong to the run but not to the width", {{u"ab  ", 'p'}}, {"0-4@0.00+4.00"}, 2},
+        {"a tab joins the run and takes the room to its stop", {{u"ab\tc", 'p'}}, {"0-4@0.00+7.00"}, 720 / Mono + 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        CharFormat bold = mono(), hidden = mono();
+        bold.bold = true;
+        hidden.hidden = true;
+        const uint32_t formats[] = {b.charFormat(mono()), b.charFormat(bold), b.charFormat(hidden),
+                                    b.charFormat(font("Courier New", 28))};
+        for (const Piece& piece : c.pieces)
+            b.appendText(piece.text, formats[std::string_view("pbhB").find(piece.format)]);
+        b.endParagraph(b.paraFormat({}), formats[0]);
+        auto doc = b.finish(pageOfWidth(20), {});
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        const LaidOutLine& line = r.pages[0].lines[0];
+        std::vector<std::string> runs;
+        for (const LineRun& run : line.runs) {
+            char text[64];
+            std::snprintf(text, sizeof text, "%u-%u@%.2f+%.2f", run.start, run.end, (run.x - line.x) / Mono, run.width / Mono);
+            runs.push_back(text);
+        }
+        EXPECT_EQ(runs, c.runs);
+        EXPECT_NEAR(line.width / Mono, c.width, 1e-9);
+    }
+    // The line is as high as its largest character makes it.
+    auto small = makeDocument({{u"ab"}}, pageOfWidth(20));
+    auto large = makeDocument({{u"ab", {}, font("Courier New", 28)}}, pageOfWidth(20));
+    DocumentBuilder b("docx");
+    const uint32_t plain = b.charFormat(mono()), big = b.charFormat(font("Courier New", 28));
+    b.appendText(u"ab", plain);
+    b.appendText(u"c", big);
+    b.appendText(u"d", plain);
+    b.endParagraph(b.paraFormat({}), plain);
+    auto mixed = b.finish(pageOfWidth(20), {});
+    const double smallHeight = layoutDocument(*small).pages[0].lines[0].height;
+    const double largeHeight = layoutDocument(*large).pages[0].lines[0].height;
+    EXPECT_GT(largeHeight, smallHeight);
+    EXPECT_EQ(layoutDocument(*mixed).pages[0].lines[0].height, largeHeight);
+}
+
+// Characters beyond Latin-1 (Greek, Cyrillic) are measured once for each
+// format and kept: the same letters at 10 pt, 14 pt and 10 pt again take
+// 1, 1.4 and 1 Mono each.
+TEST(LineBreaking, CharactersBeyondLatinOneKeepTheirWidthForEachFormat)
+{
+    DocumentBuilder b("docx");
+    const uint32_t small = b.charFormat(mono()), large = b.charFormat(font("Courier New", 28));
+    b.appendText(u"\u0391\u0392\u0416", small);
+    b.appendText(u"\u0391\u0392\u0416", large);
+    b.appendText(u"\u0416\u0391\u0392", small);
+    b.endParagraph(b.paraFormat({}), small);
+    auto doc = b.finish(pageOfWidth(20), {});
+    const LayoutResult r = layoutDocument(*doc);
+    ASSERT_EQ(r.lineCount(), 1);
+    const LaidOutLine& line = r.pages[0].lines[0];
+    ASSERT_EQ(line.runs.size(), 3u);
+    EXPECT_NEAR(line.runs[0].width / Mono, 3, 1e-9);
+    EXPECT_NEAR(line.runs[1].width / Mono, 4.2, 1e-9);
+    EXPECT_NEAR(line.runs[2].width / Mono, 3, 1e-9);
 }
 
 // East Asian lines, worked out from the advances: the text area holds ten

@@ -1,5 +1,6 @@
 // The builder keeps Word's marks: paragraph ends, cell and row ends, section breaks.
 #include "engine/model/DocumentBuilder.h"
+#include "engine/model/Unicode.h"
 
 #include <gtest/gtest.h>
 #include <tuple>
@@ -226,4 +227,67 @@ TEST(DocumentBuilder, RepeatedFormatsKeepTheirIndex)
     };
     for (size_t i = 0; i < std::size(paras); ++i)
         EXPECT_EQ(b.paraFormat(paras[i].first), paras[i].second) << "paragraph " << i;
+}
+
+// Paragraph formats that differ in any one field are different formats,
+// whichever field it is; one given again keeps its index.
+TEST(DocumentBuilder, ParagraphFormatsDifferingInAnyFieldKeepApart)
+{
+    DocumentBuilder b("test");
+    ParaFormat keep, shaded, tabbed, movedTab, bordered, offGrid, label, otherLabel, styled;
+    keep.keepWithNext = true;
+    shaded.shading = 0xFFEE00;
+    tabbed.tabs = {{720, TabAlignment::Left, TabLeader::None}};
+    movedTab.tabs = {{1440, TabAlignment::Left, TabLeader::None}};
+    bordered.borders.top.style = BorderStyle::Single;
+    offGrid.snapToGrid = false;
+    label.listLabel = u"1.";
+    otherLabel.listLabel = u"2.";
+    styled.styleName = "Heading 1";
+    const ParaFormat formats[] = {keep, shaded, tabbed, movedTab, bordered, offGrid, label, otherLabel, styled};
+    for (size_t i = 0; i < std::size(formats); ++i)
+        EXPECT_EQ(b.paraFormat(formats[i]), i + 1) << "format " << i;
+    for (size_t i = std::size(formats); i-- > 0;)
+        EXPECT_EQ(b.paraFormat(formats[i]), i + 1) << "format " << i << " again";
+    EXPECT_EQ(b.paraFormat(ParaFormat{}), 0u);
+    EXPECT_EQ(b.document().paraFormats.size(), std::size(formats) + 1);
+}
+
+// UTF-8 text goes into the story as its UTF-16 form would: control
+// characters other than Word's own dropped, formats on every character, the
+// story's limit kept (the text that would pass it is left out whole).
+TEST(DocumentBuilder, Utf8TextGoesInAsItsUtf16FormWould)
+{
+    struct Case {
+        const char* what;
+        std::vector<std::string> runs;
+    } const cases[] = {
+        {"printable ASCII", {"Hello", " world", "!"}},
+        {"Word's controls kept, others dropped", {"a\tb\x0B" "c", "d\x01" "e\x05" "f", "\x1F\x1E"}},
+        {"beyond ASCII", {"na\xC3\xAFve", "\xE2\x80\x94", "\xF0\x9F\x98\x80 x"}},
+        {"a single character and nothing", {"x", "", "yz"}},
+        {"past the story's limit", {"abcdef", "ghijk", "lm", "n"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Limits limits;
+        limits.maxStoryChars = 12;
+        DocumentBuilder fromUtf8("test", limits), fromUtf16("test", limits);
+        uint32_t format = 0;
+        for (const std::string& run : c.runs) {
+            const uint32_t a = fromUtf8.charFormat(CharFormat{.sizeHalfPoints = static_cast<uint16_t>(20 + format)});
+            const uint32_t b = fromUtf16.charFormat(CharFormat{.sizeHalfPoints = static_cast<uint16_t>(20 + format)});
+            fromUtf8.appendUtf8(run, a);
+            fromUtf16.appendText(utf8ToUtf16(run), b);
+            ++format;
+        }
+        const Story& got = fromUtf8.document().mainStory();
+        const Story& expected = fromUtf16.document().mainStory();
+        EXPECT_EQ(got.text, expected.text);
+        ASSERT_EQ(got.attrs.size(), expected.attrs.size());
+        for (size_t i = 0; i < got.attrs.size(); ++i)
+            EXPECT_EQ(got.attrs[i].charFormat, expected.attrs[i].charFormat) << i;
+        EXPECT_EQ(fromUtf8.limitReached(), fromUtf16.limitReached());
+        EXPECT_EQ(fromUtf8.document().diagnostics.size(), fromUtf16.document().diagnostics.size());
+    }
 }

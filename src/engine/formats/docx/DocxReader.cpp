@@ -97,6 +97,11 @@ struct Part {
     pugi::xml_document xml;
     Relationships rels;
     bool loaded = false;
+    /// A child of the root the reader never looks into, left out of the
+    /// parse when it is plain (xml::dropPlainChildren), and the part's text
+    /// as it came, parsed instead should the rest fail.
+    std::string_view unread;
+    std::string_view asItCame;
 };
 
 /// An open complex field: its instruction is not shown, its result is.
@@ -213,7 +218,17 @@ bool DocxReader::readBytes(Part& part, Severity severity)
 
 bool DocxReader::parse(Part& part, Severity severity)
 {
-    std::string error = xml::parseInPlace(part.bytes, part.xml, m_b.limits().maxNestingDepth);
+    // A child left out whose rest fails to parse: the part is parsed again
+    // as it came, so that the fault is reported where it lies.
+    const uint32_t maxDepth = m_b.limits().maxNestingDepth;
+    bool parsed = false;
+    if (!part.unread.empty() && part.asItCame.size() == part.bytes.size() &&
+        xml::dropPlainChildren(part.bytes, {part.unread}, maxDepth) > 0) {
+        parsed = xml::parseInPlace(part.bytes, part.xml, maxDepth).empty();
+        if (!parsed)
+            part.bytes.assign(part.asItCame);
+    }
+    std::string error = parsed ? std::string() : xml::parseInPlace(part.bytes, part.xml, maxDepth);
     if (!error.empty()) {
         m_b.diagnose("docx.xml", severity, part.name, error + "; its text is not counted");
         return false;
@@ -321,6 +336,11 @@ void DocxReader::readStyles(const std::string& name)
     if (name.empty() || !readBytes(styles, Severity::Warning))
         return;
     std::string key = stylesKey(styles.bytes, m_theme);
+    // The latent styles (how Word's gallery shows the styles a document has
+    // not used) are most of a style sheet Word writes, and nothing in them
+    // is read; the key holds the part's text as it came.
+    styles.unread = "latentStyles";
+    styles.asItCame = std::string_view(key).substr(key.size() - styles.bytes.size());
     if (std::optional<docx::Styles> kept = stylesMemo().find(key)) {
         // As a parse would, the part's relationships are read (they count
         // towards the package's limits), though nothing in them is used.

@@ -173,7 +173,7 @@ void TableProps::applyTo(TableRowFormat& row) const
 BorderLine parseBorder(const pugi::xml_node& e)
 {
     BorderLine b;
-    const std::string_view v = value(e, "val");
+    const auto [v, size, space, color] = xml::values(e, {"val", "sz", "space", "color"});
     if (v.empty() || v == "nil" || v == "none")
         return b;
     b.style = v == "single"                                                                   ? BorderStyle::Single
@@ -187,10 +187,9 @@ BorderLine parseBorder(const pugi::xml_node& e)
                                                                                               : BorderStyle::Other;
     // w:sz is in eighths of a point; Word keeps it between 2 and 96 (a
     // quarter point to 12 points) and draws a border without one at 2.
-    const int64_t sz = xml::toInt(value(e, "sz")).value_or(2);
+    const int64_t sz = xml::toInt(size).value_or(2);
     b.widthEighths = static_cast<uint16_t>(std::clamp<int64_t>(sz, 2, 96));
-    b.spacePoints = static_cast<uint16_t>(std::clamp<int64_t>(xml::toInt(value(e, "space")).value_or(0), 0, 31));
-    const std::string_view color = value(e, "color");
+    b.spacePoints = static_cast<uint16_t>(std::clamp<int64_t>(xml::toInt(space).value_or(0), 0, 31));
     b.color = color.empty() || color == "auto" ? AutoColor : hexColor(color);
     return b;
 }
@@ -300,23 +299,21 @@ RunProps parseRunProps(const pugi::xml_node& rPr, const ThemeFonts& theme)
     for (pugi::xml_node e = rPr.first_child(); e; e = e.next_sibling()) {
         const std::string_view n = xml::localName(e);
         if (n == "rFonts") {
-            std::string_view f = value(e, "ascii");
-            if (f.empty())
-                f = value(e, "hAnsi");
-            std::string_view t = value(e, "asciiTheme");
-            if (t.empty())
-                t = value(e, "hAnsiTheme");
+            const auto [ascii, hAnsi, asciiTheme, hAnsiTheme, eastAsiaTheme, eastAsia, csTheme, cs] = xml::values(
+                e, {"ascii", "hAnsi", "asciiTheme", "hAnsiTheme", "eastAsiaTheme", "eastAsia", "cstheme", "cs"});
+            const std::string_view f = ascii.empty() ? hAnsi : ascii;
+            const std::string_view t = asciiTheme.empty() ? hAnsiTheme : asciiTheme;
             if (!t.empty())
                 p.font = t.starts_with("major") ? theme.major : theme.minor;
             else if (!f.empty())
                 p.font = std::string(f);
-            if (std::string_view ea = value(e, "eastAsiaTheme"); !ea.empty())
-                p.eastAsiaFont = ea.starts_with("major") ? theme.majorEastAsia : theme.minorEastAsia;
-            else if (std::string_view ea = value(e, "eastAsia"); !ea.empty())
-                p.eastAsiaFont = std::string(ea);
-            if (std::string_view cs = value(e, "cstheme"); !cs.empty())
-                p.complexFont = cs.starts_with("major") ? theme.majorComplex : theme.minorComplex;
-            else if (std::string_view cs = value(e, "cs"); !cs.empty())
+            if (!eastAsiaTheme.empty())
+                p.eastAsiaFont = eastAsiaTheme.starts_with("major") ? theme.majorEastAsia : theme.minorEastAsia;
+            else if (!eastAsia.empty())
+                p.eastAsiaFont = std::string(eastAsia);
+            if (!csTheme.empty())
+                p.complexFont = csTheme.starts_with("major") ? theme.majorComplex : theme.minorComplex;
+            else if (!cs.empty())
                 p.complexFont = std::string(cs);
         } else if (n == "sz") {
             if (auto v = xml::toInt(value(e, "val")))
@@ -611,11 +608,12 @@ TableProps Styles::tableProps(const std::string& tableStyle) const
     return out;
 }
 
-ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
+const ConditionalProps& Styles::chainConditional(const TableStyleRef& tableStyle) const
 {
-    ConditionalProps out;
+    static const ConditionalProps none;
     if (tableStyle.conditions == 0)
-        return out;
+        return none;
+    ConditionalProps out;
     // Every run of a header row or first column asks: worked out once for
     // each table style and set of parts.
     auto key = std::make_pair(tableStyle.id, tableStyle.conditions);
@@ -637,8 +635,7 @@ ConditionalProps Styles::chainConditional(const TableStyleRef& tableStyle) const
             overlayBorders(out.borders, found->second.borders);
         }
     }
-    m_conditionalCache.emplace(std::move(key), out);
-    return out;
+    return m_conditionalCache.emplace(std::move(key), std::move(out)).first->second;
 }
 
 CellBorders Styles::conditionalBorders(const TableStyleRef& tableStyle) const
@@ -663,38 +660,45 @@ std::string Styles::displayName(const std::string& styleId) const
 CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
                              const TableStyleRef& tableStyle) const
 {
-    RunProps table = tableStyle.id.empty() ? RunProps{} : chainRun(tableStyle.id, Kind::Table);
-    if (!tableStyle.id.empty())
-        table.overlay(chainConditional(tableStyle).run);
+    // Each property from the highest level that sets it: what overlaying the
+    // levels in turn on the defaults gives (the table style's chain, its
+    // parts', the paragraph style's, the character style's, the run's own),
+    // without copying any level. Runs are read by the hundred thousand.
     static const RunProps none;
+    const bool inTable = !tableStyle.id.empty();
+    const RunProps& tableChain = inTable ? chainRun(tableStyle.id, Kind::Table) : none;
+    const RunProps& tableParts = inTable ? chainConditional(tableStyle).run : none;
     const RunProps& para = chainRun(paraStyle, Kind::Paragraph);
     const RunProps& chars = charStyle.empty() ? none : chainRun(charStyle, Kind::Character);
-    RunProps plain = m_defaultRun;
-    plain.overlay(table);
-    plain.overlay(para);
-    plain.overlay(chars);
-    plain.overlay(direct);
+    const RunProps* const levels[] = {&direct, &chars, &para, &tableParts, &tableChain, &m_defaultRun};
+    auto top = [&](auto RunProps::*field) -> const auto& {
+        for (const RunProps* level : levels)
+            if (level->*field)
+                return level->*field;
+        return m_defaultRun.*field; // unset at every level
+    };
 
     CharFormat f;
-    f.fontName = plain.font.value_or("");
-    f.sizeHalfPoints = plain.size.value_or(20);
-    f.eastAsiaFontName = plain.eastAsiaFont.value_or("");
-    f.complexFontName = plain.complexFont.value_or("");
-    f.complexSizeHalfPoints = plain.complexSize.value_or(0);
-    f.underline = plain.underline.value_or(UnderlineKind::None);
-    f.verticalPosition = plain.verticalPosition.value_or(VerticalPosition::Baseline);
-    f.spacingTwips = plain.spacing.value_or(0);
-    f.scalePercent = plain.scale.value_or(100);
-    f.kernMinHalfPoints = plain.kern.value_or(0);
-    f.positionHalfPoints = plain.position.value_or(0);
-    f.color = plain.color.value_or(AutoColor);
+    f.fontName = top(&RunProps::font).value_or("");
+    f.sizeHalfPoints = top(&RunProps::size).value_or(20);
+    f.eastAsiaFontName = top(&RunProps::eastAsiaFont).value_or("");
+    f.complexFontName = top(&RunProps::complexFont).value_or("");
+    f.complexSizeHalfPoints = top(&RunProps::complexSize).value_or(0);
+    f.underline = top(&RunProps::underline).value_or(UnderlineKind::None);
+    f.verticalPosition = top(&RunProps::verticalPosition).value_or(VerticalPosition::Baseline);
+    f.spacingTwips = top(&RunProps::spacing).value_or(0);
+    f.scalePercent = top(&RunProps::scale).value_or(100);
+    f.kernMinHalfPoints = top(&RunProps::kern).value_or(0);
+    f.positionHalfPoints = top(&RunProps::position).value_or(0);
+    f.color = top(&RunProps::color).value_or(AutoColor);
 
     // A toggle starts from the document default; each style level that turns
     // it on flips it (bold text in a bold heading shows plain); direct
     // formatting is absolute.
     auto toggle = [&](std::optional<bool> RunProps::*field) {
         bool v = (m_defaultRun.*field).value_or(false);
-        if ((table.*field).value_or(false))
+        // The table's level: its parts' setting over its chain's.
+        if ((tableParts.*field ? tableParts.*field : tableChain.*field).value_or(false))
             v = !v;
         if ((para.*field).value_or(false))
             v = !v;

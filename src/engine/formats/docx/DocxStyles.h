@@ -8,6 +8,7 @@
 #include <optional>
 #include <pugixml.hpp>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace qm::engine::docx {
@@ -178,8 +179,9 @@ private:
         TableProps table;
         std::map<TableCondition, ConditionalProps> conditional;
     };
-    // The properties of the table parts a cell is in, over the style chain.
-    ConditionalProps chainConditional(const TableStyleRef& tableStyle) const;
+    // The properties of the table parts a cell is in, over the style chain;
+    // kept like the chains below.
+    const ConditionalProps& chainConditional(const TableStyleRef& tableStyle) const;
     // Each style level's own chain, resolved with plain inheritance.
     /// A style's properties with those of the styles it is based on, worked
     /// out once and kept: the reference stays valid while the styles live.
@@ -195,9 +197,17 @@ private:
     std::string m_defaultLanguage;
     std::string m_defaultCharacter;
     std::string m_defaultTable;
-    mutable std::map<std::pair<std::string, Kind>, RunProps> m_runCache;
-    mutable std::map<std::pair<std::string, Kind>, ParaProps> m_paraCache;
-    mutable std::map<std::pair<std::string, uint8_t>, ConditionalProps> m_conditionalCache;
+    // Asked about for every run and paragraph: hashed, not ordered (an
+    // ordered look-up compares ids all the way down its tree).
+    struct KeyHash {
+        template <typename Second> size_t operator()(const std::pair<std::string, Second>& key) const
+        {
+            return std::hash<std::string>()(key.first) * 31 + static_cast<size_t>(key.second);
+        }
+    };
+    mutable std::unordered_map<std::pair<std::string, Kind>, RunProps, KeyHash> m_runCache;
+    mutable std::unordered_map<std::pair<std::string, Kind>, ParaProps, KeyHash> m_paraCache;
+    mutable std::unordered_map<std::pair<std::string, uint8_t>, ConditionalProps, KeyHash> m_conditionalCache;
 };
 
 } // namespace qm::engine::docx

@@ -148,6 +148,48 @@ TEST(DocxReader, TableStylesLieBetweenDefaultsAndParagraphStyles)
     EXPECT_EQ(describeMain(pkg, "b space line"), "{b|a}¤{b|b}¤[sa80]¤c¤[sa160 line259]¤d¶[sa160 line259]");
 }
 
+TEST(DocxReader, RunPropertiesComeFromTheHighestLevelThatSetsThem)
+{
+    // From the bottom: the defaults (22, 'D'), the table style's chain (its
+    // base T0: 'T0' and capitals; T: 24), the header row's part of it (26,
+    // bold, and "not italic"), the paragraph style (P: 'P', bold), the
+    // character style (C: 28), the run. Each setting comes from the highest
+    // level that has it; a toggle flips at each style level that turns it
+    // on (the table's level as its part says over its chain), direct
+    // formatting is absolute.
+    DocxPackage pkg;
+    pkg.styles = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:ascii="D"/><w:sz w:val="22"/></w:rPr></w:rPrDefault></w:docDefaults>
+      <w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/></w:style>
+      <w:style w:type="paragraph" w:styleId="P"><w:rPr><w:rFonts w:ascii="P"/><w:b/></w:rPr></w:style>
+      <w:style w:type="character" w:styleId="C"><w:rPr><w:sz w:val="28"/></w:rPr></w:style>
+      <w:style w:type="table" w:styleId="T0"><w:rPr><w:rFonts w:ascii="T0"/><w:caps/><w:i/></w:rPr></w:style>
+      <w:style w:type="table" w:styleId="T"><w:basedOn w:val="T0"/><w:rPr><w:sz w:val="24"/></w:rPr>
+        <w:tblStylePr w:type="firstRow"><w:rPr><w:b/><w:i w:val="0"/><w:sz w:val="26"/></w:rPr></w:tblStylePr></w:style>)";
+    auto run = [](const std::string& rPr) { return "<w:r>" + (rPr.empty() ? "" : "<w:rPr>" + rPr + "</w:rPr>") + "<w:t>x</w:t></w:r>"; };
+    auto paragraph = [](const std::string& style, const std::string& runs) {
+        return "<w:p>" + (style.empty() ? "" : R"(<w:pPr><w:pStyle w:val=")" + style + R"("/></w:pPr>)") + runs + "</w:p>";
+    };
+    struct Case {
+        const char* what;
+        std::string header, body; // the first row's cell, the second row's
+        const char* expected;
+    } const cases[] = {
+        {"the table's chain, and its header row over it", paragraph("", run("")), paragraph("", run("")),
+         "{b caps sz26 'T0'|x}¤¤{i caps sz24 'T0'|x}¤¤¶"},
+        {"a paragraph style over the table", paragraph("P", run("")), paragraph("P", run("")),
+         "{caps sz26 'P'|x}¤¤{b i caps sz24 'P'|x}¤¤¶"},
+        {"a character style and the run's own over all", paragraph("P", run(R"(<w:rStyle w:val="C"/><w:i/>)")),
+         paragraph("", run(R"(<w:rStyle w:val="C"/><w:caps w:val="0"/><w:sz w:val="30"/>)")),
+         "{i caps sz28 'P'|x}¤¤{i sz30 'T0'|x}¤¤¶"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        pkg.body = R"(<w:tbl><w:tblPr><w:tblStyle w:val="T"/><w:tblLook w:firstRow="1"/></w:tblPr><w:tr><w:tc>)" +
+                   c.header + "</w:tc></w:tr><w:tr><w:tc>" + c.body + "</w:tc></w:tr></w:tbl>";
+        EXPECT_EQ(describeMain(pkg, "b i caps sz font"), c.expected);
+    }
+}
+
 TEST(DocxReader, BordersComeFromStylesTablesAndCells)
 {
     // The style's paragraph border under a direct one on another side; the
@@ -693,4 +735,38 @@ TEST(DocxReader, SpacingInPointsTurnsAStylesAutomaticSpacingOff)
         }
     const std::vector<std::pair<bool, bool>> expected = {{true, true}, {false, false}, {false, true}, {true, true}};
     EXPECT_EQ(flags, expected);
+}
+
+TEST(DocxReader, LatentStylesAreLeftOutAndFaultsAfterThemReportedWhereTheyLie)
+{
+    // The latent styles are not parsed: the styles around them still apply.
+    // Plain entries, or as many bytes with a comment among them (which keeps
+    // them in the parse), put a fault after them at the same byte.
+    const std::string plain = R"(<w:latentStyles><w:lsdException w:name="x"/><w:yy/></w:latentStyles>)";
+    const std::string kept = R"(<w:latentStyles><w:lsdException w:name="x"/><!----></w:latentStyles>)";
+    ASSERT_EQ(plain.size(), kept.size());
+    const std::string normal = R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:name w:val="Normal"/>)"
+                               R"(<w:rPr><w:b/></w:rPr></w:style>)";
+    const std::string defaults = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:sz w:val="30"/></w:rPr></w:rPrDefault></w:docDefaults>)";
+    for (const std::string& latent : {plain, kept}) {
+        SCOPED_TRACE(latent);
+        DocxPackage pkg;
+        pkg.styles = defaults + latent + normal;
+        pkg.body = para("a");
+        EXPECT_EQ(describeMain(pkg, "b sz"), "{b sz30|a}¶");
+    }
+    std::string messages[2];
+    for (int k = 0; k < 2; ++k) {
+        DocxPackage pkg;
+        pkg.styles = defaults + (k == 0 ? plain : kept) + normal + "<w:style><unclosed>";
+        pkg.body = para("a");
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.xml")
+                messages[k] = d.message;
+        EXPECT_EQ(describe(*r.document, "b sz"), "a¶"); // the styles are not read
+    }
+    EXPECT_NE(messages[0].find("malformed at byte"), std::string::npos) << messages[0];
+    EXPECT_EQ(messages[0], messages[1]);
 }

@@ -79,3 +79,135 @@ TEST(XmlPart, ParsingInPlaceGivesWhatParsingACopyGives)
         EXPECT_EQ(dump(inPlace), dump(copied));
     }
 }
+
+TEST(XmlPart, HelpersReadingRecordsAnswerAsTheLibraryDoes)
+{
+    // The records are read directly only when they lie as this build of the
+    // library lays them out; here they must, or every part is read the slow way.
+    ASSERT_TRUE(xml::records::match);
+    std::string bytes = R"(<w:r xmlns:w="x" w:a="1" b=""><!--c-->text<w:a w:v="2"/><w:rPr/>tail<b:rPr w:val="3"/><?pi x?></w:r>)";
+    pugi::xml_document doc;
+    ASSERT_EQ(xml::parseInPlace(bytes, doc, 512), "");
+    const pugi::xml_node r = doc.document_element();
+    const pugi::xml_node none;
+    struct Case {
+        pugi::xml_node node;
+        std::string_view local;
+    } const cases[] = {
+        {r, "a"},    {r, "rPr"}, {r, "b"}, {r, "r"},       {r, ""}, {r.first_child(), "a"},
+        {none, "a"}, {doc, "r"}, {doc, "w:r"}, {xml::childThroughLibrary(r, "rPr"), "val"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.node.name()) + " / " + std::string(c.local));
+        EXPECT_EQ(xml::child(c.node, c.local), xml::childThroughLibrary(c.node, c.local));
+        EXPECT_EQ(xml::attr(c.node, c.local), xml::attrThroughLibrary(c.node, c.local));
+        const pugi::xml_attribute a = xml::attrThroughLibrary(c.node, c.local);
+        EXPECT_EQ(xml::value(c.node, c.local), a ? std::string_view(a.value()) : std::string_view());
+    }
+    // Text and comments are no children by name; the first of two matches wins.
+    EXPECT_STREQ(xml::child(r, "rPr").name(), "w:rPr");
+    EXPECT_EQ(xml::value(r, "b"), "");
+    EXPECT_FALSE(xml::attr(r, "c"));
+}
+
+TEST(XmlPart, SeveralValuesInOnePassAreWhatValueGivesForEach)
+{
+    // First match wins, an empty value is still found (and kept over a later
+    // one), the prefix is whatever comes before the first colon, an absent
+    // name gives an empty view.
+    std::string bytes = R"(<w:rFonts xmlns:w="x" w:ascii="" w:hAnsi="Arial" x:ascii="Late" cs="Plain" a:b:cs="Deep" w:eastAsiaTheme="minorEastAsia"/>)";
+    pugi::xml_document doc;
+    ASSERT_EQ(xml::parseInPlace(bytes, doc, 512), "");
+    const pugi::xml_node e = doc.document_element();
+    const auto [ascii, hAnsi, cs, bcs, theme, absent] = xml::values(e, {"ascii", "hAnsi", "cs", "b:cs", "eastAsiaTheme", "color"});
+    for (const auto& [got, local] : {std::pair{ascii, "ascii"}, {hAnsi, "hAnsi"}, {cs, "cs"}, {bcs, "b:cs"},
+                                     {theme, "eastAsiaTheme"}, {absent, "color"}}) {
+        SCOPED_TRACE(local);
+        EXPECT_EQ(got, xml::value(e, local));
+    }
+    EXPECT_EQ(ascii, "");
+    EXPECT_EQ(hAnsi, "Arial");
+    EXPECT_EQ(cs, "Plain");
+    EXPECT_EQ(bcs, "Deep");
+    EXPECT_EQ(absent, "");
+    const auto [none] = xml::values(pugi::xml_node(), {"ascii"});
+    EXPECT_EQ(none, "");
+}
+
+TEST(XmlPart, DepthIsMeasuredOverEveryBranch)
+{
+    // Limit 2: the root at 0, so three levels of elements (or text) pass.
+    struct Case {
+        const char* what;
+        const char* text;
+        bool ok;
+    } const cases[] = {
+        {"deep first branch", "<a><b><c><d/></c></b><e/></a>", false},
+        {"deep last branch after a climb", "<a><b><c/></b><e><f><g/></f></e></a>", false},
+        {"text as the deepest node", "<a><b><c>t</c></b></a>", false},
+        {"wide and shallow", "<a><b><c/><c/></b><b>t<c/></b><b/></a>", true},
+        {"just within", "<a><b>t</b><b><c/></b></a>", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        pugi::xml_document doc;
+        std::string bytes = c.text;
+        EXPECT_EQ(xml::parseInPlace(bytes, doc, 2).empty(), c.ok);
+    }
+}
+
+TEST(XmlPart, PlainChildrenOfTheRootAreDroppedAndNothingElse)
+{
+    const std::string latent = R"(<w:latentStyles w:defLockedState="0" w:count="2">)"
+                               R"(<w:lsdException w:name="Normal" w:qFormat="1"/>)"
+                               "\r\n <w:lsdException w:name='heading 1' w:x=\"a>b\"/></w:latentStyles>";
+    struct Case {
+        const char* what;
+        std::string text;
+        std::string expected; // as it was when empty
+        uint32_t maxDepth = 512;
+    } const cases[] = {
+        {"Word's latent styles", R"(<w:styles xmlns:w="x"><w:docDefaults/>)" + latent + "<w:style/></w:styles>",
+         R"(<w:styles xmlns:w="x"><w:docDefaults/><w:style/></w:styles>)"},
+        {"after a declaration, a comment and a '>' in a value",
+         "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- <w:x> --><w:styles a=\"1>2\">" + latent + "</w:styles>",
+         "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- <w:x> --><w:styles a=\"1>2\"></w:styles>"},
+        {"without a prefix, empty", "<styles><latentStyles/><style/></styles>", "<styles><style/></styles>"},
+        {"only the first", "<s><latentStyles/><latentStyles/></s>", "<s><latentStyles/></s>"},
+        {"a comment inside", "<s><latentStyles><!--c--></latentStyles></s>", ""},
+        {"text inside", "<s><latentStyles>t</latentStyles></s>", ""},
+        {"an unquoted value inside", "<s><latentStyles><x a=1/></latentStyles></s>", ""},
+        {"attributes run together", "<s><latentStyles><x a='1'b='2'/></latentStyles></s>", ""},
+        {"a '<' in a value inside", "<s><latentStyles><x a='<'/></latentStyles></s>", ""},
+        {"a wrong end tag inside", "<s><latentStyles><x></y></latentStyles></s>", ""},
+        {"never closed", "<s><latentStyles><x/>", ""},
+        {"deeper than the parse allows", "<s><latentStyles><x><y/></x></latentStyles></s>", "", 2},
+        {"blank text deeper than the parse allows", "<s><latentStyles><x> </x></latentStyles></s>", "", 2},
+        {"just within the depth", "<s><latentStyles><x/></latentStyles><t/></s>", "<s><t/></s>", 2},
+        {"a grandchild of the root", "<s><t><latentStyles/></t></s>", ""},
+        {"a '<' in a value before it", "<s a='<latentStyles/>'><latentStyles/></s>", ""},
+        {"a document type", "<!DOCTYPE s><s><latentStyles/></s>", ""},
+        {"a name beyond ASCII before it", "<s><\xC3\xA9/><latentStyles/></s>", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::string bytes = c.text;
+        const std::string expected = c.expected.empty() ? c.text : c.expected;
+        EXPECT_EQ(xml::dropPlainChildren(bytes, {"latentStyles"}, c.maxDepth), c.text.size() - expected.size());
+        EXPECT_EQ(bytes, expected);
+        // Twice: the second time the element is known from the first.
+        bytes = c.text;
+        xml::dropPlainChildren(bytes, {"latentStyles"}, c.maxDepth);
+        EXPECT_EQ(bytes, expected);
+    }
+    // An element known plain answers only for the very same text: one that
+    // starts alike and holds a comment further on stays.
+    std::string plain = "<s><latentStyles><x/><y/></latentStyles></s>";
+    std::string commented = "<s><latentStyles><x/><!--c--><y/></latentStyles></s>";
+    EXPECT_GT(xml::dropPlainChildren(plain, {"latentStyles"}, 512), 0u);
+    EXPECT_EQ(xml::dropPlainChildren(commented, {"latentStyles"}, 512), 0u);
+    // Several names: each found once, the rest of the text left unread.
+    std::string both = "<s><a/><rsids><r v='1'/></rsids><latentStyles/><rsids/></s>";
+    EXPECT_EQ(xml::dropPlainChildren(both, {"latentStyles", "rsids"}, 512), std::string("<rsids><r v='1'/></rsids><latentStyles/>").size());
+    EXPECT_EQ(both, "<s><a/><rsids/></s>");
+}
