@@ -31,7 +31,12 @@ uint32_t DocumentBuilder::charFormat(const CharFormat& format)
 
 size_t DocumentBuilder::ParaFormatHash::operator()(const ParaFormat& f) const
 {
-    size_t h = std::hash<std::string_view>()(f.styleName);
+    // The list label's text and the tab stops too: the paragraphs of a long
+    // list differ in their labels alone ("1." to "9." alike in length), a
+    // table of figures in its stops alone.
+    size_t h = std::hash<std::string_view>()(f.styleName) ^ std::hash<std::u16string_view>()(f.listLabel) * 31;
+    for (const TabStop& t : f.tabs)
+        h = (h ^ static_cast<size_t>(t.position)) * 0x100000001B3ull;
     for (const int64_t v : {int64_t{f.leftIndent}, int64_t{f.rightIndent}, int64_t{f.firstLineIndent},
                             int64_t{f.spaceBefore}, int64_t{f.spaceAfter}, int64_t{f.lineSpacing},
                             int64_t{f.rowFormat}, int64_t{f.listLabelCharFormat},
