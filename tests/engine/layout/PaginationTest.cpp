@@ -722,12 +722,13 @@ TEST(Borders, ParagraphBoxesAddTheirLinesAndSpace)
     }
 }
 
-// A box cut by a page break is closed at the page foot and opened again at
-// the top of the next page, each with its border and space (here 10 + 200
-// twips): of 60 boxed 276-twip lines, the first page holds 45 (486 + 44 x
-// 276 + 210 = 12840 of 12960; a 46th would leave no room to close the box)
-// and the next page's text starts 210 below the margin. The same holds
-// whether the box is one paragraph or sixty.
+// A box cut by a page break is opened again at the top of the next page
+// with its border and space (here 10 + 200 twips), and closed at the foot of
+// the first without taking room there: of 60 boxed 276-twip lines, the first
+// page holds 46 (the box's top 210, then 46 x 276 = 12906 of 12960; keeping
+// 210 for the closing border would leave 45) and the next page's text starts
+// 210 below the margin. The same holds whether the box is one paragraph or
+// sixty.
 TEST(Borders, ABoxCutByAPageBreakClosesAndOpensAgain)
 {
     ParaFormat boxed;
@@ -748,7 +749,7 @@ TEST(Borders, ABoxCutByAPageBreakClosesAndOpensAgain)
         SCOPED_TRACE(c.what);
         const LayoutResult r = layoutDocument(*makeDocument(c.paras));
         ASSERT_EQ(r.pageCount(), 2);
-        EXPECT_EQ(r.pages[0].lines.size(), 45u);
+        EXPECT_EQ(r.pages[0].lines.size(), 46u);
         const LaidOutLine& top = r.pages[1].lines[0];
         EXPECT_NEAR(top.y + top.ascent - plainAscent, 1440 + 210, 0.01);
     }
