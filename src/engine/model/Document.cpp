@@ -8,6 +8,41 @@
 
 namespace qm::engine {
 
+std::u16string instructionDisplayText(std::u16string_view instruction)
+{
+    auto isSpace = [](char16_t c) { return c == u' ' || c == u'\t' || c == 0xA0 || c == u'\r' || c == u'\n'; };
+    size_t i = 0;
+    auto skipSpace = [&] {
+        while (i < instruction.size() && isSpace(instruction[i]))
+            ++i;
+    };
+    auto word = [&] {
+        const size_t from = i;
+        while (i < instruction.size() && !isSpace(instruction[i]))
+            ++i;
+        return instruction.substr(from, i - from);
+    };
+    skipSpace();
+    const std::u16string_view name = word();
+    auto is = [&](std::u16string_view want) {
+        if (name.size() != want.size())
+            return false;
+        for (size_t k = 0; k < name.size(); ++k)
+            if ((name[k] >= u'a' && name[k] <= u'z' ? name[k] - 32 : name[k]) != want[k])
+                return false;
+        return true;
+    };
+    if (!is(u"MACROBUTTON") && !is(u"GOTOBUTTON"))
+        return {};
+    skipSpace();
+    word(); // the macro or the bookmark
+    skipSpace();
+    size_t end = instruction.size();
+    while (end > i && isSpace(instruction[end - 1]))
+        --end;
+    return std::u16string(instruction.substr(i, end - i));
+}
+
 std::string fontStandIn(std::string_view font, std::string_view alternate, FontFamily family, bool fixedPitch)
 {
     std::string standIn(alternate);

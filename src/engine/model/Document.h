@@ -207,6 +207,16 @@ struct Field {
     std::string instruction; ///< as Word writes it, e.g. "PAGE"
 };
 
+/// The text a field that has no result shows from its own instruction. A
+/// MACROBUTTON or GOTOBUTTON field is a button in the text labelled with its
+/// display text, the words after the macro's or the bookmark's name (Word's
+/// PDF of a standards document prints "[All text is normative unless
+/// otherwise labeled]" where " MACROBUTTON NoMacro [All text ...] " stands);
+/// it is read
+/// as the field's result, laid out and counted as shown. Any other field
+/// without a result shows nothing.
+std::u16string instructionDisplayText(std::u16string_view instruction);
+
 /// Statistics the saving program stored in the file (docProps/app.xml, the DOP,
 /// RTF \info). Kept for comparison only: counting never uses them.
 struct StoredStatistics {

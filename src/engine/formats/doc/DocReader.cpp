@@ -129,7 +129,14 @@ private:
         uint16_t prm = 0, istd = 0;
         const ResolvedChp* resolved = nullptr;
     } m_lastChp;
-    std::vector<bool> m_fieldFrames; // per open field: still in its instruction
+    /// An open field: whether it is still in its instruction, and that
+    /// instruction's text (a field that ends without a result may show part
+    /// of it: instructionDisplayText).
+    struct FieldFrame {
+        bool inInstruction = true;
+        std::u16string instruction;
+    };
+    std::vector<FieldFrame> m_fieldFrames;
     uint32_t m_instructionDepth = 0;
     std::vector<bool> m_pendingCell; // per table level: the next content opens a cell
 };
@@ -525,7 +532,7 @@ void DocReader::emit(const PendingChar& ch, const ResolvedChp& resolved, StoryCo
     // not show; the result (separator to end) is the text it shows.
     if (c == 0x13) {
         if (m_fieldFrames.size() < m_options.limits.maxNestingDepth) {
-            m_fieldFrames.push_back(true);
+            m_fieldFrames.push_back({});
             ++m_instructionDepth;
         }
         return;
@@ -533,16 +540,32 @@ void DocReader::emit(const PendingChar& ch, const ResolvedChp& resolved, StoryCo
     if (c == 0x14 || c == 0x15) {
         if (m_fieldFrames.empty())
             return;
-        if (m_fieldFrames.back()) {
-            m_fieldFrames.back() = false;
+        std::u16string shown;
+        if (m_fieldFrames.back().inInstruction) {
+            m_fieldFrames.back().inInstruction = false;
             --m_instructionDepth;
+            if (c == 0x15)
+                shown = instructionDisplayText(m_fieldFrames.back().instruction);
         }
         if (c == 0x15)
             m_fieldFrames.pop_back();
+        if (!shown.empty() && m_instructionDepth == 0) {
+            if (resolved.index != pendingFormat)
+                flush();
+            pendingFormat = resolved.index;
+            pending += shown;
+        }
         return;
     }
-    if (m_instructionDepth > 0)
+    if (m_instructionDepth > 0) {
+        // Kept only while it can matter: a field's own instruction, outside
+        // any other instruction, up to a bound.
+        constexpr size_t MaxInstruction = 4096;
+        if (m_instructionDepth == 1 && m_fieldFrames.back().inInstruction &&
+            m_fieldFrames.back().instruction.size() < MaxInstruction)
+            m_fieldFrames.back().instruction.push_back(c);
         return;
+    }
     const Chp& chp = resolved.chp;
     uint32_t format = resolved.index;
     const bool special = chp.special;

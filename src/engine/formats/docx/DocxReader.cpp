@@ -104,9 +104,12 @@ struct Part {
     std::string_view asItCame;
 };
 
-/// An open complex field: its instruction is not shown, its result is.
+/// An open complex field: its instruction is not shown, its result is. A
+/// field that ends without a result may show part of its instruction
+/// (instructionDisplayText), so the instruction's text is kept.
 struct Field {
     bool inInstruction = true;
+    std::u16string instruction;
 };
 
 /// Reading state of one story (the main text, a header, a note, a text box).
@@ -696,11 +699,23 @@ void DocxReader::readRunContent(const pugi::xml_node& parent, const std::string&
                 if (m_ctx->fieldOverflow > 0) {
                     --m_ctx->fieldOverflow;
                 } else if (!m_ctx->fields.empty()) {
-                    if (m_ctx->fields.back().inInstruction)
+                    std::u16string shown;
+                    if (m_ctx->fields.back().inInstruction) {
                         --m_ctx->inInstruction;
+                        shown = instructionDisplayText(m_ctx->fields.back().instruction);
+                    }
                     m_ctx->fields.pop_back();
+                    if (!shown.empty() && !suppressed())
+                        m_b.appendText(shown, cf());
                 }
             }
+        } else if (n == "instrText") {
+            // Kept only while it can matter: a field's own instruction,
+            // outside any other instruction, up to a bound.
+            constexpr size_t MaxInstruction = 4096;
+            if (m_ctx->fieldOverflow == 0 && m_ctx->inInstruction == 1 && !m_ctx->fields.empty() &&
+                m_ctx->fields.back().inInstruction && m_ctx->fields.back().instruction.size() < MaxInstruction)
+                m_ctx->fields.back().instruction += utf8ToUtf16(e.text().get());
         } else if (n == "footnoteReference" || n == "endnoteReference" || n == "commentReference") {
             if (suppressed())
                 continue;

@@ -59,6 +59,9 @@ TEST(DocReader, MainStoryHoldsTheFinalTextInCharacterOrder)
         {u"\x13 A \x14<\x13 B \x14inner\x15>\x15\r", "<inner>¶"},
         // A field without a separator shows nothing; stray ends change nothing.
         {u"x\x13 TOC \x15y\x15\x14z\r", "xyz¶"},
+        // ...but a button field shows its label, unless it is itself code.
+        {u"a \x13 MACROBUTTON NoMacro [Click here] \x15 b\r", "a [Click here] b¶"},
+        {u"\x13 IF 1 = 1 \x13 GOTOBUTTON x label\x15\x14yes\x15\r", "yes¶"},
         // An unfinished field at the end leaves the rest out but keeps the paragraph.
         {u"keep\x13 broken\r", "keep¶"},
         // "gone " marked deleted.

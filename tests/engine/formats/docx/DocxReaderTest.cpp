@@ -66,6 +66,22 @@ TEST(DocxReader, InlineContentBecomesWordsCharacters)
         {"field without a result shows nothing",
          R"(<w:r><w:t>a</w:t><w:fldChar w:fldCharType="begin"/><w:instrText>TC x</w:instrText><w:fldChar w:fldCharType="end"/><w:t>b</w:t></w:r>)",
          "ab¶"},
+        // A button field shows its label, split over runs as Word writes it;
+        // one inside another field's instruction stays hidden.
+        {"macro button shows its display text",
+         R"(<w:r><w:t xml:space="preserve">a </w:t><w:fldChar w:fldCharType="begin"/><w:instrText xml:space="preserve"> MACROBUTTON  NoMacro [Click </w:instrText></w:r>)"
+         R"(<w:r><w:instrText>here]</w:instrText><w:instrText xml:space="preserve"> </w:instrText><w:fldChar w:fldCharType="end"/><w:t xml:space="preserve"> b</w:t></w:r>)",
+         "a [Click here] b¶"},
+        {"goto button shows its display text",
+         R"(<w:r><w:fldChar w:fldCharType="begin"/><w:instrText>GOTOBUTTON Intro Go to intro</w:instrText><w:fldChar w:fldCharType="end"/></w:r>)",
+         "Go to intro¶"},
+        {"button with a result shows the result",
+         R"(<w:r><w:fldChar w:fldCharType="begin"/><w:instrText>MACROBUTTON M label</w:instrText><w:fldChar w:fldCharType="separate"/><w:t>res</w:t><w:fldChar w:fldCharType="end"/></w:r>)",
+         "res¶"},
+        {"button inside an instruction stays hidden",
+         R"(<w:r><w:fldChar w:fldCharType="begin"/><w:instrText>IF 1 = 1 </w:instrText><w:fldChar w:fldCharType="begin"/><w:instrText>MACROBUTTON M label</w:instrText>)"
+         R"(<w:fldChar w:fldCharType="end"/><w:fldChar w:fldCharType="separate"/><w:t>yes</w:t><w:fldChar w:fldCharType="end"/></w:r>)",
+         "yes¶"},
         {"tracked changes read as the final text",
          R"(<w:r><w:t xml:space="preserve">keep </w:t></w:r><w:ins><w:r><w:t xml:space="preserve">new </w:t></w:r></w:ins><w:del><w:r><w:delText>old </w:delText></w:r></w:del>)"
          R"(<w:moveFrom><w:r><w:t>moved</w:t></w:r></w:moveFrom><w:moveTo><w:r><w:t>moved</w:t></w:r></w:moveTo>)",
