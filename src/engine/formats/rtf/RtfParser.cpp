@@ -23,6 +23,7 @@ constexpr size_t maxObjects = 100000;
 constexpr size_t maxNotes = 100000;
 constexpr size_t maxLabel = 64;
 constexpr size_t maxGenerator = 256;
+constexpr size_t maxFieldInstruction = 4096; // of a field's code, kept for what it may show
 constexpr size_t textChunk = 1 << 16;  ///< bytes decoded at a time
 constexpr size_t storyChunk = 1 << 24; ///< characters handed to the builder at a time
 
@@ -117,6 +118,7 @@ bool wantsText(Destination d)
     case Destination::ColorTable:
     case Destination::StyleEntry:
     case Destination::Generator:
+    case Destination::FieldInstruction:
     case Destination::ListText: return true;
     default: return false;
     }
@@ -140,6 +142,7 @@ bool readableAfterStar(Kw kw, Destination d)
     case Kw::Ud:
     case Kw::NestTableProps: return true;
     case Kw::FontAlt: return d == Destination::FontTable;
+    case Kw::FldInst: return d == Destination::Text;
     default: return false;
     }
 }
@@ -297,6 +300,21 @@ void RtfParser::groupEnd()
             const int64_t h = p.goalHeight > 0 ? p.goalHeight : int64_t{p.height} * 15;
             emitObject(ObjectKind::Picture, clampTwips(w * p.scaleX / 100, 0), clampTwips(h * p.scaleY / 100, 0), false,
                        -1);
+        }
+        break;
+    case CloseAction::Field:
+        if (!m_fields.empty()) {
+            const OpenField field = std::move(m_fields.back());
+            m_fields.pop_back();
+            // A field whose result shows nothing may show part of its code
+            // (a button's label), in the formatting around the field.
+            if (s.dest == Destination::Text && (!field.hasResult || m_builder.position() == field.resultStart)) {
+                const std::u16string shown = instructionDisplayText(field.instruction);
+                if (!shown.empty()) {
+                    m_text.append(shown);
+                    flush();
+                }
+            }
         }
         break;
     case CloseAction::Object:
@@ -494,6 +512,7 @@ void RtfParser::controlWord(const Token& token)
         }
         return;
     case Destination::StyleSheet:
+    case Destination::FieldInstruction:
     case Destination::Generator: return;
     case Destination::Text:
     case Destination::ListText:
@@ -583,9 +602,28 @@ bool RtfParser::startDestination(Kw kw)
         m_shapes.push_back(ShapeContext{});
         return true;
     case Kw::ShpInst:
-    case Kw::ShpPict:
+    case Kw::ShpPict: return true;
     case Kw::Field:
-    case Kw::FldRslt: return true;
+        // Fields in text are followed to their end; elsewhere (inside
+        // another field's code) only their text matters, as code.
+        if (inText && s.onClose == CloseAction::None && m_fields.size() < m_limits.maxNestingDepth) {
+            s.onClose = CloseAction::Field;
+            m_fields.push_back({});
+        }
+        return true;
+    case Kw::FldInst:
+        if (!inText || m_fields.empty()) {
+            skipCurrentGroup();
+            return true;
+        }
+        s.dest = Destination::FieldInstruction;
+        return true;
+    case Kw::FldRslt:
+        if (inText && !m_fields.empty() && !m_fields.back().hasResult) {
+            m_fields.back().hasResult = true;
+            m_fields.back().resultStart = m_builder.position();
+        }
+        return true;
     case Kw::ShpTxt: {
         if (s.dest != Destination::Shape || m_shapes.empty() || m_shapes.back().story >= 0) {
             skipCurrentGroup();
@@ -606,7 +644,6 @@ bool RtfParser::startDestination(Kw kw)
     case Kw::ShpRslt:
     case Kw::NonShpPict:
     case Kw::NoNestTables:
-    case Kw::FldInst:
     case Kw::SkipDestination: skipCurrentGroup(); return true;
     case Kw::Footnote:
     case Kw::Annotation:
@@ -1425,6 +1462,10 @@ void RtfParser::route(std::u16string_view text)
     case Destination::Generator:
         if (m_generator.size() + text.size() <= maxGenerator)
             m_generator.append(text);
+        break;
+    case Destination::FieldInstruction:
+        if (!m_fields.empty() && m_fields.back().instruction.size() + text.size() <= maxFieldInstruction)
+            m_fields.back().instruction.append(text);
         break;
     case Destination::FontAlt:
         for (char16_t c : text)

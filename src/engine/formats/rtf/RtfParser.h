@@ -27,10 +27,11 @@ enum class Destination : uint8_t {
     Object,     ///< an embedded object; shown as one object character
     Shape,      ///< a drawing object; only its text box text is read
     Upr,        ///< ANSI twin of a Unicode destination: ignored in favour of \ud
+    FieldInstruction, ///< a field's code: kept only for what a field without a result shows
 };
 
 /// What closing a group does beyond restoring the enclosing state.
-enum class CloseAction : uint8_t { None, FontTable, StyleEntry, Note, Shape, Picture, Object };
+enum class CloseAction : uint8_t { None, FontTable, StyleEntry, Note, Shape, Picture, Object, Field };
 
 /// Formatting and routing of one group; copied on '{', restored on '}'.
 struct GroupState {
@@ -184,6 +185,15 @@ private:
     std::u16string m_text; ///< decoded text waiting for the builder
     std::u16string m_listLabel;
     std::u16string m_generator;
+    /// Open \field groups, innermost last: the instruction's text, and where
+    /// the result began in the story (a field that shows no result may show
+    /// part of its instruction: instructionDisplayText).
+    struct OpenField {
+        std::u16string instruction;
+        bool hasResult = false;
+        uint32_t resultStart = 0;
+    };
+    std::vector<OpenField> m_fields;
     CharFormat m_lastChar;
     uint32_t m_lastCharIndex = 0;
     bool m_haveLastChar = false;

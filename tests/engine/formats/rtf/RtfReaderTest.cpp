@@ -41,6 +41,16 @@ TEST(RtfReader, TextOfTheMainStory)
          u"ab\r"},
         {"field result only", R"({\field{\*\fldinst HYPERLINK "x"}{\fldrslt link}})", u"link\r"},
         {"field instruction without star", R"({\field{\fldinst PAGE}{\fldrslt 7}})", u"7\r"},
+        // A button field shows its label when it has no result to show;
+        // any other field without one shows nothing.
+        {"macro button without a result",
+         R"(a {\field{\*\fldinst { MACROBUTTON NoMacro }{\b [Click here]} }} b)", u"a [Click here] b\r"},
+        {"macro button with an empty result",
+         R"({\field{\*\fldinst GOTOBUTTON intro Go on}{\fldrslt }})", u"Go on\r"},
+        {"macro button with a result", R"({\field{\*\fldinst MACROBUTTON M label}{\fldrslt res}})", u"res\r"},
+        {"other field without a result", R"(a{\field{\*\fldinst TC "entry"}}b)", u"ab\r"},
+        {"button in another field's code",
+         R"({\field{\*\fldinst IF 1 = 1 {\field{\*\fldinst MACROBUTTON M x}}}{\fldrslt yes}})", u"yes\r"},
         {"list label is not text", R"({\listtext\pard\plain \'b7\tab}item\par)", u"item\r"},
         {"index entry", R"(word{\xe {entry}})", u"word\r"},
         {"ansi twin of unicode text", R"({\upr{ascii}{\*\ud{\u945 ?}}})", u"\u03B1\r"},
