@@ -222,7 +222,10 @@ void RtfParser::groupStart()
     const Destination d = state().dest;
     // Inside these, nested groups carry nothing the document shows.
     // (Information groups are read: Word writes each statistic in a group of its own.)
-    if (d == Destination::Picture || d == Destination::Object || d == Destination::ColorTable) {
+    // An object's groups are read only for the picture its \result shows
+    // when the text of metafile pictures is asked for.
+    if (d == Destination::Picture || (d == Destination::Object && !m_pictureText) ||
+        d == Destination::ColorTable) {
         m_lexer.skipGroup();
         return;
     }
@@ -305,15 +308,25 @@ void RtfParser::groupEnd()
             emitObject(ObjectKind::Picture, width, height, false, -1);
             if (p.metafile && !m_pictureHex.empty() && m_builder.document().objects.size() > before)
                 readMetafilePicture(static_cast<int32_t>(before), width, height);
+        } else if (s.dest == Destination::Object && m_picture.metafile) {
+            m_objectPictureHex = std::move(m_pictureHex); // shown by the object, placed when it closes
         }
         m_pictureHex.clear();
         break;
     case CloseAction::Object:
-        if (s.dest == Destination::Text)
+        if (s.dest == Destination::Text) {
             // An object is shown at its size scaled as the writer displayed
             // it (\objscalex, \objscaley), as a picture is.
-            emitObject(ObjectKind::Embedded, clampTwips(int64_t{m_objectWidth} * m_objectScaleX / 100, 0),
-                       clampTwips(int64_t{m_objectHeight} * m_objectScaleY / 100, 0), false, -1);
+            const Twips width = clampTwips(int64_t{m_objectWidth} * m_objectScaleX / 100, 0);
+            const Twips height = clampTwips(int64_t{m_objectHeight} * m_objectScaleY / 100, 0);
+            const size_t before = m_builder.document().objects.size();
+            emitObject(ObjectKind::Embedded, width, height, false, -1);
+            if (!m_objectPictureHex.empty() && m_builder.document().objects.size() > before) {
+                m_pictureHex = std::move(m_objectPictureHex);
+                readMetafilePicture(static_cast<int32_t>(before), width, height);
+            }
+        }
+        m_objectPictureHex.clear();
         break;
     default: break;
     }
@@ -585,6 +598,7 @@ bool RtfParser::startDestination(Kw kw)
             return true;
         s.dest = Destination::Object;
         m_objectWidth = m_objectHeight = 0;
+        m_objectPictureHex.clear();
         m_objectScaleX = m_objectScaleY = 100;
         return true;
     case Kw::Shp:

@@ -219,6 +219,7 @@ private:
     // their text by object, put in the document once it is finished.
     bool m_pictureText = false;
     std::string m_pictureHex;
+    std::string m_objectPictureHex; ///< the metafile an object's \result shows, till the object closes
     std::vector<std::pair<int32_t, Picture>> m_pictures;
     void attachPictures(Document& document);
     void readMetafilePicture(int32_t object, Twips width, Twips height);

@@ -83,5 +83,32 @@ TEST(RtfPictureText, CountingAndOtherPicturesLeaveItOut)
     EXPECT_EQ(asked.document->mainStory().text, plain.document->mainStory().text);
 }
 
+TEST(RtfPictureText, AnObjectShowsItsResultsMetafile)
+{
+    // An embedded object ({\object ... {\result ... {\pict}}}) is shown by
+    // its result picture: the object gets the picture's text, in the
+    // object's own size (objw, objh scaled by objscalex, objscaley).
+    const std::string rtf = "{\\rtf1\\ansi Before {\\object\\objemb\\objw4000\\objh2000\\objscalex50\\objscaley50"
+                            "{\\*\\objclass Visio.Drawing.11}{\\*\\objdata 0105000002000000}"
+                            "{\\result {\\*\\shppict{\\pict\\wmetafile8\\picwgoal2000\\pichgoal1000 " +
+                            wmfHex() + "}}{\\nonshppict{\\pict\\wmetafile8 " + wmfHex() + "}}}} after\\par}";
+    ReadOptions options;
+    options.pictureText = true;
+    const ReadResult r = readRtf(rtf, options);
+    ASSERT_TRUE(r.ok());
+    const Document& d = *r.document;
+    ASSERT_EQ(d.objects.size(), 1u);
+    EXPECT_EQ(d.objects[0].kind, ObjectKind::Embedded);
+    ASSERT_EQ(d.objects[0].picture, 0);
+    ASSERT_EQ(d.pictures.size(), 1u);
+    ASSERT_EQ(d.pictures[0].texts.size(), 1u);
+    EXPECT_NEAR(d.pictures[0].texts[0].x, 500, 0.5);
+    // The object's groups add nothing to the text, asked or not.
+    const ReadResult plain = readRtf(rtf, {});
+    ASSERT_TRUE(plain.ok());
+    EXPECT_EQ(d.mainStory().text, plain.document->mainStory().text);
+    EXPECT_TRUE(plain.document->pictures.empty());
+}
+
 } // namespace
 } // namespace qm::engine
