@@ -231,6 +231,8 @@ void RtfParser::groupStart()
     }
     GroupState copy = state();
     copy.onClose = CloseAction::None;
+    if (d == Destination::Object)
+        copy.objectGroup = true;
     if (d == Destination::StyleSheet) {
         copy.dest = Destination::StyleEntry;
         copy.onClose = CloseAction::StyleEntry;
@@ -417,6 +419,21 @@ void RtfParser::controlSymbol(char symbol)
 void RtfParser::controlWord(const Token& token)
 {
     const Kw kw = lookupKeyword(token.word);
+    if (state().objectGroup && state().dest == Destination::Object) {
+        // Inside an object's groups only the picture its result shows is
+        // read: no other destination opens, no property applies, and binary
+        // data is passed over as when the groups are skipped whole.
+        const bool ignorable = m_ignorableNext;
+        m_ignorableNext = false;
+        flush();
+        if (kw == Kw::Bin)
+            m_lexer.skipBytes(token.hasParam && token.param > 0 ? static_cast<uint64_t>(token.param) : 0);
+        else if (kw == Kw::Pict || kw == Kw::ShpPict)
+            startDestination(kw);
+        else if (ignorable || kw == Kw::NonShpPict)
+            skipCurrentGroup();
+        return;
+    }
     if (m_ignorableNext) {
         m_ignorableNext = false;
         if (!readableAfterStar(kw, state().dest)) {

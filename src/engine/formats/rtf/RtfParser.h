@@ -51,6 +51,7 @@ struct GroupState {
     TabStop pendingTab;      ///< alignment and leader waiting for \tx
     int32_t unicodeSkip = 1; ///< \uc: fallback characters after \u
     bool nestTableProps = false;
+    bool objectGroup = false; ///< a group inside an object, read for its result's picture only
 };
 
 struct StyleDefinition {

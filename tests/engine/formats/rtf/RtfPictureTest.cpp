@@ -110,5 +110,30 @@ TEST(RtfPictureText, AnObjectShowsItsResultsMetafile)
     EXPECT_TRUE(plain.document->pictures.empty());
 }
 
+TEST(RtfPictureText, ObjectGroupsReadForPicturesKeepTheTextAsCounted)
+{
+    // Read for its result's picture, an object's groups must end where
+    // skipping them whole ends them: binary data holding braces, an
+    // ignorable group of it, a shape's text or a paragraph inside add and
+    // take away nothing (as the fuzzer found).
+    const std::string cases[] = {
+        "{\\rtf1 a{\\object\\objw1{\\*l49\\bin3 {}}}} b\\par}",
+        "{\\rtf1 a{\\object{\\result{\\pict\\wmetafile8\\bin4 {}}}}}} b\\par}",
+        "{\\rtf1 a{\\object{\\*\\objdata \\bin2 }}{\\result x\\par y{\\shptxt box\\par}}} b\\par}",
+        "{\\rtf1 a{\\object{\\result{\\footnote note}\\cell\\row\\sect z}} b\\par}",
+    };
+    ReadOptions options;
+    options.pictureText = true;
+    for (const std::string& rtf : cases) {
+        SCOPED_TRACE(rtf);
+        const ReadResult asked = readRtf(rtf, options);
+        const ReadResult plain = readRtf(rtf, {});
+        ASSERT_TRUE(asked.ok() && plain.ok());
+        EXPECT_EQ(asked.document->mainStory().text, plain.document->mainStory().text);
+        EXPECT_EQ(asked.document->stories.size(), plain.document->stories.size());
+        EXPECT_EQ(asked.document->notes.size(), plain.document->notes.size());
+    }
+}
+
 } // namespace
 } // namespace qm::engine
