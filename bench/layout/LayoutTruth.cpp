@@ -137,9 +137,12 @@ struct GlyphBox {
 GlyphBox glyphBox(const Document& doc, const layout::LaidOutLine& l)
 {
     const Story& s = doc.stories[l.story];
+    // The characters that print: a paragraph mark or cell end in a larger
+    // size than the text makes the line taller, never its glyphs.
     double size = 0;
     for (uint32_t p = l.start; p < l.end && p < s.size(); ++p)
-        size = std::max(size, doc.charFormatAt(s, p).sizeHalfPoints * 10.0);
+        if (s.text[p] >= 0x20)
+            size = std::max(size, doc.charFormatAt(s, p).sizeHalfPoints * 10.0);
     if (size == 0)
         size = 200;
     const double baseline = l.y + l.ascent;
@@ -297,7 +300,10 @@ int main(int argc, char** argv)
         }
         size_t truthPages = 0, notes = 0;
         const std::vector<Row> truth = readTruth(file, truthPages, notes);
-        ReadResult doc = source.empty() ? ReadResult::failure("no source") : readDocument(source);
+        // Word's PDFs show the text metafile pictures draw: read it too.
+        ReadOptions readOptions;
+        readOptions.pictureText = true;
+        ReadResult doc = source.empty() ? ReadResult::failure("no source") : readDocument(source, readOptions);
         if (!doc.ok()) {
             std::printf("%-48s unreadable: %s\n", label.c_str(), doc.error.c_str());
             continue;

@@ -17,7 +17,9 @@ int main(int argc, char** argv)
         std::fputs("usage: render_pdf DOCUMENT OUT.pdf [--dump]\n", stderr);
         return 2;
     }
-    const qm::engine::ReadResult doc = qm::engine::readDocument(argv[1]);
+    qm::engine::ReadOptions options;
+    options.pictureText = true; // printed pages show what metafile pictures draw
+    const qm::engine::ReadResult doc = qm::engine::readDocument(argv[1], options);
     if (!doc.ok()) {
         std::fprintf(stderr, "render_pdf: %s: %s\n", argv[1], doc.error.c_str());
         return 1;

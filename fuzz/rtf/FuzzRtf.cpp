@@ -25,10 +25,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     options.limits.maxTableDepth = 8;
     options.limits.maxStories = 64;
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    // Inputs of odd length are read with the text of metafile pictures too.
+    options.pictureText = size % 2 == 1;
     ReadResult r = readRtf(bytes, options);
     if (!r.ok())
         return 0;
     const Document& doc = *r.document;
+    if (options.pictureText) {
+        // Pictures' text never changes the text that is counted.
+        ReadOptions plain = options;
+        plain.pictureText = false;
+        const ReadResult counted = readRtf(bytes, plain);
+        check(counted.ok() && counted.document->mainStory().text == doc.mainStory().text &&
+              counted.document->stories.size() == doc.stories.size());
+        for (const InlineObject& o : doc.objects)
+            check(o.picture < static_cast<int32_t>(doc.pictures.size()));
+        for (const Picture& p : doc.pictures)
+            for (const PictureText& t : p.texts)
+                check(t.charFormat < doc.charFormats.size() && !t.text.empty());
+    }
     for (const Story& s : doc.stories) {
         check(!s.text.empty() && s.text.back() == Ch::ParagraphMark);
         check(s.attrs.size() == s.text.size());

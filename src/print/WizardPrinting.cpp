@@ -1,6 +1,7 @@
 // One open document laid out, drawn as PDF and sent to the chosen printer's queue.
 #include "print/WizardPrinting.h"
 
+#include "engine/formats/Reader.h"
 #include "engine/layout/Layout.h"
 #include "render/PdfRenderer.h"
 
@@ -8,8 +9,21 @@
 
 namespace qm::print {
 
+namespace {
+
+/// Printed pages show what Word prints, the text metafile pictures draw
+/// among it (counting leaves it out all the same).
+engine::ReadOptions printingReadOptions()
+{
+    engine::ReadOptions options;
+    options.pictureText = true;
+    return options;
+}
+
+} // namespace
+
 WizardPrinting::WizardPrinting(Prompter& prompter, PrinterSystem& printers, settings::SettingsContext settings)
-    : m_printers(printers), m_settings(std::move(settings)), m_wizard(prompter)
+    : m_printers(printers), m_settings(std::move(settings)), m_wizard(prompter, printingReadOptions())
 {
 }
 

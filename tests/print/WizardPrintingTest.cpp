@@ -7,6 +7,7 @@
 #include "render/PdfFacts.h"
 #include "settings/IniRW.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -90,4 +91,50 @@ TEST_F(WizardPrintingTest, FallsBackToTheDefaultPrinterAndFailsQuietly)
     EXPECT_EQ(printers.jobs.size(), 1u);
     EXPECT_TRUE(prompter.messages.empty());
     engine.CompleteClose();
+}
+
+// Catches a printout without the text of metafile pictures that Word prints:
+// an RTF letter in Times New Roman with a picture whose metafile draws
+// "Chart" in Courier New; the PDF sent carries the monospaced face as well.
+TEST_F(WizardPrintingTest, PrintsTheTextMetafilePicturesDraw)
+{
+    // A WMF as RTF holds it: window 1000 units square, a Courier New font
+    // 100 units high, META_TEXTOUT "Chart" at (100, 500).
+    std::string wmf;
+    auto u16 = [&](int v) { wmf.push_back(char(v & 0xFF)), wmf.push_back(char((v >> 8) & 0xFF)); };
+    auto u32 = [&](uint32_t v) { u16(int(v & 0xFFFF)), u16(int(v >> 16)); };
+    u16(1), u16(9), u16(0x300), u32(0), u16(1), u32(0), u16(0);
+    u32(5), u16(0x020C), u16(1000), u16(1000);
+    u32(3 + 25), u16(0x02FB), u16(-100), u16(0), u16(0), u16(0), u16(400);
+    wmf += std::string(8, '\0');
+    std::string face = "Courier New";
+    face.resize(32, '\0');
+    wmf += face;
+    u32(4), u16(0x012D), u16(0);
+    u32(3 + 1 + 3 + 2), u16(0x0521), u16(5);
+    wmf += std::string("Chart\0", 6);
+    u16(500), u16(100);
+    u32(3), u16(0);
+    std::string hex;
+    for (const char c : wmf) {
+        static const char* digits = "0123456789abcdef";
+        hex += digits[(static_cast<unsigned char>(c) >> 4) & 15];
+        hex += digits[static_cast<unsigned char>(c) & 15];
+    }
+    const fs::path letter = folder / "letter with chart.rtf";
+    std::ofstream(letter) << "{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0\\froman Times New Roman;}}\\f0 Dear reader,\\par "
+                          << "{\\pict\\wmetafile8\\picwgoal2880\\pichgoal1440 " << hex << "}\\par}";
+    WizardPrinting engine(prompter, printers, settings);
+    engine.OpenWord();
+    ASSERT_TRUE(engine.openJustDoc(letter.string()));
+    EXPECT_TRUE(engine.PrintDocument()) << engine.lastError();
+    engine.CloseDocument();
+    engine.CompleteClose();
+    ASSERT_EQ(printers.jobs.size(), 1u);
+    const std::vector<std::string> fonts = qm::testing::pdfFonts(printers.jobs[0].pdf);
+    auto has = [&](std::string_view part) {
+        return std::any_of(fonts.begin(), fonts.end(), [&](const std::string& f) { return f.find(part) != std::string::npos; });
+    };
+    EXPECT_TRUE(has("Serif")) << "the letter's own face";
+    EXPECT_TRUE(has("Mono") || has("Courier")) << "the picture's text";
 }

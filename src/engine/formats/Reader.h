@@ -39,6 +39,10 @@ struct PlainTextDefaults {
 struct ReadOptions {
     Limits limits;
     PlainTextDefaults plainText;
+    /// Read the text that metafile pictures draw (Document::pictures), for
+    /// printing and for comparing with Word's printed pages. Counting never
+    /// needs it, so reading for a count leaves the pictures unopened.
+    bool pictureText = false;
 };
 
 /// What a reader returns: the document with its diagnostics, or no document

@@ -2,6 +2,8 @@
 #include "engine/layout/Layout.h"
 
 #include "engine/layout/ChartLayout.h"
+#include "engine/layout/PictureLayout.h"
+#include "engine/layout/ShapeGeometry.h"
 #include "engine/layout/LineBreaker.h"
 #include "engine/layout/PagePolicy.h"
 #include "engine/layout/TextMeasurer.h"
@@ -149,6 +151,8 @@ public:
     void useCache(ParagraphCache* cache) { m_breaker.useCache(cache); }
     /// Floating charts as they were placed, for their text (placeChartText).
     const std::vector<FloatingChart>& floatingCharts() const { return m_floatingCharts; }
+    /// Floating metafile pictures as they were placed, for their text (placePictureText).
+    const std::vector<FloatingPicture>& floatingPictures() const { return m_floatingPictures; }
     Stack stackRange(size_t story, uint32_t from, uint32_t to, double width, uint8_t depth,
                      StackEdges edges = StackEdges::Open);
 
@@ -263,6 +267,7 @@ private:
     };
     std::vector<SideBand> m_sideBands;
     std::vector<FloatingChart> m_floatingCharts;
+    std::vector<FloatingPicture> m_floatingPictures;
 
     // Lines broken ahead of time (keep-with-next looks at the next paragraph).
     uint32_t m_cachedStart = UINT32_MAX;
@@ -882,6 +887,10 @@ void Engine::addObjectBands(uint32_t start, uint32_t mark)
         if (o.chart >= 0)
             m_floatingCharts.push_back({m_result.pages.size() - 1, {box.left, box.top, double(o.width), double(o.height)},
                                         o.chart, static_cast<int16_t>(m_column)});
+        if (o.picture >= 0)
+            m_floatingPictures.push_back({m_result.pages.size() - 1,
+                                          {box.left, box.top, double(o.width), double(o.height)}, o.picture,
+                                          static_cast<int16_t>(m_column)});
         if (o.wrap == TextWrap::None)
             continue;
         const double left = box.left - o.distLeft;
@@ -930,21 +939,49 @@ void Engine::narrowBesideObjects(std::vector<LaidOutLine>& lines, uint32_t start
 
 void Engine::placeBoxText(const InlineObject& o, const ObjectBox& box)
 {
-    // A text box's text inside the box, its default insets (0.1" at the
-    // sides, 0.05" above and below, ECMA-376 Part 1 §20.4.2.16 bodyPr) kept
-    // clear; what does not fit the box is cut off, as Word shows it.
-    constexpr double InsetX = 144, InsetY = 72;
-    if (static_cast<size_t>(o.story) >= m_doc.stories.size() || o.width <= 2 * InsetX)
+    // A shape's text inside its geometry's text rectangle less its insets
+    // (see shapeTextArea), anchored at the rectangle's top, middle or
+    // bottom; what does not fit is cut off, as Word shows it.
+    if (static_cast<size_t>(o.story) >= m_doc.stories.size())
         return;
-    const Story& story = m_doc.stories[static_cast<size_t>(o.story)];
-    Stack stack = stackRange(static_cast<size_t>(o.story), 0, story.size(), o.width - 2 * InsetX, 0);
-    for (LaidOutLine& l : stack.lines) {
-        if (l.y + l.height > o.height - 2 * InsetY + Eps && l.y > 0)
-            break;
-        l.y += box.top + InsetY;
-        l.x += box.left + InsetX;
+    const ShapeTextLayout& shape = o.textLayout;
+    const TextRect area = shapeTextArea(shape, o.width, o.height);
+    if (area.width() <= 0)
+        return;
+    // Text that does not wrap is laid out as long as it runs; a centred or
+    // right-aligned line is then centred on or set against the rectangle.
+    constexpr double Unwrapped = 31680; // 22 inches, Word's widest page
+    const double width = shape.wrap ? area.width() : std::max(area.width(), Unwrapped);
+    const size_t storyIndex = static_cast<size_t>(o.story);
+    const Story& story = m_doc.stories[storyIndex];
+    Stack stack = stackRange(storyIndex, 0, story.size(), width, 0);
+    size_t kept = 0;
+    while (kept < stack.lines.size() && (kept == 0 || stack.lines[kept].y + stack.lines[kept].height <=
+                                                          area.height() + Eps))
+        ++kept;
+    const double used = kept == stack.lines.size() ? stack.height
+                        : kept > 0 ? stack.lines[kept - 1].y + stack.lines[kept - 1].height
+                                   : 0.0;
+    double down = 0;
+    if (shape.anchor == ShapeTextLayout::Anchor::Middle)
+        down = std::max(0.0, (area.height() - used) / 2);
+    else if (shape.anchor == ShapeTextLayout::Anchor::Bottom)
+        down = std::max(0.0, area.height() - used);
+    for (size_t i = 0; i < kept; ++i) {
+        LaidOutLine& l = stack.lines[i];
+        double across = box.left + area.left;
+        if (width != area.width() && l.end > 0) {
+            const uint32_t mark = paragraphEnd(storyIndex, l.start, story.size());
+            const Alignment align = m_doc.paraFormatOf(story, mark).alignment;
+            if (align == Alignment::Center)
+                across += (area.width() - width) / 2;
+            else if (align == Alignment::Right)
+                across += area.width() - width;
+        }
+        l.y += box.top + area.top + down;
+        l.x += across;
         for (LineRun& r : l.runs)
-            r.x += box.left + InsetX;
+            r.x += across;
         l.counted = false;
         l.column = static_cast<int16_t>(m_column);
         m_result.pages.back().boxLines.push_back(std::move(l));
@@ -1463,6 +1500,7 @@ LayoutResult layoutDocument(const Document& document, const LayoutOptions& optio
     engine.useCache(cache);
     engine.layoutMain();
     placeChartText(document, options, result, engine.floatingCharts());
+    placePictureText(document, options, result, engine.floatingPictures());
     return result;
 }
 

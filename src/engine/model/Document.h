@@ -113,6 +113,21 @@ struct AnchorAxis {
     Twips offset = 0;
 };
 
+/// How a shape lays out its text (wps:bodyPr, a:prstGeom; VML v:textbox):
+/// inside its preset geometry's text rectangle, less the insets, anchored to
+/// its top, middle or bottom, wrapped at the rectangle's width unless the
+/// shape says not to (ECMA-376 Part 1 §21.1.2.1.1 bodyPr).
+struct ShapeTextLayout {
+    std::string preset; ///< a:prstGeom prst ("chevron"); empty: the whole box
+    /// Adjust values the shape sets (a:avLst a:gd name="adj" fmla="val 50000").
+    std::vector<std::pair<std::string, double>> adjust;
+    /// lIns, tIns, rIns, bIns; Word's defaults 0.1" at the sides, 0.05" above and below.
+    Twips insetLeft = 144, insetTop = 72, insetRight = 144, insetBottom = 72;
+    enum class Anchor : uint8_t { Top, Middle, Bottom };
+    Anchor anchor = Anchor::Top;
+    bool wrap = true; ///< false: wrap="none", lines as long as their text
+};
+
 /// A picture or drawing object standing at a character 1 (inline) or 8 (floating).
 struct InlineObject {
     ObjectKind kind = ObjectKind::Picture;
@@ -126,6 +141,30 @@ struct InlineObject {
     AnchorAxis horizontal, vertical;
     Twips distTop = 0, distBottom = 0, distLeft = 0, distRight = 0;
     int32_t chart = -1; ///< a chart's printable content: index into Document::charts
+    ShapeTextLayout textLayout; ///< where a text box's or shape's text stands in it
+    int32_t picture = -1; ///< a metafile picture's printable text: index into Document::pictures
+};
+
+/// One string a metafile picture draws ([MS-WMF] META_TEXTOUT,
+/// META_EXTTEXTOUT; [MS-EMF] EMR_EXTTEXTOUTW and its kin), where it stands
+/// once the picture is scaled into its frame: twips from the frame's top
+/// left corner, in a character format of the font the metafile selected.
+struct PictureText {
+    std::u16string text;
+    double x = 0; ///< the reference point: the text's left edge, centre or right edge (see align)
+    double y = 0; ///< the reference point: the text's baseline, top or bottom (see vAlign)
+    uint32_t charFormat = 0;
+    enum class Align : uint8_t { Left, Center, Right };
+    enum class VAlign : uint8_t { Baseline, Top, Bottom };
+    Align align = Align::Left;
+    VAlign vAlign = VAlign::Baseline;
+};
+
+/// What a picture prints beyond its pixels: the text of a metafile, read
+/// only when a reader is asked for it (ReadOptions::pictureText); Word's
+/// statistics never count it.
+struct Picture {
+    std::vector<PictureText> texts;
 };
 
 enum class ChartKind : uint8_t { Bar, Line, Area, Pie, Doughnut, Scatter, Bubble, Radar };
@@ -289,6 +328,7 @@ public:
     std::vector<Note> notes;
     std::vector<InlineObject> objects;
     std::vector<Chart> charts; ///< by InlineObject::chart
+    std::vector<Picture> pictures; ///< by InlineObject::picture
     std::vector<Field> fields; ///< in the order they were built
     DocumentSettings settings;
     StoredStatistics stored;

@@ -3,15 +3,18 @@
 
 #include "engine/formats/Reader.h"
 #include "engine/formats/docx/DocxChart.h"
+#include "engine/formats/docx/DocxDrawing.h"
 #include "engine/formats/docx/DocxNumbering.h"
 #include "engine/formats/docx/DocxStyles.h"
 #include "engine/formats/docx/Package.h"
 #include "engine/formats/docx/XmlPart.h"
 #include "engine/formats/docx/ZipPackage.h"
+#include "engine/formats/Metafile.h"
 #include "engine/model/DocumentBuilder.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -131,7 +134,10 @@ struct StoryContext {
 
 class DocxReader {
 public:
-    DocxReader(ZipPackage& zip, DocumentBuilder& builder) : m_zip(zip), m_b(builder) {}
+    DocxReader(ZipPackage& zip, DocumentBuilder& builder, bool pictureText = false)
+        : m_zip(zip), m_b(builder), m_pictureText(pictureText)
+    {
+    }
 
     ReadResult run();
 
@@ -179,6 +185,10 @@ private:
     /// Chart objects and their parts, read once the text is (see readCharts).
     std::vector<std::pair<int32_t, std::string>> m_chartParts;
     void readCharts(Document& document);
+    /// Metafile pictures and their parts, read last when asked (see readPictures).
+    bool m_pictureText = false;
+    std::vector<std::pair<int32_t, std::string>> m_metafileParts;
+    void readPictures(Document& document);
     std::string m_eastAsiaLanguage; // the theme-font languages of the settings
     std::string m_bidiLanguage;
     docx::Styles m_styles;
@@ -848,6 +858,7 @@ void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, boo
         if (story != 0xFFFFFFFFu) {
             object.kind = ObjectKind::TextBox;
             object.story = static_cast<int32_t>(story);
+            object.textLayout = docx::readShapeTextLayout(node, vml);
             const StoryId previous = m_b.currentStory();
             StoryContext context;
             context.part = m_ctx->part;
@@ -871,6 +882,14 @@ void DocxReader::readObject(const pugi::xml_node& node, uint32_t charFormat, boo
         if (auto rel = m_ctx->part->rels.find(std::string(id));
             rel != m_ctx->part->rels.end() && !rel->second.target.empty())
             m_chartParts.emplace_back(index, rel->second.target);
+    }
+    if (m_pictureText && index >= 0 && m_ctx && m_ctx->part &&
+        (object.kind == ObjectKind::Picture || object.kind == ObjectKind::Embedded)) {
+        // a:blip r:embed, v:imagedata r:id: a metafile's text is printed.
+        const std::string_view id = docx::pictureRelationship(node, vml);
+        if (auto rel = id.empty() ? m_ctx->part->rels.end() : m_ctx->part->rels.find(std::string(id));
+            rel != m_ctx->part->rels.end() && docx::isMetafilePart(rel->second.target))
+            m_metafileParts.emplace_back(index, rel->second.target);
     }
     CharFormat format = m_b.document().charFormats[charFormat];
     format.objectIndex = index;
@@ -1284,6 +1303,11 @@ ReadResult DocxReader::run()
     } catch (const std::exception&) {
         // A chart that cannot be read (memory) costs its text only.
     }
+    try {
+        readPictures(*result.document);
+    } catch (const std::exception&) {
+        // Nor does a picture.
+    }
     return result;
 }
 
@@ -1329,12 +1353,65 @@ void DocxReader::readCharts(Document& document)
     }
 }
 
+void DocxReader::readPictures(Document& document)
+{
+    // Like charts, read after all counted text: the text a metafile draws,
+    // each string in a format of the metafile's font at the size it takes
+    // once the picture is scaled into its frame.
+    if (m_metafileParts.empty())
+        return;
+    std::map<CharFormat, uint32_t> formats;
+    auto intern = [&](const CharFormat& f) {
+        auto [it, inserted] = formats.try_emplace(f, static_cast<uint32_t>(document.charFormats.size()));
+        if (inserted)
+            document.charFormats.push_back(f);
+        return it->second;
+    };
+    std::map<std::string, std::vector<MetafileText>> read; // a part shown twice is read once
+    for (const auto& [object, name] : m_metafileParts) {
+        if (static_cast<size_t>(object) >= document.objects.size())
+            continue;
+        auto [it, fresh] = read.try_emplace(name);
+        if (fresh) {
+            PartData data = m_zip.read(name);
+            if (data.ok())
+                it->second = metafileText(data.bytes);
+        }
+        if (it->second.empty())
+            continue;
+        InlineObject& o = document.objects[static_cast<size_t>(object)];
+        Picture picture;
+        for (const MetafileText& t : it->second) {
+            CharFormat f;
+            f.fontName = t.font.empty() ? "Arial" : utf16ToUtf8(t.font);
+            // Twips to half points: a twentieth of a point, two halves to one.
+            const double halfPoints = t.emHeight * o.height / 10.0;
+            f.sizeHalfPoints = static_cast<uint16_t>(std::clamp(std::lround(halfPoints), 2L, 3276L));
+            f.bold = t.weight >= 600;
+            f.italic = t.italic;
+            f.color = t.color;
+            PictureText p;
+            p.text = t.text;
+            p.x = t.x * o.width;
+            p.y = t.y * o.height;
+            p.charFormat = intern(f);
+            p.align = static_cast<PictureText::Align>(t.align);
+            p.vAlign = t.vAlign == MetafileText::VAlign::Top      ? PictureText::VAlign::Top
+                       : t.vAlign == MetafileText::VAlign::Bottom ? PictureText::VAlign::Bottom
+                                                                  : PictureText::VAlign::Baseline;
+            picture.texts.push_back(std::move(p));
+        }
+        o.picture = static_cast<int32_t>(document.pictures.size());
+        document.pictures.push_back(std::move(picture));
+    }
+}
+
 } // namespace
 
 ReadResult readDocxPackage(ZipPackage& package, const ReadOptions& options, std::string_view format)
 {
     DocumentBuilder builder(std::string(format), options.limits);
-    DocxReader reader(package, builder);
+    DocxReader reader(package, builder, options.pictureText);
     return reader.run();
 }
 

@@ -345,6 +345,8 @@ const std::unordered_map<std::string_view, Kw>& table()
         {"clbrdrr", Kw::ClBrdrR},
         // Pictures and shapes
         {"picw", Kw::PicW},
+        {"wmetafile", Kw::WMetafile},
+        {"emfblip", Kw::EmfBlip},
         {"pich", Kw::PicH},
         {"picwgoal", Kw::PicWGoal},
         {"pichgoal", Kw::PicHGoal},

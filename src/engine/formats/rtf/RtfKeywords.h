@@ -288,6 +288,8 @@ enum class Kw : uint16_t {
     PicHGoal,
     PicScaleX,
     PicScaleY,
+    WMetafile,
+    EmfBlip,
     ObjW,
     ObjH,
     ObjScaleX,

@@ -1,10 +1,12 @@
 // The RTF group-state machine: destinations, formatting, tables, sections, notes and objects.
 #include "engine/formats/rtf/RtfParser.h"
 
+#include "engine/formats/Metafile.h"
 #include "engine/model/Languages.h"
 #include "engine/model/Unicode.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace qm::engine::rtf {
@@ -149,8 +151,8 @@ bool readableAfterStar(Kw kw, Destination d)
 
 } // namespace
 
-RtfParser::RtfParser(std::string_view input, const Limits& limits)
-    : m_lexer(input), m_limits(limits), m_builder("rtf", limits)
+RtfParser::RtfParser(std::string_view input, const Limits& limits, bool pictureText)
+    : m_lexer(input), m_limits(limits), m_builder("rtf", limits), m_pictureText(pictureText)
 {
     GroupState base;
     base.chr.sizeHalfPoints = 24; // RTF's default size is 12 points
@@ -197,7 +199,10 @@ std::unique_ptr<Document> RtfParser::run()
         m_builder.diagnose("rtf.hex", Severity::Warning, "", "a \\' escape without two hex digits was left out");
     if (!m_generator.empty())
         m_builder.stored().application = trimmedName(m_generator);
-    return m_builder.finish(m_section, m_refs);
+    std::unique_ptr<Document> document = m_builder.finish(m_section, m_refs);
+    if (document)
+        attachPictures(*document);
+    return document;
 }
 
 // ---- groups ---------------------------------------------------------------
@@ -220,12 +225,17 @@ void RtfParser::groupStart()
     const Destination d = state().dest;
     // Inside these, nested groups carry nothing the document shows.
     // (Information groups are read: Word writes each statistic in a group of its own.)
-    if (d == Destination::Picture || d == Destination::Object || d == Destination::ColorTable) {
+    // An object's groups are read only for the picture its \result shows
+    // when the text of metafile pictures is asked for.
+    if (d == Destination::Picture || (d == Destination::Object && !m_pictureText) ||
+        d == Destination::ColorTable) {
         m_lexer.skipGroup();
         return;
     }
     GroupState copy = state();
     copy.onClose = CloseAction::None;
+    if (d == Destination::Object)
+        copy.objectGroup = true;
     if (d == Destination::StyleSheet) {
         copy.dest = Destination::StyleEntry;
         copy.onClose = CloseAction::StyleEntry;
@@ -298,9 +308,15 @@ void RtfParser::groupEnd()
             // native size is taken at 15 twips a pixel.
             const int64_t w = p.goalWidth > 0 ? p.goalWidth : int64_t{p.width} * 15;
             const int64_t h = p.goalHeight > 0 ? p.goalHeight : int64_t{p.height} * 15;
-            emitObject(ObjectKind::Picture, clampTwips(w * p.scaleX / 100, 0), clampTwips(h * p.scaleY / 100, 0), false,
-                       -1);
+            const Twips width = clampTwips(w * p.scaleX / 100, 0), height = clampTwips(h * p.scaleY / 100, 0);
+            const size_t before = m_builder.document().objects.size();
+            emitObject(ObjectKind::Picture, width, height, false, -1);
+            if (p.metafile && !m_pictureHex.empty() && m_builder.document().objects.size() > before)
+                readMetafilePicture(static_cast<int32_t>(before), width, height);
+        } else if (s.dest == Destination::Object && m_picture.metafile) {
+            m_objectPictureHex = std::move(m_pictureHex); // shown by the object, placed when it closes
         }
+        m_pictureHex.clear();
         break;
     case CloseAction::Field:
         if (!m_fields.empty()) {
@@ -318,11 +334,19 @@ void RtfParser::groupEnd()
         }
         break;
     case CloseAction::Object:
-        if (s.dest == Destination::Text)
+        if (s.dest == Destination::Text) {
             // An object is shown at its size scaled as the writer displayed
             // it (\objscalex, \objscaley), as a picture is.
-            emitObject(ObjectKind::Embedded, clampTwips(int64_t{m_objectWidth} * m_objectScaleX / 100, 0),
-                       clampTwips(int64_t{m_objectHeight} * m_objectScaleY / 100, 0), false, -1);
+            const Twips width = clampTwips(int64_t{m_objectWidth} * m_objectScaleX / 100, 0);
+            const Twips height = clampTwips(int64_t{m_objectHeight} * m_objectScaleY / 100, 0);
+            const size_t before = m_builder.document().objects.size();
+            emitObject(ObjectKind::Embedded, width, height, false, -1);
+            if (!m_objectPictureHex.empty() && m_builder.document().objects.size() > before) {
+                m_pictureHex = std::move(m_objectPictureHex);
+                readMetafilePicture(static_cast<int32_t>(before), width, height);
+            }
+        }
+        m_objectPictureHex.clear();
         break;
     default: break;
     }
@@ -349,6 +373,12 @@ bool RtfParser::consumeFallback()
 
 void RtfParser::textBytes(std::string_view bytes)
 {
+    if (m_pictureText && state().dest == Destination::Picture) {
+        // A metafile's data, kept within the size of a package entry.
+        if (m_picture.metafile && m_pictureHex.size() + bytes.size() <= 2 * m_limits.maxEntryBytes)
+            m_pictureHex.append(bytes);
+        return;
+    }
     if (!wantsText(state().dest)) {
         m_fallbackLeft = 0;
         return;
@@ -407,6 +437,21 @@ void RtfParser::controlSymbol(char symbol)
 void RtfParser::controlWord(const Token& token)
 {
     const Kw kw = lookupKeyword(token.word);
+    if (state().objectGroup && state().dest == Destination::Object) {
+        // Inside an object's groups only the picture its result shows is
+        // read: no other destination opens, no property applies, and binary
+        // data is passed over as when the groups are skipped whole.
+        const bool ignorable = m_ignorableNext;
+        m_ignorableNext = false;
+        flush();
+        if (kw == Kw::Bin)
+            m_lexer.skipBytes(token.hasParam && token.param > 0 ? static_cast<uint64_t>(token.param) : 0);
+        else if (kw == Kw::Pict || kw == Kw::ShpPict)
+            startDestination(kw);
+        else if (ignorable || kw == Kw::NonShpPict)
+            skipCurrentGroup();
+        return;
+    }
     if (m_ignorableNext) {
         m_ignorableNext = false;
         if (!readableAfterStar(kw, state().dest)) {
@@ -485,6 +530,8 @@ void RtfParser::controlWord(const Token& token)
         case Kw::PicHGoal: m_picture.goalHeight = std::max(0, param); break;
         case Kw::PicScaleX: m_picture.scaleX = std::clamp(param, 1, 10000); break;
         case Kw::PicScaleY: m_picture.scaleY = std::clamp(param, 1, 10000); break;
+        case Kw::WMetafile:
+        case Kw::EmfBlip: m_picture.metafile = true; break;
         case Kw::Bin: m_lexer.skipBytes(param > 0 ? static_cast<uint64_t>(param) : 0); break;
         default: break;
         }
@@ -580,12 +627,14 @@ bool RtfParser::startDestination(Kw kw)
             return true;
         s.dest = Destination::Picture;
         m_picture = PictureInfo{};
+        m_pictureHex.clear();
         return true;
     case Kw::Object:
         if (!claimClose(s, CloseAction::Object))
             return true;
         s.dest = Destination::Object;
         m_objectWidth = m_objectHeight = 0;
+        m_objectPictureHex.clear();
         m_objectScaleX = m_objectScaleY = 100;
         return true;
     case Kw::Shp:
@@ -1393,6 +1442,63 @@ void RtfParser::endNote()
     m_builder.addNote(note);
     m_note.open = false;
     m_listLabel.clear();
+}
+
+void RtfParser::readMetafilePicture(int32_t object, Twips width, Twips height)
+{
+    // The picture's hex digits (white space between them) to bytes, and the
+    // text the metafile draws scaled into the picture's frame, each string
+    // in a format of the metafile's font at the size it is shown.
+    std::string bytes;
+    bytes.reserve(m_pictureHex.size() / 2);
+    int high = -1;
+    for (const char c : m_pictureHex) {
+        const int v = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+        if (v < 0)
+            continue;
+        if (high < 0) {
+            high = v;
+        } else {
+            bytes.push_back(static_cast<char>(high * 16 + v));
+            high = -1;
+        }
+    }
+    m_pictureHex.clear();
+    const std::vector<MetafileText> texts = metafileText(bytes);
+    if (texts.empty())
+        return;
+    Picture picture;
+    for (const MetafileText& t : texts) {
+        CharFormat f;
+        f.fontName = t.font.empty() ? "Arial" : utf16ToUtf8(t.font);
+        // Twips to half points: a twentieth of a point, two halves to one.
+        f.sizeHalfPoints = static_cast<uint16_t>(std::clamp(std::lround(t.emHeight * height / 10.0), 2L, 3276L));
+        f.bold = t.weight >= 600;
+        f.italic = t.italic;
+        f.color = t.color;
+        PictureText p;
+        p.text = t.text;
+        p.x = t.x * width;
+        p.y = t.y * height;
+        p.charFormat = m_builder.charFormat(f);
+        p.align = static_cast<PictureText::Align>(t.align);
+        p.vAlign = t.vAlign == MetafileText::VAlign::Top      ? PictureText::VAlign::Top
+                   : t.vAlign == MetafileText::VAlign::Bottom ? PictureText::VAlign::Bottom
+                                                              : PictureText::VAlign::Baseline;
+        picture.texts.push_back(std::move(p));
+    }
+    m_pictures.emplace_back(object, std::move(picture));
+}
+
+void RtfParser::attachPictures(Document& document)
+{
+    for (auto& [object, picture] : m_pictures) {
+        if (object < 0 || static_cast<size_t>(object) >= document.objects.size())
+            continue;
+        document.objects[static_cast<size_t>(object)].picture = static_cast<int32_t>(document.pictures.size());
+        document.pictures.push_back(std::move(picture));
+    }
+    m_pictures.clear();
 }
 
 void RtfParser::emitObject(ObjectKind kind, Twips width, Twips height, bool floating, int32_t story)

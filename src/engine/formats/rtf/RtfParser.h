@@ -52,6 +52,7 @@ struct GroupState {
     TabStop pendingTab;      ///< alignment and leader waiting for \tx
     int32_t unicodeSkip = 1; ///< \uc: fallback characters after \u
     bool nestTableProps = false;
+    bool objectGroup = false; ///< a group inside an object, read for its result's picture only
 };
 
 struct StyleDefinition {
@@ -74,7 +75,9 @@ struct StyleDefinition {
 /// `run` ends with a finished document; problems become diagnostics.
 class RtfParser {
 public:
-    RtfParser(std::string_view input, const Limits& limits);
+    /// With `pictureText`, the text of metafile pictures (\wmetafile,
+    /// \emfblip) is read into Document::pictures, for printing.
+    RtfParser(std::string_view input, const Limits& limits, bool pictureText = false);
     std::unique_ptr<Document> run();
 
 private:
@@ -100,6 +103,7 @@ private:
     struct PictureInfo {
         int32_t width = 0, height = 0, goalWidth = 0, goalHeight = 0;
         int32_t scaleX = 100, scaleY = 100;
+        bool metafile = false; ///< \wmetafile or \emfblip
     };
     enum class OpenCell : uint8_t { No, Yes };
 
@@ -222,6 +226,14 @@ private:
     NoteContext m_note;
     std::vector<ShapeContext> m_shapes;
     PictureInfo m_picture;
+    // Metafile pictures' data as hex digits while the picture is read, and
+    // their text by object, put in the document once it is finished.
+    bool m_pictureText = false;
+    std::string m_pictureHex;
+    std::string m_objectPictureHex; ///< the metafile an object's \result shows, till the object closes
+    std::vector<std::pair<int32_t, Picture>> m_pictures;
+    void attachPictures(Document& document);
+    void readMetafilePicture(int32_t object, Twips width, Twips height);
     Twips m_objectWidth = 0, m_objectHeight = 0;
     int32_t m_objectScaleX = 100, m_objectScaleY = 100; ///< per cent, as displayed
     bool m_pendingReference = false;

@@ -25,7 +25,7 @@ ReadResult readRtf(std::string_view bytes, const ReadOptions& options)
     if (!body.starts_with("{\\rtf"))
         return ReadResult::failure("the file is not an RTF document although its name says so");
     try {
-        rtf::RtfParser parser(body, options.limits);
+        rtf::RtfParser parser(body, options.limits, options.pictureText);
         ReadResult result;
         result.document = parser.run();
         return result;
