@@ -1179,9 +1179,9 @@ void Engine::placeParagraph(uint32_t start, uint32_t mark)
     // the margin (a 0.5 pt line 3 pt from the text). Where it is closed at
     // the page's foot, that border takes no room of the page: its last line
     // may end at the bottom and the border is drawn below it. Word's PDF of
-    // a specification whose code boxes run over pages ends three such pages
-    // with a line 1.5 pt above the footer and the box's border 3.5 pt below
-    // that line, over the footer's space before.
+    // a standards document whose code boxes run over pages ends three such
+    // pages with a line 1.5 pt above the footer and the box's border 3.5 pt
+    // below that line, over the footer's space before.
     const BorderJoin join = pf.borders.any() ? paragraphBorderJoin(m_doc, 0, start, mark) : BorderJoin{};
     const double boxTop = pf.borders.any() ? borderRoom(pf.borders.top) : 0.0;
     size_t k = 0;
