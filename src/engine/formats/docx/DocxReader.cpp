@@ -128,11 +128,24 @@ struct StoryContext {
 
 class DocxReader {
 public:
-    DocxReader(ZipPackage& zip, DocumentBuilder& builder) : m_zip(zip), m_b(builder) {}
+    /// `whole`: the document part is parsed as one tree, never a child of
+    /// its body at a time.
+    DocxReader(ZipPackage& zip, DocumentBuilder& builder, bool whole) : m_zip(zip), m_b(builder), m_whole(whole) {}
 
     ReadResult run();
+    /// Whether the reading must be done again with `whole` set: a child of
+    /// the body failed to parse on its own while the part parses whole.
+    bool mustReadWhole() const { return m_mustReadWhole; }
 
 private:
+    /// The document part: its bytes, then its tree, or (when its body's
+    /// children can be found without a parse) the tree without them, each
+    /// child being parsed as the body is read.
+    bool loadMain();
+    enum class BodyOutcome { Read, Malformed, ReadWhole };
+    /// Parses and reads the body's children one after the other.
+    BodyOutcome readBodyChildren();
+    ReadResult mainFailure() const;
     bool load(Part& part, Severity severity);
     /// The two halves of load: the part's bytes, then their XML.
     bool readBytes(Part& part, Severity severity);
@@ -172,6 +185,16 @@ private:
     ZipPackage& m_zip;
     DocumentBuilder& m_b;
     Part m_main;
+    const bool m_whole;
+    bool m_mustReadWhole = false;
+    /// The body's children when read one at a time: where they lie in the
+    /// part's bytes, the tree of the one being read, and the body's own
+    /// section properties (its first sectPr child), kept to the end.
+    xml::ChildElements m_bodyChildren;
+    bool m_byChild = false;
+    std::string m_outline; ///< the part without the body's content, which m_main.xml is parsed in
+    pugi::xml_document m_child;
+    pugi::xml_document m_bodySection;
     docx::ThemeFonts m_theme;
     /// Chart objects and their parts, read once the text is (see readCharts).
     std::vector<std::pair<int32_t, std::string>> m_chartParts;
@@ -1233,10 +1256,8 @@ ReadResult DocxReader::run()
         m_main.name = "word/document.xml";
     if (!m_zip.contains(m_main.name))
         return ReadResult::failure("the package holds no Word document (word/document.xml is missing)");
-    if (!load(m_main, Severity::Error))
-        return ReadResult::failure("the document's main part cannot be read: " +
-                                   (m_b.document().diagnostics.empty() ? std::string("it is damaged")
-                                                                       : m_b.document().diagnostics.back().message));
+    if (!loadMain())
+        return mainFailure();
 
     readSettings(targetOfType(m_main.rels, "settings"));
     readFontTable(targetOfType(m_main.rels, "fontTable"));
@@ -1258,9 +1279,17 @@ ReadResult DocxReader::run()
     main.isMain = true;
     m_ctx = &main;
     readBlocks(body);
+    if (m_byChild) {
+        switch (readBodyChildren()) {
+        case BodyOutcome::Read: break;
+        case BodyOutcome::Malformed: return mainFailure();
+        case BodyOutcome::ReadWhole: m_mustReadWhole = true; return ReadResult::failure("the body is read again whole");
+        }
+    }
     flushPendingMark();
     HeaderFooterRefs refs;
-    const SectionFormat last = readSection(child(body, "sectPr"), refs);
+    const SectionFormat last =
+        readSection(m_byChild ? m_bodySection.document_element() : child(body, "sectPr"), refs);
     m_ctx = nullptr;
     ReadResult result;
     result.document = m_b.finish(last, refs);
@@ -1270,6 +1299,78 @@ ReadResult DocxReader::run()
         // A chart that cannot be read (memory) costs its text only.
     }
     return result;
+}
+
+ReadResult DocxReader::mainFailure() const
+{
+    return ReadResult::failure("the document's main part cannot be read: " +
+                               (m_b.document().diagnostics.empty() ? std::string("it is damaged")
+                                                                   : m_b.document().diagnostics.back().message));
+}
+
+bool DocxReader::loadMain()
+{
+    if (!readBytes(m_main, Severity::Error))
+        return false;
+    // A long document's body has its children parsed one at a time where
+    // they can be found without a parse: the tree of one paragraph or table
+    // is all that is held at once, not the whole part's (a tree is several
+    // times the size of its text, and each page of it is fresh memory the
+    // system must fault in: a 12 MB part made a 50 MB tree). Finding them
+    // costs a pass over the text, which a short part, whose tree fits in
+    // memory already in use, would not repay. The rest of the part, its
+    // content left out, is parsed first: a fault there, or anything the
+    // search does not follow, and the part is parsed whole as before.
+    constexpr size_t ReadByChildFrom = 2u << 20;
+    const uint32_t maxDepth = m_b.limits().maxNestingDepth;
+    if (!m_whole && maxDepth >= 3 && m_main.bytes.size() >= ReadByChildFrom &&
+        xml::findChildElements(m_main.bytes, "body", m_bodyChildren)) {
+        m_outline.reserve(m_main.bytes.size() - (m_bodyChildren.contentEnd - m_bodyChildren.contentBegin));
+        m_outline.assign(m_main.bytes, 0, m_bodyChildren.contentBegin);
+        m_outline.append(m_main.bytes, m_bodyChildren.contentEnd);
+        if (xml::parseInPlace(m_outline, m_main.xml, maxDepth).empty()) {
+            m_byChild = true;
+            m_main.rels = readRelationships(m_zip, m_main.name, maxDepth);
+            m_main.loaded = true;
+            return true;
+        }
+        m_main.xml.reset();
+    }
+    return parse(m_main, Severity::Error);
+}
+
+DocxReader::BodyOutcome DocxReader::readBodyChildren()
+{
+    // Each child lies two levels below the root (the root, the body), so it
+    // may nest two levels less deeply than the part.
+    const uint32_t maxDepth = m_b.limits().maxNestingDepth - 2;
+    bool haveSection = false;
+    for (const auto& [start, length] : m_bodyChildren.spans) {
+        // The body's own section properties are its first sectPr child,
+        // read after the text; any other child is read at once, until the
+        // text reaches the engine's limits (each is parsed all the same, as
+        // in the whole part a fault anywhere fails the document).
+        const std::string_view tag(m_main.bytes.data() + start + 1, std::min<size_t>(length - 1, 64));
+        const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/>"));
+        const bool section = !haveSection && name.substr(name.find(':') + 1) == "sectPr";
+        pugi::xml_document& tree = section ? m_bodySection : m_child;
+        if (!xml::parseStretchInPlace(m_main.bytes, start, length, tree, maxDepth).empty()) {
+            // The part as it came decides: parsed whole, its fault is
+            // reported where it lies, as it was before any child was read.
+            PartData again = m_zip.readAgain(m_main.name, m_main.bytes.size());
+            pugi::xml_document whole;
+            std::string error = again.ok() ? xml::parseInPlace(again.bytes, whole, m_b.limits().maxNestingDepth)
+                                           : again.error;
+            if (error.empty())
+                return BodyOutcome::ReadWhole;
+            m_b.diagnose("docx.xml", Severity::Error, m_main.name, error + "; its text is not counted");
+            return BodyOutcome::Malformed;
+        }
+        haveSection = haveSection || section;
+        if (!section && !m_b.limitReached())
+            readBlocks(tree);
+    }
+    return BodyOutcome::Read;
 }
 
 void DocxReader::readCharts(Document& document)
@@ -1318,8 +1419,19 @@ void DocxReader::readCharts(Document& document)
 
 ReadResult readDocxPackage(ZipPackage& package, const ReadOptions& options, std::string_view format)
 {
+    const uint64_t inflated = package.inflatedSoFar();
+    {
+        DocumentBuilder builder(std::string(format), options.limits);
+        DocxReader reader(package, builder, false);
+        ReadResult result = reader.run();
+        if (!reader.mustReadWhole())
+            return result;
+    }
+    // Read again from the start, the document part parsed whole; the parts
+    // count once towards the package's limits.
+    package.rewindInflated(inflated);
     DocumentBuilder builder(std::string(format), options.limits);
-    DocxReader reader(package, builder);
+    DocxReader reader(package, builder, true);
     return reader.run();
 }
 

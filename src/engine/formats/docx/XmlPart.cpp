@@ -199,6 +199,65 @@ public:
         } while (true);
     }
 
+    /// Moves past the element whose start tag is at the current '<', its
+    /// content and its end tag, counting start and end tags only (their
+    /// names are not compared: each element found is parsed on its own,
+    /// which finds any fault). Quoted attribute values, comments,
+    /// processing instructions and CDATA sections are passed over whole.
+    /// Text is skipped to the next '<' at a time. False when the text ends
+    /// first or holds markup the parse would refuse.
+    bool element()
+    {
+        size_t depth = 0;
+        for (;;) {
+            const char next = m_p + 1 < m_end ? m_p[1] : '\0';
+            if (next == '/') {
+                if (depth == 0)
+                    return false;
+                const void* close = std::memchr(m_p, '>', static_cast<size_t>(m_end - m_p));
+                if (!close)
+                    return false;
+                m_p = static_cast<const char*>(close) + 1;
+                if (--depth == 0)
+                    return true;
+            } else if (next == '!' || next == '?') {
+                if (depth == 0 || !skipMarkup())
+                    return false;
+            } else {
+                // A start tag: to its '>', past any quoted value.
+                const char* q = m_p + 1;
+                for (;;) {
+                    while (q < m_end && *q != '>' && *q != '"' && *q != '\'')
+                        ++q;
+                    if (q == m_end)
+                        return false;
+                    if (*q == '>')
+                        break;
+                    const void* quote = std::memchr(q + 1, *q, static_cast<size_t>(m_end - q - 1));
+                    if (!quote)
+                        return false;
+                    q = static_cast<const char*>(quote) + 1;
+                }
+                const bool empty = q[-1] == '/';
+                m_p = q + 1;
+                if (!empty)
+                    ++depth;
+                else if (depth == 0)
+                    return true;
+            }
+            const void* tag = std::memchr(m_p, '<', static_cast<size_t>(m_end - m_p));
+            if (!tag)
+                return false;
+            m_p = static_cast<const char*>(tag);
+        }
+    }
+
+    /// Whether the scan stands at the given text.
+    bool at(std::string_view text) const
+    {
+        return static_cast<size_t>(m_end - m_p) >= text.size() && std::memcmp(m_p, text.data(), text.size()) == 0;
+    }
+
 private:
     static bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
     bool take(char c)
@@ -322,6 +381,91 @@ size_t dropPlainChildren(std::string& bytes, std::initializer_list<std::string_v
     }
     bytes.resize(bytes.size() - removed);
     return removed;
+}
+
+bool findChildElements(std::string_view text, std::string_view container, ChildElements& out)
+{
+    out = ChildElements();
+    // The prolog: an XML declaration naming UTF-8 or no encoding. A byte
+    // order mark, another encoding or a document type is left to the whole
+    // parse. What lies outside the container's content is parsed whole
+    // anyway; the scan only has to find its way to the container.
+    if (text.starts_with("<?xml")) {
+        const size_t end = text.find("?>");
+        if (end == std::string_view::npos)
+            return false;
+        const std::string_view declaration = text.substr(0, end);
+        if (const size_t at = declaration.find("encoding"); at != std::string_view::npos) {
+            std::string name;
+            for (char c : declaration.substr(at + 8)) {
+                if (c != ' ' && c != '=' && c != '"' && c != '\'')
+                    name.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+                else if (!name.empty())
+                    break;
+            }
+            if (name != "utf-8" && name != "utf8")
+                return false;
+        }
+    } else if (!text.starts_with("<")) {
+        return false;
+    }
+    Scan scan(text);
+    bool blank = false;
+    bool inRoot = false;
+    while (scan.toMarkup(blank)) {
+        const size_t start = scan.at();
+        if (scan.at("<!--") || scan.at("<?")) {
+            if (!scan.skipMarkup())
+                return false;
+            continue;
+        }
+        if (scan.at("<!") || scan.at("<?"))
+            return false; // a document type
+        Scan::Tag t;
+        if (!scan.tag(t) || t.end)
+            return false;
+        if (!inRoot) {
+            if (t.empty)
+                return false;
+            inRoot = true;
+            continue;
+        }
+        if (t.empty)
+            continue;
+        if (t.name.substr(t.name.find(':') + 1) != container) {
+            // Another child of the root, passed over whole.
+            scan = Scan(text, start);
+            if (!scan.element())
+                return false;
+            continue;
+        }
+        out.contentBegin = scan.at();
+        // The container's children, with nothing but blanks between them
+        // (a NUL byte or any other text there is left to the whole parse).
+        for (;;) {
+            if (!scan.toMarkup(blank) || !blank)
+                return false;
+            const size_t at = scan.at();
+            if (scan.at("</")) {
+                Scan::Tag close;
+                if (!scan.tag(close) || close.name != t.name)
+                    return false;
+                out.contentEnd = at;
+                return true;
+            }
+            if (scan.at("<!") || scan.at("<?") || !scan.element())
+                return false;
+            out.spans.emplace_back(at, scan.at() - at);
+        }
+    }
+    return false;
+}
+
+std::string parseStretchInPlace(std::string& bytes, size_t start, size_t length, pugi::xml_document& doc,
+                                uint32_t maxDepth)
+{
+    return checked(doc.load_buffer_inplace(bytes.data() + start, length, ParseFlags, pugi::encoding_utf8), doc,
+                   maxDepth);
 }
 
 std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)

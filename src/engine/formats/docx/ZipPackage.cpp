@@ -168,6 +168,15 @@ std::vector<std::string> ZipPackage::names() const
     return out;
 }
 
+PartData ZipPackage::readAgain(std::string_view name, uint64_t counted)
+{
+    const uint64_t before = m_inflated;
+    m_inflated -= std::min(counted, m_inflated);
+    PartData part = read(name);
+    m_inflated = before;
+    return part;
+}
+
 PartData ZipPackage::read(std::string_view name)
 {
     PartData part;

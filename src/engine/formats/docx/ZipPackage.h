@@ -49,7 +49,17 @@ public:
     /// Reads a part in full; a part that breaks a limit or fails its checksum
     /// gives an error, never a truncated text.
     PartData read(std::string_view name);
+    /// Reads a part once more whose first read counted `counted` bytes
+    /// towards the limit on all entries together: it is not counted twice.
+    PartData readAgain(std::string_view name, uint64_t counted);
     std::vector<std::string> names() const;
+
+    /// How many bytes the reads so far inflated (what the limit on all
+    /// entries together is measured against), and a way back to such a
+    /// count: a reader that reads the package again from the start counts
+    /// its parts once.
+    uint64_t inflatedSoFar() const { return m_inflated; }
+    void rewindInflated(uint64_t count) { m_inflated = count; }
 
 private:
     /// Inflates an entry in one call when nothing about it is unusual;

@@ -1,6 +1,7 @@
 // The Word package reader: text, fields, revisions, styles, sections, tables, notes and hostile packages.
 #include "DocxTestPackage.h"
 #include "engine/formats/Reader.h"
+#include "engine/formats/docx/XmlPart.h"
 
 #include <algorithm>
 #include <map>
@@ -769,4 +770,91 @@ TEST(DocxReader, LatentStylesAreLeftOutAndFaultsAfterThemReportedWhereTheyLie)
     }
     EXPECT_NE(messages[0].find("malformed at byte"), std::string::npos) << messages[0];
     EXPECT_EQ(messages[0], messages[1]);
+}
+
+namespace {
+
+// A body long enough to be read a child at a time: an empty custom-XML
+// element carrying two megabytes in an attribute comes first, which adds
+// no text.
+std::string longBody(const std::string& body)
+{
+    return R"(<w:customXml w:element=")" + std::string(2u << 20, 'x') + R"("/>)" + body;
+}
+
+} // namespace
+
+TEST(DocxReader, BodyReadChildByChildFailsAsTheWholePartWould)
+{
+    // The document part as DocxPackage writes it, parsed whole: what the
+    // reader must report, at the byte where the fault lies in the part.
+    auto wholeError = [](const std::string& body) {
+        std::string part = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+                           "\n<w:document " + std::string(WordNamespaces) + "><w:body>" + body + "</w:body></w:document>";
+        pugi::xml_document tree;
+        return xml::parse(part, tree, Limits().maxNestingDepth);
+    };
+    const std::string broken = "<w:p><w:r><w:t>broken</w:r></w:p>";
+    const std::string deep = [] {
+        std::string nest;
+        for (int i = 0; i < 600; ++i)
+            nest += "<w:sdt><w:sdtContent>";
+        for (int i = 0; i < 600; ++i)
+            nest += "</w:sdtContent></w:sdt>";
+        return nest;
+    }();
+    struct Case {
+        const char* what;
+        std::string body;
+    } const cases[] = {
+        {"a fault in the last child", para("one") + para("two") + broken},
+        {"a fault between good children", para("one") + broken + para("two")},
+        {"a fault in the body's section properties", para("one") + "<w:sectPr><w:pgSz></w:sectPr>"},
+        {"a child nested too deeply", para("one") + deep},
+        // Faults the search for the children passes over, found by the
+        // parse of the one child: the report names the byte in the part.
+        {"an instruction without a name inside a child", para("one") + "<w:p><?1?></w:p>" + para("two")},
+        {"the same in the section properties", para("one") + "<w:sectPr><?1?></w:sectPr>"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string error = wholeError(longBody(c.body));
+        ASSERT_FALSE(error.empty());
+        DocxPackage pkg;
+        pkg.body = longBody(c.body);
+        EXPECT_EQ(describeMain(pkg), "error: the document's main part cannot be read: " + error +
+                                         "; its text is not counted");
+    }
+
+    // Text past the engine's limits is not read, but a fault after it still
+    // fails the document, as the whole part's parse did.
+    DocxPackage pkg;
+    pkg.body = longBody(para("abcdef") + para("ghijkl") + "<w:p><?1?></w:p>");
+    ReadOptions options;
+    options.limits.maxStoryChars = 4;
+    EXPECT_TRUE(failsWith(read(pkg, options), "malformed at byte"));
+    pkg.body = longBody(para("abcdef") + para("ghijkl"));
+    ReadResult partial = read(pkg, options);
+    ASSERT_TRUE(partial.ok()) << partial.error;
+}
+
+TEST(DocxReader, BodyChildrenReadOneAtATimeKeepTheirTextAndTheLastSection)
+{
+    // Paragraphs, a table, content controls, a paragraph ending a section
+    // and the body's own section properties (the first sectPr among the
+    // body's children; a later one is not the body's), with blanks and
+    // line ends between them.
+    DocxPackage pkg;
+    pkg.body = longBody(para("one")) + "\r\n  " +
+               R"(<w:tbl><w:tblGrid><w:gridCol w:w="2000"/></w:tblGrid><w:tr><w:tc><w:p><w:r><w:t>cell</w:t></w:r></w:p></w:tc></w:tr></w:tbl>)" +
+               "\n<w:sdt><w:sdtContent>" + para("in a control") + "</w:sdtContent></w:sdt>" +
+               R"(<w:p><w:pPr><w:sectPr><w:pgSz w:w="10000" w:h="15000"/></w:sectPr></w:pPr><w:r><w:t>end of one</w:t></w:r></w:p>)" +
+               para("two") + R"(<w:sectPr><w:pgSz w:w="12000" w:h="16000"/></w:sectPr>)" +
+               R"(<w:sectPr><w:pgSz w:w="9000" w:h="9000"/></w:sectPr>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, ""), "one¶cell¤¤in a control¶end of one§two¶");
+    ASSERT_EQ(r.document->sections.size(), 2u);
+    EXPECT_EQ(r.document->sections[0].format.pageWidth, 10000);
+    EXPECT_EQ(r.document->sections[1].format.pageWidth, 12000);
 }
