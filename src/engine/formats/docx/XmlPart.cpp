@@ -9,6 +9,10 @@
 #include <limits>
 #include <vector>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace qm::engine::xml {
 
 namespace {
@@ -71,6 +75,26 @@ std::string checked(const pugi::xml_parse_result& result, pugi::xml_document& do
         return "the XML is nested more deeply than the engine reads";
     }
     return {};
+}
+
+// The first byte from p on (before end) that is one of the given ones, or
+// end. Tags and values are walked sixteen bytes at a time where the
+// processor compares that many at once.
+template <char... Wanted>
+const char* findAny(const char* p, const char* end)
+{
+#ifdef __SSE2__
+    while (end - p >= 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const int hits = _mm_movemask_epi8((_mm_cmpeq_epi8(block, _mm_set1_epi8(Wanted)) | ...));
+        if (hits)
+            return p + __builtin_ctz(static_cast<unsigned>(hits));
+        p += 16;
+    }
+#endif
+    while (p < end && ((*p != Wanted) && ...))
+        ++p;
+    return p;
 }
 
 // A scan over XML text that follows its structure without building
@@ -208,48 +232,59 @@ public:
     /// first or holds markup the parse would refuse.
     bool element()
     {
+        // Most tags follow one another without text between them: the next
+        // '<' is looked for only when it is not the next byte.
+        const char* p = m_p;
+        const char* const end = m_end;
         size_t depth = 0;
         for (;;) {
-            const char next = m_p + 1 < m_end ? m_p[1] : '\0';
+            const char next = p + 1 < end ? p[1] : '\0';
             if (next == '/') {
                 if (depth == 0)
                     return false;
-                const void* close = std::memchr(m_p, '>', static_cast<size_t>(m_end - m_p));
-                if (!close)
+                p = findAny<'>'>(p + 2, end);
+                if (p == end)
                     return false;
-                m_p = static_cast<const char*>(close) + 1;
+                ++p;
                 if (--depth == 0)
-                    return true;
+                    break;
             } else if (next == '!' || next == '?') {
+                m_p = p;
                 if (depth == 0 || !skipMarkup())
                     return false;
+                p = m_p;
             } else {
                 // A start tag: to its '>', past any quoted value.
-                const char* q = m_p + 1;
+                ++p;
                 for (;;) {
-                    while (q < m_end && *q != '>' && *q != '"' && *q != '\'')
-                        ++q;
-                    if (q == m_end)
+                    p = findAny<'>', '"', '\''>(p, end);
+                    if (p == end)
                         return false;
-                    if (*q == '>')
+                    if (*p == '>')
                         break;
-                    const void* quote = std::memchr(q + 1, *q, static_cast<size_t>(m_end - q - 1));
-                    if (!quote)
+                    p = *p == '"' ? findAny<'"'>(p + 1, end) : findAny<'\''>(p + 1, end);
+                    if (p == end)
                         return false;
-                    q = static_cast<const char*>(quote) + 1;
+                    ++p;
                 }
-                const bool empty = q[-1] == '/';
-                m_p = q + 1;
+                const bool empty = p[-1] == '/';
+                ++p;
                 if (!empty)
                     ++depth;
                 else if (depth == 0)
-                    return true;
+                    break;
             }
-            const void* tag = std::memchr(m_p, '<', static_cast<size_t>(m_end - m_p));
-            if (!tag)
+            if (p < end && *p != '<') {
+                const void* tag = std::memchr(p, '<', static_cast<size_t>(end - p));
+                if (!tag)
+                    return false;
+                p = static_cast<const char*>(tag);
+            }
+            if (p == end)
                 return false;
-            m_p = static_cast<const char*>(tag);
         }
+        m_p = p;
+        return true;
     }
 
     /// Whether the scan stands at the given text.

@@ -243,6 +243,14 @@ TEST(XmlPart, BodyChildrenFoundWhereTheyLie)
          head + "<w:background w:color=\"FFF\"><x/></w:background><w:body><w:p q=\"a>b\"><!-- <w:p> --></w:p>"
                 "<w:p><![CDATA[</w:p>]]></w:p></w:body></w:document>",
          {"<w:p q=\"a>b\"><!-- <w:p> --></w:p>", "<w:p><![CDATA[</w:p>]]></w:p>"}, true},
+        {"long tags, '>' and the other quote inside values past sixteen bytes",
+         head + "<w:body><w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\" q='x>y\"z' r=\"it's/>\">"
+                "<w:r><w:t>a long run of text without any markup in it at all</w:t></w:r></w:p>"
+                "<w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\"/></w:body></w:document>",
+         {"<w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\" q='x>y\"z' r=\"it's/>\">"
+          "<w:r><w:t>a long run of text without any markup in it at all</w:t></w:r></w:p>",
+          "<w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\"/>"},
+         true},
         {"no declaration, an empty body", "<d><body></body></d>", {}, true},
         {"an empty body tag", head + "<w:body/></w:document>", {}, false},
         {"no body", head + "<w:other/></w:document>", {}, false},
