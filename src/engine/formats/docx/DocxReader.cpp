@@ -99,7 +99,8 @@ struct Part {
     bool loaded = false;
     /// A child of the root the reader never looks into, left out of the
     /// parse when it is plain (xml::dropPlainChildren), and the part's text
-    /// as it came, parsed instead should the rest fail.
+    /// as it came, parsed instead should the rest fail (when none is kept,
+    /// the part is read from the package again for that).
     std::string_view unread;
     std::string_view asItCame;
 };
@@ -245,11 +246,20 @@ bool DocxReader::parse(Part& part, Severity severity)
     // as it came, so that the fault is reported where it lies.
     const uint32_t maxDepth = m_b.limits().maxNestingDepth;
     bool parsed = false;
-    if (!part.unread.empty() && part.asItCame.size() == part.bytes.size() &&
+    const size_t size = part.bytes.size();
+    if (!part.unread.empty() && (part.asItCame.empty() || part.asItCame.size() == size) &&
         xml::dropPlainChildren(part.bytes, {part.unread}, maxDepth) > 0) {
         parsed = xml::parseInPlace(part.bytes, part.xml, maxDepth).empty();
-        if (!parsed)
+        if (!parsed && !part.asItCame.empty()) {
             part.bytes.assign(part.asItCame);
+        } else if (!parsed) {
+            PartData again = m_zip.readAgain(part.name, size);
+            if (!again.ok()) {
+                m_b.diagnose("docx.part", severity, part.name, again.error + "; its text is not counted");
+                return false;
+            }
+            part.bytes = std::move(again.bytes);
+        }
     }
     std::string error = parsed ? std::string() : xml::parseInPlace(part.bytes, part.xml, maxDepth);
     if (!error.empty()) {
@@ -304,6 +314,9 @@ ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
 template <typename Value>
 class PartMemo {
 public:
+    /// Parts longer than this are not kept.
+    static constexpr size_t MaxKeyBytes = 256u << 10;
+
     std::optional<Value> find(const std::string& key)
     {
         std::lock_guard lock(m_mutex);
@@ -323,7 +336,6 @@ public:
 
 private:
     static constexpr size_t MaxValues = 16;
-    static constexpr size_t MaxKeyBytes = 256u << 10;
     std::mutex m_mutex;
     std::unordered_map<std::string, Value> m_values;
 };
@@ -343,9 +355,14 @@ PartMemo<docx::Styles>& stylesMemo()
 
 std::string stylesKey(const std::string& bytes, const docx::ThemeFonts& theme)
 {
+    const std::string* fonts[] = {&theme.major,         &theme.minor,        &theme.majorEastAsia,
+                                  &theme.minorEastAsia, &theme.majorComplex, &theme.minorComplex};
+    size_t size = bytes.size();
+    for (const std::string* font : fonts)
+        size += font->size() + 1;
     std::string key;
-    for (const std::string* font : {&theme.major, &theme.minor, &theme.majorEastAsia, &theme.minorEastAsia,
-                                    &theme.majorComplex, &theme.minorComplex})
+    key.reserve(size);
+    for (const std::string* font : fonts)
         key.append(*font).push_back('\0');
     return key.append(bytes);
 }
@@ -358,13 +375,18 @@ void DocxReader::readStyles(const std::string& name)
     styles.name = name;
     if (name.empty() || !readBytes(styles, Severity::Warning))
         return;
-    std::string key = stylesKey(styles.bytes, m_theme);
     // The latent styles (how Word's gallery shows the styles a document has
     // not used) are most of a style sheet Word writes, and nothing in them
-    // is read; the key holds the part's text as it came.
+    // is read; the key holds the part's text as it came. A part too long to
+    // be kept is neither looked for nor copied: should it fail to parse
+    // without its latent styles, it is read again.
     styles.unread = "latentStyles";
-    styles.asItCame = std::string_view(key).substr(key.size() - styles.bytes.size());
-    if (std::optional<docx::Styles> kept = stylesMemo().find(key)) {
+    std::string key;
+    if (styles.bytes.size() <= PartMemo<docx::Styles>::MaxKeyBytes) {
+        key = stylesKey(styles.bytes, m_theme);
+        styles.asItCame = std::string_view(key).substr(key.size() - styles.bytes.size());
+    }
+    if (std::optional<docx::Styles> kept = key.empty() ? std::nullopt : stylesMemo().find(key)) {
         // As a parse would, the part's relationships are read (they count
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
@@ -373,7 +395,8 @@ void DocxReader::readStyles(const std::string& name)
         if (!parse(styles, Severity::Warning))
             return;
         m_styles.load(styles.xml.document_element(), m_theme);
-        stylesMemo().keep(std::move(key), m_styles);
+        if (!key.empty())
+            stylesMemo().keep(std::move(key), m_styles);
     }
     m_b.settings().language = m_styles.defaultLanguage();
 }

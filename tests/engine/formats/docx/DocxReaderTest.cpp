@@ -770,6 +770,35 @@ TEST(DocxReader, LatentStylesAreLeftOutAndFaultsAfterThemReportedWhereTheyLie)
     }
     EXPECT_NE(messages[0].find("malformed at byte"), std::string::npos) << messages[0];
     EXPECT_EQ(messages[0], messages[1]);
+
+    // A style sheet too long to be kept for later documents is not copied
+    // as it came: a fault after its latent styles has it read from the
+    // package again, and reported at the same byte.
+    std::string many;
+    while (many.size() < (300u << 10))
+        many += R"(<w:lsdException w:name="x"/>)";
+    const std::string longPlain = "<w:latentStyles>" + many + "<w:yy/></w:latentStyles>";
+    const std::string longKept = "<w:latentStyles>" + many + "<!----></w:latentStyles>";
+    ASSERT_EQ(longPlain.size(), longKept.size());
+    std::string longMessages[2];
+    for (int k = 0; k < 2; ++k) {
+        DocxPackage pkg;
+        pkg.styles = defaults + (k == 0 ? longPlain : longKept) + normal + "<w:style><unclosed>";
+        pkg.body = para("a");
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.xml")
+                longMessages[k] = d.message;
+        EXPECT_EQ(describe(*r.document, "b sz"), "a¶");
+    }
+    EXPECT_NE(longMessages[0].find("malformed at byte"), std::string::npos) << longMessages[0];
+    EXPECT_EQ(longMessages[0], longMessages[1]);
+    // Without the fault, the long sheet's styles apply.
+    DocxPackage pkg;
+    pkg.styles = defaults + longPlain + normal;
+    pkg.body = para("a");
+    EXPECT_EQ(describeMain(pkg, "b sz"), "{b sz30|a}¶");
 }
 
 namespace {
