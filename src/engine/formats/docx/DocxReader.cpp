@@ -346,8 +346,22 @@ PartMemo<ThemeFontScheme>& themeMemo()
     return memo;
 }
 
+// The same by the bytes a package holds for the part (ZipPackage::rawText),
+// which spares inflating it.
+PartMemo<ThemeFontScheme>& themeRawMemo()
+{
+    static PartMemo<ThemeFontScheme> memo;
+    return memo;
+}
+
 // Styles are made with the theme's fonts: both are the key.
 PartMemo<docx::Styles>& stylesMemo()
+{
+    static PartMemo<docx::Styles> memo;
+    return memo;
+}
+
+PartMemo<docx::Styles>& stylesRawMemo()
 {
     static PartMemo<docx::Styles> memo;
     return memo;
@@ -373,7 +387,21 @@ void DocxReader::readStyles(const std::string& name)
 {
     Part styles;
     styles.name = name;
-    if (name.empty() || !readBytes(styles, Severity::Warning))
+    if (name.empty())
+        return;
+    // A style sheet met before, known by the bytes the package holds (and
+    // the theme's fonts), is not inflated again.
+    std::string raw = m_zip.rawText(name);
+    if (!raw.empty())
+        raw = stylesKey(raw, m_theme);
+    if (std::optional<docx::Styles> kept = raw.empty() ? std::nullopt : stylesRawMemo().find(raw);
+        kept && m_zip.countAsRead(name)) {
+        readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
+        m_styles = std::move(*kept);
+        m_b.settings().language = m_styles.defaultLanguage();
+        return;
+    }
+    if (!readBytes(styles, Severity::Warning))
         return;
     // The latent styles (how Word's gallery shows the styles a document has
     // not used) are most of a style sheet Word writes, and nothing in them
@@ -391,12 +419,16 @@ void DocxReader::readStyles(const std::string& name)
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
         m_styles = std::move(*kept);
+        if (!raw.empty())
+            stylesRawMemo().keep(std::move(raw), m_styles);
     } else {
         if (!parse(styles, Severity::Warning))
             return;
         m_styles.load(styles.xml.document_element(), m_theme);
         if (!key.empty())
             stylesMemo().keep(std::move(key), m_styles);
+        if (!raw.empty())
+            stylesRawMemo().keep(std::move(raw), m_styles);
     }
     m_b.settings().language = m_styles.defaultLanguage();
 }
@@ -405,19 +437,30 @@ void DocxReader::readTheme(const Relationships& rels)
 {
     Part theme;
     theme.name = targetOfType(rels, "theme");
-    if (theme.name.empty() || !readBytes(theme, Severity::Note))
+    if (theme.name.empty())
         return;
-    std::optional<ThemeFontScheme> scheme = themeMemo().find(theme.bytes);
-    if (scheme) {
+    // A theme met before, known by the bytes the package holds, is not
+    // inflated again: they inflate to the same text.
+    std::string raw = m_zip.rawText(theme.name);
+    std::optional<ThemeFontScheme> scheme = raw.empty() ? std::nullopt : themeRawMemo().find(raw);
+    if (scheme && m_zip.countAsRead(theme.name)) {
+        readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
+    } else if (!readBytes(theme, Severity::Note)) {
+        return;
+    } else if ((scheme = themeMemo().find(theme.bytes))) {
         // As a parse would, the theme's relationships are read (they count
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
+        if (!raw.empty())
+            themeRawMemo().keep(std::move(raw), *scheme);
     } else {
         std::string text = theme.bytes; // parsing in place changes the bytes
         if (!parse(theme, Severity::Note))
             return;
         scheme = fontSchemeOf(theme.xml);
         themeMemo().keep(std::move(text), *scheme);
+        if (!raw.empty())
+            themeRawMemo().keep(std::move(raw), *scheme);
     }
     if (!scheme->majorLatin.empty())
         m_theme.major = scheme->majorLatin;

@@ -887,3 +887,45 @@ TEST(DocxReader, BodyChildrenReadOneAtATimeKeepTheirTextAndTheLastSection)
     EXPECT_EQ(r.document->sections[0].format.pageWidth, 10000);
     EXPECT_EQ(r.document->sections[1].format.pageWidth, 12000);
 }
+
+TEST(DocxReader, ThemesAndStylesMetAgainCountTowardsThePackagesLimits)
+{
+    // A theme and a style sheet read once are known again by the bytes the
+    // package holds and are not inflated; each still counts towards the
+    // limits as a read would, so a package whose limits refuse them reads
+    // as if they had never been met.
+    const std::string theme = R"(<?xml version="1.0"?>
+      <a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main"><a:themeElements><a:fontScheme>
+        <a:majorFont><a:latin typeface="Cambria"/></a:majorFont><a:minorFont><a:latin typeface="Georgia"/></a:minorFont>
+      </a:fontScheme></a:themeElements><!--)" + std::string(60000, 'x') + R"(--></a:theme>)";
+    std::string styles = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi"/></w:rPr></w:rPrDefault></w:docDefaults>)"
+                         R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:rPr><w:b/></w:rPr></w:style>)";
+    styles += "<!--" + std::string(30000, 'y') + "-->";
+    DocxPackage pkg;
+    addTheme(pkg, theme);
+    pkg.styles = styles;
+    pkg.body = para("a");
+    struct Case {
+        const char* what;
+        uint64_t entry;
+        const char* expected;
+    } const cases[] = {
+        {"first read", 1u << 20, "{b 'Georgia'|a}¶"},
+        {"met again", 1u << 20, "{b 'Georgia'|a}¶"},
+        {"the theme over the limit on one entry", 40000, "{b 'Calibri'|a}¶ docx.part"},
+        {"both over it", 20000, "a¶ docx.part docx.part"},
+        {"met again after", 1u << 20, "{b 'Georgia'|a}¶"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ReadOptions options;
+        options.limits.maxEntryBytes = c.entry;
+        ReadResult r = read(pkg, options);
+        ASSERT_TRUE(r.ok()) << r.error;
+        std::string got = describe(*r.document, "b font");
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.part")
+                got += " docx.part";
+        EXPECT_EQ(got, c.expected);
+    }
+}
