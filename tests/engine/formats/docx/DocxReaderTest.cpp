@@ -813,7 +813,7 @@ std::string longBody(const std::string& body)
 
 } // namespace
 
-TEST(DocxReader, BodyReadChildByChildFailsAsTheWholePartWould)
+TEST(DocxReader, BodyReadChildByChildFailsAsAWholeParseWould)
 {
     // The document part as DocxPackage writes it, parsed whole: what the
     // reader must report, at the byte where the fault lies in the part.

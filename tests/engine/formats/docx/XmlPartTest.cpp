@@ -289,7 +289,7 @@ TEST(XmlPart, BodyChildrenFoundWhereTheyLie)
     }
 }
 
-TEST(XmlPart, EachBodyChildParsedAloneIsItsTreeInTheWholePart)
+TEST(XmlPart, EachBodyChildParsedAloneIsItsTreeInTheWholeText)
 {
     std::string text = R"(<?xml version="1.0" encoding="utf-8"?><w:document xmlns:w="x"><w:body>)"
                        "<w:p><w:r><w:t xml:space=\"preserve\"> a &amp; b\r\n</w:t></w:r></w:p>\r\n"
