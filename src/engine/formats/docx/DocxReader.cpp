@@ -425,10 +425,12 @@ void DocxReader::readStyles(const std::string& name)
         if (!parse(styles, Severity::Warning))
             return;
         m_styles.load(styles.xml.document_element(), m_theme);
+        // Kept by its raw bytes too where it is kept by its text: a sheet
+        // too long for that would hold on to more memory than it saves.
+        if (!key.empty() && !raw.empty())
+            stylesRawMemo().keep(std::move(raw), m_styles);
         if (!key.empty())
             stylesMemo().keep(std::move(key), m_styles);
-        if (!raw.empty())
-            stylesRawMemo().keep(std::move(raw), m_styles);
     }
     m_b.settings().language = m_styles.defaultLanguage();
 }
@@ -458,9 +460,9 @@ void DocxReader::readTheme(const Relationships& rels)
         if (!parse(theme, Severity::Note))
             return;
         scheme = fontSchemeOf(theme.xml);
-        themeMemo().keep(std::move(text), *scheme);
-        if (!raw.empty())
+        if (!raw.empty() && text.size() <= PartMemo<ThemeFontScheme>::MaxKeyBytes)
             themeRawMemo().keep(std::move(raw), *scheme);
+        themeMemo().keep(std::move(text), *scheme);
     }
     if (!scheme->majorLatin.empty())
         m_theme.major = scheme->majorLatin;
