@@ -685,7 +685,35 @@ void FindPattern::scanWords(const MatchSubject& s, uint32_t from, uint32_t to, O
     const std::u16string_view text = s.text;
     const uint32_t size = static_cast<uint32_t>(text.size());
     to = std::min(to, size);
-    auto eligible = [&](uint32_t pos) { return eligibleAt(s, pos, to); };
+    // Whether a match may cover every unit of [first, last), as eligibleAt
+    // answers for each: characters of one format follow each other, so a
+    // format found allowed is not looked up again for the next unit.
+    auto coveredWhole = [&](uint32_t first, uint32_t last) {
+        if (!s.allowedFormats) {
+            for (uint32_t k = first; k < last; ++k)
+                if (text[k] == Ch::CellEnd)
+                    return false;
+            return true;
+        }
+        const std::vector<uint8_t>& allowed = *s.allowedFormats;
+        uint32_t known = UINT32_MAX; // the last format found allowed
+        auto allowedAt = [&](uint32_t at) {
+            const uint32_t format = s.attrs[at].charFormat;
+            if (format == known)
+                return true;
+            if (format >= allowed.size() || allowed[format] == 0)
+                return false;
+            known = format;
+            return true;
+        };
+        for (uint32_t k = first; k < last; ++k) {
+            if (text[k] == Ch::CellEnd || !allowedAt(k))
+                return false;
+            if (isLeadSurrogate(text[k]) && k + 1 < to && isTrailSurrogate(text[k + 1]) && !allowedAt(k + 1))
+                return false;
+        }
+        return true;
+    };
     // Each unit's part in a word is worked out once and carried to the next
     // position, where it is the unit before. Where neither side needs its
     // neighbours (detail::unitRole) a word starts at an East Asian
@@ -719,10 +747,7 @@ void FindPattern::scanWords(const MatchSubject& s, uint32_t from, uint32_t to, O
         }
         if (j > to)
             return; // the word runs past the stretch, and so does every later one
-        bool covered = true;
-        for (uint32_t k = i; k < j && covered; ++k)
-            covered = eligible(k);
-        if (covered && !onWord(i, j))
+        if (coveredWhole(i, j) && !onWord(i, j))
             return;
         i = j; // the next search starts where this word ends
         before = last;
