@@ -405,12 +405,16 @@ void DocxReader::readStyles(const std::string& name)
         return;
     // The latent styles (how Word's gallery shows the styles a document has
     // not used) are most of a style sheet Word writes, and nothing in them
-    // is read; the key holds the part's text as it came. A part too long to
-    // be kept is neither looked for nor copied: should it fail to parse
-    // without its latent styles, it is read again.
+    // is read. A sheet without raw bytes (one held inline, as a Flat OPC
+    // file holds its parts) is looked for by its text, and the key holds
+    // that text as it came; any other, or one too long to be kept, is not
+    // copied: should it fail to parse without its latent styles, it is
+    // read again. Hashing and copying every sheet's text cost more than
+    // the few sheets alike in text but not in their raw bytes saved.
     styles.unread = "latentStyles";
+    const size_t inflated = styles.bytes.size();
     std::string key;
-    if (styles.bytes.size() <= PartMemo<docx::Styles>::MaxKeyBytes) {
+    if (raw.empty() && styles.bytes.size() <= PartMemo<docx::Styles>::MaxKeyBytes) {
         key = stylesKey(styles.bytes, m_theme);
         styles.asItCame = std::string_view(key).substr(key.size() - styles.bytes.size());
     }
@@ -419,15 +423,13 @@ void DocxReader::readStyles(const std::string& name)
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
         m_styles = std::move(*kept);
-        if (!raw.empty())
-            stylesRawMemo().keep(std::move(raw), m_styles);
     } else {
         if (!parse(styles, Severity::Warning))
             return;
         m_styles.load(styles.xml.document_element(), m_theme);
         // Kept by its raw bytes too where it is kept by its text: a sheet
         // too long for that would hold on to more memory than it saves.
-        if (!key.empty() && !raw.empty())
+        if (!raw.empty() && inflated <= PartMemo<docx::Styles>::MaxKeyBytes)
             stylesRawMemo().keep(std::move(raw), m_styles);
         if (!key.empty())
             stylesMemo().keep(std::move(key), m_styles);
