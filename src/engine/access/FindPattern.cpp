@@ -683,22 +683,74 @@ template <typename OnWord>
 void FindPattern::scanWords(const MatchSubject& s, uint32_t from, uint32_t to, OnWord&& onWord) const
 {
     const std::u16string_view text = s.text;
-    to = std::min<uint32_t>(to, static_cast<uint32_t>(text.size()));
-    auto eligible = [&](uint32_t pos) { return eligibleAt(s, pos, to); };
-    for (uint32_t i = from; i < to; ++i) {
-        if (!isWordStart(text, i))
+    const uint32_t size = static_cast<uint32_t>(text.size());
+    to = std::min(to, size);
+    // Whether a match may cover every unit of [first, last), as eligibleAt
+    // answers for each: characters of one format follow each other, so a
+    // format found allowed is not looked up again for the next unit.
+    auto coveredWhole = [&](uint32_t first, uint32_t last) {
+        if (!s.allowedFormats) {
+            for (uint32_t k = first; k < last; ++k)
+                if (text[k] == Ch::CellEnd)
+                    return false;
+            return true;
+        }
+        const std::vector<uint8_t>& allowed = *s.allowedFormats;
+        uint32_t known = UINT32_MAX; // the last format found allowed
+        auto allowedAt = [&](uint32_t at) {
+            const uint32_t format = s.attrs[at].charFormat;
+            if (format == known)
+                return true;
+            if (format >= allowed.size() || allowed[format] == 0)
+                return false;
+            known = format;
+            return true;
+        };
+        for (uint32_t k = first; k < last; ++k) {
+            if (text[k] == Ch::CellEnd || !allowedAt(k))
+                return false;
+            if (isLeadSurrogate(text[k]) && k + 1 < to && isTrailSurrogate(text[k + 1]) && !allowedAt(k + 1))
+                return false;
+        }
+        return true;
+    };
+    // Each unit's part in a word is worked out once and carried to the next
+    // position, where it is the unit before. Where neither side needs its
+    // neighbours (detail::unitRole) a word starts at an East Asian
+    // character, or at a letter after anything but a letter, and a letter's
+    // word ends before anything but a letter, an East Asian character's
+    // before anything: what isWordStart and isWordEnd answer there. Marks,
+    // format characters, apostrophes and surrogates go to the full rule.
+    using detail::UnitRole;
+    auto role = [&](uint32_t pos) { return detail::unitRole(text[pos]); };
+    uint32_t i = from;
+    UnitRole before = i > 0 && i <= size ? role(i - 1) : UnitRole::None; // nothing before the text
+    while (i < to) {
+        const UnitRole here = role(i);
+        const bool start = here != UnitRole::Context && before != UnitRole::Context
+                               ? here == UnitRole::EastAsian || (here == UnitRole::Letter && before != UnitRole::Letter)
+                               : isWordStart(text, i);
+        if (!start) {
+            before = here;
+            ++i;
             continue;
+        }
         uint32_t j = i + 1;
-        while (j < text.size() && !isWordEnd(text, j))
-            ++j;
+        UnitRole last = here; // the part of the unit before j
+        for (; j < size; ++j) {
+            const UnitRole at = role(j);
+            if (last != UnitRole::Context && at != UnitRole::Context
+                    ? (last == UnitRole::Letter ? at != UnitRole::Letter : last == UnitRole::EastAsian)
+                    : isWordEnd(text, j))
+                break;
+            last = at;
+        }
         if (j > to)
             return; // the word runs past the stretch, and so does every later one
-        bool covered = true;
-        for (uint32_t k = i; k < j && covered; ++k)
-            covered = eligible(k);
-        if (covered && !onWord(i, j))
+        if (coveredWhole(i, j) && !onWord(i, j))
             return;
-        i = j - 1; // the next search starts where this word ends
+        i = j; // the next search starts where this word ends
+        before = last;
     }
 }
 

@@ -42,6 +42,36 @@ inline bool plainLatin(char16_t unit, bool& isLetter)
 bool isWordStartBeyondLatin(std::u16string_view text, size_t pos);
 bool isWordEndBeyondLatin(std::u16string_view text, size_t pos);
 
+/// A unit's part in a word when that part is its own, whatever stands
+/// around it: a letter or digit, an East Asian character, or none (a space,
+/// a symbol). `Context` for the units whose part hangs on their neighbours:
+/// apostrophes, marks and format characters (they take the part of what
+/// they follow), soft hyphens and surrogates. Greek, Cyrillic, Arabic or
+/// Hebrew text is made almost wholly of units that need no context, and
+/// answering them here spares a word boundary the full look around.
+enum class UnitRole : uint8_t { None, Letter, EastAsian, Context };
+
+inline UnitRole unitRole(char16_t unit)
+{
+    ScriptClass k;
+    if (unit < 0x100) {
+        if (unit == u'\'')
+            return UnitRole::Context;
+        k = Latin1Classes[unit];
+    } else {
+        if ((unit & 0xF800) == 0xD800 || unit == 0x2019)
+            return UnitRole::Context;
+        k = scriptClass(unit);
+    }
+    switch (k) {
+    case ScriptClass::Letter: return UnitRole::Letter;
+    case ScriptClass::EastAsian: return UnitRole::EastAsian;
+    case ScriptClass::Mark:
+    case ScriptClass::Invisible: return UnitRole::Context;
+    default: return UnitRole::None;
+    }
+}
+
 } // namespace detail
 
 /// True when a word begins at pos: a word character after a character that
@@ -55,6 +85,20 @@ inline bool isWordStart(std::u16string_view text, size_t pos)
     bool letterHere = false, letterBefore = false;
     if (detail::plainLatin(text[pos], letterHere) && (pos == 0 || detail::plainLatin(text[pos - 1], letterBefore)))
         return letterHere && !letterBefore;
+    // Units that need no context on either side: a letter starts a word
+    // after anything but a letter, an East Asian character always does.
+    using detail::UnitRole;
+    const UnitRole here = detail::unitRole(text[pos]);
+    if (here == UnitRole::EastAsian)
+        return true;
+    if (here == UnitRole::None)
+        return false;
+    if (here == UnitRole::Letter) {
+        if (pos == 0)
+            return true;
+        if (const UnitRole before = detail::unitRole(text[pos - 1]); before != UnitRole::Context)
+            return before != UnitRole::Letter;
+    }
     return detail::isWordStartBeyondLatin(text, pos);
 }
 
@@ -67,6 +111,15 @@ inline bool isWordEnd(std::u16string_view text, size_t pos)
     if (detail::plainLatin(text[pos - 1], letterBefore) &&
         (pos == text.size() || detail::plainLatin(text[pos], letterHere)))
         return letterBefore && !letterHere;
+    // Units that need no context on either side: a letter's word ends before
+    // anything but a letter, an East Asian character's before anything (only
+    // a mark or format character would belong to it), and nothing ends
+    // after a space or symbol.
+    using detail::UnitRole;
+    const UnitRole before = detail::unitRole(text[pos - 1]);
+    const UnitRole here = pos == text.size() ? UnitRole::None : detail::unitRole(text[pos]);
+    if (before != UnitRole::Context && here != UnitRole::Context)
+        return before == UnitRole::Letter ? here != UnitRole::Letter : before == UnitRole::EastAsian;
     return detail::isWordEndBeyondLatin(text, pos);
 }
 

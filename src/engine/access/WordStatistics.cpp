@@ -83,11 +83,25 @@ WordStatistics computeWordStatistics(const Document& doc, size_t story, uint32_t
         // paragraph or counts apart, and each is visible or a space.
         // Letters and spaces alternate too irregularly for a branch on each
         // to be guessed: the counts are added without one.
+        // Letters, symbols and spaces of the rest of the Basic Multilingual
+        // Plane (Greek, Cyrillic, Arabic...) count the same way, their class
+        // read from the table of its blocks; surrogates, marks, format
+        // characters and East Asian characters go the long way below.
         for (; i < to; ++i) {
             const char16_t c = text[i];
-            if (c <= Ch::ColumnBreak || c >= 256)
+            CharClass k;
+            if (c < 256) {
+                if (c <= Ch::ColumnBreak)
+                    break;
+                k = Latin1[c];
+            } else if (c < 0xD800 || c > 0xDFFF) {
+                const ScriptClass script = scriptClass(c);
+                k = script == ScriptClass::Letter || script == ScriptClass::Symbol ? CharClass::Visible
+                    : script == ScriptClass::Space                                 ? CharClass::Space
+                                                                                   : CharClass::Mark;
+            } else {
                 break;
-            const CharClass k = Latin1[c];
+            }
             if (k != CharClass::Visible && k != CharClass::Space)
                 break;
             const bool visible = k == CharClass::Visible;

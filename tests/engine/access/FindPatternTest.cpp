@@ -330,3 +330,40 @@ TEST(FindPattern, CountMatchesAgreesWithRepeatedSearches)
         }
     }
 }
+
+// The word count in one pass carries each unit's class to the next
+// position; over texts mixing plain Latin with units the full rule decides
+// (beyond Latin-1, apostrophes, soft hyphens, marks, joiners, surrogates,
+// cell marks), every count over every stretch must be what the general
+// matcher finds one match at a time.
+TEST(FindPattern, WordCountInOnePassAgreesWithTheGeneralMatcherOverMixedText)
+{
+    CompiledPattern direct = FindPattern::compile(u"<*>", W);
+    CompiledPattern general = FindPattern::compile(u"(<*>)", W);
+    ASSERT_TRUE(direct.pattern && general.pattern);
+    const std::u16string alphabet = u"aZ9 .-'\u00AD\u00E9\u00D7\u2019\u0414\u0301\u200D\u65E5\r\u0007\t" +
+                                    std::u16string{0xD840, 0xDC00};
+    uint32_t seed = 777;
+    auto next = [&](uint32_t n) {
+        seed = seed * 1103515245u + 12345u;
+        return (seed >> 16) % n;
+    };
+    for (int round = 0; round < 3000; ++round) {
+        std::u16string text;
+        std::vector<CharAttr> attrs;
+        const uint32_t length = next(30);
+        for (uint32_t i = 0; i < length; ++i) {
+            text.push_back(alphabet[next(static_cast<uint32_t>(alphabet.size()))]);
+            attrs.push_back(CharAttr{next(2), 0});
+        }
+        std::vector<uint8_t> allowed{1, static_cast<uint8_t>(round % 2)};
+        MatchSubject subject{text, attrs.data(), round % 3 == 0 ? &allowed : nullptr};
+        const uint32_t from = next(length + 1);
+        const uint32_t to = from + next(length - from + 1);
+        int64_t expected = 0;
+        for (uint32_t pos = from; auto m = general.pattern->search(subject, pos, to); pos = m->end)
+            ++expected;
+        SCOPED_TRACE("\"" + utf8(text) + "\" [" + std::to_string(from) + ", " + std::to_string(to) + ")");
+        ASSERT_EQ(direct.pattern->countMatches(subject, from, to), expected);
+    }
+}

@@ -102,6 +102,11 @@ TEST(WordStatistics, EveryScriptCountsAsWordCounts)
         {"right to left", u"\u05E9\u05DC\u05D5\u05DD\u200F \u05E2\u05D5\u05DC\u05DD", 9, 10, 2, 0, 2},
         {"complex", u"\u0928\u092E\u0938\u094D\u0924\u0947 \u0926\u0941\u0928\u093F\u092F\u093E", 12, 13, 2, 0,
          2}, // Devanagari
+        // Letters, symbols and spaces beyond Latin-1 take a short way of
+        // their own; marks and East Asian characters among them the long one.
+        {"mixed", u"\u0414\u0430 \u65E5\u0301x", 5, 6, 3, 1, 2},        // a mark on an ideograph, then Latin
+        {"mixed", u"\u0430\u0301\u0431 \u2013 \u03B1", 5, 7, 3, 0, 3}, // a mark inside a word; a dash is a word
+        {"mixed", u"\u0394\u2003\u0394\uFEFF\u0394", 4, 5, 2, 0, 2},   // an em space splits, a BOM does not
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.category) + ": " + utf8(c.text));

@@ -102,7 +102,8 @@ struct Part {
     bool loaded = false;
     /// A child of the root the reader never looks into, left out of the
     /// parse when it is plain (xml::dropPlainChildren), and the part's text
-    /// as it came, parsed instead should the rest fail.
+    /// as it came, parsed instead should the rest fail (when none is kept,
+    /// the part is read from the package again for that).
     std::string_view unread;
     std::string_view asItCame;
 };
@@ -134,14 +135,28 @@ struct StoryContext {
 
 class DocxReader {
 public:
-    DocxReader(ZipPackage& zip, DocumentBuilder& builder, bool pictureText = false)
-        : m_zip(zip), m_b(builder), m_pictureText(pictureText)
+    /// `whole`: the document part is parsed as one tree, never a child of
+    /// its body at a time. `pictureText`: the text of metafile pictures is
+    /// read for printing.
+    DocxReader(ZipPackage& zip, DocumentBuilder& builder, bool whole, bool pictureText = false)
+        : m_zip(zip), m_b(builder), m_whole(whole), m_pictureText(pictureText)
     {
     }
 
     ReadResult run();
+    /// Whether the reading must be done again with `whole` set: a child of
+    /// the body failed to parse on its own while the part parses whole.
+    bool mustReadWhole() const { return m_mustReadWhole; }
 
 private:
+    /// The document part: its bytes, then its tree, or (when its body's
+    /// children can be found without a parse) the tree without them, each
+    /// child being parsed as the body is read.
+    bool loadMain();
+    enum class BodyOutcome { Read, Malformed, ReadWhole };
+    /// Parses and reads the body's children one after the other.
+    BodyOutcome readBodyChildren();
+    ReadResult mainFailure() const;
     bool load(Part& part, Severity severity);
     /// The two halves of load: the part's bytes, then their XML.
     bool readBytes(Part& part, Severity severity);
@@ -181,6 +196,16 @@ private:
     ZipPackage& m_zip;
     DocumentBuilder& m_b;
     Part m_main;
+    const bool m_whole;
+    bool m_mustReadWhole = false;
+    /// The body's children when read one at a time: where they lie in the
+    /// part's bytes, the tree of the one being read, and the body's own
+    /// section properties (its first sectPr child), kept to the end.
+    xml::ChildElements m_bodyChildren;
+    bool m_byChild = false;
+    std::string m_outline; ///< the part without the body's content, which m_main.xml is parsed in
+    pugi::xml_document m_child;
+    pugi::xml_document m_bodySection;
     docx::ThemeFonts m_theme;
     /// Chart objects and their parts, read once the text is (see readCharts).
     std::vector<std::pair<int32_t, std::string>> m_chartParts;
@@ -235,11 +260,20 @@ bool DocxReader::parse(Part& part, Severity severity)
     // as it came, so that the fault is reported where it lies.
     const uint32_t maxDepth = m_b.limits().maxNestingDepth;
     bool parsed = false;
-    if (!part.unread.empty() && part.asItCame.size() == part.bytes.size() &&
+    const size_t size = part.bytes.size();
+    if (!part.unread.empty() && (part.asItCame.empty() || part.asItCame.size() == size) &&
         xml::dropPlainChildren(part.bytes, {part.unread}, maxDepth) > 0) {
         parsed = xml::parseInPlace(part.bytes, part.xml, maxDepth).empty();
-        if (!parsed)
+        if (!parsed && !part.asItCame.empty()) {
             part.bytes.assign(part.asItCame);
+        } else if (!parsed) {
+            PartData again = m_zip.readAgain(part.name, size);
+            if (!again.ok()) {
+                m_b.diagnose("docx.part", severity, part.name, again.error + "; its text is not counted");
+                return false;
+            }
+            part.bytes = std::move(again.bytes);
+        }
     }
     std::string error = parsed ? std::string() : xml::parseInPlace(part.bytes, part.xml, maxDepth);
     if (!error.empty()) {
@@ -294,6 +328,9 @@ ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
 template <typename Value>
 class PartMemo {
 public:
+    /// Parts longer than this are not kept.
+    static constexpr size_t MaxKeyBytes = 256u << 10;
+
     std::optional<Value> find(const std::string& key)
     {
         std::lock_guard lock(m_mutex);
@@ -313,12 +350,19 @@ public:
 
 private:
     static constexpr size_t MaxValues = 16;
-    static constexpr size_t MaxKeyBytes = 256u << 10;
     std::mutex m_mutex;
     std::unordered_map<std::string, Value> m_values;
 };
 
 PartMemo<ThemeFontScheme>& themeMemo()
+{
+    static PartMemo<ThemeFontScheme> memo;
+    return memo;
+}
+
+// The same by the bytes a package holds for the part (ZipPackage::rawText),
+// which spares inflating it.
+PartMemo<ThemeFontScheme>& themeRawMemo()
 {
     static PartMemo<ThemeFontScheme> memo;
     return memo;
@@ -331,11 +375,22 @@ PartMemo<docx::Styles>& stylesMemo()
     return memo;
 }
 
+PartMemo<docx::Styles>& stylesRawMemo()
+{
+    static PartMemo<docx::Styles> memo;
+    return memo;
+}
+
 std::string stylesKey(const std::string& bytes, const docx::ThemeFonts& theme)
 {
+    const std::string* fonts[] = {&theme.major,         &theme.minor,        &theme.majorEastAsia,
+                                  &theme.minorEastAsia, &theme.majorComplex, &theme.minorComplex};
+    size_t size = bytes.size();
+    for (const std::string* font : fonts)
+        size += font->size() + 1;
     std::string key;
-    for (const std::string* font : {&theme.major, &theme.minor, &theme.majorEastAsia, &theme.minorEastAsia,
-                                    &theme.majorComplex, &theme.minorComplex})
+    key.reserve(size);
+    for (const std::string* font : fonts)
         key.append(*font).push_back('\0');
     return key.append(bytes);
 }
@@ -346,15 +401,38 @@ void DocxReader::readStyles(const std::string& name)
 {
     Part styles;
     styles.name = name;
-    if (name.empty() || !readBytes(styles, Severity::Warning))
+    if (name.empty())
         return;
-    std::string key = stylesKey(styles.bytes, m_theme);
+    // A style sheet met before, known by the bytes the package holds (and
+    // the theme's fonts), is not inflated again.
+    std::string raw = m_zip.rawText(name);
+    if (!raw.empty())
+        raw = stylesKey(raw, m_theme);
+    if (std::optional<docx::Styles> kept = raw.empty() ? std::nullopt : stylesRawMemo().find(raw);
+        kept && m_zip.countAsRead(name)) {
+        readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
+        m_styles = std::move(*kept);
+        m_b.settings().language = m_styles.defaultLanguage();
+        return;
+    }
+    if (!readBytes(styles, Severity::Warning))
+        return;
     // The latent styles (how Word's gallery shows the styles a document has
     // not used) are most of a style sheet Word writes, and nothing in them
-    // is read; the key holds the part's text as it came.
+    // is read. A sheet without raw bytes (one held inline, as a Flat OPC
+    // file holds its parts) is looked for by its text, and the key holds
+    // that text as it came; any other, or one too long to be kept, is not
+    // copied: should it fail to parse without its latent styles, it is
+    // read again. Hashing and copying every sheet's text cost more than
+    // the few sheets alike in text but not in their raw bytes saved.
     styles.unread = "latentStyles";
-    styles.asItCame = std::string_view(key).substr(key.size() - styles.bytes.size());
-    if (std::optional<docx::Styles> kept = stylesMemo().find(key)) {
+    const size_t inflated = styles.bytes.size();
+    std::string key;
+    if (raw.empty() && styles.bytes.size() <= PartMemo<docx::Styles>::MaxKeyBytes) {
+        key = stylesKey(styles.bytes, m_theme);
+        styles.asItCame = std::string_view(key).substr(key.size() - styles.bytes.size());
+    }
+    if (std::optional<docx::Styles> kept = key.empty() ? std::nullopt : stylesMemo().find(key)) {
         // As a parse would, the part's relationships are read (they count
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, styles.name, m_b.limits().maxNestingDepth);
@@ -363,7 +441,12 @@ void DocxReader::readStyles(const std::string& name)
         if (!parse(styles, Severity::Warning))
             return;
         m_styles.load(styles.xml.document_element(), m_theme);
-        stylesMemo().keep(std::move(key), m_styles);
+        // Kept by its raw bytes too where it is kept by its text: a sheet
+        // too long for that would hold on to more memory than it saves.
+        if (!raw.empty() && inflated <= PartMemo<docx::Styles>::MaxKeyBytes)
+            stylesRawMemo().keep(std::move(raw), m_styles);
+        if (!key.empty())
+            stylesMemo().keep(std::move(key), m_styles);
     }
     m_b.settings().language = m_styles.defaultLanguage();
 }
@@ -372,18 +455,29 @@ void DocxReader::readTheme(const Relationships& rels)
 {
     Part theme;
     theme.name = targetOfType(rels, "theme");
-    if (theme.name.empty() || !readBytes(theme, Severity::Note))
+    if (theme.name.empty())
         return;
-    std::optional<ThemeFontScheme> scheme = themeMemo().find(theme.bytes);
-    if (scheme) {
+    // A theme met before, known by the bytes the package holds, is not
+    // inflated again: they inflate to the same text.
+    std::string raw = m_zip.rawText(theme.name);
+    std::optional<ThemeFontScheme> scheme = raw.empty() ? std::nullopt : themeRawMemo().find(raw);
+    if (scheme && m_zip.countAsRead(theme.name)) {
+        readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
+    } else if (!readBytes(theme, Severity::Note)) {
+        return;
+    } else if ((scheme = themeMemo().find(theme.bytes))) {
         // As a parse would, the theme's relationships are read (they count
         // towards the package's limits), though nothing in them is used.
         readRelationships(m_zip, theme.name, m_b.limits().maxNestingDepth);
+        if (!raw.empty())
+            themeRawMemo().keep(std::move(raw), *scheme);
     } else {
         std::string text = theme.bytes; // parsing in place changes the bytes
         if (!parse(theme, Severity::Note))
             return;
         scheme = fontSchemeOf(theme.xml);
+        if (!raw.empty() && text.size() <= PartMemo<ThemeFontScheme>::MaxKeyBytes)
+            themeRawMemo().keep(std::move(raw), *scheme);
         themeMemo().keep(std::move(text), *scheme);
     }
     if (!scheme->majorLatin.empty())
@@ -1267,10 +1361,8 @@ ReadResult DocxReader::run()
         m_main.name = "word/document.xml";
     if (!m_zip.contains(m_main.name))
         return ReadResult::failure("the package holds no Word document (word/document.xml is missing)");
-    if (!load(m_main, Severity::Error))
-        return ReadResult::failure("the document's main part cannot be read: " +
-                                   (m_b.document().diagnostics.empty() ? std::string("it is damaged")
-                                                                       : m_b.document().diagnostics.back().message));
+    if (!loadMain())
+        return mainFailure();
 
     readSettings(targetOfType(m_main.rels, "settings"));
     readFontTable(targetOfType(m_main.rels, "fontTable"));
@@ -1292,9 +1384,17 @@ ReadResult DocxReader::run()
     main.isMain = true;
     m_ctx = &main;
     readBlocks(body);
+    if (m_byChild) {
+        switch (readBodyChildren()) {
+        case BodyOutcome::Read: break;
+        case BodyOutcome::Malformed: return mainFailure();
+        case BodyOutcome::ReadWhole: m_mustReadWhole = true; return ReadResult::failure("the body is read again whole");
+        }
+    }
     flushPendingMark();
     HeaderFooterRefs refs;
-    const SectionFormat last = readSection(child(body, "sectPr"), refs);
+    const SectionFormat last =
+        readSection(m_byChild ? m_bodySection.document_element() : child(body, "sectPr"), refs);
     m_ctx = nullptr;
     ReadResult result;
     result.document = m_b.finish(last, refs);
@@ -1309,6 +1409,78 @@ ReadResult DocxReader::run()
         // Nor does a picture.
     }
     return result;
+}
+
+ReadResult DocxReader::mainFailure() const
+{
+    return ReadResult::failure("the document's main part cannot be read: " +
+                               (m_b.document().diagnostics.empty() ? std::string("it is damaged")
+                                                                   : m_b.document().diagnostics.back().message));
+}
+
+bool DocxReader::loadMain()
+{
+    if (!readBytes(m_main, Severity::Error))
+        return false;
+    // A long document's body has its children parsed one at a time where
+    // they can be found without a parse: the tree of one paragraph or table
+    // is all that is held at once, not the whole part's (a tree is several
+    // times the size of its text, and each page of it is fresh memory the
+    // system must fault in: a 12 MB part made a 50 MB tree). Finding them
+    // costs a pass over the text, which a short part, whose tree fits in
+    // memory already in use, would not repay. The rest of the part, its
+    // content left out, is parsed first: a fault there, or anything the
+    // search does not follow, and the part is parsed whole as before.
+    constexpr size_t ReadByChildFrom = 2u << 20;
+    const uint32_t maxDepth = m_b.limits().maxNestingDepth;
+    if (!m_whole && maxDepth >= 3 && m_main.bytes.size() >= ReadByChildFrom &&
+        xml::findChildElements(m_main.bytes, "body", m_bodyChildren)) {
+        m_outline.reserve(m_main.bytes.size() - (m_bodyChildren.contentEnd - m_bodyChildren.contentBegin));
+        m_outline.assign(m_main.bytes, 0, m_bodyChildren.contentBegin);
+        m_outline.append(m_main.bytes, m_bodyChildren.contentEnd);
+        if (xml::parseInPlace(m_outline, m_main.xml, maxDepth).empty()) {
+            m_byChild = true;
+            m_main.rels = readRelationships(m_zip, m_main.name, maxDepth);
+            m_main.loaded = true;
+            return true;
+        }
+        m_main.xml.reset();
+    }
+    return parse(m_main, Severity::Error);
+}
+
+DocxReader::BodyOutcome DocxReader::readBodyChildren()
+{
+    // Each child lies two levels below the root (the root, the body), so it
+    // may nest two levels less deeply than the part.
+    const uint32_t maxDepth = m_b.limits().maxNestingDepth - 2;
+    bool haveSection = false;
+    for (const auto& [start, length] : m_bodyChildren.spans) {
+        // The body's own section properties are its first sectPr child,
+        // read after the text; any other child is read at once, until the
+        // text reaches the engine's limits (each is parsed all the same, as
+        // in the whole part a fault anywhere fails the document).
+        const std::string_view tag(m_main.bytes.data() + start + 1, std::min<size_t>(length - 1, 64));
+        const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/>"));
+        const bool section = !haveSection && name.substr(name.find(':') + 1) == "sectPr";
+        pugi::xml_document& tree = section ? m_bodySection : m_child;
+        if (!xml::parseStretchInPlace(m_main.bytes, start, length, tree, maxDepth).empty()) {
+            // The part as it came decides: parsed whole, its fault is
+            // reported where it lies, as it was before any child was read.
+            PartData again = m_zip.readAgain(m_main.name, m_main.bytes.size());
+            pugi::xml_document whole;
+            std::string error = again.ok() ? xml::parseInPlace(again.bytes, whole, m_b.limits().maxNestingDepth)
+                                           : again.error;
+            if (error.empty())
+                return BodyOutcome::ReadWhole;
+            m_b.diagnose("docx.xml", Severity::Error, m_main.name, error + "; its text is not counted");
+            return BodyOutcome::Malformed;
+        }
+        haveSection = haveSection || section;
+        if (!section && !m_b.limitReached())
+            readBlocks(tree);
+    }
+    return BodyOutcome::Read;
 }
 
 void DocxReader::readCharts(Document& document)
@@ -1410,8 +1582,19 @@ void DocxReader::readPictures(Document& document)
 
 ReadResult readDocxPackage(ZipPackage& package, const ReadOptions& options, std::string_view format)
 {
+    const uint64_t inflated = package.inflatedSoFar();
+    {
+        DocumentBuilder builder(std::string(format), options.limits);
+        DocxReader reader(package, builder, false, options.pictureText);
+        ReadResult result = reader.run();
+        if (!reader.mustReadWhole())
+            return result;
+    }
+    // Read again from the start, the document part parsed whole; the parts
+    // count once towards the package's limits.
+    package.rewindInflated(inflated);
     DocumentBuilder builder(std::string(format), options.limits);
-    DocxReader reader(package, builder, options.pictureText);
+    DocxReader reader(package, builder, true, options.pictureText);
     return reader.run();
 }
 

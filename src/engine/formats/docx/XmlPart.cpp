@@ -9,6 +9,10 @@
 #include <limits>
 #include <vector>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace qm::engine::xml {
 
 namespace {
@@ -71,6 +75,26 @@ std::string checked(const pugi::xml_parse_result& result, pugi::xml_document& do
         return "the XML is nested more deeply than the engine reads";
     }
     return {};
+}
+
+// The first byte from p on (before end) that is one of the given ones, or
+// end. Tags and values are walked sixteen bytes at a time where the
+// processor compares that many at once.
+template <char... Wanted>
+const char* findAny(const char* p, const char* end)
+{
+#ifdef __SSE2__
+    while (end - p >= 16) {
+        const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const int hits = _mm_movemask_epi8((_mm_cmpeq_epi8(block, _mm_set1_epi8(Wanted)) | ...));
+        if (hits)
+            return p + __builtin_ctz(static_cast<unsigned>(hits));
+        p += 16;
+    }
+#endif
+    while (p < end && ((*p != Wanted) && ...))
+        ++p;
+    return p;
 }
 
 // A scan over XML text that follows its structure without building
@@ -199,6 +223,76 @@ public:
         } while (true);
     }
 
+    /// Moves past the element whose start tag is at the current '<', its
+    /// content and its end tag, counting start and end tags only (their
+    /// names are not compared: each element found is parsed on its own,
+    /// which finds any fault). Quoted attribute values, comments,
+    /// processing instructions and CDATA sections are passed over whole.
+    /// Text is skipped to the next '<' at a time. False when the text ends
+    /// first or holds markup the parse would refuse.
+    bool element()
+    {
+        // Most tags follow one another without text between them: the next
+        // '<' is looked for only when it is not the next byte.
+        const char* p = m_p;
+        const char* const end = m_end;
+        size_t depth = 0;
+        for (;;) {
+            const char next = p + 1 < end ? p[1] : '\0';
+            if (next == '/') {
+                if (depth == 0)
+                    return false;
+                p = findAny<'>'>(p + 2, end);
+                if (p == end)
+                    return false;
+                ++p;
+                if (--depth == 0)
+                    break;
+            } else if (next == '!' || next == '?') {
+                m_p = p;
+                if (depth == 0 || !skipMarkup())
+                    return false;
+                p = m_p;
+            } else {
+                // A start tag: to its '>', past any quoted value.
+                ++p;
+                for (;;) {
+                    p = findAny<'>', '"', '\''>(p, end);
+                    if (p == end)
+                        return false;
+                    if (*p == '>')
+                        break;
+                    p = *p == '"' ? findAny<'"'>(p + 1, end) : findAny<'\''>(p + 1, end);
+                    if (p == end)
+                        return false;
+                    ++p;
+                }
+                const bool empty = p[-1] == '/';
+                ++p;
+                if (!empty)
+                    ++depth;
+                else if (depth == 0)
+                    break;
+            }
+            if (p < end && *p != '<') {
+                const void* tag = std::memchr(p, '<', static_cast<size_t>(end - p));
+                if (!tag)
+                    return false;
+                p = static_cast<const char*>(tag);
+            }
+            if (p == end)
+                return false;
+        }
+        m_p = p;
+        return true;
+    }
+
+    /// Whether the scan stands at the given text.
+    bool at(std::string_view text) const
+    {
+        return static_cast<size_t>(m_end - m_p) >= text.size() && std::memcmp(m_p, text.data(), text.size()) == 0;
+    }
+
 private:
     static bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
     bool take(char c)
@@ -322,6 +416,91 @@ size_t dropPlainChildren(std::string& bytes, std::initializer_list<std::string_v
     }
     bytes.resize(bytes.size() - removed);
     return removed;
+}
+
+bool findChildElements(std::string_view text, std::string_view container, ChildElements& out)
+{
+    out = ChildElements();
+    // The prolog: an XML declaration naming UTF-8 or no encoding. A byte
+    // order mark, another encoding or a document type is left to the whole
+    // parse. What lies outside the container's content is parsed whole
+    // anyway; the scan only has to find its way to the container.
+    if (text.starts_with("<?xml")) {
+        const size_t end = text.find("?>");
+        if (end == std::string_view::npos)
+            return false;
+        const std::string_view declaration = text.substr(0, end);
+        if (const size_t at = declaration.find("encoding"); at != std::string_view::npos) {
+            std::string name;
+            for (char c : declaration.substr(at + 8)) {
+                if (c != ' ' && c != '=' && c != '"' && c != '\'')
+                    name.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c));
+                else if (!name.empty())
+                    break;
+            }
+            if (name != "utf-8" && name != "utf8")
+                return false;
+        }
+    } else if (!text.starts_with("<")) {
+        return false;
+    }
+    Scan scan(text);
+    bool blank = false;
+    bool inRoot = false;
+    while (scan.toMarkup(blank)) {
+        const size_t start = scan.at();
+        if (scan.at("<!--") || scan.at("<?")) {
+            if (!scan.skipMarkup())
+                return false;
+            continue;
+        }
+        if (scan.at("<!") || scan.at("<?"))
+            return false; // a document type
+        Scan::Tag t;
+        if (!scan.tag(t) || t.end)
+            return false;
+        if (!inRoot) {
+            if (t.empty)
+                return false;
+            inRoot = true;
+            continue;
+        }
+        if (t.empty)
+            continue;
+        if (t.name.substr(t.name.find(':') + 1) != container) {
+            // Another child of the root, passed over whole.
+            scan = Scan(text, start);
+            if (!scan.element())
+                return false;
+            continue;
+        }
+        out.contentBegin = scan.at();
+        // The container's children, with nothing but blanks between them
+        // (a NUL byte or any other text there is left to the whole parse).
+        for (;;) {
+            if (!scan.toMarkup(blank) || !blank)
+                return false;
+            const size_t at = scan.at();
+            if (scan.at("</")) {
+                Scan::Tag close;
+                if (!scan.tag(close) || close.name != t.name)
+                    return false;
+                out.contentEnd = at;
+                return true;
+            }
+            if (scan.at("<!") || scan.at("<?") || !scan.element())
+                return false;
+            out.spans.emplace_back(at, scan.at() - at);
+        }
+    }
+    return false;
+}
+
+std::string parseStretchInPlace(std::string& bytes, size_t start, size_t length, pugi::xml_document& doc,
+                                uint32_t maxDepth)
+{
+    return checked(doc.load_buffer_inplace(bytes.data() + start, length, ParseFlags, pugi::encoding_utf8), doc,
+                   maxDepth);
 }
 
 std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth)

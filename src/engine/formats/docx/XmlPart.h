@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace qm::engine::xml {
 
@@ -28,6 +30,32 @@ namespace qm::engine::xml {
 /// bytes were removed.
 size_t dropPlainChildren(std::string& bytes, std::initializer_list<std::string_view> locals, uint32_t maxDepth);
 
+/// Where the child elements of one element lie in a part's text, for a
+/// reader that parses them one at a time: a document part's body holds
+/// everything it says, and parsed whole it makes a tree several times the
+/// size of its text (a 12 MB part, a 50 MB tree). Each child parsed alone
+/// gives the tree it has in the whole part.
+struct ChildElements {
+    size_t contentBegin = 0; ///< just after the container's start tag
+    size_t contentEnd = 0;   ///< at the container's end tag
+    /// Each child element's start and length (from its '<' to the end of
+    /// its end tag).
+    std::vector<std::pair<size_t, size_t>> spans;
+};
+
+/// Finds the child elements of the root's first child named `container`
+/// (by local name), following the text tag by tag: element names matched
+/// against their end tags, quoted attribute values, comments, processing
+/// instructions and CDATA sections inside the children. False when the
+/// text holds anything the scan does not follow, so that the part is parsed
+/// whole instead: a document type, an encoding other than UTF-8, a byte
+/// order mark, a name outside ASCII, text or markup other than blanks
+/// between the container's children, a NUL byte there, or no such
+/// container. The part with the children's content left out (prolog, root,
+/// the empty container and the rest) is `text` without [contentBegin,
+/// contentEnd).
+bool findChildElements(std::string_view text, std::string_view container, ChildElements& out);
+
 /// Parses `bytes` into `doc`. DOCTYPE declarations are skipped and never
 /// expanded (no external or internal entities, no network); an unknown
 /// entity stays as its literal text. Whitespace-only text is kept, since a
@@ -39,6 +67,11 @@ std::string parse(const std::string& bytes, pugi::xml_document& doc, uint32_t ma
 /// names and texts point into them, so they must outlive the document and
 /// stay untouched while it is read.
 std::string parseInPlace(std::string& bytes, pugi::xml_document& doc, uint32_t maxDepth);
+/// The same over one stretch of `bytes` (one element found by
+/// findChildElements), read as UTF-8: the stretch is parsed where it lies
+/// and must outlive the document as the whole would.
+std::string parseStretchInPlace(std::string& bytes, size_t start, size_t length, pugi::xml_document& doc,
+                                uint32_t maxDepth);
 
 /// The name after the namespace prefix ("p" for "w:p"). Names are short and
 /// read by the million, so one pass finds both the colon and the end.

@@ -38,7 +38,7 @@ libdeflate_decompressor* decompressor()
 
 } // namespace
 
-bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& out)
+bool ZipPackage::wholeReadable(const zip_stat_t& st) const
 {
     // Stored and deflated entries, not encrypted, whose central directory
     // gives the sizes and the checksum: the common case, read in one go.
@@ -59,6 +59,13 @@ bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& ou
     if (st.size > m_limits.maxEntryBytes || m_inflated + st.size > m_limits.maxUncompressedBytes)
         return false;
     if (st.size > RatioCheckFloor && st.size / std::max<uint64_t>(st.comp_size, 1) > m_limits.maxCompressionRatio)
+        return false;
+    return true;
+}
+
+bool ZipPackage::readWhole(uint64_t index, const zip_stat_t& st, std::string& out)
+{
+    if (!wholeReadable(st))
         return false;
     libdeflate_decompressor* inflater = decompressor();
     if (!inflater)
@@ -166,6 +173,64 @@ std::vector<std::string> ZipPackage::names() const
     for (const auto& [name, index] : m_index)
         out.push_back(name);
     return out;
+}
+
+bool ZipPackage::statEntry(std::string_view name, uint64_t& index, zip_stat_t& st)
+{
+    if (!m_zip)
+        return false;
+    const auto it = m_index.find(normalName(name));
+    if (it == m_index.end())
+        return false;
+    index = it->second;
+    zip_stat_init(&st);
+    if (zip_stat_index(m_zip, index, 0, &st) != 0)
+        return false;
+    return !((st.valid & ZIP_STAT_SIZE) && st.size > m_limits.maxEntryBytes);
+}
+
+std::string ZipPackage::rawText(std::string_view name)
+{
+    uint64_t index = 0;
+    zip_stat_t st;
+    if (!statEntry(name, index, st) || !wholeReadable(st))
+        return {};
+    zip_file_t* file = zip_fopen_index(m_zip, index, ZIP_FL_COMPRESSED);
+    if (!file)
+        return {};
+    // Method, checksum and size first, in fixed widths, then the bytes.
+    std::string out;
+    const uint64_t header[] = {st.comp_method, st.crc, st.size};
+    out.append(reinterpret_cast<const char*>(header), sizeof header);
+    const size_t at = out.size();
+    zip_int64_t got = 0;
+    out.resize_and_overwrite(at + static_cast<size_t>(st.comp_size), [&](char* data, size_t n) {
+        got = n > at ? zip_fread(file, data + at, n - at) : 0;
+        return got < 0 ? at : at + static_cast<size_t>(got);
+    });
+    zip_fclose(file);
+    if (got < 0 || static_cast<uint64_t>(got) != st.comp_size)
+        return {};
+    return out;
+}
+
+bool ZipPackage::countAsRead(std::string_view name)
+{
+    uint64_t index = 0;
+    zip_stat_t st;
+    if (!statEntry(name, index, st) || !wholeReadable(st))
+        return false;
+    m_inflated += st.size;
+    return true;
+}
+
+PartData ZipPackage::readAgain(std::string_view name, uint64_t counted)
+{
+    const uint64_t before = m_inflated;
+    m_inflated -= std::min(counted, m_inflated);
+    PartData part = read(name);
+    m_inflated = before;
+    return part;
 }
 
 PartData ZipPackage::read(std::string_view name)

@@ -1,6 +1,7 @@
 // The Word package reader: text, fields, revisions, styles, sections, tables, notes and hostile packages.
 #include "DocxTestPackage.h"
 #include "engine/formats/Reader.h"
+#include "engine/formats/docx/XmlPart.h"
 
 #include <algorithm>
 #include <map>
@@ -785,4 +786,162 @@ TEST(DocxReader, LatentStylesAreLeftOutAndFaultsAfterThemReportedWhereTheyLie)
     }
     EXPECT_NE(messages[0].find("malformed at byte"), std::string::npos) << messages[0];
     EXPECT_EQ(messages[0], messages[1]);
+
+    // A style sheet too long to be kept for later documents is not copied
+    // as it came: a fault after its latent styles has it read from the
+    // package again, and reported at the same byte.
+    std::string many;
+    while (many.size() < (300u << 10))
+        many += R"(<w:lsdException w:name="x"/>)";
+    const std::string longPlain = "<w:latentStyles>" + many + "<w:yy/></w:latentStyles>";
+    const std::string longKept = "<w:latentStyles>" + many + "<!----></w:latentStyles>";
+    ASSERT_EQ(longPlain.size(), longKept.size());
+    std::string longMessages[2];
+    for (int k = 0; k < 2; ++k) {
+        DocxPackage pkg;
+        pkg.styles = defaults + (k == 0 ? longPlain : longKept) + normal + "<w:style><unclosed>";
+        pkg.body = para("a");
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.xml")
+                longMessages[k] = d.message;
+        EXPECT_EQ(describe(*r.document, "b sz"), "a¶");
+    }
+    EXPECT_NE(longMessages[0].find("malformed at byte"), std::string::npos) << longMessages[0];
+    EXPECT_EQ(longMessages[0], longMessages[1]);
+    // Without the fault, the long sheet's styles apply.
+    DocxPackage pkg;
+    pkg.styles = defaults + longPlain + normal;
+    pkg.body = para("a");
+    EXPECT_EQ(describeMain(pkg, "b sz"), "{b sz30|a}¶");
+}
+
+namespace {
+
+// A body long enough to be read a child at a time: an empty custom-XML
+// element carrying two megabytes in an attribute comes first, which adds
+// no text.
+std::string longBody(const std::string& body)
+{
+    return R"(<w:customXml w:element=")" + std::string(2u << 20, 'x') + R"("/>)" + body;
+}
+
+} // namespace
+
+TEST(DocxReader, BodyReadChildByChildFailsAsAWholeParseWould)
+{
+    // The document part as DocxPackage writes it, parsed whole: what the
+    // reader must report, at the byte where the fault lies in the part.
+    auto wholeError = [](const std::string& body) {
+        std::string part = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+                           "\n<w:document " + std::string(WordNamespaces) + "><w:body>" + body + "</w:body></w:document>";
+        pugi::xml_document tree;
+        return xml::parse(part, tree, Limits().maxNestingDepth);
+    };
+    const std::string broken = "<w:p><w:r><w:t>broken</w:r></w:p>";
+    const std::string deep = [] {
+        std::string nest;
+        for (int i = 0; i < 600; ++i)
+            nest += "<w:sdt><w:sdtContent>";
+        for (int i = 0; i < 600; ++i)
+            nest += "</w:sdtContent></w:sdt>";
+        return nest;
+    }();
+    struct Case {
+        const char* what;
+        std::string body;
+    } const cases[] = {
+        {"a fault in the last child", para("one") + para("two") + broken},
+        {"a fault between good children", para("one") + broken + para("two")},
+        {"a fault in the body's section properties", para("one") + "<w:sectPr><w:pgSz></w:sectPr>"},
+        {"a child nested too deeply", para("one") + deep},
+        // Faults the search for the children passes over, found by the
+        // parse of the one child: the report names the byte in the part.
+        {"an instruction without a name inside a child", para("one") + "<w:p><?1?></w:p>" + para("two")},
+        {"the same in the section properties", para("one") + "<w:sectPr><?1?></w:sectPr>"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string error = wholeError(longBody(c.body));
+        ASSERT_FALSE(error.empty());
+        DocxPackage pkg;
+        pkg.body = longBody(c.body);
+        EXPECT_EQ(describeMain(pkg), "error: the document's main part cannot be read: " + error +
+                                         "; its text is not counted");
+    }
+
+    // Text past the engine's limits is not read, but a fault after it still
+    // fails the document, as the whole part's parse did.
+    DocxPackage pkg;
+    pkg.body = longBody(para("abcdef") + para("ghijkl") + "<w:p><?1?></w:p>");
+    ReadOptions options;
+    options.limits.maxStoryChars = 4;
+    EXPECT_TRUE(failsWith(read(pkg, options), "malformed at byte"));
+    pkg.body = longBody(para("abcdef") + para("ghijkl"));
+    ReadResult partial = read(pkg, options);
+    ASSERT_TRUE(partial.ok()) << partial.error;
+}
+
+TEST(DocxReader, BodyChildrenReadOneAtATimeKeepTheirTextAndTheLastSection)
+{
+    // Paragraphs, a table, content controls, a paragraph ending a section
+    // and the body's own section properties (the first sectPr among the
+    // body's children; a later one is not the body's), with blanks and
+    // line ends between them.
+    DocxPackage pkg;
+    pkg.body = longBody(para("one")) + "\r\n  " +
+               R"(<w:tbl><w:tblGrid><w:gridCol w:w="2000"/></w:tblGrid><w:tr><w:tc><w:p><w:r><w:t>cell</w:t></w:r></w:p></w:tc></w:tr></w:tbl>)" +
+               "\n<w:sdt><w:sdtContent>" + para("in a control") + "</w:sdtContent></w:sdt>" +
+               R"(<w:p><w:pPr><w:sectPr><w:pgSz w:w="10000" w:h="15000"/></w:sectPr></w:pPr><w:r><w:t>end of one</w:t></w:r></w:p>)" +
+               para("two") + R"(<w:sectPr><w:pgSz w:w="12000" w:h="16000"/></w:sectPr>)" +
+               R"(<w:sectPr><w:pgSz w:w="9000" w:h="9000"/></w:sectPr>)";
+    ReadResult r = read(pkg);
+    ASSERT_TRUE(r.ok()) << r.error;
+    EXPECT_EQ(describe(*r.document, ""), "one¶cell¤¤in a control¶end of one§two¶");
+    ASSERT_EQ(r.document->sections.size(), 2u);
+    EXPECT_EQ(r.document->sections[0].format.pageWidth, 10000);
+    EXPECT_EQ(r.document->sections[1].format.pageWidth, 12000);
+}
+
+TEST(DocxReader, ThemesAndStylesMetAgainCountTowardsThePackagesLimits)
+{
+    // A theme and a style sheet read once are known again by the bytes the
+    // package holds and are not inflated; each still counts towards the
+    // limits as a read would, so a package whose limits refuse them reads
+    // as if they had never been met.
+    const std::string theme = R"(<?xml version="1.0"?>
+      <a:theme xmlns:a="http://schemas.openxmlformats.org/drawingml/2006/main"><a:themeElements><a:fontScheme>
+        <a:majorFont><a:latin typeface="Cambria"/></a:majorFont><a:minorFont><a:latin typeface="Georgia"/></a:minorFont>
+      </a:fontScheme></a:themeElements><!--)" + std::string(60000, 'x') + R"(--></a:theme>)";
+    std::string styles = R"(<w:docDefaults><w:rPrDefault><w:rPr><w:rFonts w:asciiTheme="minorHAnsi"/></w:rPr></w:rPrDefault></w:docDefaults>)"
+                         R"(<w:style w:type="paragraph" w:default="1" w:styleId="Normal"><w:rPr><w:b/></w:rPr></w:style>)";
+    styles += "<!--" + std::string(30000, 'y') + "-->";
+    DocxPackage pkg;
+    addTheme(pkg, theme);
+    pkg.styles = styles;
+    pkg.body = para("a");
+    struct Case {
+        const char* what;
+        uint64_t entry;
+        const char* expected;
+    } const cases[] = {
+        {"first read", 1u << 20, "{b 'Georgia'|a}¶"},
+        {"met again", 1u << 20, "{b 'Georgia'|a}¶"},
+        {"the theme over the limit on one entry", 40000, "{b 'Calibri'|a}¶ docx.part"},
+        {"both over it", 20000, "a¶ docx.part docx.part"},
+        {"met again after", 1u << 20, "{b 'Georgia'|a}¶"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ReadOptions options;
+        options.limits.maxEntryBytes = c.entry;
+        ReadResult r = read(pkg, options);
+        ASSERT_TRUE(r.ok()) << r.error;
+        std::string got = describe(*r.document, "b font");
+        for (const Diagnostic& d : r.document->diagnostics)
+            if (d.code == "docx.part")
+                got += " docx.part";
+        EXPECT_EQ(got, c.expected);
+    }
 }

@@ -211,3 +211,118 @@ TEST(XmlPart, PlainChildrenOfTheRootAreDroppedAndNothingElse)
     EXPECT_EQ(xml::dropPlainChildren(both, {"latentStyles", "rsids"}, 512), std::string("<rsids><r v='1'/></rsids><latentStyles/>").size());
     EXPECT_EQ(both, "<s><a/><rsids/></s>");
 }
+
+namespace {
+
+// The tree of a node as text, for comparing two parses of the same element.
+std::string printed(const pugi::xml_node& node)
+{
+    std::ostringstream out;
+    node.print(out, "", pugi::format_raw);
+    return out.str();
+}
+
+} // namespace
+
+TEST(XmlPart, BodyChildrenFoundWhereTheyLie)
+{
+    // Each text and the children its body is found to hold, as the text of
+    // each; nullptr where the scan leaves the part to be parsed whole.
+    const std::string head = R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+                             "\r\n<w:document xmlns:w=\"x\">";
+    struct Case {
+        const char* what;
+        std::string text;
+        std::vector<std::string> children; // empty with `found` false: left to the whole parse
+        bool found;
+    } const cases[] = {
+        {"paragraphs and a table", head + "<w:body><w:p a='1'><w:r><w:t>a &lt; b</w:t></w:r></w:p>\n "
+                                          "<w:tbl><w:tr/></w:tbl><w:sectPr/></w:body></w:document>",
+         {"<w:p a='1'><w:r><w:t>a &lt; b</w:t></w:r></w:p>", "<w:tbl><w:tr/></w:tbl>", "<w:sectPr/>"}, true},
+        {"a root child before the body, a comment inside a child, '>' in a value",
+         head + "<w:background w:color=\"FFF\"><x/></w:background><w:body><w:p q=\"a>b\"><!-- <w:p> --></w:p>"
+                "<w:p><![CDATA[</w:p>]]></w:p></w:body></w:document>",
+         {"<w:p q=\"a>b\"><!-- <w:p> --></w:p>", "<w:p><![CDATA[</w:p>]]></w:p>"}, true},
+        {"long tags, '>' and the other quote inside values past sixteen bytes",
+         head + "<w:body><w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\" q='x>y\"z' r=\"it's/>\">"
+                "<w:r><w:t>a long run of text without any markup in it at all</w:t></w:r></w:p>"
+                "<w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\"/></w:body></w:document>",
+         {"<w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\" q='x>y\"z' r=\"it's/>\">"
+          "<w:r><w:t>a long run of text without any markup in it at all</w:t></w:r></w:p>",
+          "<w:p w:rsidR=\"00DE2B66\" w:rsidRDefault=\"00DE2B66\"/>"},
+         true},
+        {"no declaration, an empty body", "<d><body></body></d>", {}, true},
+        {"an empty body tag", head + "<w:body/></w:document>", {}, false},
+        {"no body", head + "<w:other/></w:document>", {}, false},
+        {"text between children", head + "<w:body><w:p/>stray<w:p/></w:body></w:document>", {}, false},
+        {"a comment between children", head + "<w:body><w:p/><!-- c --><w:p/></w:body></w:document>", {}, false},
+        {"a NUL between children", head + "<w:body><w:p/>" + std::string(1, '\0') + "<w:p/></w:body></w:document>",
+         {}, false},
+        // End tags are counted, not matched: the child's own parse finds the fault.
+        {"a mismatched end tag", head + "<w:body><w:p><w:r></w:p></w:r></w:body></w:document>",
+         {"<w:p><w:r></w:p></w:r>"}, true},
+        {"an end tag too many", head + "<w:body><w:p></w:p></w:p></w:body></w:document>", {}, false},
+        // Inside a child only quotes and markup are followed; the rest is
+        // for the child's parse to judge.
+        {"'<' in an attribute value", head + "<w:body><w:p a='<'/></w:body></w:document>", {"<w:p a='<'/>"}, true},
+        {"an attribute without a blank before it", head + "<w:body><w:p a='1'b='2'/></w:body></w:document>",
+         {"<w:p a='1'b='2'/>"}, true},
+        {"a document type", "<!DOCTYPE d><d><body><p/></body></d>", {}, false},
+        {"another encoding", "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><d><body><p/></body></d>", {}, false},
+        {"a byte order mark", "\xEF\xBB\xBF<d><body><p/></body></d>", {}, false},
+        {"a name beyond ASCII", head + "<w:body><w:p\xC3\xA9/></w:body></w:document>", {"<w:p\xC3\xA9/>"}, true},
+        {"a body name beyond ASCII", head + "<w:body\xC3\xA9><w:p/></w:body\xC3\xA9></w:document>", {}, false},
+        {"a child that never ends", head + "<w:body><w:p><w:r>", {}, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        xml::ChildElements found;
+        ASSERT_EQ(xml::findChildElements(c.text, "body", found), c.found);
+        if (!c.found)
+            continue;
+        std::vector<std::string> children;
+        for (const auto& [start, length] : found.spans)
+            children.push_back(c.text.substr(start, length));
+        EXPECT_EQ(children, c.children);
+        EXPECT_EQ(c.text.substr(found.contentEnd).substr(0, 2), "</");
+        EXPECT_EQ(c.text[found.contentBegin - 1], '>');
+    }
+}
+
+TEST(XmlPart, EachBodyChildParsedAloneIsItsTreeInTheWholeText)
+{
+    std::string text = R"(<?xml version="1.0" encoding="utf-8"?><w:document xmlns:w="x"><w:body>)"
+                       "<w:p><w:r><w:t xml:space=\"preserve\"> a &amp; b\r\n</w:t></w:r></w:p>\r\n"
+                       "<w:tbl><w:tr><w:tc><w:p><w:r><w:t>cell</w:t></w:r></w:p></w:tc></w:tr></w:tbl>"
+                       "<w:sdt><w:sdtContent><w:p/></w:sdtContent></w:sdt>"
+                       "</w:body></w:document>";
+    xml::ChildElements found;
+    ASSERT_TRUE(xml::findChildElements(text, "body", found));
+    ASSERT_EQ(found.spans.size(), 3u);
+    std::string whole = text;
+    pugi::xml_document wholeTree;
+    ASSERT_EQ(xml::parseInPlace(whole, wholeTree, 512), "");
+    std::vector<std::string> expected;
+    for (pugi::xml_node c = wholeTree.document_element().first_child().first_child(); c; c = c.next_sibling())
+        if (c.type() == pugi::node_element)
+            expected.push_back(printed(c));
+    std::vector<std::string> alone;
+    for (const auto& [start, length] : found.spans) {
+        pugi::xml_document tree;
+        ASSERT_EQ(xml::parseStretchInPlace(text, start, length, tree, 512), "");
+        alone.push_back(printed(tree.document_element()));
+    }
+    EXPECT_EQ(alone, expected);
+
+    // The depth limit counts from the stretch's own root: the table's text
+    // lies six levels below it.
+    text = std::string(R"(<d><body><w:tbl><w:tr><w:tc><w:p><w:r><w:t>x</w:t></w:r></w:p></w:tc></w:tr></w:tbl></body></d>)");
+    ASSERT_TRUE(xml::findChildElements(text, "body", found));
+    ASSERT_EQ(found.spans.size(), 1u);
+    for (uint32_t limit : {5u, 6u}) {
+        std::string copy = text;
+        pugi::xml_document tree;
+        EXPECT_EQ(xml::parseStretchInPlace(copy, found.spans[0].first, found.spans[0].second, tree, limit).empty(),
+                  limit == 6u);
+    }
+}

@@ -146,3 +146,44 @@ TEST(ZipPackage, LimitsCountEveryEntryRead)
         EXPECT_EQ(zip.read("c.xml").ok(), k.cOk);
     }
 }
+
+TEST(ZipPackage, RawTextsTellPartsApartAndCountAsTheirReads)
+{
+    // The same part in two packages has one raw text; another text, or the
+    // same text stored instead of deflated, has another.
+    const std::string theme = repeated("<a:font script=\"Jpan\" typeface=\"x\"/>", 40);
+    const std::string one = makeZip({{"t.xml", theme}, {"u.xml", theme + " "}, {"s.xml", theme, true}});
+    const std::string two = makeZip({{"other.xml", "x"}, {"t.xml", theme}});
+    ZipPackage a(one, {}), b(two, {});
+    ASSERT_TRUE(a.isOpen() && b.isOpen());
+    const std::string raw = a.rawText("t.xml");
+    ASSERT_FALSE(raw.empty());
+    EXPECT_EQ(b.rawText("T.XML"), raw); // names match as read() matches them
+    EXPECT_NE(a.rawText("u.xml"), raw);
+    EXPECT_NE(a.rawText("s.xml"), raw);
+    EXPECT_EQ(a.rawText("missing.xml"), "");
+    EXPECT_EQ(a.inflatedSoFar(), 0u); // looking at raw texts counts nothing
+
+    // Counting a part as read adds what reading it adds, under the same
+    // limits: a part the allowance refuses is not counted.
+    struct Case {
+        uint64_t total, entry;
+        bool counted;
+    } const cases[] = {
+        {1u << 20, 1u << 20, true},
+        {theme.size(), 1u << 20, true},       // exactly enough
+        {theme.size() - 1, 1u << 20, false},  // one byte short
+        {1u << 20, theme.size() - 1, false},  // larger than one entry may be
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(testing::Message() << "total " << k.total << ", entry " << k.entry);
+        Limits limits;
+        limits.maxUncompressedBytes = k.total;
+        limits.maxEntryBytes = k.entry;
+        ZipPackage read(one, limits), counted(one, limits);
+        EXPECT_EQ(counted.rawText("t.xml").empty(), !k.counted); // none where read() would refuse the part
+        EXPECT_EQ(read.read("t.xml").ok(), k.counted);
+        EXPECT_EQ(counted.countAsRead("t.xml"), k.counted);
+        EXPECT_EQ(counted.inflatedSoFar(), read.inflatedSoFar());
+    }
+}
