@@ -361,8 +361,13 @@ TEST(FindPattern, WordCountInOnePassAgreesWithTheGeneralMatcherOverMixedText)
         const uint32_t from = next(length + 1);
         const uint32_t to = from + next(length - from + 1);
         int64_t expected = 0;
-        for (uint32_t pos = from; auto m = general.pattern->search(subject, pos, to); pos = m->end)
+        for (uint32_t pos = from;;) {
+            const auto m = general.pattern->search(subject, pos, to);
+            if (!m)
+                break;
             ++expected;
+            pos = m->end;
+        }
         SCOPED_TRACE("\"" + utf8(text) + "\" [" + std::to_string(from) + ", " + std::to_string(to) + ")");
         ASSERT_EQ(direct.pattern->countMatches(subject, from, to), expected);
     }
