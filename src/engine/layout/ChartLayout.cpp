@@ -999,6 +999,25 @@ void placeChartText(const Document& document, const LayoutOptions& options, Layo
         for (size_t i = first; i < texts.size(); ++i)
             texts[i].column = f.column;
     }
+    forEachInlineObject(document, result,
+                        [&](LaidOutPage& page, const LaidOutLine& line, const InlineObject& o, const ChartFrame& frame) {
+                            if (o.chart < 0 || static_cast<size_t>(o.chart) >= document.charts.size())
+                                return;
+                            const size_t first = page.drawnText.size();
+                            ChartPlot plot;
+                            plot.chart = o.chart;
+                            layoutChart(document, document.charts[static_cast<size_t>(o.chart)], frame, measurer,
+                                        page.drawnText, &plot);
+                            page.chartPlots.push_back(plot);
+                            for (size_t i = first; i < page.drawnText.size(); ++i)
+                                page.drawnText[i].column = line.column;
+                        });
+}
+
+void forEachInlineObject(const Document& document, LayoutResult& result,
+                         const std::function<void(LaidOutPage&, const LaidOutLine&, const InlineObject&,
+                                                  const ChartFrame&)>& visit)
+{
     for (LaidOutPage& page : result.pages) {
         for (const auto* lines : {&page.lines, &page.headerLines, &page.footerLines, &page.noteLines, &page.boxLines})
             for (const LaidOutLine& line : *lines) {
@@ -1013,18 +1032,11 @@ void placeChartText(const Document& document, const LayoutOptions& options, Layo
                     if (index < 0 || static_cast<size_t>(index) >= document.objects.size())
                         continue;
                     const InlineObject& o = document.objects[static_cast<size_t>(index)];
-                    if (o.floating || o.chart < 0 || static_cast<size_t>(o.chart) >= document.charts.size())
+                    if (o.floating)
                         continue;
                     const double baseline = line.y + line.ascent;
-                    const size_t first = page.drawnText.size();
-                    ChartPlot plot;
-                    plot.chart = o.chart;
-                    layoutChart(document, document.charts[static_cast<size_t>(o.chart)],
-                                {run.x, baseline - o.height, static_cast<double>(o.width), static_cast<double>(o.height)},
-                                measurer, page.drawnText, &plot);
-                    page.chartPlots.push_back(plot);
-                    for (size_t i = first; i < page.drawnText.size(); ++i)
-                        page.drawnText[i].column = line.column;
+                    visit(page, line, o,
+                          {run.x, baseline - o.height, static_cast<double>(o.width), static_cast<double>(o.height)});
                 }
             }
     }

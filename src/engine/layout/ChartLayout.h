@@ -4,6 +4,7 @@
 #include "engine/layout/Layout.h"
 #include "engine/model/Document.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,13 @@ class TextMeasurer;
 struct ChartFrame {
     double left = 0, top = 0, width = 0, height = 0;
 };
+
+/// Calls `visit` for each object set in a line (not floating) on every laid
+/// out page, with the page, the line and the frame the object stands in: its
+/// bottom on the line's baseline, its left where its run starts.
+void forEachInlineObject(const Document& document, LayoutResult& result,
+                         const std::function<void(LaidOutPage&, const LaidOutLine&, const InlineObject&,
+                                                  const ChartFrame&)>& visit);
 
 /// A value axis's scale: from min to max in steps of unit.
 struct AxisScale {

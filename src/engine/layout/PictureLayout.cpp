@@ -54,30 +54,11 @@ void placePictureText(const Document& document, const LayoutOptions& options, La
     for (const FloatingPicture& f : floating)
         if (const Picture* p = pictureOf(f.picture); p && f.page < result.pages.size())
             placeOne(document, *p, f.frame, f.column, measurer, result.pages[f.page].drawnText);
-    for (LaidOutPage& page : result.pages) {
-        for (const auto* lines : {&page.lines, &page.headerLines, &page.footerLines, &page.noteLines, &page.boxLines})
-            for (const LaidOutLine& line : *lines) {
-                if (line.story >= document.stories.size())
-                    continue;
-                const Story& s = document.stories[line.story];
-                for (const LineRun& run : line.runs) {
-                    if (run.start >= s.size() || s.text[run.start] != Ch::Object ||
-                        run.charFormat >= document.charFormats.size())
-                        continue;
-                    const int32_t index = document.charFormats[run.charFormat].objectIndex;
-                    if (index < 0 || static_cast<size_t>(index) >= document.objects.size())
-                        continue;
-                    const InlineObject& o = document.objects[static_cast<size_t>(index)];
-                    const Picture* p = pictureOf(o.picture);
-                    if (o.floating || !p)
-                        continue;
-                    const double baseline = line.y + line.ascent;
-                    placeOne(document, *p,
-                             {run.x, baseline - o.height, static_cast<double>(o.width), static_cast<double>(o.height)},
-                             line.column, measurer, page.drawnText);
-                }
-            }
-    }
+    forEachInlineObject(document, result,
+                        [&](LaidOutPage& page, const LaidOutLine& line, const InlineObject& o, const ChartFrame& frame) {
+                            if (const Picture* p = pictureOf(o.picture))
+                                placeOne(document, *p, frame, line.column, measurer, page.drawnText);
+                        });
 }
 
 } // namespace qm::engine::layout
