@@ -53,21 +53,6 @@ Twips vmlInset(std::string_view s, Twips fallback)
     return static_cast<Twips>(twips + 0.5);
 }
 
-/// A VML style's property ("v-text-anchor:middle" gives "middle").
-std::string_view styleValue(std::string_view style, std::string_view property)
-{
-    size_t pos = 0;
-    while ((pos = style.find(property, pos)) != std::string_view::npos) {
-        const bool atStart = pos == 0 || style[pos - 1] == ';' || style[pos - 1] == ' ';
-        pos += property.size();
-        if (!atStart || pos >= style.size() || style[pos] != ':')
-            continue;
-        const size_t end = std::min(style.find(';', pos), style.size());
-        return style.substr(pos + 1, end - pos - 1);
-    }
-    return {};
-}
-
 void readBodyPr(const pugi::xml_node& body, ShapeTextLayout& out)
 {
     out.insetLeft = emuTwips(value(body, "lIns"), out.insetLeft);
@@ -84,6 +69,20 @@ void readBodyPr(const pugi::xml_node& body, ShapeTextLayout& out)
 
 } // namespace
 
+std::string_view vmlStyleValue(std::string_view style, std::string_view property)
+{
+    size_t pos = 0;
+    while ((pos = style.find(property, pos)) != std::string_view::npos) {
+        const bool atStart = pos == 0 || style[pos - 1] == ';' || style[pos - 1] == ' ';
+        pos += property.size();
+        if (!atStart || pos >= style.size() || style[pos] != ':')
+            continue;
+        const size_t end = std::min(style.find(';', pos), style.size());
+        return style.substr(pos + 1, end - pos - 1);
+    }
+    return {};
+}
+
 ShapeTextLayout readShapeTextLayout(const pugi::xml_node& drawing, bool vml)
 {
     ShapeTextLayout out;
@@ -93,7 +92,7 @@ ShapeTextLayout readShapeTextLayout(const pugi::xml_node& drawing, bool vml)
         for (pugi::xml_node s = drawing.first_child(); s; s = s.next_sibling()) {
             if (s.type() != pugi::node_element || is(s, "shapetype"))
                 continue;
-            const std::string_view anchor = styleValue(value(s, "style"), "v-text-anchor");
+            const std::string_view anchor = vmlStyleValue(value(s, "style"), "v-text-anchor");
             out.anchor = anchor.starts_with("middle")   ? ShapeTextLayout::Anchor::Middle
                          : anchor.starts_with("bottom") ? ShapeTextLayout::Anchor::Bottom
                                                         : ShapeTextLayout::Anchor::Top;

@@ -21,6 +21,10 @@ ShapeTextLayout readShapeTextLayout(const pugi::xml_node& drawing, bool vml);
 /// v:imagedata r:id); empty when it shows none.
 std::string_view pictureRelationship(const pugi::xml_node& drawing, bool vml);
 
+/// A VML style's property ("v-text-anchor:middle" gives "middle" from
+/// "position:absolute;v-text-anchor:middle"); empty when it has none.
+std::string_view vmlStyleValue(std::string_view style, std::string_view property);
+
 /// Whether a part name is a Windows metafile by its extension (.wmf, .emf).
 bool isMetafilePart(std::string_view partName);
 

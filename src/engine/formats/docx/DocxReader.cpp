@@ -58,30 +58,25 @@ std::optional<Twips> twipsOf(const pugi::xml_node& node, std::string_view name)
 // "width:72pt;height:1.5in" as VML writes shape sizes.
 Twips vmlLength(std::string_view style, std::string_view property)
 {
-    size_t pos = 0;
-    while ((pos = style.find(property, pos)) != std::string_view::npos) {
-        const bool atStart = pos == 0 || style[pos - 1] == ';' || style[pos - 1] == ' ';
-        pos += property.size();
-        if (!atStart || pos >= style.size() || style[pos] != ':')
-            continue;
-        std::string number(style.substr(pos + 1, style.find(';', pos) - pos - 1));
-        char* end = nullptr;
-        const double v = std::strtod(number.c_str(), &end);
-        const std::string unit = end ? std::string(end) : "";
-        double twips = v * 20; // points, VML's default unit is pixels but Word writes pt
-        if (unit.starts_with("in"))
-            twips = v * 1440;
-        else if (unit.starts_with("cm"))
-            twips = v * 1440 / 2.54;
-        else if (unit.starts_with("mm"))
-            twips = v * 144 / 2.54;
-        else if (unit.starts_with("px") || unit.empty())
-            twips = v * 15;
-        if (!(twips > -1e9 && twips < 1e9))
-            return 0;
-        return static_cast<Twips>(twips);
-    }
-    return 0;
+    const std::string_view found = docx::vmlStyleValue(style, property);
+    if (found.empty())
+        return 0;
+    const std::string number(found);
+    char* end = nullptr;
+    const double v = std::strtod(number.c_str(), &end);
+    const std::string unit = end ? std::string(end) : "";
+    double twips = v * 20; // points, VML's default unit is pixels but Word writes pt
+    if (unit.starts_with("in"))
+        twips = v * 1440;
+    else if (unit.starts_with("cm"))
+        twips = v * 1440 / 2.54;
+    else if (unit.starts_with("mm"))
+        twips = v * 144 / 2.54;
+    else if (unit.starts_with("px") || unit.empty())
+        twips = v * 15;
+    if (!(twips > -1e9 && twips < 1e9))
+        return 0;
+    return static_cast<Twips>(twips);
 }
 
 bool isEncryptedPackage(std::string_view bytes)
