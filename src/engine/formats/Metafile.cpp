@@ -112,6 +112,26 @@ void setAlign(MetafileText& t, uint32_t mode)
                                  : MetafileText::VAlign::Top;
 }
 
+/// Finishes a string placed at (t.x, t.y): its size from the selected font
+/// (its height in logical units times `scale`, over the picture's height
+/// `over` along the text's vertical), colour and alignment; kept when every
+/// figure is finite.
+void keepText(MetafileText t, const std::vector<std::optional<Font>>& objects, int32_t font, double scale, double over,
+              uint32_t color, uint32_t align, std::vector<MetafileText>& out)
+{
+    if (font >= 0 && static_cast<size_t>(font) < objects.size() && objects[static_cast<size_t>(font)]) {
+        const Font& f = *objects[static_cast<size_t>(font)];
+        t.emHeight = std::abs(f.height) * (f.height > 0 ? EmPerCell : 1.0) * scale / over;
+        t.font = f.face;
+        t.weight = f.weight;
+        t.italic = f.italic;
+    }
+    t.color = color;
+    setAlign(t, align);
+    if (std::isfinite(t.x) && std::isfinite(t.y) && std::isfinite(t.emHeight))
+        out.push_back(std::move(t));
+}
+
 uint32_t colorRef(uint32_t c) { return ((c & 0xFF) << 16) | (c & 0xFF00) | ((c >> 16) & 0xFF); }
 
 // ---------------------------------------------------------------------------
@@ -172,17 +192,7 @@ std::vector<MetafileText> wmfText(const Bytes& b, size_t maxTexts)
         t.text = std::move(text);
         t.x = (x - ox) / ex;
         t.y = (y - oy) / ey;
-        if (st.font >= 0 && static_cast<size_t>(st.font) < objects.size() && objects[st.font]) {
-            const Font& f = *objects[st.font];
-            t.emHeight = std::abs(f.height) * (f.height > 0 ? EmPerCell : 1.0) / std::abs(ey);
-            t.font = f.face;
-            t.weight = f.weight;
-            t.italic = f.italic;
-        }
-        t.color = st.color;
-        setAlign(t, st.align);
-        if (std::isfinite(t.x) && std::isfinite(t.y) && std::isfinite(t.emHeight))
-            out.push_back(std::move(t));
+        keepText(std::move(t), objects, st.font, 1.0, std::abs(ey), st.color, st.align, out);
     };
 
     for (size_t records = 0; records < MaxRecords && pos + 6 <= b.data.size(); ++records) {
@@ -382,20 +392,9 @@ std::vector<MetafileText> emfText(const Bytes& b, size_t maxTexts)
         const double dy = x * m.m12 + y * m.m22 + m.dy;
         t.x = (dx - left) / (right - left);
         t.y = (dy - top) / (bottom - top);
-        if (st.font >= 0 && static_cast<size_t>(st.font) < objects.size() && objects[st.font]) {
-            const Font& f = *objects[st.font];
-            // The height runs along the text's vertical: its length through
-            // the transform.
-            const double scale = std::hypot(m.m21, m.m22);
-            t.emHeight = std::abs(f.height) * (f.height > 0 ? EmPerCell : 1.0) * scale / (bottom - top);
-            t.font = f.face;
-            t.weight = f.weight;
-            t.italic = f.italic;
-        }
-        t.color = st.color;
-        setAlign(t, st.align);
-        if (std::isfinite(t.x) && std::isfinite(t.y) && std::isfinite(t.emHeight))
-            out.push_back(std::move(t));
+        // The height runs along the text's vertical: its length through the
+        // transform.
+        keepText(std::move(t), objects, st.font, std::hypot(m.m21, m.m22), bottom - top, st.color, st.align, out);
     };
 
     size_t pos = 0;
