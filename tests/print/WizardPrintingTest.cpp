@@ -1,6 +1,7 @@
 // Printing one document with our engine: the PDF sent, the printer it goes to, failures.
 #include "print/WizardPrinting.h"
 
+#include "../engine/formats/support/TextWmf.h"
 #include "engine/formats/Reader.h"
 #include "engine/layout/Layout.h"
 #include "print/PrintFakes.h"
@@ -99,28 +100,8 @@ TEST_F(WizardPrintingTest, FallsBackToTheDefaultPrinterAndFailsQuietly)
 TEST_F(WizardPrintingTest, PrintsTheTextMetafilePicturesDraw)
 {
     // A WMF as RTF holds it: window 1000 units square, a Courier New font
-    // 100 units high, META_TEXTOUT "Chart" at (100, 500).
-    std::string wmf;
-    auto u16 = [&](int v) { wmf.push_back(char(v & 0xFF)), wmf.push_back(char((v >> 8) & 0xFF)); };
-    auto u32 = [&](uint32_t v) { u16(int(v & 0xFFFF)), u16(int(v >> 16)); };
-    u16(1), u16(9), u16(0x300), u32(0), u16(1), u32(0), u16(0);
-    u32(5), u16(0x020C), u16(1000), u16(1000);
-    u32(3 + 25), u16(0x02FB), u16(-100), u16(0), u16(0), u16(0), u16(400);
-    wmf += std::string(8, '\0');
-    std::string face = "Courier New";
-    face.resize(32, '\0');
-    wmf += face;
-    u32(4), u16(0x012D), u16(0);
-    u32(3 + 1 + 3 + 2), u16(0x0521), u16(5);
-    wmf += std::string("Chart\0", 6);
-    u16(500), u16(100);
-    u32(3), u16(0);
-    std::string hex;
-    for (const char c : wmf) {
-        static const char* digits = "0123456789abcdef";
-        hex += digits[(static_cast<unsigned char>(c) >> 4) & 15];
-        hex += digits[static_cast<unsigned char>(c) & 15];
-    }
+    // 100 units high, "Chart" drawn at (250, 500).
+    const std::string hex = engine::test::rtfHex(engine::test::textWmf("Chart", "Courier New", false));
     const fs::path letter = folder / "letter with chart.rtf";
     std::ofstream(letter) << "{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0\\froman Times New Roman;}}\\f0 Dear reader,\\par "
                           << "{\\pict\\wmetafile8\\picwgoal2880\\pichgoal1440 " << hex << "}\\par}";

@@ -45,6 +45,54 @@ void check(const std::vector<MatchCase>& cases)
     }
 }
 
+// How many matches searching finds in [from, to), each search starting
+// where the last match ended: what a count in one pass must agree with.
+int64_t countBySearch(const FindPattern& pattern, const MatchSubject& subject, uint32_t from, uint32_t to)
+{
+    int64_t found = 0;
+    for (uint32_t pos = from; pos < to;) {
+        const auto m = pattern.search(subject, pos, to);
+        if (!m)
+            break;
+        ++found;
+        pos = m->end;
+    }
+    return found;
+}
+
+// Random texts drawn from an alphabet, each character in format 0 or 1, and
+// a random stretch [from, to) of each; the same seed gives the same texts.
+class RandomTexts {
+public:
+    RandomTexts(std::u16string alphabet, uint32_t seed) : m_alphabet(std::move(alphabet)), m_seed(seed) {}
+    struct Text {
+        std::u16string text;
+        std::vector<CharAttr> attrs;
+        uint32_t from = 0, to = 0;
+    };
+    Text next(uint32_t maxLength)
+    {
+        Text t;
+        const uint32_t length = draw(maxLength);
+        for (uint32_t i = 0; i < length; ++i) {
+            t.text.push_back(m_alphabet[draw(static_cast<uint32_t>(m_alphabet.size()))]);
+            t.attrs.push_back(CharAttr{draw(2), 0});
+        }
+        t.from = draw(length + 1);
+        t.to = t.from + draw(length - t.from + 1);
+        return t;
+    }
+
+private:
+    uint32_t draw(uint32_t n)
+    {
+        m_seed = m_seed * 1103515245u + 12345u;
+        return (m_seed >> 16) % n;
+    }
+    std::u16string m_alphabet;
+    uint32_t m_seed;
+};
+
 constexpr PatternSyntax W = PatternSyntax::Wildcards;
 constexpr PatternSyntax L = PatternSyntax::Literal;
 
@@ -234,24 +282,11 @@ TEST(FindPattern, WordPatternScanAgreesWithTheGeneralMatcher)
     CompiledPattern general = FindPattern::compile(u"(<*>)", W);
     ASSERT_TRUE(direct.pattern && general.pattern);
     // Surrogate halves come one at a time, so pairs and lone halves both occur.
-    const std::u16string alphabet = u"ab1'\u2019- \r\t\u0007.\u00E9\u65E5\u3099\u200D" + std::u16string{0xD840, 0xDC00};
-    uint32_t seed = 12345;
-    auto next = [&](uint32_t n) {
-        seed = seed * 1103515245u + 12345u;
-        return (seed >> 16) % n;
-    };
+    RandomTexts texts(u"ab1'\u2019- \r\t\u0007.\u00E9\u65E5\u3099\u200D" + std::u16string{0xD840, 0xDC00}, 12345);
     for (int round = 0; round < 3000; ++round) {
-        std::u16string text;
-        std::vector<CharAttr> attrs;
-        const uint32_t length = next(24);
-        for (uint32_t i = 0; i < length; ++i) {
-            text.push_back(alphabet[next(static_cast<uint32_t>(alphabet.size()))]);
-            attrs.push_back(CharAttr{next(2), 0});
-        }
+        const auto [text, attrs, from, to] = texts.next(24);
         std::vector<uint8_t> allowed{1, static_cast<uint8_t>(round % 2)};
         MatchSubject subject{text, attrs.data(), round % 3 == 0 ? nullptr : &allowed};
-        const uint32_t from = next(length + 1);
-        const uint32_t to = from + next(length - from + 1);
         auto a = direct.pattern->search(subject, from, to);
         auto b = general.pattern->search(subject, from, to);
         SCOPED_TRACE("\"" + utf8(text) + "\" [" + std::to_string(from) + ", " + std::to_string(to) + ")");
@@ -317,14 +352,7 @@ TEST(FindPattern, CountMatchesAgreesWithRepeatedSearches)
         ASSERT_TRUE(compiled.pattern) << compiled.error;
         for (bool criteria : {false, true}) {
             const MatchSubject subject{text, attrs.data(), criteria ? &allowed : nullptr};
-            int64_t searched = 0;
-            for (uint32_t pos = c.from; pos < c.to;) {
-                const auto m = compiled.pattern->search(subject, pos, c.to);
-                if (!m)
-                    break;
-                ++searched;
-                pos = m->end;
-            }
+            const int64_t searched = countBySearch(*compiled.pattern, subject, c.from, c.to);
             EXPECT_EQ(compiled.pattern->countMatches(subject, c.from, c.to), searched) << "criteria " << criteria;
             EXPECT_EQ(searched, criteria ? c.withCriteria : c.withAll) << "criteria " << criteria;
         }
@@ -341,33 +369,14 @@ TEST(FindPattern, WordCountInOnePassAgreesWithTheGeneralMatcherOverMixedText)
     CompiledPattern direct = FindPattern::compile(u"<*>", W);
     CompiledPattern general = FindPattern::compile(u"(<*>)", W);
     ASSERT_TRUE(direct.pattern && general.pattern);
-    const std::u16string alphabet = u"aZ9 .-'\u00AD\u00E9\u00D7\u2019\u0414\u0301\u200D\u65E5\r\u0007\t" +
-                                    std::u16string{0xD840, 0xDC00};
-    uint32_t seed = 777;
-    auto next = [&](uint32_t n) {
-        seed = seed * 1103515245u + 12345u;
-        return (seed >> 16) % n;
-    };
+    RandomTexts texts(u"aZ9 .-'\u00AD\u00E9\u00D7\u2019\u0414\u0301\u200D\u65E5\r\u0007\t" +
+                          std::u16string{0xD840, 0xDC00},
+                      777);
     for (int round = 0; round < 3000; ++round) {
-        std::u16string text;
-        std::vector<CharAttr> attrs;
-        const uint32_t length = next(30);
-        for (uint32_t i = 0; i < length; ++i) {
-            text.push_back(alphabet[next(static_cast<uint32_t>(alphabet.size()))]);
-            attrs.push_back(CharAttr{next(2), 0});
-        }
+        const auto [text, attrs, from, to] = texts.next(30);
         std::vector<uint8_t> allowed{1, static_cast<uint8_t>(round % 2)};
         MatchSubject subject{text, attrs.data(), round % 3 == 0 ? &allowed : nullptr};
-        const uint32_t from = next(length + 1);
-        const uint32_t to = from + next(length - from + 1);
-        int64_t expected = 0;
-        for (uint32_t pos = from;;) {
-            const auto m = general.pattern->search(subject, pos, to);
-            if (!m)
-                break;
-            ++expected;
-            pos = m->end;
-        }
+        const int64_t expected = countBySearch(*general.pattern, subject, from, to);
         SCOPED_TRACE("\"" + utf8(text) + "\" [" + std::to_string(from) + ", " + std::to_string(to) + ")");
         ASSERT_EQ(direct.pattern->countMatches(subject, from, to), expected);
     }

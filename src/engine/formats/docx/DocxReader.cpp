@@ -1478,6 +1478,29 @@ DocxReader::BodyOutcome DocxReader::readBodyChildren()
     return BodyOutcome::Read;
 }
 
+namespace {
+
+/// Adds the character formats of text read after the document was built
+/// (charts, metafile pictures) to its formats, each distinct one once, and
+/// answers its index.
+class FormatInterner {
+public:
+    explicit FormatInterner(Document& document) : m_document(document) {}
+    uint32_t operator()(const CharFormat& f)
+    {
+        auto [it, inserted] = m_formats.try_emplace(f, static_cast<uint32_t>(m_document.charFormats.size()));
+        if (inserted)
+            m_document.charFormats.push_back(f);
+        return it->second;
+    }
+
+private:
+    Document& m_document;
+    std::map<CharFormat, uint32_t> m_formats;
+};
+
+} // namespace
+
 void DocxReader::readCharts(Document& document)
 {
     // Charts print text that no statistic counts: they are read after every
@@ -1493,13 +1516,7 @@ void DocxReader::readCharts(Document& document)
         if (data.ok() && xml::parseInPlace(data.bytes, xml, m_b.limits().maxNestingDepth).empty())
             fonts.accents = docx::themeAccents(xml.document_element());
     }
-    std::map<CharFormat, uint32_t> formats;
-    auto intern = [&](const CharFormat& f) {
-        auto [it, inserted] = formats.try_emplace(f, static_cast<uint32_t>(document.charFormats.size()));
-        if (inserted)
-            document.charFormats.push_back(f);
-        return it->second;
-    };
+    FormatInterner intern(document);
     std::map<std::string, int32_t> read; // a part shown twice is read once
     for (const auto& [object, name] : m_chartParts) {
         if (static_cast<size_t>(object) >= document.objects.size())
@@ -1510,7 +1527,7 @@ void DocxReader::readCharts(Document& document)
             pugi::xml_document xml;
             if (!data.ok() || !xml::parseInPlace(data.bytes, xml, m_b.limits().maxNestingDepth).empty())
                 continue;
-            Chart chart = docx::readChart(xml.document_element(), fonts, intern);
+            Chart chart = docx::readChart(xml.document_element(), fonts, std::ref(intern));
             if (chart.series.empty())
                 continue;
             it->second = static_cast<int32_t>(document.charts.size());
@@ -1527,13 +1544,7 @@ void DocxReader::readPictures(Document& document)
     // once the picture is scaled into its frame.
     if (m_metafileParts.empty())
         return;
-    std::map<CharFormat, uint32_t> formats;
-    auto intern = [&](const CharFormat& f) {
-        auto [it, inserted] = formats.try_emplace(f, static_cast<uint32_t>(document.charFormats.size()));
-        if (inserted)
-            document.charFormats.push_back(f);
-        return it->second;
-    };
+    FormatInterner intern(document);
     std::map<std::string, std::vector<MetafileText>> read; // a part shown twice is read once
     for (const auto& [object, name] : m_metafileParts) {
         if (static_cast<size_t>(object) >= document.objects.size())

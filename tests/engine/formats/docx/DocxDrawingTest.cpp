@@ -1,5 +1,6 @@
 // Shapes and pictures of Word packages: how a shape lays out its text, and the text of metafile pictures.
 #include "DocxTestPackage.h"
+#include "../support/TextWmf.h"
 #include "engine/formats/Reader.h"
 #include "engine/model/Unicode.h"
 
@@ -99,26 +100,7 @@ TEST(DocxShapeText, VmlTextboxInsetAndAnchor)
 
 /// A placeable WMF 1000 units square drawing "Hello" at (250, 500) in a
 /// font 100 units high (a tenth of the picture), baseline aligned.
-std::string smallWmf()
-{
-    std::string b;
-    auto u16 = [&](int v) { b.push_back(char(v & 0xFF)), b.push_back(char((v >> 8) & 0xFF)); };
-    auto u32 = [&](uint32_t v) { u16(int(v & 0xFFFF)), u16(int(v >> 16)); };
-    u32(0x9AC6CDD7u), u16(0), u16(0), u16(0), u16(1000), u16(1000), u16(1440), u32(0), u16(0);
-    u16(1), u16(9), u16(0x300), u32(0), u16(1), u32(0), u16(0);
-    u32(3 + 25), u16(0x02FB), u16(-100), u16(0), u16(0), u16(0), u16(400);
-    b += std::string(8, '\0');
-    std::string face = "Times New Roman";
-    face.resize(32, '\0');
-    b += face;
-    u32(4), u16(0x012D), u16(0);
-    u32(4), u16(0x012E), u16(24);
-    u32(3 + 1 + 3 + 2), u16(0x0521), u16(5);
-    b += std::string("Hello\0", 6);
-    u16(500), u16(250);
-    u32(3), u16(0);
-    return b;
-}
+std::string smallWmf() { return test::textWmf("Hello", "Times New Roman", true); }
 
 DocxPackage picturePackage(const std::string& target, bool vml)
 {

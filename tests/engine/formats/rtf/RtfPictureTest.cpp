@@ -1,6 +1,8 @@
 // RTF metafile pictures (\wmetafile, \emfblip): the text they draw, read only when asked.
 #include "engine/formats/Reader.h"
 
+#include "../support/TextWmf.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,35 +12,7 @@ namespace {
 
 /// A WMF as RTF keeps it (no placeable header): a window 1000 units
 /// square, a font 100 units high, "Hi" at (250, 500) baseline aligned.
-std::string wmfHex()
-{
-    std::string b;
-    auto u16 = [&](int v) { b.push_back(char(v & 0xFF)), b.push_back(char((v >> 8) & 0xFF)); };
-    auto u32 = [&](uint32_t v) { u16(int(v & 0xFFFF)), u16(int(v >> 16)); };
-    u16(1), u16(9), u16(0x300), u32(0), u16(1), u32(0), u16(0);
-    u32(5), u16(0x020C), u16(1000), u16(1000);
-    u32(3 + 25), u16(0x02FB), u16(-100), u16(0), u16(0), u16(0), u16(400);
-    b += std::string(8, '\0');
-    std::string face = "Arial";
-    face.resize(32, '\0');
-    b += face;
-    u32(4), u16(0x012D), u16(0);
-    u32(4), u16(0x012E), u16(24);
-    u32(3 + 1 + 1 + 2), u16(0x0521), u16(2);
-    b += "Hi";
-    u16(500), u16(250);
-    u32(3), u16(0);
-    static const char* digits = "0123456789abcdef";
-    std::string hex;
-    for (size_t i = 0; i < b.size(); ++i) {
-        const auto c = static_cast<unsigned char>(b[i]);
-        hex += digits[c >> 4];
-        hex += digits[c & 15];
-        if (i % 32 == 31)
-            hex += "\r\n"; // writers break the digits into lines
-    }
-    return hex;
-}
+std::string wmfHex() { return test::rtfHex(test::textWmf("Hi", "Arial", false), 32); }
 
 std::string rtfWith(const std::string& kind)
 {
