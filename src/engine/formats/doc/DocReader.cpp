@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <limits>
 #include <map>
 #include <new>
 #include <tuple>
@@ -417,8 +418,14 @@ void DocReader::readShapes()
         shape.kind = ObjectKind::Shape;
         shape.floating = true;
         const size_t at = base + 26 * i;
-        shape.width = std::max(0, s32(plc, at + 12) - s32(plc, at + 4));
-        shape.height = std::max(0, s32(plc, at + 16) - s32(plc, at + 8));
+        // The rectangle's sides are any 32-bit values a damaged file holds:
+        // their difference is taken wide and kept to what a size can be.
+        auto extent = [&](size_t from, size_t to) {
+            const int64_t d = int64_t{s32(plc, at + to)} - s32(plc, at + from);
+            return static_cast<Twips>(std::clamp<int64_t>(d, 0, std::numeric_limits<int32_t>::max()));
+        };
+        shape.width = extent(4, 12);
+        shape.height = extent(8, 16);
         m_shapes.emplace(u32(plc, 4 * i), shape);
     }
 }

@@ -64,3 +64,22 @@ TEST(ConvertedDoc, SectionsHeadersAndNotes)
     EXPECT_NE(noteText.find(u"The note's text."), std::u16string::npos);
     EXPECT_NE(doc->mainStory().text.find(u"Second section text."), std::u16string::npos);
 }
+
+// A drawing object table whose rectangle has sides far apart (a damaged
+// file the fuzzer made from our seeds: right 1627416576, left -1342177280)
+// gives the shape a bounded size, never an overflowing difference: under
+// the sanitizers the read would stop at the arithmetic.
+TEST(DamagedDoc, DrawingRectangleSidesFarApartAreNoOverflow)
+{
+    std::ifstream in(std::filesystem::path(QM_SOURCE_DIR) / "fuzz/doc/seeds/drawing-sides-overflow.doc",
+                     std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    ASSERT_FALSE(bytes.str().empty());
+    const ReadResult r = readDoc(bytes.str(), {});
+    if (r.ok())
+        for (const InlineObject& o : r.document->objects) {
+            EXPECT_GE(o.width, 0);
+            EXPECT_GE(o.height, 0);
+        }
+}
