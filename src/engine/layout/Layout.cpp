@@ -112,6 +112,32 @@ double horizontalBorder(const TableRowFormat* above, const TableRowFormat* below
     return thickest;
 }
 
+/// The room a row of a table with spacing between its cells takes above and
+/// below its cells' margins. Such a table does not share borders between
+/// rows: every cell is drawn as its own box, its top and bottom borders
+/// both, the cell spacing keeps it from its neighbours on every side, and
+/// the table's own frame runs round the outside (ECMA-376 Part 1, 17.4.46
+/// tblCellSpacing: "the spacing between adjacent cells and the edges of the
+/// table"). A cell that sets no border takes the table's inside line.
+struct RowEdges {
+    double top = 0;
+    double bottom = 0;
+};
+
+RowEdges spacedRowEdges(const TableRowFormat& rf, bool first, bool last)
+{
+    const TableBorders& table = rf.tableBorders;
+    double top = 0, bottom = 0;
+    for (const TableCellFormat& cell : rf.cells) {
+        top = std::max(top, cell.borders.top ? cell.borders.top->thicknessTwips() : table.insideH.thicknessTwips());
+        bottom = std::max(bottom, cell.borders.bottom ? cell.borders.bottom->thicknessTwips()
+                                                      : table.insideH.thicknessTwips());
+    }
+    const double spacing = rf.cellSpacing;
+    return {spacing + top + (first ? table.top.thicknessTwips() : 0.0),
+            spacing + bottom + (last ? table.bottom.thicknessTwips() : 0.0)};
+}
+
 /// Lines stacked in a box of fixed width and open height (a cell, a header,
 /// a note); y from the box's top, x from its left.
 struct Stack {
@@ -416,7 +442,8 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
     struct RowWork {
         const TableRowFormat* format = &fallback;
         std::vector<CellBox> cells;
-        double topBorder = 0;
+        double topBorder = 0;    ///< room above the cells' top margins
+        double bottomBorder = 0; ///< room below the cells' bottom margins
         double height = 0;
     };
     std::vector<RowWork> work(table.rows.size());
@@ -456,7 +483,15 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
         // The line above the row belongs to it, and the last row carries the
         // table's bottom line too: Word puts rows with 1/2 pt borders 1/2 pt
         // further apart than their text alone would.
-        w.topBorder = roundTwips(horizontalBorder(previous, &rf));
+        const bool last = r + 1 == table.rows.size();
+        if (rf.cellSpacing > 0) {
+            const RowEdges edges = spacedRowEdges(rf, r == 0, last);
+            w.topBorder = roundTwips(edges.top);
+            w.bottomBorder = roundTwips(edges.bottom);
+        } else {
+            w.topBorder = roundTwips(horizontalBorder(previous, &rf));
+            w.bottomBorder = last ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
+        }
         previous = &rf;
     }
     // A cell that starts a vertical merge spans the rows below it whose cell
@@ -497,9 +532,8 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
         for (const CellBox& cell : w.cells)
             if (!cell.continues && cell.rowSpan == 1)
                 content = std::max(content, cell.height);
-        const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
-        w.height =
-            roundTwips(fixedHeight(rf, w.topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + bottomBorder));
+        w.height = roundTwips(
+            fixedHeight(rf, w.topBorder + content + rf.cellMarginTop + rf.cellMarginBottom + w.bottomBorder));
     }
     for (size_t r = 0; r < work.size(); ++r)
         for (CellBox& cell : work[r].cells) {
@@ -510,10 +544,8 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
             for (size_t k = r; k <= last; ++k)
                 spanned += work[k].height;
             const TableRowFormat& rf = *work[r].format;
-            const double bottomBorder =
-                last + 1 == work.size() ? roundTwips(horizontalBorder(work[last].format, nullptr)) : 0;
             const double needed =
-                work[r].topBorder + rf.cellMarginTop + cell.height + rf.cellMarginBottom + bottomBorder;
+                work[r].topBorder + rf.cellMarginTop + cell.height + rf.cellMarginBottom + work[last].bottomBorder;
             const TableRowFormat& lastFormat = *work[last].format;
             if (needed > spanned && !(lastFormat.heightRule == RowHeightRule::Exact && lastFormat.height > 0))
                 work[last].height += roundTwips(needed - spanned);
@@ -524,8 +556,8 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
     // a merged cell keeps its text at the top.
     for (size_t r = 0; r < work.size(); ++r) {
         const TableRowFormat& rf = *work[r].format;
-        const double bottomBorder = r + 1 == work.size() ? roundTwips(horizontalBorder(&rf, nullptr)) : 0;
-        const double room = work[r].height - work[r].topBorder - rf.cellMarginTop - rf.cellMarginBottom - bottomBorder;
+        const double room =
+            work[r].height - work[r].topBorder - rf.cellMarginTop - rf.cellMarginBottom - work[r].bottomBorder;
         for (size_t c = 0; c < work[r].cells.size() && c < rf.cells.size(); ++c) {
             CellBox& cell = work[r].cells[c];
             const CellVerticalAlign align = rf.cells[c].verticalAlign;

@@ -768,6 +768,10 @@ TEST(Borders, TableRowsCarryTheirHorizontalLines)
                          border(BorderStyle::Single, 4), border(BorderStyle::Single, 4)};
     TableRowFormat heavyCell = grid;
     heavyCell.cells[1].borders.top = border(BorderStyle::Single, 24); // 60 twips
+    auto spaced = [](TableRowFormat rf) {
+        rf.cellSpacing = 15;
+        return rf;
+    };
     TableRowFormat noInside = grid;
     noInside.cells[0].borders.top = BorderLine{};
     noInside.cells[1].borders.top = BorderLine{};
@@ -781,6 +785,13 @@ TEST(Borders, TableRowsCarryTheirHorizontalLines)
         {"grid", {grid, grid}, {10, 296, 582}},
         {"heavier cell border", {grid, heavyCell, grid}, {10, 346, 632, 918}},
         {"cells drop the inside line", {grid, noInside}, {10, 286, 572}},
+        // 15 twips between cells: every cell is its own box, so each row has
+        // the spacing and a line above and below its text, and the table's
+        // frame runs round the outside (row 1: 15 + 10 + 10 above, 15 + 10
+        // below; row 2: 15 + 10 above, 15 + 10 + 10 below).
+        {"spacing between cells", {spaced(grid), spaced(grid)}, {35, 361, 672}},
+        {"spacing, a heavier cell border", {spaced(heavyCell), spaced(grid)}, {85, 411, 722}},
+        {"spacing without borders", {spaced(plain), spaced(plain)}, {15, 321, 612}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

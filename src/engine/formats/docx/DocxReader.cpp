@@ -1269,6 +1269,8 @@ void DocxReader::readRow(const pugi::xml_node& tr, const TableRowFormat& tableBa
             row.cantSplit = docx::onOff(e);
         } else if (n == "tblHeader") {
             row.isHeader = docx::onOff(e);
+        } else if (n == "tblCellSpacing") {
+            row.cellSpacing = std::max<Twips>(0, twipsOf(e, "w").value_or(0));
         }
     }
     m_b.beginRow();

@@ -325,6 +325,8 @@ const std::unordered_map<std::string_view, Kw>& table()
         {"trpaddr", Kw::TrPaddR},
         {"trpaddt", Kw::TrPaddT},
         {"trpaddb", Kw::TrPaddB},
+        {"trspdt", Kw::TrSpdT},
+        {"trspdb", Kw::TrSpdB},
         {"clvmgf", Kw::ClVmgf},
         {"clvmrg", Kw::ClVmrg},
         {"clvertalt", Kw::ClVertAlT},

@@ -263,6 +263,8 @@ enum class Kw : uint16_t {
     TrPaddR,
     TrPaddT,
     TrPaddB,
+    TrSpdT,
+    TrSpdB,
     ClVmgf,
     ClVmrg,
     ClVertAlT,

@@ -1217,6 +1217,10 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     case Kw::TrPaddR: r.cellMarginRight = clampTwips(param, 0); break;
     case Kw::TrPaddT: r.cellMarginTop = clampTwips(param, 0); break;
     case Kw::TrPaddB: r.cellMarginBottom = clampTwips(param, 0); break;
+    // Spacing between cells: the row keeps one figure, the larger of the
+    // spacing above and below its cells.
+    case Kw::TrSpdT:
+    case Kw::TrSpdB: r.cellSpacing = std::max(r.cellSpacing, clampTwips(param, 0)); break;
     case Kw::ClVmgf: d.pendingCell.verticalMerge = VerticalMerge::Restart; break;
     case Kw::ClVmrg: d.pendingCell.verticalMerge = VerticalMerge::Continue; break;
     case Kw::ClVertAlT: d.pendingCell.verticalAlign = CellVerticalAlign::Top; break;

@@ -219,7 +219,8 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
         <w:tblCellMar><w:top w:w="40" w:type="dxa"/></w:tblCellMar></w:tblPr></w:style>)";
     pkg.body =
         R"(<w:p><w:pPr><w:pStyle w:val="Title"/><w:pBdr><w:top w:val="thick" w:sz="12"/></w:pBdr><w:shd w:val="clear" w:fill="FFFF00"/></w:pPr><w:r><w:t>T</w:t></w:r></w:p>)"
-        R"(<w:tbl><w:tblPr><w:tblStyle w:val="Grid"/><w:tblW w:w="100%" w:type="pct"/><w:tblBorders><w:top w:val="nil"/></w:tblBorders></w:tblPr><w:tr>)"
+        R"(<w:tbl><w:tblPr><w:tblStyle w:val="Grid"/><w:tblW w:w="100%" w:type="pct"/><w:tblBorders><w:top w:val="nil"/></w:tblBorders><w:tblCellSpacing w:w="15" w:type="dxa"/></w:tblPr>)"
+        R"(<w:tr><w:trPr><w:tblCellSpacing w:w="20" w:type="dxa"/></w:trPr>)"
         R"(<w:tc><w:tcPr><w:tcBorders><w:top w:val="dotted" w:sz="6" w:space="1"/><w:bottom w:val="nil"/></w:tcBorders><w:vAlign w:val="bottom"/></w:tcPr>)" +
         para("a") + "</w:tc></w:tr></w:tbl>" + para("b");
     ReadResult r = read(pkg);
@@ -235,6 +236,7 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     EXPECT_FALSE(row.tableBorders.top.present());
     EXPECT_EQ(row.tableBorders.insideH, (BorderLine{BorderStyle::Double, 4, 0, AutoColor}));
     EXPECT_EQ(row.cellMarginTop, 40);
+    EXPECT_EQ(row.cellSpacing, 20); // the row's own spacing over the table's
     EXPECT_EQ(row.preferredWidth, 5000);
     EXPECT_TRUE(row.preferredWidthPercent);
     EXPECT_FALSE(row.fixedLayout); // fitted to its contents unless tblLayout says "fixed"

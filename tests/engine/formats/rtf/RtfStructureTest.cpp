@@ -52,6 +52,18 @@ TEST(RtfStructure, RowsFitTheirContentsOnlyWhenAsked)
     EXPECT_EQ(fixed, (std::vector<bool>{true, false, true}));
 }
 
+// Spacing between cells: the row keeps the larger of \trspdt and \trspdb,
+// and each \trowd starts again without it.
+TEST(RtfStructure, RowsKeepTheirSpacingBetweenCells)
+{
+    auto doc = readRtfText(wrapBody(R"(\trowd\trspdl15\trspdt15\trspdb30\trspdfl3\cellx2000\pard\intbl a\cell\row )"
+                                    R"(\trowd\cellx2000\pard\intbl b\cell\row\pard after\par)"));
+    ASSERT_TRUE(doc);
+    ASSERT_EQ(doc->rowFormats.size(), 2u);
+    EXPECT_EQ(doc->rowFormats[0].cellSpacing, 30);
+    EXPECT_EQ(doc->rowFormats[1].cellSpacing, 0);
+}
+
 // Word's layout of a table in a cell: nested cells end in \nestcell, the
 // nested row's definition and end stand in \nesttableprops, and a plain-text
 // copy for old readers in \nonesttables must not be read.
