@@ -144,6 +144,9 @@ struct Stack {
     std::vector<LaidOutLine> lines;
     double height = 0;
     int64_t counted = 0;
+    /// When the range ends in an empty paragraph that stands alone or
+    /// after a table: the height without it; -1 otherwise.
+    double heightWithoutEmptyLast = -1;
 };
 
 /// Whether a stack of paragraphs is a table cell's text, whose first and
@@ -375,6 +378,9 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
             // cell's top margin and the cell's bottom margin right under the
             // last, whatever 14 pt the paragraphs ask for there. Spacing
             // given in points stays.
+            if (pos == mark && mark + 1 >= to && (stack.lines.empty() || !prev))
+                stack.heightWithoutEmptyLast =
+                    y + (edges == StackEdges::Cell && lastAfterAuto && prev ? 0.0 : pendingAfter);
             const bool firstInCell = edges == StackEdges::Cell && y == 0 && stack.lines.empty();
             double before = firstInCell && pf.spaceBeforeAuto ? 0.0 : spaceBefore(pf);
             if (prev && pf.contextualSpacing && prev->styleName == pf.styleName)
@@ -469,6 +475,19 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
                 Stack stack =
                     stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth, StackEdges::Cell);
                 cell.height = stack.height;
+                // A cell whose end mark is hidden is as tall as its printing
+                // text alone (ECMA-376 Part 1, 17.4.20 hideMark: "only
+                // printing characters in this cell shall be used to determine
+                // the row height"): an empty cell adds nothing but its
+                // margins, and neither does the empty paragraph that closes
+                // a cell after a table in it. Word's page breaks in an HTML
+                // table show both, and show an empty paragraph after text
+                // keeping its height. The mark's line stays, with no height.
+                if (cf && cf->hideMark && stack.heightWithoutEmptyLast >= 0 && !stack.lines.empty()) {
+                    cell.height = stack.heightWithoutEmptyLast;
+                    stack.lines.back().y = std::min(stack.lines.back().y, cell.height);
+                    stack.lines.back().height = 0;
+                }
                 cell.lines = std::move(stack.lines);
                 for (LaidOutLine& l : cell.lines) {
                     l.x += x + rf.cellMarginLeft;

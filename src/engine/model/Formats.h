@@ -155,6 +155,9 @@ struct TableCellFormat {
     CellVerticalAlign verticalAlign = CellVerticalAlign::Top;
     uint32_t shading = AutoColor; ///< fill colour
     CellBorders borders;
+    /// The cell's end mark sets no height: an empty cell adds nothing to its
+    /// row but its margins.
+    bool hideMark = false;
     auto operator<=>(const TableCellFormat&) const = default;
 };
 

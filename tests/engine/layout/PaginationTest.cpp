@@ -807,6 +807,73 @@ TEST(Borders, TableRowsCarryTheirHorizontalLines)
     }
 }
 
+// A cell whose end mark is hidden sets its row's height by its printing
+// text alone: an empty one adds nothing, nor does the empty paragraph that
+// closes a cell after a table in it; an empty paragraph after text keeps its
+// 276 twips. The figure is where the paragraph after the table starts.
+TEST(Tables, AHiddenCellMarkSetsNoHeight)
+{
+    enum class Content { Empty, Text, TextThenEmpty, TextThenTable };
+    struct Case {
+        const char* what;
+        std::vector<Content> cells; // of the first row; a row of "B" follows
+        bool hideMark;
+        double after;
+    };
+    const Case cases[] = {
+        {"empty cells, marks shown", {Content::Empty, Content::Empty}, false, 552},
+        {"empty cells, marks hidden", {Content::Empty, Content::Empty}, true, 276},
+        {"one cell has text", {Content::Text, Content::Empty}, true, 552},
+        {"an empty paragraph after text", {Content::TextThenEmpty}, true, 828},
+        {"a table in the cell, marks shown", {Content::TextThenTable}, false, 1104},
+        {"a table in the cell, marks hidden", {Content::TextThenTable}, true, 552},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        DocumentBuilder b("docx");
+        const uint32_t cf = b.charFormat(times());
+        const uint32_t pf = b.paraFormat({});
+        TableCellFormat cell;
+        cell.width = 2880;
+        cell.hideMark = c.hideMark;
+        TableRowFormat row;
+        row.cells.assign(c.cells.size(), cell);
+        TableRowFormat inner;
+        inner.cells = {cell};
+        b.beginTable();
+        b.beginRow();
+        for (const Content content : c.cells) {
+            b.beginCell();
+            if (content != Content::Empty)
+                addPara(b, u"A", cf, pf);
+            if (content == Content::TextThenEmpty)
+                b.endParagraph(pf, cf);
+            if (content == Content::TextThenTable) {
+                b.beginTable();
+                b.beginRow();
+                addCell(b, u"", cf, pf);
+                b.endRow(inner, cf);
+                b.endTable();
+            }
+            b.endCell(pf, cf);
+        }
+        b.endRow(row, cf);
+        TableRowFormat second;
+        second.cells = {cell};
+        b.beginRow();
+        addCell(b, u"B", cf, pf);
+        b.endRow(second, cf);
+        b.endTable();
+        addPara(b, u"after", cf, pf);
+        auto doc = b.finish({}, {});
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_FALSE(r.pages.empty());
+        ASSERT_FALSE(r.pages[0].lines.empty());
+        EXPECT_EQ(lineText(*doc, r.pages[0].lines.back()), "after");
+        EXPECT_DOUBLE_EQ(r.pages[0].lines.back().y - 1440, c.after);
+    }
+}
+
 // A row whose line fits at the foot of the page but whose space below the
 // line (here the cells' 15 pt bottom margin) does not goes to the next page
 // whole: 12960 twips hold 22 rows of 276 + 300, and the 23rd row's line

@@ -1318,6 +1318,8 @@ void DocxReader::readCell(const pugi::xml_node& tc, TableRowFormat& row, uint8_t
             cell.gridSpan = std::clamp<int32_t>(xml::clampInt32(xml::toInt(value(e, "val")).value_or(1)), 1, 64);
         } else if (n == "vMerge") {
             cell.verticalMerge = value(e, "val") == "restart" ? VerticalMerge::Restart : VerticalMerge::Continue;
+        } else if (n == "hideMark") {
+            cell.hideMark = docx::onOff(e);
         } else if (n == "vAlign") {
             const std::string_view v = value(e, "val");
             cell.verticalAlign = v == "center"   ? CellVerticalAlign::Center

@@ -332,6 +332,7 @@ const std::unordered_map<std::string_view, Kw>& table()
         {"clvertalt", Kw::ClVertAlT},
         {"clvertalc", Kw::ClVertAlC},
         {"clvertalb", Kw::ClVertAlB},
+        {"clhidemark", Kw::ClHideMark},
         {"clmgf", Kw::ClMgf},
         {"clmrg", Kw::ClMrg},
         {"clcbpat", Kw::ClCbPat},

@@ -270,6 +270,7 @@ enum class Kw : uint16_t {
     ClVertAlT,
     ClVertAlC,
     ClVertAlB,
+    ClHideMark,
     ClMgf,
     ClMrg,
     ClCbPat,

@@ -1226,6 +1226,7 @@ void RtfParser::rowProperty(Kw kw, int32_t param, bool)
     case Kw::ClVertAlT: d.pendingCell.verticalAlign = CellVerticalAlign::Top; break;
     case Kw::ClVertAlC: d.pendingCell.verticalAlign = CellVerticalAlign::Center; break;
     case Kw::ClVertAlB: d.pendingCell.verticalAlign = CellVerticalAlign::Bottom; break;
+    case Kw::ClHideMark: d.pendingCell.hideMark = true; break;
     case Kw::ClMrg: d.pendingMerge = true; break;
     case Kw::TrBrdrT:
     case Kw::TrBrdrB:

@@ -221,7 +221,7 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
         R"(<w:p><w:pPr><w:pStyle w:val="Title"/><w:pBdr><w:top w:val="thick" w:sz="12"/></w:pBdr><w:shd w:val="clear" w:fill="FFFF00"/></w:pPr><w:r><w:t>T</w:t></w:r></w:p>)"
         R"(<w:tbl><w:tblPr><w:tblStyle w:val="Grid"/><w:tblW w:w="100%" w:type="pct"/><w:tblBorders><w:top w:val="nil"/></w:tblBorders><w:tblCellSpacing w:w="15" w:type="dxa"/></w:tblPr>)"
         R"(<w:tr><w:trPr><w:tblCellSpacing w:w="20" w:type="dxa"/></w:trPr>)"
-        R"(<w:tc><w:tcPr><w:tcBorders><w:top w:val="dotted" w:sz="6" w:space="1"/><w:bottom w:val="nil"/></w:tcBorders><w:vAlign w:val="bottom"/></w:tcPr>)" +
+        R"(<w:tc><w:tcPr><w:tcBorders><w:top w:val="dotted" w:sz="6" w:space="1"/><w:bottom w:val="nil"/></w:tcBorders><w:vAlign w:val="bottom"/><w:hideMark/></w:tcPr>)" +
         para("a") + "</w:tc></w:tr></w:tbl>" + para("b");
     ReadResult r = read(pkg);
     ASSERT_TRUE(r.ok()) << r.error;
@@ -245,6 +245,7 @@ TEST(DocxReader, BordersComeFromStylesTablesAndCells)
     EXPECT_EQ(row.cells[0].borders.bottom, BorderLine{});
     EXPECT_FALSE(row.cells[0].borders.left.has_value());
     EXPECT_EQ(row.cells[0].verticalAlign, CellVerticalAlign::Bottom);
+    EXPECT_TRUE(row.cells[0].hideMark);
 }
 
 TEST(DocxReader, TableStylesFormatTheTablePartsTheTableLooksFor)

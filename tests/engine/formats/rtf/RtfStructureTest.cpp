@@ -53,14 +53,18 @@ TEST(RtfStructure, RowsFitTheirContentsOnlyWhenAsked)
 }
 
 // Spacing between cells: the row keeps the larger of \trspdt and \trspdb,
-// and each \trowd starts again without it.
-TEST(RtfStructure, RowsKeepTheirSpacingBetweenCells)
+// and each \trowd starts again without it; \clhidemark marks the cell
+// defined next.
+TEST(RtfStructure, RowsKeepTheirCellSpacingAndHiddenMarks)
 {
-    auto doc = readRtfText(wrapBody(R"(\trowd\trspdl15\trspdt15\trspdb30\trspdfl3\cellx2000\pard\intbl a\cell\row )"
+    auto doc = readRtfText(wrapBody(R"(\trowd\trspdl15\trspdt15\trspdb30\trspdfl3\clhidemark\cellx2000\cellx4000\pard\intbl a\cell\cell\row )"
                                     R"(\trowd\cellx2000\pard\intbl b\cell\row\pard after\par)"));
     ASSERT_TRUE(doc);
     ASSERT_EQ(doc->rowFormats.size(), 2u);
     EXPECT_EQ(doc->rowFormats[0].cellSpacing, 30);
+    ASSERT_EQ(doc->rowFormats[0].cells.size(), 2u);
+    EXPECT_TRUE(doc->rowFormats[0].cells[0].hideMark);
+    EXPECT_FALSE(doc->rowFormats[0].cells[1].hideMark);
     EXPECT_EQ(doc->rowFormats[1].cellSpacing, 0);
 }
 
