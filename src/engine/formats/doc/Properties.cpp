@@ -469,12 +469,14 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
                 };
                 cell.borders = {side(0), side(1), side(2), side(3)};
                 // TC80's flags ([MS-DOC] 2.9.310 TCGRF): a cell that starts
-                // or continues a vertical merge.
+                // or continues a vertical merge, its alignment, and whether
+                // its end mark sets no height (fHideMark).
                 const uint16_t flags = u16(op, tc);
                 cell.verticalMerge = (flags & 0x0040) ? VerticalMerge::Restart
                                      : (flags & 0x0020) ? VerticalMerge::Continue
                                                         : VerticalMerge::None;
                 cell.verticalAlign = cellVerticalAlign((flags >> 7) & 3);
+                cell.hideMark = (flags & 0x4000) != 0;
             }
             pap.row.cells.push_back(cell);
         }
@@ -535,6 +537,33 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
     case 0xD620: setCellBorders(pap.row, op, false); break;
     case 0xD62F: setCellBorders(pap.row, op, true); break;
     case 0x9602: pap.row.cellMarginLeft = pap.row.cellMarginRight = s16(op, 0); break;
+    case 0xD633:
+    case 0xD634: {
+        // sprmTCellSpacingDefault and sprmTCellPaddingDefault: after the
+        // length byte a CSSA ([MS-DOC] 2.9.40): the cells it covers, the
+        // sides (top 1, left 2, bottom 4, right 8), the unit (3: twips) and
+        // the width. Word writes the table's cell margins this way since
+        // Word 2000; the older sprmTDxaGapHalf gives the left and right only.
+        if (!fits(op.size(), 0, 7) || u8(op, 4) != 3)
+            break;
+        const uint8_t sides = u8(op, 3);
+        const Twips width = std::clamp<Twips>(s16(op, 5), 0, 31680);
+        TableRowFormat& row = pap.row;
+        if (sprm == 0xD633) {
+            if (sides & 0x05)
+                row.cellSpacing = width;
+            break;
+        }
+        if (sides & 0x01)
+            row.cellMarginTop = width;
+        if (sides & 0x02)
+            row.cellMarginLeft = width;
+        if (sides & 0x04)
+            row.cellMarginBottom = width;
+        if (sides & 0x08)
+            row.cellMarginRight = width;
+        break;
+    }
     case 0x9407: {
         const int16_t h = s16(op, 0);
         pap.row.height = std::abs(h);

@@ -566,6 +566,53 @@ TEST(DocProperties, BordersOfParagraphsTablesAndCells)
     EXPECT_EQ(pap.row.cells[0].borders.bottom, (BorderLine{BorderStyle::Thick, 8, 0, AutoColor}));
 }
 
+// Word 2000 and later write a table's cell margins and cell spacing as
+// sprmTCellPaddingDefault and sprmTCellSpacingDefault (after the length
+// byte: first and last cell, sides top 1 left 2 bottom 4 right 8, unit 3
+// for twips, width); they override the older sprmTDxaGapHalf, a unit other
+// than twips is not read, and TC80's fHideMark (0x4000) hides a cell's mark.
+TEST(DocProperties, CellMarginsSpacingAndHiddenMarks)
+{
+    const std::string gapHalf = sprm(0x9602, {108, 0});
+    struct Case {
+        const char* what;
+        std::string grpprl;
+        std::array<Twips, 4> margins; // top, left, bottom, right
+        Twips spacing;
+    } cases[] = {
+        {"gap half alone", gapHalf, {0, 108, 0, 108}, 0},
+        {"all sides", gapHalf + sprm(0xD634, {6, 0, 1, 0x0F, 3, 57, 0}), {57, 57, 57, 57}, 0},
+        {"top and bottom", gapHalf + sprm(0xD634, {6, 0, 1, 0x05, 3, 30, 0}), {30, 108, 30, 108}, 0},
+        {"not in twips", gapHalf + sprm(0xD634, {6, 0, 1, 0x0F, 2, 57, 0}), {0, 108, 0, 108}, 0},
+        {"spacing", sprm(0xD633, {6, 0, 1, 0x0F, 3, 15, 0}), {0, 108, 0, 108}, 15},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        doc::Pap pap;
+        doc::applyPapx(pap, c.grpprl);
+        const TableRowFormat& r = pap.row;
+        EXPECT_EQ((std::array<Twips, 4>{r.cellMarginTop, r.cellMarginLeft, r.cellMarginBottom, r.cellMarginRight}),
+                  c.margins);
+        EXPECT_EQ(r.cellSpacing, c.spacing);
+    }
+
+    // Two cells, the second with fHideMark set in its TC80.
+    std::string def = sprm(0xD608, {});
+    put16(def, 1 + 1 + 3 * 2 + 2 * 20);
+    def += std::string("\x02", 1);
+    for (uint16_t edge : {0, 1000, 2000})
+        put16(def, edge);
+    for (uint16_t flags : {0, 0x4000}) {
+        put16(def, flags);
+        def.append(18, '\0');
+    }
+    doc::Pap pap;
+    doc::applyPapx(pap, def);
+    ASSERT_EQ(pap.row.cells.size(), 2u);
+    EXPECT_FALSE(pap.row.cells[0].hideMark);
+    EXPECT_TRUE(pap.row.cells[1].hideMark);
+}
+
 // Would catch TC80's merge flags ignored: cells merged across as one wide
 // cell (the merged ones at no width), a vertical merge started by a TC80 flag
 // and continued by sprmTVertMerge in the row below; and the cells' vertical
