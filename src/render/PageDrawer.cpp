@@ -193,7 +193,8 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
     const Story& s = m_document.stories[story];
     const std::vector<Area> cols = columns(page.section);
     // Rows are placed one under the other with no gap: the bottom of a row is
-    // the top of the next one on the same page.
+    // the top of the next one on the same page, unless the table keeps its
+    // cells apart.
     struct RowSpan {
         size_t firstBox = 0;
         size_t boxCount = 0;
@@ -201,6 +202,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
         double bottom = 0;
         const Table* table = nullptr;
         size_t row = 0;
+        bool spaced = false; ///< cells apart from each other: the row does not reach the next one
     };
     std::vector<RowSpan> spans;
     for (const Table& table : tablesOf(story)) {
@@ -239,6 +241,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
             span.firstBox = boxes.size();
             span.table = &table;
             span.row = r;
+            span.spaced = rf.cellSpacing > 0;
             for (size_t c = 0; c < row.cells.size(); ++c) {
                 // Cell widths as the layout takes them: the cell's own, else
                 // its grid columns, else an equal share.
@@ -266,9 +269,12 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
                     top = std::min(top, first->y - spaceBefore(firstPf) - rf.cellMarginTop);
                     bottom = std::max(bottom, last->y + last->height + spaceAfter(lastPf) + rf.cellMarginBottom);
                 }
+                // Cells of a table with spacing between them are boxes of
+                // their own, the spacing clear on every side.
+                const double inset = std::min<double>(rf.cellSpacing, cellWidth / 4);
                 CellBox box;
-                box.left = x;
-                box.width = cellWidth;
+                box.left = x + inset;
+                box.width = cellWidth - 2 * inset;
                 box.shading = cf ? cf->shading : AutoColor;
                 box.continued = cf && cf->verticalMerge == VerticalMerge::Continue;
                 box.borders = rf.borders;
@@ -304,7 +310,7 @@ std::vector<PageDrawer::CellBox> PageDrawer::tableCells(const LaidOutPage& page,
     }
     for (size_t i = 0; i < spans.size(); ++i) {
         RowSpan& sp = spans[i];
-        if (i + 1 < spans.size() && spans[i + 1].table == sp.table && spans[i + 1].row == sp.row + 1)
+        if (i + 1 < spans.size() && spans[i + 1].table == sp.table && spans[i + 1].row == sp.row + 1 && !sp.spaced)
             sp.bottom = spans[i + 1].top;
         for (size_t b = sp.firstBox; b < sp.firstBox + sp.boxCount; ++b) {
             boxes[b].top = sp.top;

@@ -287,7 +287,7 @@ TEST(PageDrawer, ColourUnderlineAndListLabel)
 
 namespace {
 
-std::unique_ptr<Document> table(bool borders)
+std::unique_ptr<Document> table(bool borders, Twips spacing = 0)
 {
     DocumentBuilder b("docx");
     const uint32_t cf = b.charFormat(times());
@@ -296,6 +296,7 @@ std::unique_ptr<Document> table(bool borders)
     row.cells = {{2880}, {2880}};
     row.cells[1].shading = 0x00C000;
     row.borders = borders;
+    row.cellSpacing = spacing;
     b.appendText(u"before", cf);
     b.endParagraph(pf, cf);
     b.beginTable();
@@ -347,6 +348,27 @@ TEST(PageDrawer, TableCellsHaveBordersAndShading)
         EXPECT_TRUE(raster.ink({1440 - 108 + 2880 + 60, lines[1].y, 1440 - 108 + 5760 - 60, lines[1].y + lines[1].height})
                         .has_value());
     }
+}
+
+// With 144 twips between cells each cell is its own box: the middle of the
+// gap between the two rows, and of the one between the two cells, stays
+// blank where a table without spacing draws the line the cells share.
+TEST(PageDrawer, CellsOfATableWithSpacingStandApart)
+{
+    auto doc = table(true, 144);
+    const LayoutResult layout = layoutDocument(*doc);
+    const auto& lines = layout.pages[0].lines;
+    ASSERT_EQ(lines.size(), 6u);
+    const Raster raster(*doc, layout.pages[0]);
+    const double firstBottom = lines[1].y + lines[1].height, secondTop = lines[3].y;
+    ASSERT_GE(secondTop - firstBottom, 288);
+    const double between = (firstBottom + secondTop) / 2;
+    const double cellX = 1440 + 200;
+    EXPECT_FALSE(raster.ink({cellX, between - 40, cellX + 1000, between + 40}).has_value());
+    EXPECT_TRUE(raster.ink({cellX, firstBottom - 10, cellX + 1000, firstBottom + 40}).has_value());
+    const double sharedEdge = 1440 - 108 + 2880;
+    EXPECT_FALSE(raster.ink({sharedEdge - 40, lines[1].y, sharedEdge + 40, firstBottom}).has_value());
+    EXPECT_TRUE(raster.ink({sharedEdge - 200, lines[1].y, sharedEdge - 100, firstBottom}).has_value());
 }
 
 // A red box around two grouped paragraphs: its top line in the room above
