@@ -373,14 +373,15 @@ Stack Engine::stackRange(size_t story, uint32_t from, uint32_t to, double width,
             l.height = roundTwips(l.height);
         addBorderRoom(lines, story, pos, mark);
         if (!lines.empty()) {
+            // An empty last paragraph with nothing above it but a table, or
+            // nothing at all: what the range measures without it.
+            if (pos == mark && mark + 1 >= to && !prev)
+                stack.heightWithoutEmptyLast = y;
             // Automatic (HTML) spacing is dropped at a cell's top and bottom
             // edges: Word puts the first paragraph of a cell against the
             // cell's top margin and the cell's bottom margin right under the
             // last, whatever 14 pt the paragraphs ask for there. Spacing
             // given in points stays.
-            if (pos == mark && mark + 1 >= to && (stack.lines.empty() || !prev))
-                stack.heightWithoutEmptyLast =
-                    y + (edges == StackEdges::Cell && lastAfterAuto && prev ? 0.0 : pendingAfter);
             const bool firstInCell = edges == StackEdges::Cell && y == 0 && stack.lines.empty();
             double before = firstInCell && pf.spaceBeforeAuto ? 0.0 : spaceBefore(pf);
             if (prev && pf.contextualSpacing && prev->styleName == pf.styleName)
@@ -476,7 +477,7 @@ std::vector<RowBox> Engine::tableRows(size_t story, const Table& table, double w
                     stackRange(story, row.cells[c].start, row.cells[c].end + 1, textWidth, depth, StackEdges::Cell);
                 cell.height = stack.height;
                 // A cell whose end mark is hidden is as tall as its printing
-                // text alone (ECMA-376 Part 1, 17.4.20 hideMark: "only
+                // text alone (ECMA-376 Part 1, 17.4.21 hideMark: "only
                 // printing characters in this cell shall be used to determine
                 // the row height"): an empty cell adds nothing but its
                 // margins, and neither does the empty paragraph that closes
