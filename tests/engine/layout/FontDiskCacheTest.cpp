@@ -318,19 +318,3 @@ TEST(FontDiskCache, AStampKeptUnderOtherSurroundingsIsNotUsed)
     }
     EXPECT_EQ(FontDiskCache::keptStamp(path), "stamp under en_GB");
 }
-
-TEST(FontDiskCache, AStampKeptAgainUnchangedLeavesItsFileAlone)
-{
-    // Every process that loads the configuration keeps its stamp; one that
-    // finds the same stamp kept does not write the file again.
-    TempFolder dir;
-    const std::string kept = (dir.path / "stamp").string();
-    ASSERT_TRUE(FontDiskCache::keepStamp(kept, "stamp", {}));
-    const auto old = fs::file_time_type::clock::now() - std::chrono::hours(24 * 3);
-    fs::last_write_time(kept, old);
-    ASSERT_TRUE(FontDiskCache::keepStamp(kept, "stamp", {}));
-    EXPECT_EQ(fs::last_write_time(kept), old);
-    ASSERT_TRUE(FontDiskCache::keepStamp(kept, "another stamp", {}));
-    EXPECT_GT(fs::last_write_time(kept), old);
-    EXPECT_EQ(FontDiskCache::keptStamp(kept), "another stamp");
-}

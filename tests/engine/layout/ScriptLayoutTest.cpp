@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace qm::engine;
 using namespace qm::engine::layout;
 using namespace qm::engine::layout::testing;
@@ -227,31 +229,25 @@ TEST(ScriptFonts, ARunShapesTheSameWhateverWasShapedBeforeIt)
         {u"\u0628\u0650\u0633\u0652\u0645\u0650", FontSlot::Complex, false},                     // Arabic with its marks
         {u"\u0E2A\u0E27\u0E31\u0E2A\u0E14\u0E35", FontSlot::Complex, false},                     // Thai
     };
+    // Each run's glyphs as (glyph, advance, cluster), shaped in one order or the other.
     auto shapeAll = [&](bool reversed) {
         TextMeasurer measurer(*doc, options, diagnostics);
-        std::vector<std::vector<ShapedGlyph>> out(std::size(runs));
+        std::vector<std::vector<std::tuple<unsigned, double, uint32_t>>> out(std::size(runs));
         for (size_t n = 0; n < std::size(runs); ++n) {
             const size_t k = reversed ? std::size(runs) - 1 - n : n;
             ShapedText shaped;
             EXPECT_TRUE(measurer.shape(runs[k].text, format, runs[k].slot, runs[k].emoji, shaped)) << k;
-            out[k] = shaped.glyphs;
+            for (const ShapedGlyph& g : shaped.glyphs)
+                out[k].emplace_back(g.glyph, g.advance, g.cluster);
         }
         return out;
     };
     const auto forward = shapeAll(false);
-    const auto backward = shapeAll(true);
-    for (size_t k = 0; k < std::size(runs); ++k) {
-        SCOPED_TRACE(k);
-        ASSERT_FALSE(forward[k].empty());
-        ASSERT_EQ(forward[k].size(), backward[k].size());
-        for (size_t g = 0; g < forward[k].size(); ++g) {
-            EXPECT_EQ(forward[k][g].glyph, backward[k][g].glyph);
-            EXPECT_EQ(forward[k][g].advance, backward[k][g].advance);
-            EXPECT_EQ(forward[k][g].cluster, backward[k][g].cluster);
-        }
-    }
+    EXPECT_EQ(shapeAll(true), forward);
+    for (const auto& glyphs : forward)
+        EXPECT_FALSE(glyphs.empty());
     // Right to left: the Arabic comes back in visual order, its last letter first.
-    EXPECT_GT(forward[0].front().cluster, forward[0].back().cluster);
+    EXPECT_GT(std::get<2>(forward[0].front()), std::get<2>(forward[0].back()));
 }
 
 // The face a run is shaped in is its format's own where that face has the
