@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace qm::engine {
 
@@ -140,28 +143,53 @@ ReadResult readDocumentBytes(std::string_view bytes, std::string_view extension,
 
 ReadResult readDocument(const std::filesystem::path& path, const ReadOptions& options)
 {
-    std::error_code ec;
-    if (std::filesystem::is_directory(path, ec))
-        return ReadResult::failure("it is a folder, not a document");
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
+    // Opened, measured and read with the system's calls directly: a stream
+    // looked the file up twice and sought three times to learn its size,
+    // seven calls a document where four do.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        std::error_code ec;
+        if (std::filesystem::is_directory(path, ec))
+            return ReadResult::failure("it is a folder, not a document");
         return ReadResult::failure("the file cannot be opened for reading");
-    in.seekg(0, std::ios::end);
-    std::streamoff size = in.tellg();
+    }
+    struct Closer {
+        int fd;
+        ~Closer() { ::close(fd); }
+    } closer{fd};
+    struct stat st {};
+    if (::fstat(fd, &st) != 0)
+        return ReadResult::failure("the file cannot be read");
+    if (S_ISDIR(st.st_mode))
+        return ReadResult::failure("it is a folder, not a document");
+    // A regular file's size is known; anything else (a device) is asked
+    // where its end lies, as a stream would, and one that cannot say is
+    // not read.
+    off_t size = st.st_size;
+    if (!S_ISREG(st.st_mode)) {
+        size = ::lseek(fd, 0, SEEK_END);
+        if (size < 0 || ::lseek(fd, 0, SEEK_SET) != 0)
+            return ReadResult::failure("the file cannot be read");
+    }
     if (size < 0)
         return ReadResult::failure("the file cannot be read");
     if (static_cast<uint64_t>(size) > options.limits.maxInputBytes)
         return ReadResult::failure("the file is larger than the engine reads");
     // Read straight into the string, without first filling it with zeros.
     std::string bytes;
-    in.seekg(0);
-    std::streamsize got = 0;
+    size_t got = 0;
     bytes.resize_and_overwrite(static_cast<size_t>(size), [&](char* data, size_t n) {
-        in.read(data, static_cast<std::streamsize>(n));
-        got = in.gcount();
-        return static_cast<size_t>(got);
+        while (got < n) {
+            const ssize_t r = ::read(fd, data + got, n - got);
+            if (r < 0 && errno == EINTR)
+                continue;
+            if (r <= 0)
+                break;
+            got += static_cast<size_t>(r);
+        }
+        return got;
     });
-    if (got != size)
+    if (got != static_cast<size_t>(size))
         return ReadResult::failure("the file could not be read to its end");
     return readDocumentBytes(bytes, path.extension().string(), options);
 }

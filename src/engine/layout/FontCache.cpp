@@ -159,7 +159,35 @@ std::string eastAsianTwin(const std::string& name)
 struct FontCache::Impl {
     FT_Library library = nullptr;
     FcConfig* config = nullptr;
+    bool configLoaded = false; ///< loaded, or tried and failed
+    std::string stamp;         ///< of the answers in `disk`
     std::unique_ptr<FontDiskCache> disk; // answers of earlier processes
+
+    void openAnswers(std::string configStamp)
+    {
+        stamp = std::move(configStamp);
+        disk = std::make_unique<FontDiskCache>(FontDiskCache::defaultPath(stamp), stamp);
+    }
+
+    /// fontconfig's configuration, loaded on first need; null when it
+    /// cannot be. Its stamp is kept for the next process; should it differ
+    /// from the kept one the answers were opened under, the answers of its
+    /// own stamp are used from then on.
+    FcConfig* loadConfig()
+    {
+        if (configLoaded)
+            return config;
+        configLoaded = true;
+        config = FcInitLoadConfigAndFonts();
+        if (!config)
+            return nullptr;
+        std::vector<std::string> sources;
+        std::string real = FontDiskCache::configStamp(config, &sources);
+        FontDiskCache::keepStamp(FontDiskCache::stampPath(), real, sources);
+        if (!disk || real != stamp)
+            openAnswers(std::move(real));
+        return config;
+    }
 };
 
 FontCache& FontCache::instance()
@@ -172,12 +200,12 @@ FontCache::FontCache() : m_impl(std::make_unique<Impl>())
 {
     if (FT_Init_FreeType(&m_impl->library) != 0)
         m_impl->library = nullptr;
-    m_impl->config = FcInitLoadConfigAndFonts();
-    if (m_impl->config) {
-        std::string stamp = FontDiskCache::configStamp(m_impl->config);
-        std::string path = FontDiskCache::defaultPath(stamp);
-        m_impl->disk = std::make_unique<FontDiskCache>(std::move(path), std::move(stamp));
-    }
+    // A configuration unchanged since an earlier process is not loaded until
+    // an answer its file lacks is asked for; most runs never ask one.
+    if (std::optional<std::string> kept = FontDiskCache::keptStamp(FontDiskCache::stampPath()))
+        m_impl->openAnswers(std::move(*kept));
+    else
+        m_impl->loadConfig();
 }
 
 FontCache::~FontCache()
@@ -339,7 +367,8 @@ FontDiskCache::Match askFontconfig(FcConfig* config, const std::string& family, 
 const Face* FontCache::load(const std::string& family, FontWeight weight, FontSlant slant, bool& exact)
 {
     exact = false;
-    if (!m_impl->config)
+    // Neither answers kept under a known stamp nor a configuration to ask.
+    if (!m_impl->disk && !m_impl->loadConfig())
         return nullptr;
     // Matching scans every installed font: each family and style is asked
     // once a process (the stand-ins of unknown fonts are asked for again
@@ -359,9 +388,16 @@ const Face* FontCache::match(const std::string& family, FontWeight weight, FontS
     const std::string key = styleKey(family, weight, slant);
     std::optional<FontDiskCache::Match> answer = m_impl->disk ? m_impl->disk->match(key) : std::nullopt;
     if (!answer) {
-        answer = askFontconfig(m_impl->config, family, weight, slant);
-        if (m_impl->disk)
-            m_impl->disk->storeMatch(key, *answer);
+        FcConfig* config = m_impl->loadConfig();
+        if (!config)
+            return nullptr;
+        // Loading it may have opened the answers of another stamp.
+        answer = m_impl->disk ? m_impl->disk->match(key) : std::nullopt;
+        if (!answer) {
+            answer = askFontconfig(config, family, weight, slant);
+            if (m_impl->disk)
+                m_impl->disk->storeMatch(key, *answer);
+        }
     }
     exact = answer->exact;
     return answer->hasFile ? loadFile(answer->file, answer->index, answer->family) : nullptr;

@@ -121,6 +121,40 @@ void removeUnused(const std::string& keep)
     ::closedir(dir);
 }
 
+// Replaces `path` with `bytes` through a temporary file beside it, so a
+// reader at the same time sees the old file or the new one, never a part.
+bool replaceWhole(const std::string& path, const std::string& bytes)
+{
+    // The folders may not exist yet (a fresh home has no cache folder).
+    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+        ::mkdir(path.substr(0, slash).c_str(), 0755);
+    std::string temp = path + ".XXXXXX";
+    const int fd = ::mkstemp(temp.data());
+    if (fd < 0)
+        return false;
+    size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
+        if (n <= 0)
+            break;
+        written += static_cast<size_t>(n);
+    }
+    const bool ok = ::close(fd) == 0 && written == bytes.size() && ::rename(temp.c_str(), path.c_str()) == 0;
+    if (!ok)
+        ::unlink(temp.c_str());
+    return ok;
+}
+
+std::string readWhole(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return {};
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
 } // namespace
 
 FontDiskCache::FontDiskCache(std::string path, std::string stamp) : m_path(std::move(path)), m_stamp(std::move(stamp))
@@ -276,32 +310,14 @@ bool FontDiskCache::save()
             w.u16s(advances.data(), advances.size());
         }
     }
-    // The folders may not exist yet (a fresh home has no cache folder).
-    for (size_t slash = m_path.find('/', 1); slash != std::string::npos; slash = m_path.find('/', slash + 1))
-        ::mkdir(m_path.substr(0, slash).c_str(), 0755);
-    std::string temp = m_path + ".XXXXXX";
-    const int fd = ::mkstemp(temp.data());
-    if (fd < 0)
+    if (!replaceWhole(m_path, w.bytes()))
         return false;
-    const std::string& bytes = w.bytes();
-    size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
-        if (n <= 0)
-            break;
-        written += static_cast<size_t>(n);
-    }
-    const bool ok = ::close(fd) == 0 && written == bytes.size() && ::rename(temp.c_str(), m_path.c_str()) == 0;
-    if (!ok) {
-        ::unlink(temp.c_str());
-        return false;
-    }
     m_dirty = false;
     removeUnused(m_path);
     return true;
 }
 
-std::string FontDiskCache::configStamp(void* fcConfig)
+std::string FontDiskCache::configStamp(void* fcConfig, std::vector<std::string>* sources)
 {
     auto* config = static_cast<FcConfig*>(fcConfig);
     std::ostringstream stamp;
@@ -315,6 +331,8 @@ std::string FontDiskCache::configStamp(void* fcConfig)
         int64_t mtime = 0, size = 0;
         const bool there = fileState(path, mtime, size);
         stamp << path << ' ' << (there ? mtime : -1) << ' ' << (there ? size : -1) << '\n';
+        if (sources)
+            sources->push_back(path);
     };
     auto list = [&](FcStrList* strings, bool withFolder) {
         if (!strings)
@@ -352,25 +370,149 @@ std::string FontDiskCache::configStamp(void* fcConfig)
     return stamp.str();
 }
 
+namespace {
+
+std::string cacheFolder()
+{
+    if (const char* xdg = std::getenv("XDG_CACHE_HOME"); xdg && *xdg == '/')
+        return std::string(xdg) + "/quillmeter";
+    if (const char* home = std::getenv("HOME"); home && *home == '/')
+        return std::string(home) + "/.cache/quillmeter";
+    return {};
+}
+
+// FNV-1a, as a file name's sixteen hexadecimal digits after `prefix`.
+std::string hashedName(std::string_view prefix, std::string_view text)
+{
+    uint64_t hash = 0xcbf29ce484222325ull;
+    for (unsigned char c : text)
+        hash = (hash ^ c) * 0x100000001b3ull;
+    char name[64];
+    std::snprintf(name, sizeof name, "/%.*s%016llx", static_cast<int>(prefix.size()), prefix.data(),
+                  static_cast<unsigned long long>(hash));
+    return name;
+}
+
+// Everything besides its files that a configuration's stamp depends on:
+// fontconfig's version and the environment it reads, the locale's
+// variables (its default languages), the desktop and the program (both
+// named in its defaults), and the home and XDG folders its configuration
+// names files in.
+std::string stampDependencies()
+{
+    std::string out = "fontconfig " + std::to_string(FcGetVersion()) + '\n';
+    for (const char* name : {"FONTCONFIG_FILE", "FONTCONFIG_PATH", "FONTCONFIG_SYSROOT", "FC_LANG", "FC_DEBUG",
+                             "LC_ALL", "LC_CTYPE", "LC_MESSAGES", "LANG", "LANGUAGE", "HOME", "XDG_CONFIG_HOME",
+                             "XDG_DATA_HOME", "XDG_DATA_DIRS", "XDG_CACHE_HOME", "XDG_CURRENT_DESKTOP"}) {
+        out += name;
+        if (const char* v = std::getenv(name))
+            out.append("=").append(v);
+        out += '\n';
+    }
+    char exe[4096];
+    const ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe);
+    out.append("program ").append(exe, n > 0 ? static_cast<size_t>(n) : 0).append("\n");
+    return out;
+}
+
+// Where a user's own configuration would be read from (fontconfig's usual
+// rules include them when they exist): a file created there changes the
+// configuration without changing any file it read before.
+std::vector<std::string> userConfigurationPlaces()
+{
+    std::vector<std::string> out;
+    std::string config;
+    if (const char* xdg = std::getenv("XDG_CONFIG_HOME"); xdg && *xdg == '/')
+        config = xdg;
+    const char* home = std::getenv("HOME");
+    if (config.empty() && home && *home == '/')
+        config = std::string(home) + "/.config";
+    if (!config.empty()) {
+        out.push_back(config + "/fontconfig");
+        out.push_back(config + "/fontconfig/conf.d");
+        out.push_back(config + "/fontconfig/fonts.conf");
+    }
+    if (home && *home == '/') {
+        out.push_back(std::string(home) + "/.fonts.conf");
+        out.push_back(std::string(home) + "/.fonts.conf.d");
+    }
+    return out;
+}
+
+constexpr std::string_view StampMagic = "quillmeter font stamp 1\n";
+
+} // namespace
+
 std::string FontDiskCache::defaultPath(std::string_view stamp)
 {
-    std::string folder;
-    if (const char* xdg = std::getenv("XDG_CACHE_HOME"); xdg && *xdg == '/')
-        folder = std::string(xdg) + "/quillmeter";
-    else if (const char* home = std::getenv("HOME"); home && *home == '/')
-        folder = std::string(home) + "/.cache/quillmeter";
-    else
+    const std::string folder = cacheFolder();
+    if (folder.empty())
         return {};
-    // One file a stamp, named by its hash (FNV-1a): the stamp holds the
-    // program's name, which fontconfig's rules may test, so each program
-    // keeps its own answers instead of each replacing the other's.
-    uint64_t hash = 0xcbf29ce484222325ull;
-    for (unsigned char c : stamp)
-        hash = (hash ^ c) * 0x100000001b3ull;
-    char name[40];
-    std::snprintf(name, sizeof name, "/%.*s%016llx", static_cast<int>(FilePrefix.size()), FilePrefix.data(),
-                  static_cast<unsigned long long>(hash));
-    return folder + name;
+    // One file a stamp, named by its hash: the stamp holds the program's
+    // name, which fontconfig's rules may test, so each program keeps its own
+    // answers instead of each replacing the other's.
+    return folder + hashedName(FilePrefix, stamp);
+}
+
+std::string FontDiskCache::stampPath()
+{
+    const std::string folder = cacheFolder();
+    if (folder.empty())
+        return {};
+    return folder + hashedName(std::string(FilePrefix) + "stamp-", stampDependencies());
+}
+
+bool FontDiskCache::keepStamp(const std::string& path, const std::string& stamp, const std::vector<std::string>& sources)
+{
+    if (path.empty())
+        return false;
+    Writer w;
+    w.bytes().append(StampMagic);
+    // The dependencies in full, not only their hash in the file's name.
+    w.str(stampDependencies());
+    w.str(stamp);
+    std::vector<std::string> all = sources;
+    for (std::string& place : userConfigurationPlaces())
+        all.push_back(std::move(place));
+    w.u32(static_cast<uint32_t>(all.size()));
+    for (const std::string& source : all) {
+        int64_t mtime = -1, size = -1;
+        if (!fileState(source, mtime, size))
+            mtime = size = -1;
+        w.str(source);
+        w.i64(mtime);
+        w.i64(size);
+    }
+    if (readWhole(path) == w.bytes())
+        return true;
+    return replaceWhole(path, w.bytes());
+}
+
+std::optional<std::string> FontDiskCache::keptStamp(const std::string& path)
+{
+    if (path.empty())
+        return std::nullopt;
+    const std::string bytes = readWhole(path);
+    if (bytes.compare(0, StampMagic.size(), StampMagic) != 0)
+        return std::nullopt;
+    Reader r(std::string_view(bytes).substr(StampMagic.size()));
+    if (r.str() != stampDependencies() || !r.ok())
+        return std::nullopt;
+    std::string stamp = r.str();
+    for (uint32_t n = r.u32(); r.ok() && n > 0; --n) {
+        const std::string source = r.str();
+        const int64_t mtime = r.i64();
+        const int64_t size = r.i64();
+        int64_t nowTime = -1, nowSize = -1;
+        if (!fileState(source, nowTime, nowSize))
+            nowTime = nowSize = -1;
+        if (!r.ok() || nowTime != mtime || nowSize != size)
+            return std::nullopt;
+    }
+    if (!r.ok() || !r.atEnd())
+        return std::nullopt;
+    markUsed(path);
+    return stamp;
 }
 
 } // namespace qm::engine::layout

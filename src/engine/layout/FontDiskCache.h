@@ -64,11 +64,31 @@ public:
     /// day) are removed then.
     bool save();
 
-    /// The stamp of a fontconfig configuration (an FcConfig*).
-    static std::string configStamp(void* fcConfig);
+    /// The stamp of a fontconfig configuration (an FcConfig*); `sources`,
+    /// when given, receives every file and folder whose state it records.
+    static std::string configStamp(void* fcConfig, std::vector<std::string>* sources = nullptr);
     /// Where the file for a stamp lives: in $XDG_CACHE_HOME/quillmeter, else
     /// ~/.cache/quillmeter; empty when neither is known.
     static std::string defaultPath(std::string_view stamp);
+
+    /// Loading fontconfig's configuration (parsing its files, mapping its
+    /// font caches) costs more than a short run's layout, only to make a
+    /// stamp that is nearly always the last one. The stamp is therefore kept
+    /// too, with the state of every file and folder it was made from, in a
+    /// file named by what else it depends on: fontconfig's version, the
+    /// environment fontconfig reads (its variables, the locale's, the home
+    /// and XDG folders, the desktop) and the program. While each of those
+    /// files and folders has the modification time and size it had, the
+    /// configuration would give the same stamp, and its answers are used
+    /// without loading it. Empty when no cache folder is known.
+    static std::string stampPath();
+    /// Keeps `stamp` at `path` with the state its `sources` have now; the
+    /// file is replaced only when it says anything else.
+    static bool keepStamp(const std::string& path, const std::string& stamp, const std::vector<std::string>& sources);
+    /// The stamp kept at `path`, when every file and folder it was made from
+    /// is as it was then; nothing when one has changed, come or gone, or the
+    /// file is missing or damaged.
+    static std::optional<std::string> keptStamp(const std::string& path);
 
 private:
     struct KeptFace {

@@ -264,15 +264,30 @@ bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot
     if (emoji)
         face = FontCache::instance().emojiFace();
     else if (!face || face->advance(text[0]) == Face::Missing) {
-        const CharFormat& cf = m_document.charFormats[charFormat < m_document.charFormats.size() ? charFormat : 0];
-        face = FontCache::instance().scriptFace(text[0], !cf.complexFontName.empty() ? cf.complexFontName
-                                                         : !cf.fontName.empty()      ? cf.fontName
-                                                                                     : m_options.defaultFontName);
+        // The face for the script, found once per format and first character:
+        // finding it names the font's class and looks it up under a lock.
+        const uint64_t key = uint64_t{charFormat} << 16 | text[0];
+        auto it = m_scriptFaces.find(key);
+        if (it == m_scriptFaces.end()) {
+            const CharFormat& cf = m_document.charFormats[charFormat < m_document.charFormats.size() ? charFormat : 0];
+            it = m_scriptFaces
+                     .emplace(key, FontCache::instance().scriptFace(text[0], !cf.complexFontName.empty() ? cf.complexFontName
+                                                                            : !cf.fontName.empty() ? cf.fontName
+                                                                                 : m_options.defaultFontName))
+                     .first;
+        }
+        face = it->second;
     }
     hb_font_t* shaper = face ? FontCache::instance().shaper(face) : nullptr;
     if (!shaper)
         return false;
-    hb_buffer_t* buffer = hb_buffer_create();
+    // One buffer a thread, emptied for each run rather than made anew.
+    struct BufferDeleter {
+        void operator()(hb_buffer_t* b) const { hb_buffer_destroy(b); }
+    };
+    thread_local std::unique_ptr<hb_buffer_t, BufferDeleter> kept(hb_buffer_create());
+    hb_buffer_t* buffer = kept.get();
+    hb_buffer_reset(buffer);
     hb_buffer_add_utf16(buffer, reinterpret_cast<const uint16_t*>(text.data()), static_cast<int>(text.size()), 0,
                         static_cast<int>(text.size()));
     hb_buffer_set_cluster_level(buffer, HB_BUFFER_CLUSTER_LEVEL_MONOTONE_CHARACTERS);
@@ -294,7 +309,6 @@ bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot
         out.glyphs.push_back({info[g].codepoint, position[g].x_advance * scale * f.hScale,
                               position[g].x_offset * scale * f.hScale, position[g].y_offset * scale,
                               std::min<uint32_t>(info[g].cluster, static_cast<uint32_t>(text.size() - 1))});
-    hb_buffer_destroy(buffer);
     return true;
 }
 

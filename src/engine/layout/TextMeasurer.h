@@ -149,6 +149,9 @@ private:
     /// broken again at another width (a table cell being fitted) shapes the
     /// same runs again. Absent widths (nullopt): no face could shape the run.
     std::unordered_map<std::u16string, std::optional<std::vector<double>>> m_shaped;
+    /// The face shaping falls back to, by format (high bits) and the run's
+    /// first character (low 16), where the format's own face lacks it.
+    std::unordered_map<uint64_t, const Face*> m_scriptFaces;
 };
 
 } // namespace qm::engine::layout

@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <optional>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -206,4 +209,112 @@ TEST(FontDiskCache, FilesNoProgramHasReadForAMonthAreRemoved)
     EXPECT_GT(fs::last_write_time(cache), daysAgo(1));
     for (const Sibling& s : siblings)
         EXPECT_EQ(fs::exists(dir.path / s.name), s.kept) << s.name;
+}
+
+namespace {
+
+// Sets an environment variable for a scope, then puts back what was there.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value) : m_name(name)
+    {
+        if (const char* old = std::getenv(name))
+            m_old = old;
+        if (value)
+            ::setenv(name, value, 1);
+        else
+            ::unsetenv(name);
+    }
+    ~ScopedEnv()
+    {
+        if (m_old)
+            ::setenv(m_name, m_old->c_str(), 1);
+        else
+            ::unsetenv(m_name);
+    }
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_old;
+};
+
+} // namespace
+
+TEST(FontDiskCache, AKeptStampHoldsOnlyWhileEverythingItWasMadeFromIsUnchanged)
+{
+    TempFolder dir;
+    const ScopedEnv config("XDG_CONFIG_HOME", (dir.path / "config").c_str());
+    const ScopedEnv home("HOME", (dir.path / "home").c_str());
+    const fs::path conf = dir.path / "fonts.conf";
+    const fs::path confd = dir.path / "conf.d";
+    const fs::path absent = dir.path / "not-yet.conf";
+    const std::string kept = (dir.path / "stamp").string();
+    const std::string stamp = "fontconfig 21401\nconfiguration files\n...\n";
+    // Each row starts from a stamp kept anew, changes one thing, and says
+    // whether the stamp may still be used without loading the configuration.
+    struct Case {
+        const char* what;
+        std::function<void()> change;
+        bool holds;
+    } const cases[] = {
+        {"nothing changed", [] {}, true},
+        {"a configuration file rewritten", [&] { writeFile(conf, "<fontconfig> </fontconfig>"); }, false},
+        {"a configuration file removed", [&] { fs::remove(conf); }, false},
+        {"a file named but absent comes", [&] { writeFile(absent, "<fontconfig/>"); }, false},
+        {"a file added to a folder", [&] { writeFile(confd / "99-new.conf", "<fontconfig/>"); }, false},
+        {"the user's own configuration made",
+         [&] {
+             fs::create_directories(dir.path / "config" / "fontconfig");
+             writeFile(dir.path / "config" / "fontconfig" / "fonts.conf", "<fontconfig/>");
+         },
+         false},
+        {"the user's old-style file made", [&] { writeFile(dir.path / "home" / ".fonts.conf", "x"); }, false},
+        {"the kept file cut short", [&] { fs::resize_file(kept, fs::file_size(kept) - 1); }, false},
+        {"the kept file with a byte more", [&] { std::ofstream(kept, std::ios::app) << 'x'; }, false},
+        {"the kept file emptied", [&] { writeFile(kept, ""); }, false},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.what);
+        fs::remove_all(dir.path / "config");
+        fs::remove_all(dir.path / "home");
+        fs::create_directories(dir.path / "home");
+        fs::remove_all(confd);
+        fs::create_directories(confd);
+        fs::remove(absent);
+        writeFile(conf, "<fontconfig/>");
+        ASSERT_TRUE(FontDiskCache::keepStamp(kept, stamp, {conf.string(), confd.string(), absent.string()}));
+        ASSERT_EQ(FontDiskCache::keptStamp(kept), stamp);
+        k.change();
+        EXPECT_EQ(FontDiskCache::keptStamp(kept).has_value(), k.holds);
+    }
+    EXPECT_FALSE(FontDiskCache::keptStamp((dir.path / "never-written").string()).has_value());
+    EXPECT_FALSE(FontDiskCache::keptStamp("").has_value());
+}
+
+TEST(FontDiskCache, AStampKeptUnderOtherSurroundingsIsNotUsed)
+{
+    TempFolder dir;
+    const ScopedEnv cacheHome("XDG_CACHE_HOME", dir.path.c_str());
+    const ScopedEnv lang("LANG", "en_GB.UTF-8");
+    const std::string path = FontDiskCache::stampPath();
+    EXPECT_EQ(path.rfind((dir.path / "quillmeter" / "font-answers-stamp-").string(), 0), 0u) << path;
+    EXPECT_EQ(FontDiskCache::stampPath(), path);
+    ASSERT_TRUE(FontDiskCache::keepStamp(path, "stamp under en_GB", {}));
+    // fontconfig's defaults follow the locale and its own variables: each
+    // gives a file of its own, and a stamp file copied from one to the other
+    // is refused for what it says it was made under.
+    const struct {
+        const char* name;
+        const char* value;
+    } others[] = {{"LANG", "ja_JP.UTF-8"}, {"LC_ALL", "de_DE.UTF-8"}, {"FONTCONFIG_FILE", "/etc/fonts/other.conf"},
+                  {"FC_LANG", "ar"}, {"XDG_CURRENT_DESKTOP", "KDE"}};
+    for (const auto& other : others) {
+        SCOPED_TRACE(other.name);
+        const ScopedEnv changed(other.name, other.value);
+        const std::string elsewhere = FontDiskCache::stampPath();
+        EXPECT_NE(elsewhere, path);
+        fs::copy_file(path, elsewhere, fs::copy_options::overwrite_existing);
+        EXPECT_FALSE(FontDiskCache::keptStamp(elsewhere).has_value());
+    }
+    EXPECT_EQ(FontDiskCache::keptStamp(path), "stamp under en_GB");
 }

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace qm::engine;
 using namespace qm::engine::layout;
 using namespace qm::engine::layout::testing;
@@ -204,4 +206,81 @@ TEST(ScriptFonts, ShapedWidthsKeptPerFormat)
     }
     EXPECT_GT(sum, 0);
     EXPECT_NEAR(sumTwice, 2 * sum, 1e-6);
+}
+
+// Runs are shaped one after another in one buffer a thread: whatever a run
+// leaves behind (its script, its direction, its glyphs) must not reach the
+// next. Each run is shaped after the others in one order and in the other,
+// by measurers of their own, and must come out glyph for glyph the same.
+TEST(ScriptFonts, ARunShapesTheSameWhateverWasShapedBeforeIt)
+{
+    auto doc = makeDocument({{u"x", {}, font("Times New Roman", 24)}});
+    LayoutOptions options;
+    std::vector<Diagnostic> diagnostics;
+    const uint32_t format = doc->stories[0].attrs[0].charFormat;
+    struct Run {
+        std::u16string_view text;
+        FontSlot slot;
+        bool emoji;
+    } const runs[] = {
+        {u"\u0633\u0644\u0627\u0645 \u0639\u0644\u064A\u0643\u0645", FontSlot::Complex, false}, // Arabic
+        {u"\u05E9\u05DC\u05D5\u05DD \u05E2\u05D5\u05DC\u05DD", FontSlot::Complex, false},       // Hebrew
+        {u"\U0001F44D\U0001F3FD", FontSlot::Latin, true},                                       // emoji and its tone
+        {u"\u0628\u0650\u0633\u0652\u0645\u0650", FontSlot::Complex, false},                     // Arabic with its marks
+        {u"\u0E2A\u0E27\u0E31\u0E2A\u0E14\u0E35", FontSlot::Complex, false},                     // Thai
+    };
+    // Each run's glyphs as (glyph, advance, cluster), shaped in one order or the other.
+    auto shapeAll = [&](bool reversed) {
+        TextMeasurer measurer(*doc, options, diagnostics);
+        std::vector<std::vector<std::tuple<unsigned, double, uint32_t>>> out(std::size(runs));
+        for (size_t n = 0; n < std::size(runs); ++n) {
+            const size_t k = reversed ? std::size(runs) - 1 - n : n;
+            ShapedText shaped;
+            EXPECT_TRUE(measurer.shape(runs[k].text, format, runs[k].slot, runs[k].emoji, shaped)) << k;
+            for (const ShapedGlyph& g : shaped.glyphs)
+                out[k].emplace_back(g.glyph, g.advance, g.cluster);
+        }
+        return out;
+    };
+    const auto forward = shapeAll(false);
+    EXPECT_EQ(shapeAll(true), forward);
+    for (const auto& glyphs : forward)
+        EXPECT_FALSE(glyphs.empty());
+    // Right to left: the Arabic comes back in visual order, its last letter first.
+    EXPECT_GT(std::get<2>(forward[0].front()), std::get<2>(forward[0].back()));
+}
+
+// The face a run is shaped in is its format's own where that face has the
+// run's first letter, else the one Word's fallback would take: for Arabic a
+// Naskh under a serif font and a sans under the others. Kept per format and
+// first character, no answer stands in for another.
+TEST(ScriptFonts, TheFaceAShapedRunFallsBackToFollowsItsFormatAndScript)
+{
+    auto doc = makeDocument({{u"x", {}, font("Times New Roman", 24)}, {u"y", {}, font("Arial", 24)}});
+    LayoutOptions options;
+    std::vector<Diagnostic> diagnostics;
+    TextMeasurer measurer(*doc, options, diagnostics);
+    const uint32_t serif = doc->stories[0].attrs[0].charFormat;
+    const uint32_t sans = doc->stories[0].attrs[doc->stories[0].text.find(u'y')].charFormat;
+    const std::u16string_view arabic = u"\u0633\u0644\u0627\u0645";
+    const std::u16string_view hebrew = u"\u05E9\u05DC\u05D5\u05DD";
+    const std::u16string_view devanagari = u"\u0928\u092E\u0938\u094D\u0924\u0947";
+    struct Case {
+        std::u16string_view text;
+        uint32_t format;
+        const char* family;
+    } const cases[] = {
+        {arabic, serif, "Noto Naskh Arabic"}, {arabic, sans, "Noto Sans Arabic"},
+        // The Liberation faces have Hebrew letters: no fall back at all.
+        {hebrew, serif, "Liberation Serif"}, {hebrew, sans, "Liberation Sans"},
+        // Nor Devanagari: the general fallback's face for the script.
+        {devanagari, serif, "Noto Sans Devanagari"}, {devanagari, sans, "Noto Sans Devanagari"},
+        {arabic, serif, "Noto Naskh Arabic"}, // asked again, after the others
+    };
+    for (const Case& k : cases) {
+        ShapedText shaped;
+        ASSERT_TRUE(measurer.shape(k.text, k.format, FontSlot::Complex, false, shaped));
+        ASSERT_NE(shaped.face, nullptr);
+        EXPECT_EQ(shaped.face->family(), k.family);
+    }
 }

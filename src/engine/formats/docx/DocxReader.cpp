@@ -376,6 +376,15 @@ PartMemo<docx::Styles>& stylesRawMemo()
     return memo;
 }
 
+// A font table's stand-ins, in the order its fonts come, by the bytes the
+// package holds for it.
+using FontStandIns = std::vector<std::pair<std::string, std::string>>;
+PartMemo<FontStandIns>& fontTableRawMemo()
+{
+    static PartMemo<FontStandIns> memo;
+    return memo;
+}
+
 std::string stylesKey(const std::string& bytes, const docx::ThemeFonts& theme)
 {
     const std::string* fonts[] = {&theme.major,         &theme.minor,        &theme.majorEastAsia,
@@ -549,9 +558,24 @@ void DocxReader::readFontTable(const std::string& name)
 {
     Part part;
     part.name = name;
-    if (name.empty() || !load(part, Severity::Note))
+    if (name.empty())
         return;
     std::map<std::string, std::string>& standIns = m_b.settings().fontStandIns;
+    // A font table met before, known by the bytes the package holds, gives
+    // the stand-ins it gave then (documents of one template share it).
+    std::string raw = m_zip.rawText(name);
+    if (std::optional<FontStandIns> kept = raw.empty() ? std::nullopt : fontTableRawMemo().find(raw);
+        kept && m_zip.countAsRead(name)) {
+        // As a parse would, the part's relationships are read (they count
+        // towards the package's limits), though nothing in them is used.
+        readRelationships(m_zip, name, m_b.limits().maxNestingDepth);
+        for (const auto& [font, standIn] : *kept)
+            standIns.emplace(font, standIn);
+        return;
+    }
+    if (!load(part, Severity::Note))
+        return;
+    FontStandIns found;
     for (pugi::xml_node f = part.xml.document_element().first_child(); f; f = f.next_sibling()) {
         if (!is(f, "font"))
             continue;
@@ -567,8 +591,12 @@ void DocxReader::readFontTable(const std::string& name)
                                                                : FontFamily::Other,
                                           value(child(f, "pitch"), "val") == "fixed");
         if (!standIn.empty())
-            standIns.emplace(font, std::move(standIn));
+            found.emplace_back(font, std::move(standIn));
     }
+    for (const auto& [font, standIn] : found)
+        standIns.emplace(font, standIn);
+    if (!raw.empty() && part.bytes.size() <= PartMemo<FontStandIns>::MaxKeyBytes)
+        fontTableRawMemo().keep(std::move(raw), found);
 }
 
 void DocxReader::readAppProperties(const Relationships& packageRels)

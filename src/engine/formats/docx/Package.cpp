@@ -3,6 +3,9 @@
 
 #include "engine/formats/docx/XmlPart.h"
 
+#include <mutex>
+#include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace qm::engine {
@@ -53,6 +56,49 @@ std::string resolvePartName(const std::string& sourcePart, std::string_view targ
     return out;
 }
 
+namespace {
+
+// Packages saved by the same program from the same template hold the same
+// relationships parts, byte for byte (the package's own in nearly every
+// file): what was read from one is kept for the process by the part's name,
+// the depth limit and the bytes the package holds for it (ZipPackage::
+// rawText), so a part met before is neither inflated nor parsed again.
+// Sixty-four small parts are kept; a run over more starts afresh.
+class RelationshipsMemo {
+public:
+    static constexpr size_t MaxKeyBytes = 64u << 10;
+
+    std::optional<Relationships> find(const std::string& key)
+    {
+        std::lock_guard lock(m_mutex);
+        if (auto it = m_values.find(key); it != m_values.end())
+            return it->second;
+        return std::nullopt;
+    }
+    void keep(std::string key, const Relationships& value)
+    {
+        if (key.size() > MaxKeyBytes)
+            return;
+        std::lock_guard lock(m_mutex);
+        if (m_values.size() >= MaxValues)
+            m_values.clear();
+        m_values.emplace(std::move(key), value);
+    }
+
+private:
+    static constexpr size_t MaxValues = 64;
+    std::mutex m_mutex;
+    std::unordered_map<std::string, Relationships> m_values;
+};
+
+RelationshipsMemo& relationshipsMemo()
+{
+    static RelationshipsMemo memo;
+    return memo;
+}
+
+} // namespace
+
 Relationships readRelationships(ZipPackage& zip, const std::string& partName, uint32_t maxDepth)
 {
     Relationships rels;
@@ -63,6 +109,18 @@ Relationships readRelationships(ZipPackage& zip, const std::string& partName, ui
         const size_t slash = partName.rfind('/');
         relsName = slash == std::string::npos ? "_rels/" + partName + ".rels"
                                               : partName.substr(0, slash + 1) + "_rels/" + partName.substr(slash + 1) + ".rels";
+    }
+    // Targets are resolved against the part's folder: the part's name is
+    // part of the key, with the depth limit the parse was checked against.
+    std::string key;
+    if (std::string raw = zip.rawText(relsName); !raw.empty()) {
+        key.append(partName).push_back('\0');
+        key.append(std::to_string(maxDepth)).push_back('\0');
+        key.append(raw);
+        // Counted towards the package's limits as a read would be; where
+        // the limits refuse it, it is read, and refused, as before.
+        if (std::optional<Relationships> kept = relationshipsMemo().find(key); kept && zip.countAsRead(relsName))
+            return std::move(*kept);
     }
     PartData data = zip.read(relsName);
     if (!data.ok())
@@ -81,6 +139,8 @@ Relationships readRelationships(ZipPackage& zip, const std::string& partName, ui
             rel.target = resolvePartName(partName, xml::value(r, "Target"));
         rels.try_emplace(std::string(xml::value(r, "Id")), std::move(rel));
     }
+    if (!key.empty())
+        relationshipsMemo().keep(std::move(key), rels);
     return rels;
 }
 

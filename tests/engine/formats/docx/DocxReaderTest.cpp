@@ -442,6 +442,49 @@ TEST(DocxReader, FontTableNamesStandInsForMissingFonts)
     EXPECT_EQ(r.document->settings.fontStandIns, expected);
 }
 
+// Documents of one template hold the same font table: one met before gives
+// what reading it gave, font by font and in its order (the first of a
+// font's entries stands), and a table that differs by a byte is read anew.
+// A damaged one is reported every time it is met.
+TEST(DocxReader, AFontTableMetBeforeGivesTheStandInsItGave)
+{
+    const std::string table = R"(<w:font w:name="Grotesk"><w:family w:val="swiss"/></w:font>)"
+                              R"(<w:font w:name="Grotesk"><w:altName w:val="Calibri"/></w:font>)"
+                              R"(<w:font w:name="Typewriter"><w:family w:val="modern"/><w:pitch w:val="fixed"/></w:font>)";
+    std::string other = table;
+    other.replace(other.find("Calibri"), 7, "Cambria");
+    struct Case {
+        const char* what;
+        std::string fontTable;
+        std::map<std::string, std::string> standIns;
+        bool reported;
+    } const cases[] = {
+        {"first read", table, {{"Grotesk", "Arial"}, {"Typewriter", "Courier New"}}, false},
+        {"met before", table, {{"Grotesk", "Arial"}, {"Typewriter", "Courier New"}}, false},
+        {"the second entry first",
+         R"(<w:font w:name="Grotesk"><w:altName w:val="Calibri"/></w:font>)"
+         R"(<w:font w:name="Grotesk"><w:family w:val="swiss"/></w:font>)",
+         {{"Grotesk", "Calibri"}},
+         false},
+        {"met before once more", table, {{"Grotesk", "Arial"}, {"Typewriter", "Courier New"}}, false},
+        {"damaged", table + "<w:font>", {}, true},
+        {"damaged, met again", table + "<w:font>", {}, true},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.what);
+        DocxPackage pkg;
+        pkg.body = para("x");
+        pkg.fontTable = k.fontTable;
+        ReadResult r = read(pkg);
+        ASSERT_TRUE(r.ok()) << r.error;
+        EXPECT_EQ(r.document->settings.fontStandIns, k.standIns);
+        bool reported = false;
+        for (const Diagnostic& d : r.document->diagnostics)
+            reported = reported || (d.code == "docx.xml" && d.location.find("fontTable") != std::string::npos);
+        EXPECT_EQ(reported, k.reported);
+    }
+}
+
 TEST(DocxReader, FloatingObjectsKeepTheirPlaceAndWrapping)
 {
     // 635 EMU to the twip.

@@ -1,6 +1,7 @@
 // Reading zip entries: whole entries inflated in one call, and the damaged or
 // unusual ones, which are read again as a stream and reported.
 #include "../support/TestZip.h"
+#include "engine/formats/docx/Package.h"
 #include "engine/formats/docx/ZipPackage.h"
 
 #include <gtest/gtest.h>
@@ -185,5 +186,61 @@ TEST(ZipPackage, RawTextsTellPartsApartAndCountAsTheirReads)
         EXPECT_EQ(read.read("t.xml").ok(), k.counted);
         EXPECT_EQ(counted.countAsRead("t.xml"), k.counted);
         EXPECT_EQ(counted.inflatedSoFar(), read.inflatedSoFar());
+    }
+}
+
+namespace {
+
+std::string describe(const Relationships& rels)
+{
+    std::string out;
+    for (const auto& [id, rel] : rels)
+        out += id + "=" + rel.type + ":" + rel.target + " ";
+    return out;
+}
+
+} // namespace
+
+TEST(Relationships, APartMetBeforeReadsAsItDidAndCountsAsARead)
+{
+    // The same relationships part, byte for byte, in packages read one after
+    // another: each package gets what a first read gives, its targets
+    // resolved against its own part's folder, and it counts towards that
+    // package's limits as a read would, so a package whose allowance it
+    // breaks still goes without it.
+    const std::string rels =
+        R"(<?xml version="1.0"?><Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">)"
+        R"(<Relationship Id="rId1" Type="http://x/relationships/styles" Target="styles.xml"/>)"
+        R"(<Relationship Id="rId2" Type="http://x/relationships/image" Target="../media/a%20b.png"/>)"
+        R"(<Relationship Id="rId3" Type="http://x/relationships/hyperlink" Target="http://e.com" TargetMode="External"/>)"
+        R"(</Relationships>)";
+    const std::string main = makeZip({{"word/_rels/document.xml.rels", rels}});
+    const std::string glossary = makeZip({{"word/glossary/_rels/document.xml.rels", rels}});
+    const std::string changed = makeZip({{"word/_rels/document.xml.rels", rels + " "}});
+    const std::string expected = "rId1=styles:word/styles.xml rId2=image:media/a b.png rId3=hyperlink: ";
+    struct Case {
+        const char* what;
+        const std::string* package;
+        std::string part;
+        uint64_t allowance; // for all entries together
+        std::string relationships;
+    } const cases[] = {
+        {"first read", &main, "word/document.xml", 1u << 20, expected},
+        {"met before", &main, "word/document.xml", 1u << 20, expected},
+        {"met before, another folder", &glossary, "word/glossary/document.xml", 1u << 20,
+         "rId1=styles:word/glossary/styles.xml rId2=image:word/media/a b.png rId3=hyperlink: "},
+        {"met before, over the allowance", &main, "word/document.xml", rels.size() - 1, ""},
+        {"met before, at the allowance", &main, "word/document.xml", rels.size(), expected},
+        {"a byte more", &changed, "word/document.xml", 1u << 20, expected},
+        {"no such part", &main, "word/footnotes.xml", 1u << 20, ""},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.what);
+        Limits limits;
+        limits.maxUncompressedBytes = k.allowance;
+        ZipPackage zip(*k.package, limits);
+        ASSERT_TRUE(zip.isOpen()) << zip.error();
+        EXPECT_EQ(describe(readRelationships(zip, k.part, 64)), k.relationships);
+        EXPECT_EQ(zip.inflatedSoFar(), k.relationships.empty() ? 0u : k.package == &changed ? rels.size() + 1 : rels.size());
     }
 }
