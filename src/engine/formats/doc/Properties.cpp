@@ -365,6 +365,21 @@ BorderLine brc(std::string_view op, size_t at)
     return makeBorder(u8(op, at + 4), u8(op, at + 5), u8(op, at + 6), color);
 }
 
+// Sets the sides a table sprm names in its flags: top 1, left 2, bottom 4,
+// right 8 ([MS-DOC] 2.9.40 CSSA, 2.6.4 sprmTSetBrc).
+template <typename Field, typename Value>
+void setSides(uint8_t sides, Field& top, Field& left, Field& bottom, Field& right, const Value& value)
+{
+    if (sides & 1)
+        top = value;
+    if (sides & 2)
+        left = value;
+    if (sides & 4)
+        bottom = value;
+    if (sides & 8)
+        right = value;
+}
+
 // sprmTSetBrc80 and sprmTSetBrc: the chosen sides of a range of cells.
 void setCellBorders(TableRowFormat& row, std::string_view op, bool wide)
 {
@@ -376,14 +391,7 @@ void setCellBorders(TableRowFormat& row, std::string_view op, bool wide)
     const BorderLine b = wide ? brc(op, 4) : brc80(op, 4);
     for (size_t i = first; i < limit && i < row.cells.size(); ++i) {
         CellBorders& c = row.cells[i].borders;
-        if (sides & 1)
-            c.top = b;
-        if (sides & 2)
-            c.left = b;
-        if (sides & 4)
-            c.bottom = b;
-        if (sides & 8)
-            c.right = b;
+        setSides(sides, c.top, c.left, c.bottom, c.right, b);
     }
 }
 
@@ -554,14 +562,7 @@ void applyPapSprm(Pap& pap, uint16_t sprm, std::string_view op)
                 row.cellSpacing = width;
             break;
         }
-        if (sides & 0x01)
-            row.cellMarginTop = width;
-        if (sides & 0x02)
-            row.cellMarginLeft = width;
-        if (sides & 0x04)
-            row.cellMarginBottom = width;
-        if (sides & 0x08)
-            row.cellMarginRight = width;
+        setSides(sides, row.cellMarginTop, row.cellMarginLeft, row.cellMarginBottom, row.cellMarginRight, width);
         break;
     }
     case 0x9407: {

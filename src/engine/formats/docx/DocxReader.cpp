@@ -7,6 +7,7 @@
 #include "engine/formats/docx/DocxNumbering.h"
 #include "engine/formats/docx/DocxStyles.h"
 #include "engine/formats/docx/Package.h"
+#include "engine/formats/docx/PartMemo.h"
 #include "engine/formats/docx/XmlPart.h"
 #include "engine/formats/docx/ZipPackage.h"
 #include "engine/formats/Metafile.h"
@@ -314,40 +315,11 @@ ThemeFontScheme fontSchemeOf(const pugi::xml_document& theme)
     return out;
 }
 
-// Documents made from the same template carry the same theme and styles,
-// byte for byte: what was made of them is kept for the process by their
-// text, so only a part not met before is parsed. A part that fails to parse
-// is not kept; it is parsed, and reported, each time. Sixteen parts of up to
-// 256 KiB are kept: more held on to would cost more in fresh memory than the
-// parses it saves; a run over more templates than that starts afresh.
+// Sixteen themes, style sheets and font tables of up to 256 KiB are kept
+// (docx::PartMemo); a part that fails to parse is not kept: it is parsed,
+// and reported, each time.
 template <typename Value>
-class PartMemo {
-public:
-    /// Parts longer than this are not kept.
-    static constexpr size_t MaxKeyBytes = 256u << 10;
-
-    std::optional<Value> find(const std::string& key)
-    {
-        std::lock_guard lock(m_mutex);
-        if (auto it = m_values.find(key); it != m_values.end())
-            return it->second;
-        return std::nullopt;
-    }
-    void keep(std::string key, const Value& value)
-    {
-        if (key.size() > MaxKeyBytes)
-            return;
-        std::lock_guard lock(m_mutex);
-        if (m_values.size() >= MaxValues)
-            m_values.clear();
-        m_values.emplace(std::move(key), value);
-    }
-
-private:
-    static constexpr size_t MaxValues = 16;
-    std::mutex m_mutex;
-    std::unordered_map<std::string, Value> m_values;
-};
+using PartMemo = docx::PartMemo<Value, 256u << 10, 16>;
 
 PartMemo<ThemeFontScheme>& themeMemo()
 {

@@ -1,11 +1,10 @@
 // Relationship parts of an Open Packaging Conventions package.
 #include "engine/formats/docx/Package.h"
 
+#include "engine/formats/docx/PartMemo.h"
 #include "engine/formats/docx/XmlPart.h"
 
-#include <mutex>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 namespace qm::engine {
@@ -58,38 +57,10 @@ std::string resolvePartName(const std::string& sourcePart, std::string_view targ
 
 namespace {
 
-// Packages saved by the same program from the same template hold the same
-// relationships parts, byte for byte (the package's own in nearly every
-// file): what was read from one is kept for the process by the part's name,
-// the depth limit and the bytes the package holds for it (ZipPackage::
-// rawText), so a part met before is neither inflated nor parsed again.
-// Sixty-four small parts are kept; a run over more starts afresh.
-class RelationshipsMemo {
-public:
-    static constexpr size_t MaxKeyBytes = 64u << 10;
-
-    std::optional<Relationships> find(const std::string& key)
-    {
-        std::lock_guard lock(m_mutex);
-        if (auto it = m_values.find(key); it != m_values.end())
-            return it->second;
-        return std::nullopt;
-    }
-    void keep(std::string key, const Relationships& value)
-    {
-        if (key.size() > MaxKeyBytes)
-            return;
-        std::lock_guard lock(m_mutex);
-        if (m_values.size() >= MaxValues)
-            m_values.clear();
-        m_values.emplace(std::move(key), value);
-    }
-
-private:
-    static constexpr size_t MaxValues = 64;
-    std::mutex m_mutex;
-    std::unordered_map<std::string, Relationships> m_values;
-};
+// Relationships parts are kept by the part's name, the depth limit and the
+// bytes the package holds for it (ZipPackage::rawText): the package's own is
+// the same in nearly every file. Sixty-four parts of up to 64 KiB are kept.
+using RelationshipsMemo = docx::PartMemo<Relationships, 64u << 10, 64>;
 
 RelationshipsMemo& relationshipsMemo()
 {
