@@ -16,14 +16,12 @@ using xml::child;
 using xml::is;
 using xml::value;
 
-constexpr int64_t EmuPerTwip = 635;
-
 Twips emuTwips(std::string_view v, Twips fallback)
 {
     const std::optional<int64_t> emu = xml::toInt(v);
     if (!emu)
         return fallback;
-    return std::clamp<Twips>(xml::clampInt32(*emu / EmuPerTwip), 0, 31680);
+    return std::clamp<Twips>(emuToTwips(*emu), 0, 31680);
 }
 
 /// A VML length ("7.2pt", "0.1in", "2mm", "0"): bare numbers are pixels.
@@ -82,6 +80,8 @@ std::string_view vmlStyleValue(std::string_view style, std::string_view property
     }
     return {};
 }
+
+Twips emuToTwips(int64_t emu) { return xml::clampInt32(emu / 635); }
 
 ShapeTextLayout readShapeTextLayout(const pugi::xml_node& drawing, bool vml)
 {

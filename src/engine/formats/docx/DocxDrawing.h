@@ -10,6 +10,9 @@
 
 namespace qm::engine::docx {
 
+/// DrawingML's English Metric Units (914,400 an inch) in twips.
+Twips emuToTwips(int64_t emu);
+
 /// How the shape in `drawing` (a w:drawing, or with `vml` a w:pict) lays out
 /// its text: a:prstGeom and its a:avLst, wps:bodyPr's insets, anchor and
 /// wrap (ECMA-376 Part 1 §20.1.9.18, §21.1.2.1.1); a VML shape's v:textbox

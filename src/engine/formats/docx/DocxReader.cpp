@@ -46,8 +46,7 @@ using xml::value;
 // only serves to exhaust the stack.
 constexpr int MaxStoryNesting = 6;
 
-// EMU (DrawingML) to twips.
-Twips emuToTwips(int64_t emu) { return xml::clampInt32(emu / 635); }
+using docx::emuToTwips;
 
 std::optional<Twips> twipsOf(const pugi::xml_node& node, std::string_view name)
 {

@@ -135,11 +135,9 @@ TEST(DocxPictureText, MetafileTextIsReadOnlyWhenAsked)
         const ReadResult r = readDocx(bytes, options);
         ASSERT_TRUE(r.ok());
         const Document& d = *r.document;
-        ASSERT_EQ(d.objects.size(), 1u);
-        ASSERT_EQ(d.objects[0].picture, 0);
-        ASSERT_EQ(d.pictures.size(), 1u);
-        ASSERT_EQ(d.pictures[0].texts.size(), 1u);
-        const PictureText& t = d.pictures[0].texts[0];
+        const PictureText* only = onlyPictureText(d);
+        ASSERT_NE(only, nullptr);
+        const PictureText& t = *only;
         EXPECT_EQ(t.text, u"Hello");
         // The frame is 100 by 50 pt (2000 by 1000 twips): a quarter across,
         // half down; the font a tenth of 50 pt high, 5 pt = 10 half points.

@@ -26,11 +26,9 @@ TEST(RtfPictureText, MetafileTextOfAPictureWhenAsked)
     const ReadResult r = readRtf(rtfWith("\\wmetafile8"), options);
     ASSERT_TRUE(r.ok());
     const Document& d = *r.document;
-    ASSERT_EQ(d.objects.size(), 1u);
-    ASSERT_EQ(d.objects[0].picture, 0);
-    ASSERT_EQ(d.pictures.size(), 1u);
-    ASSERT_EQ(d.pictures[0].texts.size(), 1u);
-    const PictureText& t = d.pictures[0].texts[0];
+    const PictureText* only = test::onlyPictureText(d);
+    ASSERT_NE(only, nullptr);
+    const PictureText& t = *only;
     EXPECT_EQ(t.text, u"Hi");
     // A quarter of 2000 twips across, half of 1000 down; the font a tenth
     // of 1000 twips, 5 pt.
@@ -71,12 +69,10 @@ TEST(RtfPictureText, AnObjectShowsItsResultsMetafile)
     const ReadResult r = readRtf(rtf, options);
     ASSERT_TRUE(r.ok());
     const Document& d = *r.document;
-    ASSERT_EQ(d.objects.size(), 1u);
+    const PictureText* only = test::onlyPictureText(d);
+    ASSERT_NE(only, nullptr);
     EXPECT_EQ(d.objects[0].kind, ObjectKind::Embedded);
-    ASSERT_EQ(d.objects[0].picture, 0);
-    ASSERT_EQ(d.pictures.size(), 1u);
-    ASSERT_EQ(d.pictures[0].texts.size(), 1u);
-    EXPECT_NEAR(d.pictures[0].texts[0].x, 500, 0.5);
+    EXPECT_NEAR(only->x, 500, 0.5);
     // The object's groups add nothing to the text, asked or not.
     const ReadResult plain = readRtf(rtf, {});
     ASSERT_TRUE(plain.ok());

@@ -1,11 +1,28 @@
 // A small Windows metafile that draws one string, for the readers' picture-text tests.
 #pragma once
 
+#include "engine/model/Document.h"
+
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace qm::engine::test {
+
+/// The one string the one picture of a document's one object draws; null,
+/// with the test failed, when the document holds anything else.
+inline const PictureText* onlyPictureText(const Document& d)
+{
+    if (d.objects.size() != 1 || d.objects[0].picture != 0 || d.pictures.size() != 1 ||
+        d.pictures[0].texts.size() != 1) {
+        ADD_FAILURE() << "expected one object showing one picture that draws one string: " << d.objects.size()
+                      << " objects, " << d.pictures.size() << " pictures";
+        return nullptr;
+    }
+    return &d.pictures[0].texts[0];
+}
 
 /// A WMF 1000 logical units square that draws `text` at (250, 500),
 /// baseline aligned, in `face` 100 units high (a tenth of the picture).
