@@ -3,8 +3,8 @@
 // Word's pages show these fonts' advances and line heights; the figures
 // below are theirs, per 1000 em, for the characters seen in documents Word
 // laid out. Cambria's twin Caladea has Cambria's height but not its widths
-// (Word's lines of Cambria are about 5% longer); Aptos, Georgia, Verdana and
-// Segoe UI have no free twin at all. A character not listed takes the
+// (Word's lines of Cambria are about 5% longer); Aptos, Georgia, Verdana,
+// Segoe UI, Tahoma and Trebuchet MS have no free twin at all. A character not listed takes the
 // regular style's width scaled to the style, or the stand-in face's advance
 // scaled by the mean ratio between the two.
 #include "engine/layout/WordFontMetrics.h"
@@ -173,6 +173,39 @@ std::vector<Built> build()
           {verdanaBold, std::size(verdanaBold), 0.9864, 1.1244},
           {verdanaItalic, std::size(verdanaItalic), 1.0073, 1.0007},
           {nullptr, 0, 0.8962, 1.0}}},
+        // Fonts known only by their heights and mean widths (the fonts'
+        // own Windows ascent and descent, and the mean advance of lower-case
+        // text weighted by how often each letter occurs, as published for
+        // each style in the capsize metrics collection): every character is
+        // the stand-in's advance scaled by the ratio of the two means, which
+        // for Verdana, whose widths are known, comes within 0.4% of what
+        // the widths themselves give. Arial's means are 913 per 2048 em
+        // upright and 983 bold. Tahoma and Lucida Grande have no italic of
+        // their own: Windows slants the upright face.
+        {"tahoma",
+         "Liberation Sans",
+         1000,
+         207,
+         {{nullptr, 0, 917.0 / 913, 1.0},
+          {nullptr, 0, 1044.0 / 983, 1.0},
+          {nullptr, 0, 917.0 / 913, 1.0},
+          {nullptr, 0, 1044.0 / 983, 1.0}}},
+        {"trebuchet ms",
+         "Liberation Sans",
+         939,
+         222,
+         {{nullptr, 0, 934.0 / 913, 1.0},
+          {nullptr, 0, 976.0 / 983, 1.0},
+          {nullptr, 0, 943.0 / 913, 1.0},
+          {nullptr, 0, 993.0 / 983, 1.0}}},
+        {"lucida grande",
+         "Liberation Sans",
+         967,
+         211,
+         {{nullptr, 0, 1007.0 / 913, 1.0},
+          {nullptr, 0, 1071.0 / 983, 1.0},
+          {nullptr, 0, 1007.0 / 913, 1.0},
+          {nullptr, 0, 1071.0 / 983, 1.0}}},
         // Word's bullets are Symbol's (U+F0B7): no free face has its
         // height, 1.224 em (a 10 pt bullet line is 12.24 pt apart from the
         // next in Word's PDFs where the text's own lines are 11.5 pt), so a

@@ -24,9 +24,10 @@ TEST(Fonts, WordFontsGoToTheirTwins)
         // Not installed: a twin of the same class, reported.
         {"Garamond", "Liberation Serif", true},
         {"Consolas", "Liberation Mono", true},
-        {"Tahoma", "Liberation Sans", true},
+        {"Lucida Sans Typewriter", "Liberation Mono", true},
         // Known metrics, drawn with a stand-in: not reported as missing.
         {"Verdana", "DejaVu Sans", false},
+        {"Tahoma", "Liberation Sans", false},
         {"Aptos", "Liberation Sans", false},
     };
     for (const Case& c : cases) {
@@ -122,6 +123,11 @@ TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
         {"Cambria 11 pt is 12.9 pt", font("Cambria", 22), LineRule::Auto, 240, 258, 0},
         {"Calibri 11 pt", font("Calibri", 22), LineRule::Auto, 240, 269, 0},
         {"Aptos 12 pt is 14.65 pt", font("Aptos", 24), LineRule::Auto, 240, 293, 0},
+        // The fonts' Windows ascent and descent: Tahoma (2049 + 423) / 2048
+        // em, Trebuchet MS (1923 + 455) / 2048 em; their stand-in Liberation
+        // Sans alone would make 13.8 pt of either.
+        {"Tahoma 12 pt is 14.5 pt", font("Tahoma", 24), LineRule::Auto, 240, 290, 0},
+        {"Trebuchet MS 12 pt is 13.9 pt", font("Trebuchet MS", 24), LineRule::Auto, 240, 279, 0},
         // Word's table rows of Courier New 10 pt stand 19.8 pt apart where
         // the font's Windows metrics would make them 19.85 pt.
         {"Courier New 10 pt is 11.3 pt", font("Courier New", 20), LineRule::Auto, 240, 226, 0},
