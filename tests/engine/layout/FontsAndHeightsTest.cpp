@@ -21,6 +21,15 @@ TEST(Fonts, WordFontsGoToTheirTwins)
         {"Calibri", "Carlito", false},
         {"Cambria", "Caladea", false},
         {"Liberation Serif", "Liberation Serif", false},
+        // Monotype's fonts drawn to the PostScript fonts' widths, on URW's
+        // clones of those.
+        {"Palatino Linotype", "P052", false},
+        {"Book Antiqua", "P052", false},
+        {"Century Schoolbook", "C059", false},
+        {"Bookman Old Style", "URW Bookman", false},
+        {"Century Gothic", "URW Gothic", false},
+        {"Monotype Corsiva", "Z003", false},
+        {"Arial Narrow", "Nimbus Sans Narrow", false},
         // Not installed: a twin of the same class, reported.
         {"Garamond", "Liberation Serif", true},
         {"Consolas", "Liberation Mono", true},
@@ -64,6 +73,22 @@ TEST(Fonts, StandInsMeasureLikeTheWordFont)
         ASSERT_EQ(r.lineCount(), 1);
         EXPECT_NEAR(r.pages[0].lines[0].width / 20, c.points, 0.5);
     }
+}
+
+TEST(Fonts, ArialNarrowIsArialAtFourFifthsOfItsWidthAndFullHeight)
+{
+    // Helvetica Narrow, and so Arial Narrow, is Helvetica (Arial) drawn at
+    // 82% of its width; the height of its lines stays Arial's.
+    const std::u16string text = u"The quick brown fox jumps over the lazy dog.";
+    auto narrow = makeDocument({{text, {}, font("Arial Narrow", 24)}});
+    auto arial = makeDocument({{text, {}, font("Arial", 24)}});
+    const LayoutResult n = layoutDocument(*narrow);
+    const LayoutResult a = layoutDocument(*arial);
+    ASSERT_EQ(n.lineCount(), 1);
+    ASSERT_EQ(a.lineCount(), 1);
+    EXPECT_NEAR(n.pages[0].lines[0].width / a.pages[0].lines[0].width, 0.82, 0.001);
+    EXPECT_EQ(n.pages[0].lines[0].height, a.pages[0].lines[0].height);
+    EXPECT_TRUE(n.diagnostics.empty());
 }
 
 TEST(Fonts, MissingFontIsNamedOnce)
