@@ -223,7 +223,9 @@ FontCache::~FontCache()
 
 std::string FontCache::twinFamily(std::string_view wordName)
 {
-    if (const WordFontMetrics* known = wordFontMetrics(wordName))
+    // Fonts known only by their line height are looked for as themselves:
+    // where they are installed their own widths serve.
+    if (const WordFontMetrics* known = wordFontMetrics(wordName); known && known->widthsKnown)
         return std::string(known->standIn);
     const std::string name = lower(wordName);
     struct Twin {
@@ -241,20 +243,18 @@ std::string FontCache::twinFamily(std::string_view wordName)
         {"courier", "Liberation Mono"},
         {"calibri", "Carlito"},
         {"calibri light", "Carlito"},
-        // The PostScript printers' fonts and the Windows fonts Monotype drew
-        // to their widths (Book Antiqua to Palatino's, Century Gothic to ITC
-        // Avant Garde's, Bookman Old Style to ITC Bookman's, Monotype
-        // Corsiva to ITC Zapf Chancery's), laid out with URW's clones of the
-        // PostScript fonts, as fontconfig's own table of metric aliases pairs
-        // them. (Arial Narrow, whose clone lacks the Windows heights, is
-        // among the fonts of known metrics.)
+        // The PostScript printers' fonts, and Windows fonts Monotype drew to
+        // their widths (Century Schoolbook to New Century Schoolbook's,
+        // Monotype Corsiva to ITC Zapf Chancery's), laid out with URW's
+        // clones of the PostScript fonts, as fontconfig's own table of metric
+        // aliases pairs them; their lines take the clones' heights. (Those
+        // whose Windows heights are known, Book Antiqua, Century Gothic,
+        // Bookman Old Style and Arial Narrow, are among the fonts of known
+        // metrics.)
         {"palatino linotype", "P052"},
         {"palatino", "P052"},
-        {"book antiqua", "P052"},
         {"century schoolbook", "C059"},
         {"new century schoolbook", "C059"},
-        {"bookman old style", "URW Bookman"},
-        {"century gothic", "URW Gothic"},
         {"monotype corsiva", "Z003"},
     };
     for (const auto& t : twins)

@@ -145,9 +145,14 @@ void TextMeasurer::prepare(uint32_t index, FontSlot slot)
     // The line's extent comes from the nominal size even for superscript:
     // Word keeps the line as tall as the unraised text would make it.
     const double vScale = halfPoints * 10.0 / upem;
-    if (known) {
-        f.ascent = known->ascent * halfPoints * 10.0 / 1000.0;
-        f.descent = known->descent * halfPoints * 10.0 / 1000.0;
+    // The line is as tall as the font the document asks for makes it, where
+    // that font's height is known, whatever face measures its widths.
+    const WordFontMetrics* heights = wordFontMetrics(name);
+    if (!heights)
+        heights = known;
+    if (heights) {
+        f.ascent = heights->ascent * halfPoints * 10.0 / 1000.0;
+        f.descent = heights->descent * halfPoints * 10.0 / 1000.0;
     } else if (f.face) {
         const FaceMetrics& m = f.face->metrics();
         f.ascent = (m.ascent + m.lineGap) * vScale;

@@ -4,7 +4,9 @@
 // below are theirs, per 1000 em, for the characters seen in documents Word
 // laid out. Cambria's twin Caladea has Cambria's height but not its widths
 // (Word's lines of Cambria are about 5% longer); Aptos, Georgia, Verdana,
-// Segoe UI, Tahoma and Trebuchet MS have no free twin at all. A character not listed takes the
+// Segoe UI, Tahoma and Trebuchet MS have no free twin at all. Some fonts
+// have a free clone of their widths but not their heights, and some only a
+// known height. A character not listed takes the
 // regular style's width scaled to the style, or the stand-in face's advance
 // scaled by the mean ratio between the two.
 #include "engine/layout/WordFontMetrics.h"
@@ -112,10 +114,23 @@ struct StyleSource {
 struct FontSource {
     std::string_view name;
     std::string_view standIn;
-    int32_t ascent;
-    int32_t descent;
+    double ascent;
+    double descent;
     StyleSource styles[4];
 };
+
+// Fonts whose line heights are known from their Windows metrics (the
+// ascent and descent, with what the hhea line gap adds beyond them, per 2048
+// em) but whose widths are not: they are measured in their family's twin as
+// before and only their lines take their own height.
+struct HeightSource {
+    std::string_view name;
+    std::string_view standIn;
+    double ascent;
+    double descent;
+};
+
+constexpr double perMille(int32_t unitsOf2048) { return unitsOf2048 * 1000.0 / 2048; }
 
 struct Built {
     std::string_view name;
@@ -206,6 +221,52 @@ std::vector<Built> build()
           {nullptr, 0, 1071.0 / 983, 1.0},
           {nullptr, 0, 1007.0 / 913, 1.0},
           {nullptr, 0, 1071.0 / 983, 1.0}}},
+        // Monotype's fonts drawn to the widths of the PostScript printers'
+        // fonts (Book Antiqua to Palatino's, Century Gothic to ITC Avant
+        // Garde's, Bookman Old Style to ITC Bookman's) on URW's clones of
+        // those, which fontconfig's table of metric aliases pairs with them.
+        // The clones' heights come from their own outlines, 7 to 18% taller
+        // than the Windows fonts' (winAscent and winDescent, the hhea line
+        // gap adding nothing): Book Antiqua 1967 + 578 units, Century Gothic
+        // 1989 + 451, Bookman Old Style 1831 + 473. (Palatino Linotype keeps
+        // its clone P052's 1.392 em: the page breaks Word recorded in a
+        // 31-page Palatino Linotype document fall where ours do with lines
+        // of 1.37 to 1.41 em, and fall elsewhere with the 1.349 em its
+        // published Windows metrics would give.)
+        {"book antiqua",
+         "P052",
+         perMille(1967),
+         perMille(578),
+         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        {"century gothic",
+         "URW Gothic",
+         perMille(1989),
+         perMille(451),
+         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        {"bookman old style",
+         "URW Bookman",
+         perMille(1831),
+         perMille(473),
+         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        // Fixed-pitch fonts: every character one advance, Consolas 1126 and
+        // Lucida Console 1234 units of 2048 against Courier New's 1229, so
+        // Liberation Mono scaled is exact.
+        {"consolas",
+         "Liberation Mono",
+         perMille(1884),
+         perMille(514),
+         {{nullptr, 0, 1126.0 / 1229, 1.0},
+          {nullptr, 0, 1126.0 / 1229, 1.0},
+          {nullptr, 0, 1126.0 / 1229, 1.0},
+          {nullptr, 0, 1126.0 / 1229, 1.0}}},
+        {"lucida console",
+         "Liberation Mono",
+         perMille(1616),
+         perMille(432),
+         {{nullptr, 0, 1234.0 / 1229, 1.0},
+          {nullptr, 0, 1234.0 / 1229, 1.0},
+          {nullptr, 0, 1234.0 / 1229, 1.0},
+          {nullptr, 0, 1234.0 / 1229, 1.0}}},
         // Arial Narrow has Helvetica Narrow's widths, which URW's Nimbus Sans
         // Narrow clones, and Arial's heights (1854 + 434 units and the
         // 67-unit line gap), which the clone, a Type 1 font without Windows
@@ -271,7 +332,32 @@ std::vector<Built> build()
         {{"malgun gothic", "맑은 고딕"}, "Noto Sans CJK KR", 1088, 240, false},
         {{"meiryo", "メイリオ"}, "Noto Sans CJK JP", 1073, 363, false},
     };
+    // Windows metrics of common fonts without a free twin, as an office
+    // converter's table of known fonts lists them (units of 2048 em: Comic
+    // Sans MS 2257 + 597, so its lines are 1.39 em where Arial's stand-in
+    // would make them 1.15).
+    static constexpr HeightSource heightsOnly[] = {
+        {"comic sans ms", "Liberation Sans", perMille(2257), perMille(597)},
+        {"franklin gothic book", "Liberation Sans", perMille(1877), perMille(445)},
+        {"gill sans mt", "Liberation Sans", perMille(1903), perMille(472)},
+        {"microsoft sans serif", "Liberation Sans", perMille(1888), perMille(430)},
+        {"ms sans serif", "Liberation Sans", perMille(1888), perMille(430)},
+        {"lucida sans", "Liberation Sans", perMille(1900), perMille(432)},
+        {"candara", "Liberation Sans", perMille(1950), perMille(550)},
+        {"corbel", "Liberation Sans", perMille(1950), perMille(550)},
+        {"constantia", "Liberation Serif", perMille(1950), perMille(550)},
+        {"garamond", "Liberation Serif", perMille(1765), perMille(539)},
+        {"century", "Liberation Serif", perMille(2019), perMille(442)},
+    };
     std::vector<Built> out;
+    for (const HeightSource& f : heightsOnly) {
+        Built b{f.name, {}};
+        b.metrics.standIn = f.standIn;
+        b.metrics.ascent = f.ascent;
+        b.metrics.descent = f.descent;
+        b.metrics.widthsKnown = false;
+        out.push_back(b);
+    }
     for (const EastAsian& f : eastAsian) {
         WordFontMetrics m;
         m.standIn = f.standIn;

@@ -26,9 +26,13 @@ struct WordFontStyle {
 /// (ascent and descent per 1000 em), and its known widths.
 struct WordFontMetrics {
     std::string_view standIn; ///< installed family drawn and measured in its place
-    int32_t ascent = 0;
-    int32_t descent = 0;
+    double ascent = 0;
+    double descent = 0;
     std::array<WordFontStyle, 4> styles; ///< regular, bold, italic, bold italic
+    /// False for fonts known only by their line height: they are looked for
+    /// as themselves, and where they are missing their family's twin
+    /// measures them and they are reported.
+    bool widthsKnown = true;
     const WordFontStyle& style(FontWeight w, FontSlant s) const
     {
         return styles[(w == FontWeight::Bold ? 1 : 0) + (s == FontSlant::Italic ? 2 : 0)];

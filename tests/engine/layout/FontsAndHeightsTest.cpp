@@ -31,12 +31,15 @@ TEST(Fonts, WordFontsGoToTheirTwins)
         {"Monotype Corsiva", "Z003", false},
         {"Arial Narrow", "Nimbus Sans Narrow", false},
         // Not installed: a twin of the same class, reported.
-        {"Garamond", "Liberation Serif", true},
-        {"Consolas", "Liberation Mono", true},
         {"Lucida Sans Typewriter", "Liberation Mono", true},
+        {"Nowhere Serif", "Liberation Serif", true},
         // Known metrics, drawn with a stand-in: not reported as missing.
         {"Verdana", "DejaVu Sans", false},
         {"Tahoma", "Liberation Sans", false},
+        {"Consolas", "Liberation Mono", false},
+        // Known by their height alone: their widths are a guess, reported.
+        {"Comic Sans MS", "Liberation Sans", true},
+        {"Garamond", "Liberation Serif", true},
         {"Aptos", "Liberation Sans", false},
     };
     for (const Case& c : cases) {
@@ -89,6 +92,23 @@ TEST(Fonts, ArialNarrowIsArialAtFourFifthsOfItsWidthAndFullHeight)
     EXPECT_NEAR(n.pages[0].lines[0].width / a.pages[0].lines[0].width, 0.82, 0.001);
     EXPECT_EQ(n.pages[0].lines[0].height, a.pages[0].lines[0].height);
     EXPECT_TRUE(n.diagnostics.empty());
+}
+
+TEST(Fonts, FixedPitchFontsTakeTheirOwnAdvance)
+{
+    // Ten characters at 12 pt: Consolas 1126/2048 em each = 1319.5 twips,
+    // Lucida Console 1234/2048 em = 1446.1, Courier New 1229/2048 = 1440.2.
+    struct Case {
+        const char* font;
+        double width;
+    } cases[] = {{"Consolas", 1319.5}, {"Lucida Console", 1446.1}, {"Courier New", 1440.2}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.font);
+        auto doc = makeDocument({{u"mmmm iiiii", {}, font(c.font, 24)}});
+        const LayoutResult r = layoutDocument(*doc);
+        ASSERT_EQ(r.lineCount(), 1);
+        EXPECT_NEAR(r.pages[0].lines[0].width, c.width, 0.1);
+    }
 }
 
 TEST(Fonts, MissingFontIsNamedOnce)
@@ -153,6 +173,12 @@ TEST(LineHeight, SingleSpacingFromTheFontAndTheRules)
         // Sans alone would make 13.8 pt of either.
         {"Tahoma 12 pt is 14.5 pt", font("Tahoma", 24), LineRule::Auto, 240, 290, 0},
         {"Trebuchet MS 12 pt is 13.9 pt", font("Trebuchet MS", 24), LineRule::Auto, 240, 279, 0},
+        // Windows heights where the stand-in's differ: Consolas (1884 + 514)
+        // / 2048 em, Comic Sans MS (2257 + 597), Century Gothic (1989 + 451)
+        // on URW Gothic, whose own would make 15.3 pt.
+        {"Consolas 11 pt is 12.9 pt", font("Consolas", 22), LineRule::Auto, 240, 258, 0},
+        {"Comic Sans MS 12 pt is 16.7 pt", font("Comic Sans MS", 24), LineRule::Auto, 240, 334, 0},
+        {"Century Gothic 12 pt is 14.3 pt", font("Century Gothic", 24), LineRule::Auto, 240, 286, 0},
         // Word's table rows of Courier New 10 pt stand 19.8 pt apart where
         // the font's Windows metrics would make them 19.85 pt.
         {"Courier New 10 pt is 11.3 pt", font("Courier New", 20), LineRule::Auto, 240, 226, 0},
