@@ -132,6 +132,18 @@ struct HeightSource {
 
 constexpr double perMille(int32_t unitsOf2048) { return unitsOf2048 * 1000.0 / 2048; }
 
+// A font with no widths of its own listed: each style's characters are the
+// stand-in's in that style times `upright` or `bold`, slanted or not.
+constexpr FontSource scaled(std::string_view name, std::string_view standIn, double ascent, double descent,
+                            double upright, double bold)
+{
+    return {name,
+            standIn,
+            ascent,
+            descent,
+            {{nullptr, 0, upright, 1.0}, {nullptr, 0, bold, 1.0}, {nullptr, 0, upright, 1.0}, {nullptr, 0, bold, 1.0}}};
+}
+
 struct Built {
     std::string_view name;
     WordFontMetrics metrics;
@@ -197,14 +209,7 @@ std::vector<Built> build()
         // the widths themselves give. Arial's means are 913 per 2048 em
         // upright and 983 bold. Tahoma and Lucida Grande have no italic of
         // their own: Windows slants the upright face.
-        {"tahoma",
-         "Liberation Sans",
-         1000,
-         207,
-         {{nullptr, 0, 917.0 / 913, 1.0},
-          {nullptr, 0, 1044.0 / 983, 1.0},
-          {nullptr, 0, 917.0 / 913, 1.0},
-          {nullptr, 0, 1044.0 / 983, 1.0}}},
+        scaled("tahoma", "Liberation Sans", 1000, 207, 917.0 / 913, 1044.0 / 983),
         {"trebuchet ms",
          "Liberation Sans",
          939,
@@ -213,14 +218,7 @@ std::vector<Built> build()
           {nullptr, 0, 976.0 / 983, 1.0},
           {nullptr, 0, 943.0 / 913, 1.0},
           {nullptr, 0, 993.0 / 983, 1.0}}},
-        {"lucida grande",
-         "Liberation Sans",
-         967,
-         211,
-         {{nullptr, 0, 1007.0 / 913, 1.0},
-          {nullptr, 0, 1071.0 / 983, 1.0},
-          {nullptr, 0, 1007.0 / 913, 1.0},
-          {nullptr, 0, 1071.0 / 983, 1.0}}},
+        scaled("lucida grande", "Liberation Sans", 967, 211, 1007.0 / 913, 1071.0 / 983),
         // Monotype's fonts drawn to the widths of the PostScript printers'
         // fonts (Book Antiqua to Palatino's, Century Gothic to ITC Avant
         // Garde's, Bookman Old Style to ITC Bookman's) on URW's clones of
@@ -233,69 +231,31 @@ std::vector<Built> build()
         // 31-page Palatino Linotype document fall where ours do with lines
         // of 1.37 to 1.41 em, and fall elsewhere with the 1.349 em its
         // published Windows metrics would give.)
-        {"book antiqua",
-         "P052",
-         perMille(1967),
-         perMille(578),
-         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
-        {"century gothic",
-         "URW Gothic",
-         perMille(1989),
-         perMille(451),
-         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
-        {"bookman old style",
-         "URW Bookman",
-         perMille(1831),
-         perMille(473),
-         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        scaled("book antiqua", "P052", perMille(1967), perMille(578), 1.0, 1.0),
+        scaled("century gothic", "URW Gothic", perMille(1989), perMille(451), 1.0, 1.0),
+        scaled("bookman old style", "URW Bookman", perMille(1831), perMille(473), 1.0, 1.0),
         // Fixed-pitch fonts: every character one advance, Consolas 1126 and
         // Lucida Console 1234 units of 2048 against Courier New's 1229, so
         // Liberation Mono scaled is exact.
-        {"consolas",
-         "Liberation Mono",
-         perMille(1884),
-         perMille(514),
-         {{nullptr, 0, 1126.0 / 1229, 1.0},
-          {nullptr, 0, 1126.0 / 1229, 1.0},
-          {nullptr, 0, 1126.0 / 1229, 1.0},
-          {nullptr, 0, 1126.0 / 1229, 1.0}}},
-        {"lucida console",
-         "Liberation Mono",
-         perMille(1616),
-         perMille(432),
-         {{nullptr, 0, 1234.0 / 1229, 1.0},
-          {nullptr, 0, 1234.0 / 1229, 1.0},
-          {nullptr, 0, 1234.0 / 1229, 1.0},
-          {nullptr, 0, 1234.0 / 1229, 1.0}}},
+        scaled("consolas", "Liberation Mono", perMille(1884), perMille(514), 1126.0 / 1229, 1126.0 / 1229),
+        scaled("lucida console", "Liberation Mono", perMille(1616), perMille(432), 1234.0 / 1229, 1234.0 / 1229),
         // Arial Narrow has Helvetica Narrow's widths, which URW's Nimbus Sans
         // Narrow clones, and Arial's heights (1854 + 434 units and the
         // 67-unit line gap), which the clone, a Type 1 font without Windows
         // metrics, does not give.
-        {"arial narrow",
-         "Nimbus Sans Narrow",
-         938,
-         212,
-         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        scaled("arial narrow", "Nimbus Sans Narrow", 938, 212, 1.0, 1.0),
         // Word's bullets are Symbol's (U+F0B7): no free face has its
         // height, 1.224 em (a 10 pt bullet line is 12.24 pt apart from the
         // next in Word's PDFs where the text's own lines are 11.5 pt), so a
         // bulleted line is taller than its text alone. The glyphs
         // themselves are drawn by the sans stand-in.
-        {"symbol",
-         "Liberation Sans",
-         1005,
-         219,
-         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        scaled("symbol", "Liberation Sans", 1005, 219, 1.0, 1.0),
         // Courier New's widths are Liberation Mono's, but Word sets its lines
         // lower than the Windows ascent and descent give (832 + 300 per
         // mille, 226.6 twips at 10 pt): table rows of one Courier New 10 pt
         // line between 4 pt spacing are 19.8 pt apart in Word's PDFs, a
         // line of 11.3 pt (1,130 per mille).
-        {"courier new",
-         "Liberation Mono",
-         830,
-         300,
-         {{nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}, {nullptr, 0, 1.0, 1.0}}},
+        scaled("courier new", "Liberation Mono", 830, 300, 1.0, 1.0),
         {"segoe ui",
          "Liberation Sans",
          1079,
