@@ -344,21 +344,10 @@ bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot
 bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
                                 std::vector<double>& out)
 {
-    // The key: the format (two units), the slot and emoji flag, then the text.
-    std::u16string key;
-    key.reserve(text.size() + 3);
-    key.push_back(static_cast<char16_t>(charFormat & 0xFFFF));
-    key.push_back(static_cast<char16_t>(charFormat >> 16));
-    key.push_back(static_cast<char16_t>((static_cast<unsigned>(slot) << 1) | (emoji ? 1u : 0u)));
-    key.append(text);
-    if (auto it = m_shaped.find(key); it != m_shaped.end()) {
-        if (!it->second)
-            return false;
-        out = *it->second;
-        return true;
-    }
     // Arabic and Hebrew a word at a time, each word shaped once per font:
-    // the same glyphs as the whole run where the font allows it.
+    // the same glyphs as the whole run where the font allows it. Such a run
+    // asked again costs no more than looking it up here would, so it is not
+    // kept here as well.
     if (!emoji && !text.empty()) {
         const MeasuredFont& f = font(charFormat, slot);
         const Face* face = shapingFace(text, charFormat, f, emoji);
@@ -378,9 +367,21 @@ bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, F
             for (size_t k = 0; k < out.size(); ++k)
                 if (starts[k])
                     out[k] += f.spacing;
-            m_shaped.emplace(std::move(key), out);
             return true;
         }
+    }
+    // The key: the format (two units), the slot and emoji flag, then the text.
+    std::u16string key;
+    key.reserve(text.size() + 3);
+    key.push_back(static_cast<char16_t>(charFormat & 0xFFFF));
+    key.push_back(static_cast<char16_t>(charFormat >> 16));
+    key.push_back(static_cast<char16_t>((static_cast<unsigned>(slot) << 1) | (emoji ? 1u : 0u)));
+    key.append(text);
+    if (auto it = m_shaped.find(key); it != m_shaped.end()) {
+        if (!it->second)
+            return false;
+        out = *it->second;
+        return true;
     }
     thread_local ShapedText shaped;
     if (!shape(text, charFormat, slot, emoji, shaped)) {

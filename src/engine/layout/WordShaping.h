@@ -33,15 +33,16 @@ struct WordGlyph {
     uint32_t cluster = 0;
 };
 
-/// The glyphs of `run` in `font`, in the order HarfBuzz gives them, shaped a
-/// piece at a time: each space alone and each stretch between spaces alone
-/// (a space followed by a mark or a format character stays with what
-/// follows it), every piece in the direction, script and language the whole
-/// run would be given. Clusters are units of `run`. False when the run is
-/// not one this can shape (not Arabic or Hebrew, or a font whose shaping
-/// does not come apart at spaces); `out` is then undefined. Pieces met
-/// before in the same font, script and direction are not shaped again: each
-/// thread keeps its own.
+/// The glyphs of `run` in `font`, shaped a piece at a time: each space
+/// alone and each stretch between spaces alone (a space followed by a mark
+/// or a format character stays with what follows it), every piece in the
+/// direction, script and language the whole run would be given. The glyphs
+/// come piece by piece in the run's order, each piece's as HarfBuzz gives
+/// them; clusters are units of `run`. False when the run is not one this can
+/// shape (not Arabic or Hebrew, or a font whose shaping does not come apart
+/// at spaces); `out` is then undefined. Pieces met before in the same font,
+/// script and direction are not shaped again (each thread keeps its own),
+/// and those not met before are shaped together in one call.
 bool shapeByWords(hb_font_t* font, std::u16string_view run, std::vector<WordGlyph>& out);
 
 } // namespace qm::engine::layout

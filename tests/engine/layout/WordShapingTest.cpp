@@ -154,7 +154,8 @@ TEST(WordShaping, ATableThatCannotBeReadThroughCountsAsReaching)
 // whole run gives it, in the Naskh and the sans Arabic faces (both keep the
 // space out of their lookups): marks on letters, a mark on a space, spaces
 // doubled and at the ends, digits and brackets first (the run stays right to
-// left as a whole), the lam-alef ligature.
+// left as a whole), the lam-alef ligature, a mark starting the run. The
+// pieces a run has not met before are shaped together in one call.
 TEST(WordShaping, PiecesGiveTheWholeRunsGlyphs)
 {
     const std::u16string_view runs[] = {
@@ -164,6 +165,7 @@ TEST(WordShaping, PiecesGiveTheWholeRunsGlyphs)
         u"  \u0644\u0627  \u0625\u0644\u0647 ",
         u"2020 (\u0639\u0627\u0645) \u0641\u064A",
         u"\u0644\u0627",
+        u"\u064B\u0645\u0631 \u062D\u0628\u0627 \u0645\u0631", // a mark first, as a run after Latin text may start
     };
     for (const char* family : {"Noto Naskh Arabic", "Noto Sans Arabic"}) {
         hb_font_t* font = shaperOf(family);
