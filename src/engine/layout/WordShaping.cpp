@@ -305,9 +305,10 @@ struct WordMemo {
     std::u16string key;
 };
 
-// Enough for the distinct words of many long documents; past it the memo
+// Some forty thousand pieces with their keys (a few megabytes a thread):
+// enough for the distinct words of many long documents. Past it the memo
 // starts afresh.
-constexpr size_t MaxMemoUnits = size_t{1} << 21;
+constexpr size_t MaxMemoUnits = size_t{1} << 19;
 
 } // namespace
 
