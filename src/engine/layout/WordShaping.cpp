@@ -365,6 +365,8 @@ bool shapeByWords(hb_font_t* font, std::u16string_view run, std::vector<WordGlyp
     thread_local std::vector<Piece> fresh; // the pieces to shape, each text once
     pieces.clear();
     fresh.clear();
+    // A font is named by its address: the font cache keeps every font it
+    // makes until the process ends, so no other font takes its place.
     const uintptr_t fontBits = reinterpret_cast<uintptr_t>(font);
     for (size_t start = 0; start < run.size();) {
         size_t end = start + 1;

@@ -23,7 +23,9 @@ bool layoutTableMayReach(std::string_view table, bool positioning, uint16_t glyp
 /// Whether text in `font` shapes the same split at its spaces as whole: no
 /// lookup of the face matches, skips or produces the space glyph, and the
 /// face has none of the older kerning and layout tables that are applied
-/// outside those lookups. Answered once per font and thread.
+/// outside those lookups. Answered once per font and thread. Fonts are known
+/// by their address, so they must live as long as the process, as the font
+/// cache's do.
 bool shapesApartAtSpaces(hb_font_t* font);
 
 /// One glyph of a word shaped alone: its advance in font units and the unit
