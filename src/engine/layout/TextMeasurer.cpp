@@ -3,6 +3,7 @@
 
 #include "engine/access/ScriptRules.h"
 #include "engine/layout/WordFontMetrics.h"
+#include "engine/layout/WordShaping.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,10 +22,10 @@ double reducedSize(double halfPoints) { return std::max(1.0, std::round(halfPoin
 
 } // namespace
 
-FontSlot fontSlotOf(char32_t c)
+namespace {
+
+FontSlot slotByScript(char32_t c)
 {
-    if (c < 0x0590) // Latin, Greek, Cyrillic, Armenian and everything before them
-        return FontSlot::Latin;
     if (scriptClass(c) == ScriptClass::EastAsian)
         return FontSlot::EastAsia;
     UErrorCode error = U_ZERO_ERROR;
@@ -51,6 +52,30 @@ FontSlot fontSlotOf(char32_t c)
     case USCRIPT_KHMER: return FontSlot::Complex;
     default: return FontSlot::Latin;
     }
+}
+
+// The scripts from Hebrew to Myanmar (Arabic, the Indic scripts, Thai,
+// Lao, Tibetan), where most shaped text lies, answered from a table made on
+// first use: an ICU script look-up for each character of a long Arabic
+// document cost a tenth as much as breaking its lines.
+constexpr char32_t TabledFrom = 0x0590, TabledTo = 0x1100;
+
+} // namespace
+
+FontSlot fontSlotOf(char32_t c)
+{
+    if (c < TabledFrom) // Latin, Greek, Cyrillic, Armenian and everything before them
+        return FontSlot::Latin;
+    if (c < TabledTo) {
+        static const std::array<FontSlot, TabledTo - TabledFrom> table = [] {
+            std::array<FontSlot, TabledTo - TabledFrom> t{};
+            for (char32_t k = TabledFrom; k < TabledTo; ++k)
+                t[k - TabledFrom] = slotByScript(k);
+            return t;
+        }();
+        return table[c - TabledFrom];
+    }
+    return slotByScript(c);
 }
 
 bool isEmojiPart(char32_t c)
@@ -256,6 +281,29 @@ double TextMeasurer::width(std::u16string_view text, uint32_t charFormat)
     return sum;
 }
 
+const Face* TextMeasurer::shapingFace(std::u16string_view text, uint32_t charFormat, const MeasuredFont& f, bool emoji)
+{
+    // The run's own face when it has the script's letters, else the face
+    // Word's font fallback would reach for; emoji always in the emoji face.
+    if (emoji)
+        return FontCache::instance().emojiFace();
+    if (f.face && f.face->advance(text[0]) != Face::Missing)
+        return f.face;
+    // The face for the script, found once per format and first character:
+    // finding it names the font's class and looks it up under a lock.
+    const uint64_t key = uint64_t{charFormat} << 16 | text[0];
+    auto it = m_scriptFaces.find(key);
+    if (it == m_scriptFaces.end()) {
+        const CharFormat& cf = m_document.charFormats[charFormat < m_document.charFormats.size() ? charFormat : 0];
+        it = m_scriptFaces
+                 .emplace(key, FontCache::instance().scriptFace(text[0], !cf.complexFontName.empty() ? cf.complexFontName
+                                                                        : !cf.fontName.empty() ? cf.fontName
+                                                                             : m_options.defaultFontName))
+                 .first;
+    }
+    return it->second;
+}
+
 bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji, ShapedText& out)
 {
     out.glyphs.clear();
@@ -263,26 +311,7 @@ bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot
     if (text.empty())
         return false;
     const MeasuredFont& f = font(charFormat, slot);
-    // The run's own face when it has the script's letters, else the face
-    // Word's font fallback would reach for; emoji always in the emoji face.
-    const Face* face = f.face;
-    if (emoji)
-        face = FontCache::instance().emojiFace();
-    else if (!face || face->advance(text[0]) == Face::Missing) {
-        // The face for the script, found once per format and first character:
-        // finding it names the font's class and looks it up under a lock.
-        const uint64_t key = uint64_t{charFormat} << 16 | text[0];
-        auto it = m_scriptFaces.find(key);
-        if (it == m_scriptFaces.end()) {
-            const CharFormat& cf = m_document.charFormats[charFormat < m_document.charFormats.size() ? charFormat : 0];
-            it = m_scriptFaces
-                     .emplace(key, FontCache::instance().scriptFace(text[0], !cf.complexFontName.empty() ? cf.complexFontName
-                                                                            : !cf.fontName.empty() ? cf.fontName
-                                                                                 : m_options.defaultFontName))
-                     .first;
-        }
-        face = it->second;
-    }
+    const Face* face = shapingFace(text, charFormat, f, emoji);
     hb_font_t* shaper = face ? FontCache::instance().shaper(face) : nullptr;
     if (!shaper)
         return false;
@@ -320,6 +349,32 @@ bool TextMeasurer::shape(std::u16string_view text, uint32_t charFormat, FontSlot
 bool TextMeasurer::shapedWidths(std::u16string_view text, uint32_t charFormat, FontSlot slot, bool emoji,
                                 std::vector<double>& out)
 {
+    // Arabic and Hebrew a word at a time, each word shaped once per font:
+    // the same glyphs as the whole run where the font allows it. Such a run
+    // asked again costs no more than looking it up here would, so it is not
+    // kept here as well.
+    if (!emoji && !text.empty()) {
+        const MeasuredFont& f = font(charFormat, slot);
+        const Face* face = shapingFace(text, charFormat, f, emoji);
+        hb_font_t* shaper = face ? FontCache::instance().shaper(face) : nullptr;
+        thread_local std::vector<WordGlyph> glyphs;
+        if (shaper && shapeByWords(shaper, text, glyphs)) {
+            // Scaled and summed as shape() and the loop below do, glyph by
+            // glyph, so every width comes out to the same bit.
+            const double fromRun = f.face ? static_cast<double>(f.face->metrics().unitsPerEm) : 2048.0;
+            const double scale = f.scale * fromRun / face->metrics().unitsPerEm;
+            out.assign(text.size(), 0.0);
+            std::vector<bool> starts(text.size(), false);
+            for (const WordGlyph& g : glyphs) {
+                out[g.cluster] += g.advance * scale * f.hScale;
+                starts[g.cluster] = true;
+            }
+            for (size_t k = 0; k < out.size(); ++k)
+                if (starts[k])
+                    out[k] += f.spacing;
+            return true;
+        }
+    }
     // The key: the format (two units), the slot and emoji flag, then the text.
     std::u16string key;
     key.reserve(text.size() + 3);

@@ -123,6 +123,8 @@ public:
 
 private:
     double measuredWidth(char16_t c, uint32_t charFormat);
+    /// The face a run of `text` in format `charFormat` (measured as `f`) is shaped in.
+    const Face* shapingFace(std::u16string_view text, uint32_t charFormat, const MeasuredFont& f, bool emoji);
     void prepare(uint32_t charFormat, FontSlot slot);
     double measure(char16_t c, uint32_t charFormat);
 

@@ -284,3 +284,25 @@ TEST(ScriptFonts, TheFaceAShapedRunFallsBackToFollowsItsFormatAndScript)
         EXPECT_EQ(shaped.face->family(), k.family);
     }
 }
+
+// The font a character is set in, across the table of the scripts from
+// Hebrew to Myanmar and just beyond it: letters of the complex scripts take
+// the complex-script font, their common punctuation, tatweel and combining
+// marks (script Common or Inherited) and the scripts Word does not treat as
+// complex (Samaritan, Georgian) the Latin one, Hangul the East Asian one.
+TEST(ScriptFonts, CharactersInAndBeyondTheScriptTableGoToTheirFonts)
+{
+    struct Case {
+        char32_t c;
+        FontSlot slot;
+    } const cases[] = {
+        {0x058F, FontSlot::Latin},   {0x05D0, FontSlot::Complex}, {0x0627, FontSlot::Complex},
+        {0x060C, FontSlot::Latin},   {0x0640, FontSlot::Latin},   {0x064B, FontSlot::Latin},
+        {0x0710, FontSlot::Complex}, {0x0800, FontSlot::Latin},   {0x0915, FontSlot::Complex},
+        {0x0964, FontSlot::Latin},   {0x0E01, FontSlot::Complex}, {0x0F40, FontSlot::Complex},
+        {0x1000, FontSlot::Complex}, {0x10D0, FontSlot::Latin},   {0x1100, FontSlot::EastAsia},
+        {0x4E00, FontSlot::EastAsia},
+    };
+    for (const Case& k : cases)
+        EXPECT_EQ(fontSlotOf(k.c), k.slot) << std::hex << static_cast<uint32_t>(k.c);
+}

@@ -660,6 +660,23 @@ std::string Styles::displayName(const std::string& styleId) const
 CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
                              const TableStyleRef& tableStyle) const
 {
+    LastRun& last = m_lastRun;
+    if (last.known && last.direct == direct && last.paraStyle == paraStyle && last.charStyle == charStyle &&
+        last.table == tableStyle)
+        return last.format;
+    last.known = false;
+    last.format = resolveRun(paraStyle, charStyle, direct, tableStyle);
+    last.paraStyle = paraStyle;
+    last.charStyle = charStyle;
+    last.direct = direct;
+    last.table = tableStyle;
+    last.known = true;
+    return last.format;
+}
+
+CharFormat Styles::resolveRun(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
+                              const TableStyleRef& tableStyle) const
+{
     // Each property from the highest level that sets it: what overlaying the
     // levels in turn on the defaults gives (the table style's chain, its
     // parts', the paragraph style's, the character style's, the run's own),
@@ -720,6 +737,23 @@ CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& ch
 
 ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
                               const TableStyleRef& tableStyle) const
+{
+    LastPara& last = m_lastPara;
+    if (last.known && last.direct == direct && last.numbering == numbering && last.paraStyle == paraStyle &&
+        last.table == tableStyle)
+        return last.format;
+    last.known = false;
+    last.format = resolvePara(paraStyle, numbering, direct, tableStyle);
+    last.paraStyle = paraStyle;
+    last.numbering = numbering;
+    last.direct = direct;
+    last.table = tableStyle;
+    last.known = true;
+    return last.format;
+}
+
+ParaFormat Styles::resolvePara(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
+                               const TableStyleRef& tableStyle) const
 {
     ParaProps p = m_defaultPara;
     if (!tableStyle.id.empty()) {

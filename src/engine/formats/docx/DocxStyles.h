@@ -31,6 +31,7 @@ struct RunProps {
 
     /// Plain inheritance: what `top` sets replaces what this level set.
     void overlay(const RunProps& top);
+    bool operator==(const RunProps&) const = default;
 };
 
 /// Paragraph properties as written at one level.
@@ -48,6 +49,7 @@ struct ParaProps {
     std::optional<uint32_t> shading;
 
     void overlay(const ParaProps& top);
+    bool operator==(const ParaProps&) const = default;
 };
 
 /// Table properties a table style or a table sets: borders and cell margins.
@@ -74,6 +76,7 @@ enum TableCondition : uint8_t {
 struct TableStyleRef {
     std::string id;
     uint8_t conditions = 0; ///< TableCondition bits
+    bool operator==(const TableStyleRef&) const = default;
 };
 
 /// What a table style sets for one part of the table.
@@ -169,6 +172,10 @@ public:
     std::string displayName(const std::string& styleId) const;
 
 private:
+    CharFormat resolveRun(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
+                          const TableStyleRef& tableStyle) const;
+    ParaFormat resolvePara(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
+                           const TableStyleRef& tableStyle) const;
     enum class Kind : uint8_t { Paragraph, Character, Table };
     struct Style {
         std::string name;
@@ -208,6 +215,26 @@ private:
     mutable std::unordered_map<std::pair<std::string, Kind>, RunProps, KeyHash> m_runCache;
     mutable std::unordered_map<std::pair<std::string, Kind>, ParaProps, KeyHash> m_paraCache;
     mutable std::unordered_map<std::pair<std::string, uint8_t>, ConditionalProps, KeyHash> m_conditionalCache;
+    // The last run's format and the last paragraph's, with what each was
+    // made from: runs and paragraphs next to each other are mostly formatted
+    // alike, and comparing what a format is made from costs a fraction of
+    // making it (its style chains looked up by name, its fields resolved).
+    struct LastRun {
+        bool known = false;
+        std::string paraStyle, charStyle;
+        RunProps direct;
+        TableStyleRef table;
+        CharFormat format;
+    };
+    struct LastPara {
+        bool known = false;
+        std::string paraStyle;
+        ParaProps numbering, direct;
+        TableStyleRef table;
+        ParaFormat format;
+    };
+    mutable LastRun m_lastRun;
+    mutable LastPara m_lastPara;
 };
 
 } // namespace qm::engine::docx
