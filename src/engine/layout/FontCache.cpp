@@ -243,11 +243,12 @@ std::string FontCache::twinFamily(std::string_view wordName)
         {"courier", "Liberation Mono"},
         {"calibri", "Carlito"},
         {"calibri light", "Carlito"},
-        // The PostScript printers' fonts, and Windows fonts Monotype drew to
-        // their widths (Century Schoolbook to New Century Schoolbook's,
-        // Monotype Corsiva to ITC Zapf Chancery's), laid out with URW's
-        // clones of the PostScript fonts, as fontconfig's own table of metric
-        // aliases pairs them; their lines take the clones' heights. (Those
+        // The PostScript printers' fonts, Linotype's Palatino for Windows and
+        // the Windows fonts Monotype drew to their widths (Century Schoolbook
+        // to New Century Schoolbook's, Monotype Corsiva to ITC Zapf
+        // Chancery's), laid out with URW's clones of the PostScript fonts, as
+        // fontconfig's own table of metric aliases pairs them; their lines
+        // take the clones' heights. (Those
         // whose Windows heights are known, Book Antiqua, Century Gothic,
         // Bookman Old Style and Arial Narrow, are among the fonts of known
         // metrics.)
