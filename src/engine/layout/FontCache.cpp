@@ -223,9 +223,11 @@ FontCache::~FontCache()
 
 std::string FontCache::twinFamily(std::string_view wordName)
 {
-    // Fonts known only by their line height are looked for as themselves:
-    // where they are installed their own widths serve.
-    if (const WordFontMetrics* known = wordFontMetrics(wordName); known && known->widthsKnown)
+    // Fonts known only by their line height or by estimated widths are
+    // looked for as themselves: where they are installed their own widths
+    // serve.
+    if (const WordFontMetrics* known = wordFontMetrics(wordName);
+        known && known->widthsKnown && !known->widthsEstimated)
         return std::string(known->standIn);
     const std::string name = lower(wordName);
     struct Twin {
@@ -426,10 +428,23 @@ ResolvedFace FontCache::resolve(std::string_view wordName, FontWeight weight, Fo
     if (auto it = m_byRequest.find(key); it != m_byRequest.end())
         return it->second;
     ResolvedFace resolved;
+    const WordFontMetrics* known = wordFontMetrics(wordName);
     const std::string twin = twinFamily(wordName);
     bool exact = false;
     const Face* face = wordName.empty() ? nullptr : load(twin, weight, slant, exact);
-    if (!face || !exact) {
+    if (face && exact) {
+        resolved.standIn = known && known->widthsKnown && twin == known->standIn;
+    } else if (known && known->widthsKnown) {
+        // A font of estimated widths that is not installed: its stand-in,
+        // measured through the estimate.
+        bool standInExact = false;
+        if (const Face* standIn = load(std::string(known->standIn), weight, slant, standInExact);
+            standIn && standInExact) {
+            face = standIn;
+            resolved.standIn = true;
+        }
+    }
+    if (!face || (!exact && !resolved.standIn)) {
         bool classExact = false;
         const Face* substitute = load(classTwin(familyClass(lower(wordName))), weight, slant, classExact);
         if (substitute)

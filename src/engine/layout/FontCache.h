@@ -52,6 +52,9 @@ enum class FontSlant : uint8_t { Upright, Italic };
 struct ResolvedFace {
     const Face* face = nullptr;
     bool substituted = false;
+    /// The face is the stand-in of a Word font whose metrics are known
+    /// (WordFontMetrics), and is measured through them.
+    bool standIn = false;
 };
 
 /// Finds faces through fontconfig and reads them with FreeType, once per

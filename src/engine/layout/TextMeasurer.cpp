@@ -150,7 +150,7 @@ void TextMeasurer::prepare(uint32_t index, FontSlot slot)
                                      "\", lines and pages may differ"});
     }
     f.face = resolved.face;
-    const WordFontMetrics* known = resolved.substituted ? nullptr : wordFontMetrics(measuredName);
+    const WordFontMetrics* known = resolved.standIn ? wordFontMetrics(measuredName) : nullptr;
     if (known) {
         f.known = &known->style(cf.bold ? FontWeight::Bold : FontWeight::Regular,
                                 cf.italic ? FontSlant::Italic : FontSlant::Upright);

@@ -117,6 +117,7 @@ struct FontSource {
     double ascent;
     double descent;
     StyleSource styles[4];
+    bool estimated = false; ///< widths from mean widths alone
 };
 
 // Fonts whose line heights are known from their Windows metrics (the
@@ -135,13 +136,14 @@ constexpr double perMille(int32_t unitsOf2048) { return unitsOf2048 * 1000.0 / 2
 // A font with no widths of its own listed: each style's characters are the
 // stand-in's in that style times `upright` or `bold`, slanted or not.
 constexpr FontSource scaled(std::string_view name, std::string_view standIn, double ascent, double descent,
-                            double upright, double bold)
+                            double upright, double bold, bool estimated = false)
 {
     return {name,
             standIn,
             ascent,
             descent,
-            {{nullptr, 0, upright, 1.0}, {nullptr, 0, bold, 1.0}, {nullptr, 0, upright, 1.0}, {nullptr, 0, bold, 1.0}}};
+            {{nullptr, 0, upright, 1.0}, {nullptr, 0, bold, 1.0}, {nullptr, 0, upright, 1.0}, {nullptr, 0, bold, 1.0}},
+            estimated};
 }
 
 struct Built {
@@ -208,8 +210,9 @@ std::vector<Built> build()
         // for Verdana, whose widths are known, comes within 0.4% of what
         // the widths themselves give. Arial's means are 913 per 2048 em
         // upright and 983 bold. Tahoma and Lucida Grande have no italic of
-        // their own: Windows slants the upright face.
-        scaled("tahoma", "Liberation Sans", 1000, 207, 917.0 / 913, 1044.0 / 983),
+        // their own: Windows slants the upright face. Where one of these is
+        // installed, it is measured itself.
+        scaled("tahoma", "Liberation Sans", 1000, 207, 917.0 / 913, 1044.0 / 983, true),
         {"trebuchet ms",
          "Liberation Sans",
          939,
@@ -217,8 +220,9 @@ std::vector<Built> build()
          {{nullptr, 0, 934.0 / 913, 1.0},
           {nullptr, 0, 976.0 / 983, 1.0},
           {nullptr, 0, 943.0 / 913, 1.0},
-          {nullptr, 0, 993.0 / 983, 1.0}}},
-        scaled("lucida grande", "Liberation Sans", 967, 211, 1007.0 / 913, 1071.0 / 983),
+          {nullptr, 0, 993.0 / 983, 1.0}},
+         true},
+        scaled("lucida grande", "Liberation Sans", 967, 211, 1007.0 / 913, 1071.0 / 983, true),
         // Monotype's fonts drawn to the widths of the PostScript printers'
         // fonts (Book Antiqua to Palatino's, Century Gothic to ITC Avant
         // Garde's, Bookman Old Style to ITC Bookman's) on URW's clones of
@@ -336,6 +340,7 @@ std::vector<Built> build()
         b.metrics.standIn = f.standIn;
         b.metrics.ascent = f.ascent;
         b.metrics.descent = f.descent;
+        b.metrics.widthsEstimated = f.estimated;
         for (size_t s = 0; s < 4; ++s) {
             WordFontStyle& style = b.metrics.styles[s];
             style.fromStandIn = f.styles[s].fromStandIn;

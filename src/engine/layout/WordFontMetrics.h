@@ -33,6 +33,9 @@ struct WordFontMetrics {
     /// as themselves, and where they are missing their family's twin
     /// measures them and they are reported.
     bool widthsKnown = true;
+    /// True where the widths are an estimate (the stand-in scaled by the
+    /// ratio of mean widths): the font is looked for as itself first.
+    bool widthsEstimated = false;
     const WordFontStyle& style(FontWeight w, FontSlant s) const
     {
         return styles[(w == FontWeight::Bold ? 1 : 0) + (s == FontSlant::Italic ? 2 : 0)];

@@ -49,6 +49,11 @@ TEST(Fonts, WordFontsGoToTheirTwins)
         EXPECT_EQ(r.face->family(), c.family);
         EXPECT_EQ(r.substituted, c.substituted);
     }
+    // A font whose widths are only estimated, or not known at all, is
+    // looked for as itself first: installed, it measures itself.
+    for (const char* name : {"Tahoma", "Trebuchet MS", "Comic Sans MS", "Garamond"})
+        EXPECT_EQ(FontCache::twinFamily(name), name);
+    EXPECT_EQ(FontCache::twinFamily("Cambria"), "Caladea");
     const ResolvedFace bold = FontCache::instance().resolve("Arial", FontWeight::Bold, FontSlant::Upright);
     const ResolvedFace regular = FontCache::instance().resolve("Arial", FontWeight::Regular, FontSlant::Upright);
     EXPECT_NE(bold.face, regular.face);
