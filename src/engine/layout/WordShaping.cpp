@@ -78,6 +78,26 @@ bool listsClass(TableReader& t, size_t at, size_t count, uint16_t cls)
     return false;
 }
 
+/// Whether `matches` holds for any rule of the class-based (format 2)
+/// contextual subtable at `at`, whose count of rule sets stands at
+/// `setCount` and their offsets after it; `matches` gets each rule's start.
+template <typename Matches>
+bool anyRule(TableReader& t, size_t at, size_t setCount, Matches&& matches)
+{
+    const uint16_t sets = t.u16(setCount);
+    for (size_t s = 0; s < sets && !t.failed(); ++s) {
+        const uint16_t setOffset = t.u16(setCount + 2 + 2 * s);
+        if (setOffset == 0)
+            continue;
+        const size_t set = at + setOffset;
+        const uint16_t rules = t.u16(set);
+        for (size_t r = 0; r < rules && !t.failed(); ++r)
+            if (matches(set + t.u16(set + 2 + 2 * r)))
+                return true;
+    }
+    return false;
+}
+
 /// Whether the subtable at `at` of lookup type `type` may match `glyph`
 /// through a class definition past a rule's first glyph (the first is
 /// matched by its coverage, which HarfBuzz lists).
@@ -116,48 +136,26 @@ bool subtableMayReach(TableReader& t, size_t at, uint16_t type, bool positioning
         return true;
     if (context) {
         const uint16_t cls = t.classOf(at + t.u16(at + 4), glyph);
-        const uint16_t sets = t.u16(at + 6);
-        for (size_t s = 0; s < sets && !t.failed(); ++s) {
-            const uint16_t setOffset = t.u16(at + 8 + 2 * s);
-            if (setOffset == 0)
-                continue;
-            const size_t set = at + setOffset;
-            const uint16_t rules = t.u16(set);
-            for (size_t r = 0; r < rules && !t.failed(); ++r) {
-                const size_t rule = set + t.u16(set + 2 + 2 * r);
-                const uint16_t glyphs = t.u16(rule);
-                if (glyphs > 1 && listsClass(t, rule + 4, glyphs - 1u, cls))
-                    return true;
-            }
-        }
-        return false;
+        return anyRule(t, at, at + 6, [&](size_t rule) {
+            const uint16_t glyphs = t.u16(rule);
+            return glyphs > 1 && listsClass(t, rule + 4, glyphs - 1u, cls);
+        });
     }
     const uint16_t backtrackClass = t.classOf(at + t.u16(at + 4), glyph);
     const uint16_t inputClass = t.classOf(at + t.u16(at + 6), glyph);
     const uint16_t lookaheadClass = t.classOf(at + t.u16(at + 8), glyph);
-    const uint16_t sets = t.u16(at + 10);
-    for (size_t s = 0; s < sets && !t.failed(); ++s) {
-        const uint16_t setOffset = t.u16(at + 12 + 2 * s);
-        if (setOffset == 0)
-            continue;
-        const size_t set = at + setOffset;
-        const uint16_t rules = t.u16(set);
-        for (size_t r = 0; r < rules && !t.failed(); ++r) {
-            size_t p = set + t.u16(set + 2 + 2 * r);
-            const uint16_t backtrack = t.u16(p);
-            if (listsClass(t, p + 2, backtrack, backtrackClass))
-                return true;
-            p += 2 + 2 * size_t{backtrack};
-            const uint16_t input = t.u16(p);
-            if (input > 1 && listsClass(t, p + 2, input - 1u, inputClass))
-                return true;
-            p += 2 + 2 * size_t(input > 0 ? input - 1 : 0);
-            const uint16_t lookahead = t.u16(p);
-            if (listsClass(t, p + 2, lookahead, lookaheadClass))
-                return true;
-        }
-    }
-    return false;
+    return anyRule(t, at, at + 10, [&](size_t p) {
+        const uint16_t backtrack = t.u16(p);
+        if (listsClass(t, p + 2, backtrack, backtrackClass))
+            return true;
+        p += 2 + 2 * size_t{backtrack};
+        const uint16_t input = t.u16(p);
+        if (input > 1 && listsClass(t, p + 2, input - 1u, inputClass))
+            return true;
+        p += 2 + 2 * size_t(input > 0 ? input - 1 : 0);
+        const uint16_t lookahead = t.u16(p);
+        return listsClass(t, p + 2, lookahead, lookaheadClass);
+    });
 }
 
 } // namespace

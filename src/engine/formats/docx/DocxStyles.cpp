@@ -660,18 +660,8 @@ std::string Styles::displayName(const std::string& styleId) const
 CharFormat Styles::runFormat(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
                              const TableStyleRef& tableStyle) const
 {
-    LastRun& last = m_lastRun;
-    if (last.known && last.direct == direct && last.paraStyle == paraStyle && last.charStyle == charStyle &&
-        last.table == tableStyle)
-        return last.format;
-    last.known = false;
-    last.format = resolveRun(paraStyle, charStyle, direct, tableStyle);
-    last.paraStyle = paraStyle;
-    last.charStyle = charStyle;
-    last.direct = direct;
-    last.table = tableStyle;
-    last.known = true;
-    return last.format;
+    return m_lastRun.of([&] { return resolveRun(paraStyle, charStyle, direct, tableStyle); }, paraStyle, charStyle,
+                        direct, tableStyle);
 }
 
 CharFormat Styles::resolveRun(const std::string& paraStyle, const std::string& charStyle, const RunProps& direct,
@@ -738,18 +728,8 @@ CharFormat Styles::resolveRun(const std::string& paraStyle, const std::string& c
 ParaFormat Styles::paraFormat(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,
                               const TableStyleRef& tableStyle) const
 {
-    LastPara& last = m_lastPara;
-    if (last.known && last.direct == direct && last.numbering == numbering && last.paraStyle == paraStyle &&
-        last.table == tableStyle)
-        return last.format;
-    last.known = false;
-    last.format = resolvePara(paraStyle, numbering, direct, tableStyle);
-    last.paraStyle = paraStyle;
-    last.numbering = numbering;
-    last.direct = direct;
-    last.table = tableStyle;
-    last.known = true;
-    return last.format;
+    return m_lastPara.of([&] { return resolvePara(paraStyle, numbering, direct, tableStyle); }, paraStyle, numbering,
+                         direct, tableStyle);
 }
 
 ParaFormat Styles::resolvePara(const std::string& paraStyle, const ParaProps& numbering, const ParaProps& direct,

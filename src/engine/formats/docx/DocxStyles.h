@@ -8,6 +8,7 @@
 #include <optional>
 #include <pugixml.hpp>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -219,22 +220,27 @@ private:
     // made from: runs and paragraphs next to each other are mostly formatted
     // alike, and comparing what a format is made from costs a fraction of
     // making it (its style chains looked up by name, its fields resolved).
-    struct LastRun {
+    template <typename Format, typename... Inputs>
+    struct Last {
         bool known = false;
-        std::string paraStyle, charStyle;
-        RunProps direct;
-        TableStyleRef table;
-        CharFormat format;
+        std::tuple<Inputs...> inputs;
+        Format format;
+        /// The format made from `in`: the one kept when `in` is what it was
+        /// made from, else `make()`, kept with `in`.
+        template <typename Make>
+        const Format& of(Make&& make, const Inputs&... in)
+        {
+            if (known && inputs == std::tie(in...))
+                return format;
+            known = false;
+            format = make();
+            inputs = std::tie(in...);
+            known = true;
+            return format;
+        }
     };
-    struct LastPara {
-        bool known = false;
-        std::string paraStyle;
-        ParaProps numbering, direct;
-        TableStyleRef table;
-        ParaFormat format;
-    };
-    mutable LastRun m_lastRun;
-    mutable LastPara m_lastPara;
+    mutable Last<CharFormat, std::string, std::string, RunProps, TableStyleRef> m_lastRun;
+    mutable Last<ParaFormat, std::string, ParaProps, ParaProps, TableStyleRef> m_lastPara;
 };
 
 } // namespace qm::engine::docx
